@@ -1,0 +1,3 @@
+#pragma once
+// Resource numbers of the control's module.
+#define IDB_PALETTE 101
