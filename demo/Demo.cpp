@@ -1,0 +1,164 @@
+// The demo: the chart control hosted by ProgID in a real OLE container window (the system's
+// ATL host window class), shown in a top-level window or, headless, rendered to PNG frames.
+//
+//   LinnographDemo.exe <output folder> [--headless] [--seconds N]
+#include <windows.h>
+#include <ole2.h>
+#include <chrono>
+#include <cstdio>
+#include <string>
+#include <vector>
+#include "ComPtr.h"
+#include "PngWriter.h"
+
+namespace {
+
+const wchar_t ProgId[] = L"QvxLinnograph.LinnographCtl";
+const int ClientWidth = 960;
+const int ClientHeight = 480;
+
+using AtlAxWinInitFn = BOOL(WINAPI*)();
+using AtlAxGetControlFn = HRESULT(WINAPI*)(HWND, IUnknown**);
+
+struct CDemoOptions
+{
+    std::wstring Output = L".";
+    bool Headless = false;
+    double Seconds = 3.0;
+};
+
+CDemoOptions ParseOptions()
+{
+    CDemoOptions options;
+    int argc = 0;
+    LPWSTR* argv = CommandLineToArgvW(GetCommandLineW(), &argc);
+    for (int i = 1; argv && i < argc; ++i) {
+        std::wstring a = argv[i];
+        if (a == L"--headless") options.Headless = true;
+        else if (a == L"--seconds" && i + 1 < argc) options.Seconds = _wtof(argv[++i]);
+        else options.Output = a;
+    }
+    LocalFree(argv);
+    return options;
+}
+
+LRESULT CALLBACK FrameProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
+{
+    switch (message) {
+    case WM_SIZE:
+        if (HWND child = GetWindow(window, GW_CHILD))
+            MoveWindow(child, 0, 0, LOWORD(lParam), HIWORD(lParam), TRUE);
+        return 0;
+    case WM_DESTROY:
+        PostQuitMessage(0);
+        return 0;
+    }
+    return DefWindowProcW(window, message, wParam, lParam);
+}
+
+// Pumps messages until `seconds` have gone by or the window closes; false when it closed.
+bool PumpFor(double seconds)
+{
+    auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+    MSG msg;
+    while (std::chrono::steady_clock::now() < end) {
+        while (PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE)) {
+            if (msg.message == WM_QUIT) return false;
+            TranslateMessage(&msg);
+            DispatchMessageW(&msg);
+        }
+        MsgWaitForMultipleObjects(0, nullptr, FALSE, 10, QS_ALLINPUT);
+    }
+    return true;
+}
+
+// Renders the control through its view object into a DIB and writes it as a PNG. Returns the
+// time the control took to draw, in milliseconds, or a negative value on failure.
+double RenderFrame(IUnknown* control, const std::wstring& path)
+{
+    CComPtr<IViewObject> view;
+    if (FAILED(control->QueryInterface(IID_IViewObject, view.OutVoid()))) return -1;
+    CDibSurface surface(ClientWidth, ClientHeight);
+    if (!surface.Valid()) return -1;
+    RECTL bounds = {0, 0, ClientWidth, ClientHeight};
+    auto start = std::chrono::steady_clock::now();
+    HRESULT hr = view->Draw(DVASPECT_CONTENT, -1, nullptr, nullptr, nullptr, surface.Dc(), &bounds,
+                            nullptr, nullptr, 0);
+    double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+    if (FAILED(hr)) return -1;
+    if (FAILED(surface.Save(path.c_str()))) return -1;
+    return ms;
+}
+
+} // namespace
+
+int wmain()
+{
+    CDemoOptions options = ParseOptions();
+    if (FAILED(OleInitialize(nullptr))) return 2;
+
+    HMODULE atl = LoadLibraryW(L"atl.dll");
+    auto axInit = atl ? reinterpret_cast<AtlAxWinInitFn>(GetProcAddress(atl, "AtlAxWinInit")) : nullptr;
+    auto axGetControl = atl ? reinterpret_cast<AtlAxGetControlFn>(GetProcAddress(atl, "AtlAxGetControl")) : nullptr;
+    if (!axInit || !axGetControl || !axInit()) {
+        std::fprintf(stderr, "demo: the OLE container window class is not available\n");
+        return 3;
+    }
+
+    WNDCLASSW frameClass = {};
+    frameClass.lpfnWndProc = FrameProc;
+    frameClass.hInstance = GetModuleHandleW(nullptr);
+    frameClass.hCursor = LoadCursor(nullptr, IDC_ARROW);
+    frameClass.lpszClassName = L"Qvx_DemoFrame";
+    RegisterClassW(&frameClass);
+    RECT r = {0, 0, ClientWidth, ClientHeight};
+    AdjustWindowRect(&r, WS_OVERLAPPEDWINDOW, FALSE);
+    HWND frame = CreateWindowExW(0, frameClass.lpszClassName, L"Linnograph demo", WS_OVERLAPPEDWINDOW,
+                                 CW_USEDEFAULT, CW_USEDEFAULT, r.right - r.left, r.bottom - r.top,
+                                 nullptr, nullptr, frameClass.hInstance, nullptr);
+    HWND host = frame ? CreateWindowExW(0, L"AtlAxWin", ProgId, WS_CHILD | WS_VISIBLE, 0, 0,
+                                        ClientWidth, ClientHeight, frame, nullptr,
+                                        frameClass.hInstance, nullptr) : nullptr;
+    CComPtr<IUnknown> control;
+    if (!host || FAILED(axGetControl(host, control.Out())) || !control) {
+        std::fprintf(stderr, "demo: could not host %ls (is it registered?)\n", ProgId);
+        return 4;
+    }
+    std::printf("demo: hosting %ls in the container window\n", ProgId);
+
+    int status = 0;
+    if (options.Headless) {
+        // No display: run the chart for a while and keep frames of it.
+        std::vector<double> frameTimes;
+        const int frames = 5;
+        for (int i = 0; i < frames; ++i) {
+            if (!PumpFor(options.Seconds / frames)) break;
+            wchar_t name[32];
+            swprintf(name, 32, L"\\frame-%03d.png", i);
+            double ms = RenderFrame(control, options.Output + name);
+            if (ms < 0) { status = 5; break; }
+            frameTimes.push_back(ms);
+        }
+        if (status == 0 && RenderFrame(control, options.Output + L"\\demo.png") < 0) status = 5;
+        std::wstring figures = options.Output + L"\\frame-times.txt";
+        if (FILE* f = _wfopen(figures.c_str(), L"w")) {
+            for (size_t i = 0; i < frameTimes.size(); ++i) std::fprintf(f, "frame %zu: %.3f ms\n", i, frameTimes[i]);
+            std::fclose(f);
+        }
+        for (size_t i = 0; i < frameTimes.size(); ++i) std::printf("frame %zu drawn in %.3f ms\n", i, frameTimes[i]);
+        std::printf(status == 0 ? "demo: wrote demo.png and %zu frames\n" : "demo: rendering failed\n",
+                    frameTimes.size());
+    } else {
+        ShowWindow(frame, SW_SHOWNORMAL);
+        UpdateWindow(frame);
+        MSG msg;
+        while (GetMessageW(&msg, nullptr, 0, 0) > 0) {
+            TranslateMessage(&msg);
+            DispatchMessageW(&msg);
+        }
+    }
+    control = nullptr;
+    if (IsWindow(frame)) DestroyWindow(frame);
+    OleUninitialize();
+    return status;
+}
