@@ -39,25 +39,31 @@ class CVariant : public VARIANT
 {
 public:
     CVariant() noexcept { VariantInit(this); }
-    CVariant(const CVariant& other) { VariantInit(this); VariantCopy(this, &other); }
+    CVariant(const CVariant& other) { VariantInit(this); VariantCopy(this, Source(other)); }
     CVariant& operator=(const CVariant& other)
     {
-        if (this != &other) VariantCopy(this, &other);
+        if (this != &other) VariantCopy(this, Source(other));
         return *this;
     }
     ~CVariant() { VariantClear(this); }
     void Clear() noexcept { VariantClear(this); }
     VARIANT* Out() noexcept { VariantClear(this); return this; }
+
+private:
+    // VariantCopy only reads its source, but is declared without const.
+    static VARIANT* Source(const CVariant& other) { return const_cast<CVariant*>(&other); }
 };
 
-// Locks a SAFEARRAY's data for the life of the object.
+// Locks a SAFEARRAY's data for the life of the object. Only a one-dimensional array whose
+// elements have the size of T is taken; any other is not Valid.
 template <class T>
 class CSafeArrayAccess
 {
 public:
     explicit CSafeArrayAccess(SAFEARRAY* array) noexcept : Array(array)
     {
-        if (Array && SUCCEEDED(SafeArrayAccessData(Array, reinterpret_cast<void**>(&Data)))) {
+        if (Array && SafeArrayGetDim(Array) == 1 && SafeArrayGetElemsize(Array) == sizeof(T)
+            && SUCCEEDED(SafeArrayAccessData(Array, reinterpret_cast<void**>(&Data)))) {
             LONG lower = 0, upper = -1;
             SafeArrayGetLBound(Array, 1, &lower);
             SafeArrayGetUBound(Array, 1, &upper);

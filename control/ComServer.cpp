@@ -226,10 +226,16 @@ HRESULT CComServer::Unregister()
         CComPtr<ITypeLib> lib;
         TLIBATTR* attr = nullptr;
         if (SUCCEEDED(GetTypeLib(lib.Out())) && SUCCEEDED(lib->GetLibAttr(&attr))) {
-            HRESULT hr = UnRegisterTypeLib(attr->guid, attr->wMajorVerNum, attr->wMinorVerNum,
-                                           attr->lcid, attr->syskind);
+            // A library that is not registered is what we want (and not every system says so
+            // with the same code when asked to unregister it).
+            BSTR registered = nullptr;
+            bool isRegistered = SUCCEEDED(QueryPathOfRegTypeLib(attr->guid, attr->wMajorVerNum, attr->wMinorVerNum,
+                                                                attr->lcid, &registered));
+            SysFreeString(registered);
+            HRESULT hr = isRegistered ? UnRegisterTypeLib(attr->guid, attr->wMajorVerNum, attr->wMinorVerNum,
+                                                          attr->lcid, attr->syskind)
+                                      : S_OK;
             lib->ReleaseTLibAttr(attr);
-            // A library that is not registered is what we want.
             if (FAILED(hr) && hr != TYPE_E_REGISTRYACCESS && hr != TYPE_E_LIBNOTREGISTERED) result = SELFREG_E_TYPELIB;
         }
     }

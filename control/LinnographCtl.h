@@ -1,13 +1,191 @@
 #pragma once
-// Scaffold: replaced by the real control class.
+// The real-time chart control, the one object that a host embeds: its automation interface,
+// its OLE control surface and the properties that the control itself holds.
+#include <windows.h>
+#include <ocidl.h>
 #include "ComObject.h"
+#include "ControlColors.h"
+#include "DispatchImpl.h"
 #include "Linnograph.h"
+#include "OleControl.h"
+#include "ProvideClassInfoImpl.h"
+#include "Interfaces.h"
 
-class CLinnographCtl : public CComRoot, public IPersist
+class CLinnographCtl : public CDispatchImpl<IQvxLinnographCtl4>,
+                       public COleControl,
+                       public CControlColors,
+                       public ICategorizeProperties,
+                       public ISpecifyPropertyPages,
+                       public CSupportErrorInfoImpl<&IID_IQvxLinnographCtl, &IID_IQvxLinnographCtl2,
+                                                    &IID_IQvxLinnographCtl3, &IID_IQvxLinnographCtl4>,
+                       public CProvideClassInfo2Impl<&CLSID_LinnographCtl, &DIID__IQvxLinnographCtlEvents>
 {
 public:
     QVX_BEGIN_INTERFACES(CLinnographCtl)
-        QVX_INTERFACE(CLinnographCtl, IPersist),
+        QVX_INTERFACE(CLinnographCtl, IQvxLinnographCtl),
+        QVX_INTERFACE(CLinnographCtl, IQvxLinnographCtl2),
+        QVX_INTERFACE(CLinnographCtl, IQvxLinnographCtl3),
+        QVX_INTERFACE(CLinnographCtl, IQvxLinnographCtl4),
+        // IQvxControl, IQvxControl2, IQvxControl3 come here, with the host attachment.
+        // IQvxNotifications comes here, with the notification points.
+        // IQvx1DChannelConfig, IQvx1DChannelConfig2 come here, with the channel configuration.
+        // IQvxChannelOrderingProperties comes here, with the channel ordering.
+        // IQvxEventsConfig comes here, with the events configuration.
+        QVX_INTERFACE(CLinnographCtl, ISupportErrorInfo),
+        QVX_INTERFACE(CLinnographCtl, IDispatch),
+        QVX_INTERFACE(CLinnographCtl, IViewObjectEx),
+        QVX_INTERFACE_VIA(CLinnographCtl, IViewObject2, IViewObjectEx),
+        QVX_INTERFACE_VIA(CLinnographCtl, IViewObject, IViewObjectEx),
+        QVX_INTERFACE(CLinnographCtl, IOleInPlaceObjectWindowless),
+        QVX_INTERFACE_VIA(CLinnographCtl, IOleInPlaceObject, IOleInPlaceObjectWindowless),
+        QVX_INTERFACE_VIA(CLinnographCtl, IOleWindow, IOleInPlaceObjectWindowless),
+        QVX_INTERFACE(CLinnographCtl, IOleInPlaceActiveObject),
+        QVX_INTERFACE(CLinnographCtl, IOleControl),
+        QVX_INTERFACE(CLinnographCtl, IOleObject),
+        QVX_INTERFACE(CLinnographCtl, IPersistStreamInit),
+        QVX_INTERFACE_VIA(CLinnographCtl, IPersist, IPersistStreamInit),
+        QVX_INTERFACE(CLinnographCtl, IConnectionPointContainer),
+        QVX_INTERFACE(CLinnographCtl, ISpecifyPropertyPages),
+        QVX_INTERFACE(CLinnographCtl, IQuickActivate),
+        QVX_INTERFACE(CLinnographCtl, IPersistStorage),
+        QVX_INTERFACE(CLinnographCtl, IDataObject),
+        // IDropTarget comes here, with channel drag and drop.
+        QVX_INTERFACE_VIA(CLinnographCtl, IProvideClassInfo, IProvideClassInfo2),
+        QVX_INTERFACE(CLinnographCtl, IProvideClassInfo2),
+        QVX_INTERFACE(CLinnographCtl, ICategorizeProperties),
+        // IQvxSingleDataSelectionControl comes here, with the single data selection.
     QVX_END_INTERFACES()
-    STDMETHODIMP GetClassID(CLSID* clsid) override { if (!clsid) return E_POINTER; *clsid = CLSID_LinnographCtl; return S_OK; }
+
+    CLinnographCtl();
+
+    HRESULT FinalConstruct();
+    void FinalRelease();
+
+    // --- IQvxLinnographCtl ---
+    STDMETHODIMP put_Appearance(LONG appearance) override;
+    STDMETHODIMP get_Appearance(LONG* appearance) override;
+    STDMETHODIMP put_BorderStyle(LONG style) override;
+    STDMETHODIMP get_BorderStyle(LONG* style) override;
+    STDMETHODIMP put_BorderColor(OLE_COLOR colour) override;
+    STDMETHODIMP get_BorderColor(OLE_COLOR* colour) override;
+    STDMETHODIMP put_TabStop(VARIANT_BOOL tabStop) override;
+    STDMETHODIMP get_TabStop(VARIANT_BOOL* tabStop) override;
+    STDMETHODIMP put_Caption(BSTR caption) override;
+    STDMETHODIMP get_Caption(BSTR* caption) override;
+    STDMETHODIMP put_Enabled(VARIANT_BOOL enabled) override;
+    STDMETHODIMP get_Enabled(VARIANT_BOOL* enabled) override;
+    STDMETHODIMP put_BackColor(OLE_COLOR colour) override;
+    STDMETHODIMP get_BackColor(OLE_COLOR* colour) override;
+    STDMETHODIMP put_ForeColor(OLE_COLOR colour) override;
+    STDMETHODIMP get_ForeColor(OLE_COLOR* colour) override;
+    STDMETHODIMP put_Font(IFontDisp* font) override;
+    STDMETHODIMP putref_Font(IFontDisp* font) override;
+    STDMETHODIMP get_Font(IFontDisp** font) override;
+    STDMETHODIMP put_GridColor(OLE_COLOR colour) override;
+    STDMETHODIMP get_GridColor(OLE_COLOR* colour) override;
+    STDMETHODIMP put_ShowGrid(VARIANT_BOOL show) override;
+    STDMETHODIMP get_ShowGrid(VARIANT_BOOL* show) override;
+    STDMETHODIMP put_TraceStyle(::QvxTraceStyle style) override;
+    STDMETHODIMP get_TraceStyle(::QvxTraceStyle* style) override;
+    STDMETHODIMP put_PointSize(short tenthsOfPoint) override;
+    STDMETHODIMP get_PointSize(short* tenthsOfPoint) override;
+    STDMETHODIMP put_ShowCursorValues(VARIANT_BOOL show) override;
+    STDMETHODIMP get_ShowCursorValues(VARIANT_BOOL* show) override;
+    STDMETHODIMP put_AutoSizeCursorValues(VARIANT_BOOL autoSize) override;
+    STDMETHODIMP get_AutoSizeCursorValues(VARIANT_BOOL* autoSize) override;
+    STDMETHODIMP put_VerticalSplitPos(double inches) override;
+    STDMETHODIMP get_VerticalSplitPos(double* inches) override;
+    STDMETHODIMP put_Tiled(VARIANT_BOOL tiled) override;
+    STDMETHODIMP get_Tiled(VARIANT_BOOL* tiled) override;
+    STDMETHODIMP put_DataTimeSpan(INT64 ticks) override;
+    STDMETHODIMP get_DataTimeSpan(INT64* ticks) override;
+    STDMETHODIMP put_CursorValuesWidth(::CursorValueWidth width) override;
+    STDMETHODIMP get_CursorValuesWidth(::CursorValueWidth* width) override;
+    STDMETHODIMP put_CursorValuesBase(::CursorValueBase base) override;
+    STDMETHODIMP get_CursorValuesBase(::CursorValueBase* base) override;
+    // --- IQvxLinnographCtl2 ---
+    STDMETHODIMP put_ShowActiveYAxis(VARIANT_BOOL show) override;
+    STDMETHODIMP get_ShowActiveYAxis(VARIANT_BOOL* show) override;
+    // --- IQvxLinnographCtl3 ---
+    STDMETHODIMP put_ShowAlarms(VARIANT_BOOL show) override;
+    STDMETHODIMP get_ShowAlarms(VARIANT_BOOL* show) override;
+    STDMETHODIMP put_AlarmConditionsType(::AlarmConditionsType type) override;
+    STDMETHODIMP get_AlarmConditionsType(::AlarmConditionsType* type) override;
+    STDMETHODIMP put_EventColorScheme(::EventColorScheme scheme) override;
+    STDMETHODIMP get_EventColorScheme(::EventColorScheme* scheme) override;
+    STDMETHODIMP put_FixedGrid(VARIANT_BOOL fixed) override;
+    STDMETHODIMP get_FixedGrid(VARIANT_BOOL* fixed) override;
+    STDMETHODIMP put_ShowYAxisMarksWhenTiled(VARIANT_BOOL show) override;
+    STDMETHODIMP get_ShowYAxisMarksWhenTiled(VARIANT_BOOL* show) override;
+    STDMETHODIMP put_ShowGridActiveTraceOnly(VARIANT_BOOL show) override;
+    STDMETHODIMP get_ShowGridActiveTraceOnly(VARIANT_BOOL* show) override;
+    STDMETHODIMP put_ShowYAxisGrid(VARIANT_BOOL show) override;
+    STDMETHODIMP get_ShowYAxisGrid(VARIANT_BOOL* show) override;
+    STDMETHODIMP put_ShowYAxisGridMinorLines(VARIANT_BOOL show) override;
+    STDMETHODIMP get_ShowYAxisGridMinorLines(VARIANT_BOOL* show) override;
+    STDMETHODIMP put_ShowXAxisGrid(VARIANT_BOOL show) override;
+    STDMETHODIMP get_ShowXAxisGrid(VARIANT_BOOL* show) override;
+    STDMETHODIMP put_ShowXAxisGridMinorLines(VARIANT_BOOL show) override;
+    STDMETHODIMP get_ShowXAxisGridMinorLines(VARIANT_BOOL* show) override;
+    STDMETHODIMP put_ActiveTraceGridColor(OLE_COLOR colour) override;
+    STDMETHODIMP get_ActiveTraceGridColor(OLE_COLOR* colour) override;
+    // --- IQvxLinnographCtl4 ---
+    STDMETHODIMP put_HistoricDataTimeSpan(INT64 ticks) override;
+    STDMETHODIMP get_HistoricDataTimeSpan(INT64* ticks) override;
+
+    // --- IPersistStreamInit ---
+    STDMETHODIMP Load(IStream* stream) override;
+    STDMETHODIMP Save(IStream* stream, BOOL clearDirty) override;
+    STDMETHODIMP GetSizeMax(ULARGE_INTEGER* size) override;
+    STDMETHODIMP InitNew() override;
+    // --- IPersistStorage ---
+    STDMETHODIMP InitNew(IStorage* storage) override;
+    STDMETHODIMP Load(IStorage* storage) override;
+    STDMETHODIMP Save(IStorage* storage, BOOL sameAsLoad) override;
+
+    // --- IOleControl ---
+    STDMETHODIMP OnAmbientPropertyChange(DISPID id) override;
+
+    // --- ICategorizeProperties ---
+    STDMETHODIMP MapPropertyToCategory(DISPID id, PROPCAT* category) override;
+    STDMETHODIMP GetCategoryName(PROPCAT category, LCID, BSTR* name) override;
+
+    // --- ISpecifyPropertyPages ---
+    STDMETHODIMP GetPages(CAUUID* pages) override;
+
+    // --- CControlColors ---
+    COLORREF GetColour(int index) override;
+
+    // --- COleControl ---
+    HRESULT OnDraw(const DrawDescription& draw) override;
+    void OnWindowCreated() override;
+
+private:
+    HRESULT InitialiseNew();
+    // Sets the requires-save flag and tells the data advise sinks.
+    void MarkModified();
+    // Repaints the chart.
+    void InvalidateChart();
+    // A failure for an automation client: with error information.
+    HRESULT Fail(HRESULT hr);
+    HRESULT PutFont(IFontDisp* font, bool byReference);
+    HRESULT PutOwnColour(OLE_COLOR& field, OLE_COLOR colour, DISPID id);
+    HRESULT PutOwnFlag(uint32_t& field, VARIANT_BOOL value);
+    HRESULT GetFlag(uint32_t field, VARIANT_BOOL* value);
+    HRESULT GetColourProperty(OLE_COLOR field, OLE_COLOR* value);
+
+    // Fields in the order of the frame's state.
+    CBstr Caption;
+    uint32_t TabStop = 1;
+    uint32_t Enabled = 1;
+    CComPtr<IFontDisp> Font;
+    int32_t Appearance = 0;
+    int32_t BorderStyle = 0;
+    OLE_COLOR ActiveTraceGridColour = CControlColors::Unset;
+    uint32_t ShowCursorValues = 1;
+    uint32_t AutoSizeCursorValues = 1;
+    qvx::time DataTimeSpan = 200'000'000;
+    qvx::time HistoricDataTimeSpan = 3'000'000'000;
+    double VerticalSplitInches = 1.25;
+    uint32_t Initialised = 0;
 };

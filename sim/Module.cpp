@@ -2,11 +2,32 @@
 #include <windows.h>
 #include <olectl.h>
 #include "ComServer.h"
+#include "GroupFactory.h"
 #include "Interfaces.h"
+#include "PropertyFactory.h"
+#include "PropertyViewState.h"
+#include "SimulatedHost.h"
+#include "UnitConverter.h"
+#include "ZoomStack.h"
 
 namespace {
 
-const CClassEntry* const Classes = nullptr;
+const CClassEntry Classes[] = {
+    {&CLSID_QvxZoomStack, &CreateComObject<CZoomStack>, L"QvxHost.ZoomStack.1", L"QvxHost.ZoomStack",
+     L"Qvx Zoom Stack", nullptr},
+    {&CLSID_QvxUnitConverter, &CreateComObject<CUnitConverter>, L"QvxHost.UnitConverter.1",
+     L"QvxHost.UnitConverter", L"Qvx Unit Converter", nullptr},
+    {&CLSID_QvxChannelPropertyFactory, &CreateComObject<CChannelPropertyFactory>,
+     L"QvxHost.ChannelPropertyFactory.1", L"QvxHost.ChannelPropertyFactory", L"Qvx Channel Property Factory", nullptr},
+    {&CLSID_QvxEventPropertyFactory, &CreateComObject<CEventPropertyFactory>, L"QvxHost.EventPropertyFactory.1",
+     L"QvxHost.EventPropertyFactory", L"Qvx Event Property Factory", nullptr},
+    {&CLSID_QvxGroupFactory, &CreateComObject<CGroupFactory>, L"QvxHost.GroupFactory.1", L"QvxHost.GroupFactory",
+     L"Qvx Group Factory", nullptr},
+    {&CLSID_QvxPropertyViewState, &CreateComObject<CPropertyViewState>, L"QvxHost.PropertyViewState.1",
+     L"QvxHost.PropertyViewState", L"Qvx Property View State", nullptr},
+    {&CLSID_QvxSimulatedHost, &CreateComObject<CSimulatedHost>, L"QvxHost.SimulatedHost.1",
+     L"QvxHost.SimulatedHost", L"Qvx Substitute Host", nullptr},
+};
 
 } // namespace
 
@@ -14,7 +35,7 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID)
 {
     if (reason == DLL_PROCESS_ATTACH) {
         CComModule::Instance().SetHandle(instance);
-        CComServer::Describe({Classes, 0, &LIBID_QvxInterfacesLib});
+        CComServer::Describe({Classes, sizeof(Classes) / sizeof(Classes[0]), &LIBID_QvxInterfacesLib});
         DisableThreadLibraryCalls(instance);
     }
     return TRUE;

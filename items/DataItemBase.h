@@ -1,0 +1,32 @@
+#pragma once
+// The base of the data items: small objects that mirror the host's objects, cache what paint
+// code reads, and turn host notifications into change flags for the regions that listen.
+#include <windows.h>
+#include <vector>
+
+class CChartRegionBase;
+
+class CDataItemBase
+{
+public:
+    CDataItemBase() noexcept;
+    CDataItemBase(const CDataItemBase&) = delete;
+    CDataItemBase& operator=(const CDataItemBase&) = delete;
+    // Tells each remaining listener that the item goes away, first entry first.
+    virtual ~CDataItemBase();
+
+    // ORs `flags` into Flags; with a non-zero `fanOut` also tells each listener of `flags`
+    // (not of the accumulated word).
+    void NotifyChange(DWORD flags, int fanOut);
+
+    // A region registers by appending itself; it leaves from OnDataItemRemoved or its destructor.
+    void AddListener(CChartRegionBase* listener);
+    // Erases the first entry equal to `listener`; the others keep their order.
+    void RemoveListener(CChartRegionBase* listener);
+    bool HasListener(const CChartRegionBase* listener) const;
+
+    // Stale and change bits, whose meaning each class gives (ItemFlags.h).
+    DWORD Flags;
+    // In order of registration; not owned.
+    std::vector<CChartRegionBase*> Listeners;
+};

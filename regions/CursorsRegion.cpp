@@ -1,0 +1,25 @@
+#include "CursorsRegion.h"
+#include "ChartDrawInfo.h"
+
+BOOL CCursorsRegion::GetWidthLimits(CChartDrawInfo& info, int& minimum, int& maximum)
+{
+    HGDIOBJ old = info.hFontNormal ? SelectObject(info.hdcRef, info.hFontNormal) : nullptr;
+    TEXTMETRICW metrics{};
+    GetTextMetricsW(info.hdcRef, &metrics);
+    if (old) SelectObject(info.hdcRef, old);
+    minimum = GetDeviceCaps(info.hdcRef, LOGPIXELSX) * 9 / 40;
+    maximum = minimum + 50 * metrics.tmAveCharWidth;
+    return TRUE;
+}
+
+BOOL CCursorsRegion::GetHeightLimits(CChartDrawInfo& info, int& minimum, int& maximum)
+{
+    minimum = GetDeviceCaps(info.hdcRef, LOGPIXELSY) * 9 / 40;
+    maximum = -1;
+    return TRUE;
+}
+
+int CCursorsRegion::GetContentWidth(CChartDrawInfo&)
+{
+    return 0;
+}

@@ -1,0 +1,9 @@
+#include "GraphRegion.h"
+#include "ChartDrawInfo.h"
+
+BOOL CGraphRegion::GetWidthLimits(CChartDrawInfo& info, int& minimum, int& maximum)
+{
+    minimum = GetDeviceCaps(info.hdcRef, LOGPIXELSX) / 8;
+    maximum = -1;
+    return TRUE;
+}

@@ -1,0 +1,95 @@
+#include "Notifier.h"
+#include <algorithm>
+#include <olectl.h>
+#include "HostCalls.h"
+
+namespace {
+
+LONG& SinkCount()
+{
+    static LONG count = 0;
+    return count;
+}
+
+} // namespace
+
+CNotifier::CNotifier(std::initializer_list<IID> offered) : Offered(offered) {}
+
+CNotifier::~CNotifier()
+{
+    Clear();
+}
+
+LONG CNotifier::LiveSinks()
+{
+    return SinkCount();
+}
+
+HRESULT CNotifier::Advise(REFIID iid, IUnknown* sink, ULONG* cookie)
+{
+    if (!sink || !cookie) return E_POINTER;
+    *cookie = 0;
+    if (std::none_of(Offered.begin(), Offered.end(), [&](const IID& o) { return IsEqualIID(o, iid); }))
+        return E_NOINTERFACE;
+    CComPtr<IUnknown> typed;
+    HRESULT hr = sink->QueryInterface(iid, typed.OutVoid());
+    if (FAILED(hr)) return hr;
+    if (!typed) return E_NOINTERFACE;
+    Entries.push_back({NextCookie, iid, std::move(typed)});
+    *cookie = NextCookie++;
+    ++SinkCount();
+    return S_OK;
+}
+
+HRESULT CNotifier::AdviseByName(BSTR iid, IUnknown* sink, ULONG* cookie)
+{
+    if (!sink || !cookie) return E_POINTER;
+    *cookie = 0;
+    IID id;
+    if (!iid || FAILED(IIDFromString(iid, &id))) return E_INVALIDARG;
+    return Advise(id, sink, cookie);
+}
+
+HRESULT CNotifier::Unadvise(ULONG cookie)
+{
+    auto entry = std::find_if(Entries.begin(), Entries.end(), [&](const CEntry& e) { return e.Cookie == cookie; });
+    if (entry == Entries.end()) return CONNECT_E_NOCONNECTION;
+    // The sink is released after it has left the list: its release may call back.
+    CComPtr<IUnknown> sink = std::move(entry->Sink);
+    Entries.erase(entry);
+    --SinkCount();
+    return S_OK;
+}
+
+void CNotifier::Clear()
+{
+    std::vector<CEntry> entries;
+    entries.swap(Entries);
+    SinkCount() -= LONG(entries.size());
+}
+
+IUnknown* CNotifier::Find(ULONG cookie) const
+{
+    for (const CEntry& entry : Entries) {
+        if (entry.Cookie == cookie) return entry.Sink.Get();
+    }
+    return nullptr;
+}
+
+STDMETHODIMP CNotificationsImpl::AdviseByName(BSTR iid, IUnknown* sink, ULONG* cookie)
+{
+    QVX_HOST_CALL("IQvxNotifications.AdviseByName");
+    return Notifier.AdviseByName(iid, sink, cookie);
+}
+
+STDMETHODIMP CNotificationsImpl::Advise(REFIID iid, IUnknown* sink, ULONG* cookie)
+{
+    QVX_HOST_CALL("IQvxNotifications.Advise");
+    return Notifier.Advise(iid, sink, cookie);
+}
+
+STDMETHODIMP CNotificationsImpl::Unadvise(ULONG cookie)
+{
+    QVX_HOST_CALL("IQvxNotifications.Unadvise");
+    return Notifier.Unadvise(cookie);
+}

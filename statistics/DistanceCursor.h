@@ -1,0 +1,60 @@
+#pragma once
+// A forward walk over the distance series of a selection: turns increasing times into distances
+// with one pass over the samples, reading the host's arrays in place.
+#include <windows.h>
+#include <optional>
+#include "AutomationTypes.h"
+#include "ComPtr.h"
+#include "Interfaces.h"
+
+class DistanceCursor
+{
+public:
+    // What TimeToDistance gives.
+    enum Result { HasValue = 0, BeforeFirstSample = 1, NoValue = 2 };
+
+    DistanceCursor() noexcept = default;
+    DistanceCursor(const DistanceCursor&) = delete;
+    DistanceCursor& operator=(const DistanceCursor&) = delete;
+
+    // Drops the series, its records and the walk; with a series, takes it and its records.
+    void SetData(IQvxData* data);
+    // The distance at an absolute time, interpolated linearly between samples. Times must not
+    // decrease between calls unless the walk was restarted.
+    int TimeToDistance(qvx::time time, double& distance);
+    // Releases the record: the next lookup starts a new walk.
+    void DropRecord() noexcept;
+
+    CComPtr<IQvxData> Data;
+    CComPtr<IQvxDataRecords> Records;
+    CComPtr<IQvxDataRecord> Record;
+    LONG RecordNumber = 1;
+    // -1 when the data ended.
+    LONG SampleIndex = 0;
+    LONG RecordCount = 0;
+    LONG SampleCount = 0;
+    const double* Values = nullptr;
+    // PreviousValue and PreviousTime hold the sample before the current one.
+    bool HasPrevious = false;
+    double PreviousValue = 0.0;
+    qvx::time PreviousTime = 0;
+    // Null for a periodic record.
+    const qvx::time* Times = nullptr;
+    qvx::time RecordStart = 0;
+    qvx::time RecordPeriod = 0;
+
+private:
+    bool LoadRecord();
+    bool OpenRecord();
+    bool StartWalk(qvx::time time);
+    qvx::time SampleTime(LONG index) const noexcept
+    {
+        return Times ? Times[index] : RecordStart + qvx::time(index) * RecordPeriod;
+    }
+
+    // The arrays of Record, locked while it is held; the locks go before the arrays.
+    CSafeArray ValueArray;
+    CSafeArray TimeArray;
+    std::optional<CSafeArrayAccess<double>> ValueAccess;
+    std::optional<CSafeArrayAccess<qvx::time>> TimeAccess;
+};

@@ -1,0 +1,142 @@
+#pragma once
+// Drawing fixtures shared by the chart's tests: a DIB canvas whose pixels can be read, a printer
+// reference context, and a chart owner whose colours and font a test sets.
+#include <windows.h>
+#include <winspool.h>
+#include <olectl.h>
+#include <map>
+#include <vector>
+#include "ChartDrawInfo.h"
+#include "ComPtr.h"
+#include "GdiHandle.h"
+
+namespace qvxtest {
+
+// A 32-bit top-down DIB section selected into a memory context.
+class CDibCanvas
+{
+public:
+    CDibCanvas(int width, int height) : Width(width), Height(height), Dc(CreateCompatibleDC(nullptr))
+    {
+        BITMAPINFO info{};
+        info.bmiHeader.biSize = sizeof info.bmiHeader;
+        info.bmiHeader.biWidth = width;
+        info.bmiHeader.biHeight = -height;
+        info.bmiHeader.biPlanes = 1;
+        info.bmiHeader.biBitCount = 32;
+        info.bmiHeader.biCompression = BI_RGB;
+        void* bits = nullptr;
+        Bitmap.Reset(CreateDIBSection(Dc, &info, DIB_RGB_COLORS, &bits, nullptr, 0));
+        Bits = static_cast<const DWORD*>(bits);
+        OldBitmap = SelectObject(Dc, Bitmap);
+    }
+    ~CDibCanvas() { SelectObject(Dc, OldBitmap); }
+
+    HDC Get() const { return Dc; }
+    // The pixel as a COLORREF (0x00BBGGRR).
+    COLORREF Pixel(int x, int y) const
+    {
+        GdiFlush();
+        const DWORD p = Bits[y * Width + x];
+        return RGB((p >> 16) & 0xFF, (p >> 8) & 0xFF, p & 0xFF);
+    }
+
+    const int Width;
+    const int Height;
+
+private:
+    CDeviceContext Dc;
+    CBitmapHandle Bitmap;
+    const DWORD* Bits = nullptr;
+    HGDIOBJ OldBitmap = nullptr;
+};
+
+// A context on the PostScript printer of the prefix, installed on first use with a minimal
+// printer description. Its TECHNOLOGY is DT_RASPRINTER and it runs at 300 dpi.
+inline CDeviceContext CreateTestPrinterDC()
+{
+    static const wchar_t printer[] = L"Qvx Test Printer";
+    static const wchar_t driver[] = L"Wine PostScript Driver";
+    if (HDC dc = CreateDCW(L"WINSPOOL", printer, nullptr, nullptr)) return CDeviceContext(dc);
+
+    static const char description[] =
+        "*PPD-Adobe: \"4.3\"\n*FormatVersion: \"4.3\"\n*FileVersion: \"1.0\"\n*LanguageVersion: English\n"
+        "*LanguageEncoding: ISOLatin1\n*PCFileName: \"QVXTEST.PPD\"\n*Manufacturer: \"Qvx\"\n"
+        "*Product: \"(Qvx Test)\"\n*ModelName: \"Qvx Test\"\n*NickName: \"Qvx Test\"\n"
+        "*PSVersion: \"(3010.000) 0\"\n*LanguageLevel: \"3\"\n*ColorDevice: True\n*DefaultColorSpace: RGB\n"
+        "*DefaultResolution: 300dpi\n*OpenUI *PageSize: PickOne\n*DefaultPageSize: A4\n"
+        "*PageSize A4/A4: \"<</PageSize[595 842]>>setpagedevice\"\n*CloseUI: *PageSize\n"
+        "*DefaultImageableArea: A4\n*ImageableArea A4/A4: \"18 36 577 806\"\n"
+        "*DefaultPaperDimension: A4\n*PaperDimension A4/A4: \"595 842\"\n";
+    wchar_t folder[MAX_PATH] = {};
+    DWORD needed = 0;
+    GetPrinterDriverDirectoryW(nullptr, nullptr, 1, reinterpret_cast<BYTE*>(folder), sizeof folder, &needed);
+    CreateDirectoryW(folder, nullptr);
+    wchar_t path[MAX_PATH];
+    wsprintfW(path, L"%s\\qvxtest.ppd", folder);
+    HANDLE file = CreateFileW(path, GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+    if (file != INVALID_HANDLE_VALUE) {
+        DWORD written = 0;
+        WriteFile(file, description, sizeof description - 1, &written, nullptr);
+        CloseHandle(file);
+    }
+
+    DRIVER_INFO_3W driverInfo{};
+    driverInfo.cVersion = 3;
+    driverInfo.pName = const_cast<wchar_t*>(driver);
+    driverInfo.pDriverPath = const_cast<wchar_t*>(L"wineps.drv");
+    driverInfo.pDataFile = path;
+    driverInfo.pConfigFile = const_cast<wchar_t*>(L"wineps.drv");
+    driverInfo.pDefaultDataType = const_cast<wchar_t*>(L"RAW");
+    AddPrinterDriverExW(nullptr, 3, reinterpret_cast<BYTE*>(&driverInfo), APD_COPY_NEW_FILES);
+
+    PRINTER_INFO_2W printerInfo{};
+    printerInfo.pPrinterName = const_cast<wchar_t*>(printer);
+    printerInfo.pPortName = const_cast<wchar_t*>(L"FILE:");
+    printerInfo.pDriverName = const_cast<wchar_t*>(driver);
+    printerInfo.pPrintProcessor = const_cast<wchar_t*>(L"WinPrint");
+    printerInfo.pDatatype = const_cast<wchar_t*>(L"RAW");
+    if (HANDLE added = AddPrinterW(nullptr, 2, reinterpret_cast<BYTE*>(&printerInfo))) ClosePrinter(added);
+    return CDeviceContext(CreateDCW(L"WINSPOOL", printer, nullptr, nullptr));
+}
+
+// The chart's font as the control makes it: Arial, 8 points, weight 400.
+inline CComPtr<IFontDisp> CreateChartFont()
+{
+    FONTDESC description{};
+    description.cbSizeofstruct = sizeof description;
+    description.lpstrName = const_cast<LPOLESTR>(L"Arial");
+    description.cySize.int64 = 80000;
+    description.sWeight = FW_NORMAL;
+    description.sCharset = ANSI_CHARSET;
+    CComPtr<IFontDisp> font;
+    OleCreateFontIndirect(&description, IID_IFontDisp, font.OutVoid());
+    return font;
+}
+
+// A chart owner with settable colours, a scheme that records what it was asked, and a font.
+class CTestDrawOwner : public CChartDrawOwner
+{
+public:
+    OLE_COLOR BackColor = 0xFFFFFFFF;
+    OLE_COLOR ForeColor = 0xFFFFFFFF;
+    OLE_COLOR GridColor = 0xFFFFFFFF;
+    OLE_COLOR ActiveTraceGridColour = 0xD0D0D0;
+    std::map<int, COLORREF> Scheme{{11, 0xFFFFFF}, {12, 0x000000}, {13, 0xD0D0D0}};
+    std::vector<int> SchemeAsked;
+    CComPtr<IUnknown> FontObject;
+
+    OLE_COLOR GetBackColor() override { return BackColor; }
+    OLE_COLOR GetForeColor() override { return ForeColor; }
+    OLE_COLOR GetGridColor() override { return GridColor; }
+    COLORREF GetSchemeColour(int index) override
+    {
+        SchemeAsked.push_back(index);
+        auto found = Scheme.find(index);
+        return found != Scheme.end() ? found->second : 0;
+    }
+    OLE_COLOR GetActiveTraceGridColour() override { return ActiveTraceGridColour; }
+    IUnknown* GetFontObject() override { return FontObject; }
+};
+
+} // namespace qvxtest

@@ -1,0 +1,301 @@
+// The data item's flag word and the fan-out of a change to its listeners, including listeners
+// that come and go while they are being told.
+#include <gtest/gtest.h>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include "ChartRegionBase.h"
+#include "ComObject.h"
+#include "DataItemBase.h"
+#include "DataNotifications.h"
+#include "ItemFlags.h"
+
+namespace {
+
+// A listener that records what it is told in a shared log, and runs a test's action when told.
+class CRecordingRegion : public CChartRegionBase
+{
+public:
+    CRecordingRegion(std::string name, std::vector<std::string>& log)
+        : CChartRegionBase(nullptr), Name(std::move(name)), Log(log)
+    {
+    }
+    void OnDataItemChanged(CDataItemBase* item, DWORD flags) override
+    {
+        Log.push_back(Name + ":" + std::to_string(flags));
+        LastItem = item;
+        if (OnChange) OnChange();
+    }
+    void OnDataItemRemoved(CDataItemBase* item) override
+    {
+        Log.push_back(Name + ":removed");
+        if (LeavesOnRemoval) CChartRegionBase::OnDataItemRemoved(item);
+    }
+
+    std::string Name;
+    std::vector<std::string>& Log;
+    std::function<void()> OnChange;
+    CDataItemBase* LastItem = nullptr;
+    bool LeavesOnRemoval = true;
+};
+
+class DataItemBaseTest : public testing::Test
+{
+protected:
+    CRecordingRegion& Listen(const std::string& name)
+    {
+        Regions.push_back(std::make_unique<CRecordingRegion>(name, Log));
+        Item.AddListener(Regions.back().get());
+        return *Regions.back();
+    }
+
+    std::vector<std::string> Log;
+    std::vector<std::unique_ptr<CRecordingRegion>> Regions;
+    CDataItemBase Item;
+};
+
+using Calls = std::vector<std::string>;
+
+} // namespace
+
+TEST_F(DataItemBaseTest, ANewItemIsAllStale)
+{
+    EXPECT_EQ(Item.Flags, 0xFFFFFFFFu);
+    EXPECT_TRUE(Item.Listeners.empty());
+}
+
+TEST_F(DataItemBaseTest, ListenersHearTheFlagsOfTheCallNotTheWord)
+{
+    CRecordingRegion& a = Listen("a");
+    Listen("b");
+    Item.Flags = 0;
+    Item.NotifyChange(TaskYZoomChanged, 1);
+    Item.NotifyChange(TaskOrderChanged, 1);
+
+    EXPECT_EQ(Item.Flags, TaskYZoomChanged | TaskOrderChanged);
+    EXPECT_EQ(Log, (Calls{"a:4", "b:4", "a:16", "b:16"}));
+    EXPECT_EQ(a.LastItem, &Item);
+}
+
+TEST_F(DataItemBaseTest, NoFanOutSetsTheBitsAndTellsNobody)
+{
+    Listen("a");
+    Item.Flags = 0;
+    Item.NotifyChange(TaskCursorStale, 0);
+
+    EXPECT_EQ(Item.Flags, TaskCursorStale);
+    EXPECT_TRUE(Log.empty());
+}
+
+TEST_F(DataItemBaseTest, AListenerThatLeavesWhileToldIsNotToldAgain)
+{
+    Listen("a");
+    CRecordingRegion& b = Listen("b");
+    Listen("c");
+    b.OnChange = [&] { Item.RemoveListener(&b); };
+    Item.NotifyChange(1, 1);
+    Item.NotifyChange(2, 1);
+
+    EXPECT_EQ(Log, (Calls{"a:1", "b:1", "c:1", "a:2", "c:2"}));
+    EXPECT_EQ(Item.Listeners.size(), 2u);
+}
+
+TEST_F(DataItemBaseTest, AListenerRemovedByAnotherIsSkipped)
+{
+    CRecordingRegion& a = Listen("a");
+    CRecordingRegion& b = Listen("b");
+    CRecordingRegion& c = Listen("c");
+    Listen("d");
+    // b takes out one that was told already and one that was not.
+    b.OnChange = [&] {
+        Item.RemoveListener(&a);
+        Item.RemoveListener(&c);
+    };
+    Item.NotifyChange(1, 1);
+
+    EXPECT_EQ(Log, (Calls{"a:1", "b:1", "d:1"}));
+}
+
+TEST_F(DataItemBaseTest, AListenerDeletedDuringTheFanOutIsNeverReached)
+{
+    // A region that leaves its item in its destructor, as every listening region does.
+    struct CLeavingRegion : CRecordingRegion
+    {
+        CLeavingRegion(CDataItemBase& item, std::vector<std::string>& log) : CRecordingRegion("gone", log), Item(item)
+        {
+            Item.AddListener(this);
+        }
+        ~CLeavingRegion() override { Item.RemoveListener(this); }
+        CDataItemBase& Item;
+    };
+    CRecordingRegion& a = Listen("a");
+    auto doomed = std::make_unique<CLeavingRegion>(Item, Log);
+    Listen("c");
+    a.OnChange = [&] { doomed.reset(); };
+    Item.NotifyChange(8, 1);
+
+    EXPECT_EQ(Log, (Calls{"a:8", "c:8"}));
+}
+
+TEST_F(DataItemBaseTest, AListenerAddedDuringTheFanOutHearsTheNextChange)
+{
+    CRecordingRegion& a = Listen("a");
+    CRecordingRegion late("late", Log);
+    a.OnChange = [&] {
+        if (!Item.HasListener(&late)) Item.AddListener(&late);
+    };
+    Item.NotifyChange(1, 1);
+    EXPECT_EQ(Log, (Calls{"a:1"}));
+
+    Item.NotifyChange(2, 1);
+    EXPECT_EQ(Log, (Calls{"a:1", "a:2", "late:2"}));
+    Item.RemoveListener(&late);
+}
+
+TEST_F(DataItemBaseTest, NullEntriesAreSkipped)
+{
+    Item.AddListener(nullptr);
+    Listen("a");
+    Item.NotifyChange(1, 1);
+
+    EXPECT_EQ(Log, (Calls{"a:1"}));
+}
+
+TEST_F(DataItemBaseTest, AnExceptionFromAListenerPassesOnAndLeavesTheListeners)
+{
+    CRecordingRegion& a = Listen("a");
+    Listen("b");
+    a.OnChange = [] { throw std::runtime_error("listener failed"); };
+    EXPECT_THROW(Item.NotifyChange(1, 1), std::runtime_error);
+    EXPECT_EQ(Log, (Calls{"a:1"}));
+    EXPECT_EQ(Item.Listeners.size(), 2u);
+
+    a.OnChange = nullptr;
+    Item.NotifyChange(2, 1);
+    EXPECT_EQ(Log, (Calls{"a:1", "a:2", "b:2"}));
+}
+
+TEST_F(DataItemBaseTest, RemovingTakesOutTheFirstEntryOnly)
+{
+    CRecordingRegion& a = Listen("a");
+    CRecordingRegion& b = Listen("b");
+    Item.AddListener(&a);
+    Item.RemoveListener(&a);
+
+    ASSERT_EQ(Item.Listeners.size(), 2u);
+    EXPECT_EQ(Item.Listeners[0], &b);
+    EXPECT_EQ(Item.Listeners[1], &a);
+}
+
+TEST(DataItemBaseLifetime, DestructionTellsEachRemainingListenerOnce)
+{
+    std::vector<std::string> log;
+    CRecordingRegion a("a", log), b("b", log), c("c", log);
+    auto item = std::make_unique<CDataItemBase>();
+    item->AddListener(&a);
+    item->AddListener(&b);
+    item->AddListener(&c);
+    // A watcher, second in line, counts the listeners left when its turn comes.
+    size_t seenByWatcher = 0;
+    struct CWatcher : CRecordingRegion
+    {
+        using CRecordingRegion::CRecordingRegion;
+        void OnDataItemRemoved(CDataItemBase* item) override
+        {
+            *Seen = item->Listeners.size();
+            CRecordingRegion::OnDataItemRemoved(item);
+        }
+        size_t* Seen = nullptr;
+    } watcher("w", log);
+    watcher.Seen = &seenByWatcher;
+    item->Listeners.insert(item->Listeners.begin() + 1, &watcher);
+    item.reset();
+
+    EXPECT_EQ(log, (Calls{"a:removed", "w:removed", "b:removed", "c:removed"}));
+    EXPECT_EQ(seenByWatcher, 3u);
+}
+
+TEST(DataItemBaseLifetime, DestructionEndsWhenAListenerDoesNotLeave)
+{
+    std::vector<std::string> log;
+    CRecordingRegion stubborn("s", log), polite("p", log);
+    stubborn.LeavesOnRemoval = false;
+    {
+        CDataItemBase item;
+        item.AddListener(&stubborn);
+        item.AddListener(nullptr);
+        item.AddListener(&polite);
+    }
+    EXPECT_EQ(log, (Calls{"s:removed", "p:removed"}));
+}
+
+namespace {
+
+// A host series that keeps the sinks advised on it, as a host may after the chart let go.
+class CHostSeries : public CComRoot, public IQvxNotifications
+{
+public:
+    QVX_BEGIN_INTERFACES(CHostSeries)
+        QVX_INTERFACE(CHostSeries, IQvxNotifications),
+    QVX_END_INTERFACES()
+
+    STDMETHODIMP AdviseByName(BSTR, IUnknown*, ULONG*) override { return E_NOTIMPL; }
+    STDMETHODIMP Advise(REFIID iid, IUnknown* sink, ULONG* cookie) override
+    {
+        if (!IsEqualIID(iid, __uuidof(IQvxDataNotifications)) || !sink || !cookie) return E_INVALIDARG;
+        Held.QueryFrom(sink, __uuidof(IQvxDataNotifications));
+        *cookie = 7;
+        return S_OK;
+    }
+    STDMETHODIMP Unadvise(ULONG cookie) override
+    {
+        Unadvised.push_back(cookie);
+        return S_OK;  // but the host keeps the sink all the same
+    }
+
+    CComPtr<IQvxDataNotifications> Held;
+    std::vector<ULONG> Unadvised;
+};
+
+// An item that listens to a host series through a sink of its own, and lets go in its destructor.
+class CSeriesItem : public CDataItemBase, public CDataNotificationsReceiver
+{
+public:
+    using CSink = CDataNotificationsSink<CBaseSingleSourceSink<IQvxDataNotifications>>;
+    explicit CSeriesItem(IUnknown* source) : Source(source), Sink(CreateSink<CSink>(this))
+    {
+        Sink->Advise(Source);
+    }
+    ~CSeriesItem() override { CloseSink(Sink, Source); }
+    void OnDataChanged(IUnknown*, qvx::time*, qvx::time*) override { NotifyChange(TraceDataStale, 1); }
+
+    CComPtr<IUnknown> Source;
+    CComPtr<CSink> Sink;
+};
+
+} // namespace
+
+TEST(DataItemBaseSinks, ANotificationAfterTheItemWentCallsNothingAndSucceeds)
+{
+    CComPtr<IQvxNotifications> series;
+    ASSERT_EQ(CComObject<CHostSeries>::CreateInstance(series), S_OK);
+    auto* host = static_cast<CHostSeries*>(series.Get());
+    std::vector<std::string> log;
+    CRecordingRegion region("r", log);
+    auto item = std::make_unique<CSeriesItem>(series);
+    item->AddListener(&region);
+    ASSERT_TRUE(host->Held);
+
+    item->Flags = 0;
+    EXPECT_EQ(host->Held->OnDataChanged(series, 0, 10), S_OK);
+    EXPECT_EQ(item->Flags, TraceDataStale);
+    EXPECT_EQ(log, (Calls{"r:1"}));
+
+    item.reset();
+    EXPECT_EQ(host->Unadvised, (std::vector<ULONG>{7}));
+    EXPECT_EQ(log, (Calls{"r:1", "r:removed"}));
+    EXPECT_EQ(host->Held->OnDataChanged(series, 10, 20), S_OK);
+    EXPECT_EQ(host->Held->OnDataGoingAway(series), S_OK);
+    EXPECT_EQ(log, (Calls{"r:1", "r:removed"}));
+}

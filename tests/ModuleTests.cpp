@@ -1,0 +1,105 @@
+// Linnograph.dll as a module: version, unloading, embedded type library.
+#include <gtest/gtest.h>
+#include <windows.h>
+#include <shlwapi.h>
+#include <ole2.h>
+#include <string>
+#include "ComPtr.h"
+#include "Linnograph.h"
+
+namespace {
+
+std::wstring ModulePath()
+{
+    wchar_t path[MAX_PATH] = {};
+    GetModuleFileNameW(nullptr, path, MAX_PATH);
+    std::wstring folder(path);
+    return folder.substr(0, folder.find_last_of(L'\\') + 1) + L"Linnograph.dll";
+}
+
+class Module : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(Dll) << "cannot load " << std::string(Path.begin(), Path.end());
+        ASSERT_TRUE(CanUnloadNow && GetClassObject);
+        CoInitialize(nullptr);
+    }
+    void TearDown() override { CoUninitialize(); }
+
+    template <class F>
+    F Entry(const char* name)
+    {
+        return reinterpret_cast<F>(GetProcAddress(Dll, name));
+    }
+
+    std::wstring Path = ModulePath();
+    HMODULE Dll = LoadLibraryW(Path.c_str());
+    HRESULT(STDAPICALLTYPE* CanUnloadNow)() = Entry<HRESULT(STDAPICALLTYPE*)()>("DllCanUnloadNow");
+    HRESULT(STDAPICALLTYPE* GetClassObject)(REFCLSID, REFIID, void**) =
+        Entry<HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, void**)>("DllGetClassObject");
+};
+
+} // namespace
+
+TEST_F(Module, VersionIsOneZeroOnWindows)
+{
+    auto getVersion = Entry<HRESULT(STDAPICALLTYPE*)(DLLVERSIONINFO*)>("DllGetVersion");
+    ASSERT_TRUE(getVersion);
+    DLLVERSIONINFO info{};
+    info.cbSize = sizeof(info);
+    ASSERT_EQ(S_OK, getVersion(&info));
+    EXPECT_EQ(1u, info.dwMajorVersion);
+    EXPECT_EQ(0u, info.dwMinorVersion);
+    EXPECT_EQ(DWORD(DLLVER_PLATFORM_WINDOWS), info.dwPlatformID);
+    EXPECT_EQ(E_POINTER, getVersion(nullptr));
+}
+
+TEST_F(Module, UnloadsOnlyWithoutObjectsAndLocks)
+{
+    EXPECT_EQ(S_OK, CanUnloadNow());
+    CComPtr<IClassFactory> factory;
+    ASSERT_EQ(S_OK, GetClassObject(CLSID_LinnographCtl, IID_IClassFactory, factory.OutVoid()));
+    EXPECT_EQ(S_FALSE, CanUnloadNow());
+    CComPtr<IOleObject> control;
+    ASSERT_EQ(S_OK, factory->CreateInstance(nullptr, IID_IOleObject, control.OutVoid()));
+    ASSERT_EQ(S_OK, factory->LockServer(TRUE));
+    factory = nullptr;
+    EXPECT_EQ(S_FALSE, CanUnloadNow());
+    control = nullptr;
+    EXPECT_EQ(S_FALSE, CanUnloadNow());
+    ASSERT_EQ(S_OK, GetClassObject(CLSID_LinnographCtl, IID_IClassFactory, factory.OutVoid()));
+    ASSERT_EQ(S_OK, factory->LockServer(FALSE));
+    factory = nullptr;
+    EXPECT_EQ(S_OK, CanUnloadNow());
+}
+
+TEST_F(Module, EnumeratorsAndConnectionPointsKeepTheModuleLoaded)
+{
+    CComPtr<IConnectionPointContainer> control;
+    CComPtr<IClassFactory> factory;
+    ASSERT_EQ(S_OK, GetClassObject(CLSID_LinnographCtl, IID_IClassFactory, factory.OutVoid()));
+    ASSERT_EQ(S_OK, factory->CreateInstance(nullptr, IID_IConnectionPointContainer, control.OutVoid()));
+    factory = nullptr;
+    CComPtr<IEnumConnectionPoints> points;
+    ASSERT_EQ(S_OK, control->EnumConnectionPoints(points.Out()));
+    control = nullptr;
+    EXPECT_EQ(S_FALSE, CanUnloadNow());
+    points = nullptr;
+    EXPECT_EQ(S_OK, CanUnloadNow());
+}
+
+TEST_F(Module, EmbeddedTypeLibraryHasTheLibraryId)
+{
+    CComPtr<ITypeLib> library;
+    ASSERT_EQ(S_OK, LoadTypeLibEx(Path.c_str(), REGKIND_NONE, library.Out()));
+    TLIBATTR* attributes = nullptr;
+    ASSERT_EQ(S_OK, library->GetLibAttr(&attributes));
+    EXPECT_TRUE(IsEqualGUID(LIBID_QvxLinnographLib, attributes->guid));
+    EXPECT_EQ(1, attributes->wMajorVerNum);
+    EXPECT_EQ(0, attributes->wMinorVerNum);
+    library->ReleaseTLibAttr(attributes);
+    CComPtr<ITypeInfo> control;
+    EXPECT_EQ(S_OK, library->GetTypeInfoOfGuid(CLSID_LinnographCtl, control.Out()));
+}

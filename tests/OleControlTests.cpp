@@ -1,0 +1,749 @@
+// The control's OLE surface, driven through COM as a container drives it: creation and
+// aggregation, in-place activation on a real window, drawing, extent, hit tests, persistence
+// and advises.
+#include "OleTestSupport.h"
+
+using namespace qvxtest;
+
+namespace {
+
+constexpr COLORREF White = 0xFFFFFF;
+constexpr COLORREF Red = 0x0000FF;
+constexpr COLORREF Untouched = 0x123456;
+
+// An outer object that aggregates the control and counts its own references.
+class COuter : public IUnknown
+{
+public:
+    ULONG Refs = 1;
+    CComPtr<IUnknown> Inner;
+    STDMETHODIMP QueryInterface(REFIID iid, void** out) override
+    {
+        if (IsEqualIID(iid, IID_IUnknown)) {
+            *out = static_cast<IUnknown*>(this);
+            AddRef();
+            return S_OK;
+        }
+        return Inner->QueryInterface(iid, out);
+    }
+    STDMETHODIMP_(ULONG) AddRef() override { return ++Refs; }
+    STDMETHODIMP_(ULONG) Release() override { return --Refs; }
+};
+
+// A container's event sink for the control's (empty) event interface.
+class CEventSink : public IDispatch
+{
+public:
+    ULONG Refs = 0;
+    STDMETHODIMP QueryInterface(REFIID iid, void** out) override
+    {
+        if (IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IDispatch) ||
+            IsEqualIID(iid, DIID__IQvxLinnographCtlEvents)) {
+            *out = static_cast<IDispatch*>(this);
+            AddRef();
+            return S_OK;
+        }
+        *out = nullptr;
+        return E_NOINTERFACE;
+    }
+    STDMETHODIMP_(ULONG) AddRef() override { return ++Refs; }
+    STDMETHODIMP_(ULONG) Release() override { return --Refs; }
+    STDMETHODIMP GetTypeInfoCount(UINT* count) override { *count = 0; return S_OK; }
+    STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
+    STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override { return E_NOTIMPL; }
+    STDMETHODIMP Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*, UINT*) override
+    {
+        return DISP_E_MEMBERNOTFOUND;
+    }
+};
+
+class OleControl : public testing::Test
+{
+protected:
+    COleScope Ole;
+    CComPtr<IQvxLinnographCtl4> Control = CreateControl();
+    CComPtr<IOleObject> Object = Query<IOleObject>(Control);
+    CComPtr<IOleInPlaceObject> InPlace = Query<IOleInPlaceObject>(Control);
+};
+
+// A control on a site of a real window.
+class InPlaceControl : public OleControl
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(Container.Window);
+        ASSERT_TRUE(Object);
+        Site.Object = InPlace;
+        ASSERT_EQ(S_OK, Object->SetClientSite(&Site));
+        ASSERT_EQ(S_OK, InitNew(Control));
+    }
+    void TearDown() override
+    {
+        if (Object) {
+            Object->Close(OLECLOSE_NOSAVE);
+            Object->SetClientSite(nullptr);
+        }
+    }
+    HRESULT Activate(LONG verb = OLEIVERB_INPLACEACTIVATE)
+    {
+        return Object->DoVerb(verb, nullptr, &Site, 0, Container.Window, &Site.Position);
+    }
+
+    CContainerWindow Container;
+    CTestSite Site{Container.Window};
+};
+
+const IID* const ControlInterfaces[] = {
+    &IID_IQvxLinnographCtl, &IID_IQvxLinnographCtl2, &IID_IQvxLinnographCtl3, &IID_IQvxLinnographCtl4,
+    &IID_ISupportErrorInfo, &IID_IDispatch, &IID_IViewObjectEx, &IID_IViewObject2, &IID_IViewObject,
+    &IID_IOleInPlaceObjectWindowless, &IID_IOleInPlaceObject, &IID_IOleWindow, &IID_IOleInPlaceActiveObject,
+    &IID_IOleControl, &IID_IOleObject, &IID_IPersistStreamInit, &IID_IPersist, &IID_IConnectionPointContainer,
+    &IID_ISpecifyPropertyPages, &IID_IQuickActivate, &IID_IPersistStorage, &IID_IDataObject,
+    &IID_IProvideClassInfo, &IID_IProvideClassInfo2, &IID_ICategorizeProperties,
+};
+
+} // namespace
+
+// --- creation ---
+
+TEST_F(OleControl, AnswersEveryInterfaceWithOneIdentity)
+{
+    ASSERT_TRUE(Control);
+    CComPtr<IUnknown> identity = Query<IUnknown>(Control);
+    for (const IID* iid : ControlInterfaces) {
+        CComPtr<IUnknown> face;
+        ASSERT_EQ(S_OK, Control->QueryInterface(*iid, face.OutVoid()));
+        EXPECT_EQ(identity.Get(), Query<IUnknown>(face).Get());
+    }
+    CComPtr<IUnknown> none;
+    EXPECT_EQ(E_NOINTERFACE, Control->QueryInterface(IID_IClassFactory, none.OutVoid()));
+}
+
+TEST_F(OleControl, AggregatedControlUsesTheOuterCount)
+{
+    COuter outer;
+    ASSERT_EQ(S_OK, CoCreateInstance(CLSID_LinnographCtl, &outer, CLSCTX_INPROC_SERVER, IID_IUnknown,
+                                     outer.Inner.OutVoid()));
+    ULONG before = outer.Refs;
+    {
+        CComPtr<IOleObject> object;
+        ASSERT_EQ(S_OK, outer.Inner->QueryInterface(IID_IOleObject, object.OutVoid()));
+        EXPECT_EQ(before + 1, outer.Refs);
+        // Identity is the outer object's.
+        CComPtr<IUnknown> identity;
+        object->QueryInterface(IID_IUnknown, identity.OutVoid());
+        EXPECT_EQ(static_cast<IUnknown*>(&outer), identity.Get());
+    }
+    EXPECT_EQ(before, outer.Refs);
+    CComPtr<IUnknown> wrong;
+    EXPECT_EQ(CLASS_E_NOAGGREGATION, CoCreateInstance(CLSID_LinnographCtl, &outer, CLSCTX_INPROC_SERVER,
+                                                      IID_IOleObject, wrong.OutVoid()));
+    outer.Inner = nullptr;
+}
+
+TEST_F(OleControl, ClassInformationComesFromTheTypeLibrary)
+{
+    CComPtr<IProvideClassInfo2> info = Query<IProvideClassInfo2>(Control);
+    GUID source{};
+    ASSERT_EQ(S_OK, info->GetGUID(GUIDKIND_DEFAULT_SOURCE_DISP_IID, &source));
+    EXPECT_TRUE(IsEqualGUID(DIID__IQvxLinnographCtlEvents, source));
+    EXPECT_EQ(E_INVALIDARG, info->GetGUID(2, &source));
+    CComPtr<ITypeInfo> type;
+    ASSERT_EQ(S_OK, info->GetClassInfo(type.Out()));
+    TYPEATTR* attributes = nullptr;
+    ASSERT_EQ(S_OK, type->GetTypeAttr(&attributes));
+    EXPECT_TRUE(IsEqualGUID(CLSID_LinnographCtl, attributes->guid));
+    EXPECT_EQ(TKIND_COCLASS, attributes->typekind);
+    type->ReleaseTypeAttr(attributes);
+}
+
+// --- registry-backed answers ---
+
+TEST_F(OleControl, MiscStatusAndUserTypeComeFromTheRegistry)
+{
+    DWORD status = 0;
+    ASSERT_EQ(S_OK, Object->GetMiscStatus(DVASPECT_CONTENT, &status));
+    EXPECT_EQ(131473u, status);
+    EXPECT_EQ(DWORD(OLEMISC_RECOMPOSEONRESIZE | OLEMISC_CANTLINKINSIDE | OLEMISC_INSIDEOUT |
+                    OLEMISC_ACTIVATEWHENVISIBLE | OLEMISC_SETCLIENTSITEFIRST),
+              status);
+    LPOLESTR name = nullptr;
+    ASSERT_EQ(S_OK, Object->GetUserType(USERCLASSTYPE_FULL, &name));
+    EXPECT_STREQ(L"Morvane Real-time Linnograph Display", name);
+    CoTaskMemFree(name);
+    CLSID clsid{};
+    EXPECT_EQ(S_OK, Object->GetUserClassID(&clsid));
+    EXPECT_TRUE(IsEqualCLSID(CLSID_LinnographCtl, clsid));
+}
+
+// --- extent, hit tests, view status ---
+
+TEST_F(OleControl, ExtentStartsAt5080AndIsKeptInHimetric)
+{
+    SIZEL size{};
+    ASSERT_EQ(S_OK, Object->GetExtent(DVASPECT_CONTENT, &size));
+    EXPECT_EQ(5080, size.cx);
+    EXPECT_EQ(5080, size.cy);
+    SIZEL wanted{1234, 4321};
+    ASSERT_EQ(S_OK, Object->SetExtent(DVASPECT_CONTENT, &wanted));
+    ASSERT_EQ(S_OK, Object->GetExtent(DVASPECT_CONTENT, &size));
+    EXPECT_EQ(1234, size.cx);
+    EXPECT_EQ(4321, size.cy);
+
+    CComPtr<IViewObject2> view = Query<IViewObject2>(Control);
+    SIZEL viewSize{};
+    ASSERT_EQ(S_OK, view->GetExtent(DVASPECT_CONTENT, -1, nullptr, &viewSize));
+    EXPECT_EQ(1234, viewSize.cx);
+    EXPECT_EQ(S_OK, view->GetExtent(DVASPECT_CONTENT, 0, nullptr, &viewSize));
+    EXPECT_EQ(E_FAIL, view->GetExtent(DVASPECT_CONTENT, 1, nullptr, &viewSize));
+    EXPECT_EQ(E_FAIL, view->GetExtent(DVASPECT_THUMBNAIL, -1, nullptr, &viewSize));
+    DVEXTENTINFO natural{sizeof(DVEXTENTINFO), DVEXTENT_CONTENT, {}};
+    SIZEL naturalSize{};
+    ASSERT_EQ(S_OK, Query<IViewObjectEx>(Control)->GetNaturalExtent(DVASPECT_CONTENT, -1, nullptr, nullptr, &natural,
+                                                                     &naturalSize));
+    EXPECT_EQ(1234, naturalSize.cx);
+
+    CComPtr<IQuickActivate> quick = Query<IQuickActivate>(Control);
+    SIZEL content{200, 300};
+    ASSERT_EQ(S_OK, quick->SetContentExtent(&content));
+    ASSERT_EQ(S_OK, quick->GetContentExtent(&size));
+    EXPECT_EQ(200, size.cx);
+    EXPECT_EQ(300, size.cy);
+}
+
+TEST_F(OleControl, ExtentOfAnotherAspectOrBadSizeIsRefused)
+{
+    SIZEL size{100, 100};
+    EXPECT_EQ(E_FAIL, Object->SetExtent(DVASPECT_ICON, &size));
+    EXPECT_EQ(E_FAIL, Object->GetExtent(DVASPECT_ICON, &size));
+    SIZEL negative{-1, 10};
+    EXPECT_EQ(E_INVALIDARG, Object->SetExtent(DVASPECT_CONTENT, &negative));
+    EXPECT_EQ(E_POINTER, Object->SetExtent(DVASPECT_CONTENT, nullptr));
+    EXPECT_EQ(E_POINTER, Object->GetExtent(DVASPECT_CONTENT, nullptr));
+    ASSERT_EQ(S_OK, Object->GetExtent(DVASPECT_CONTENT, &size));
+    EXPECT_EQ(5080, size.cx);
+}
+
+TEST_F(OleControl, HitTestsAnswerInsideTheRectangle)
+{
+    CComPtr<IViewObjectEx> view = Query<IViewObjectEx>(Control);
+    RECT bounds{10, 10, 50, 40};
+    DWORD hit = 99;
+    ASSERT_EQ(S_OK, view->QueryHitPoint(DVASPECT_CONTENT, &bounds, POINT{10, 10}, 0, &hit));
+    EXPECT_EQ(DWORD(HITRESULT_HIT), hit);
+    ASSERT_EQ(S_OK, view->QueryHitPoint(DVASPECT_CONTENT, &bounds, POINT{49, 39}, 0, &hit));
+    EXPECT_EQ(DWORD(HITRESULT_HIT), hit);
+    ASSERT_EQ(S_OK, view->QueryHitPoint(DVASPECT_CONTENT, &bounds, POINT{50, 20}, 0, &hit));
+    EXPECT_EQ(DWORD(HITRESULT_OUTSIDE), hit);
+    ASSERT_EQ(S_OK, view->QueryHitPoint(DVASPECT_CONTENT, &bounds, POINT{5, 20}, 0, &hit));
+    EXPECT_EQ(DWORD(HITRESULT_OUTSIDE), hit);
+
+    RECT overlapping{45, 35, 80, 80}, apart{50, 40, 80, 80};
+    ASSERT_EQ(S_OK, view->QueryHitRect(DVASPECT_CONTENT, &bounds, &overlapping, 0, &hit));
+    EXPECT_EQ(DWORD(HITRESULT_HIT), hit);
+    ASSERT_EQ(S_OK, view->QueryHitRect(DVASPECT_CONTENT, &bounds, &apart, 0, &hit));
+    EXPECT_EQ(DWORD(HITRESULT_OUTSIDE), hit);
+
+    EXPECT_EQ(E_FAIL, view->QueryHitPoint(DVASPECT_ICON, &bounds, POINT{20, 20}, 0, &hit));
+    EXPECT_EQ(E_POINTER, view->QueryHitPoint(DVASPECT_CONTENT, &bounds, POINT{20, 20}, 0, nullptr));
+    DWORD status = 0;
+    ASSERT_EQ(S_OK, view->GetViewStatus(&status));
+    EXPECT_EQ(DWORD(VIEWSTATUS_OPAQUE | VIEWSTATUS_SOLIDBKGND), status);
+}
+
+// --- drawing without a window or a site ---
+
+TEST_F(OleControl, DrawsItsBackgroundIntoADibWithNoWindowAndNoSite)
+{
+    ASSERT_EQ(S_OK, InitNew(Control));
+    CDibSurface surface(60, 40, Untouched);
+    ASSERT_EQ(S_OK, DrawInto(Control, surface.Context, RECTL{10, 5, 50, 35}));
+    EXPECT_EQ(White, surface.At(10, 5));
+    EXPECT_EQ(White, surface.At(49, 34));
+    EXPECT_EQ(Untouched, surface.At(9, 5));
+    EXPECT_EQ(Untouched, surface.At(50, 20));
+    EXPECT_EQ(Untouched, surface.At(20, 35));
+}
+
+TEST_F(OleControl, DrawUsesTheBackColourOnceSet)
+{
+    ASSERT_EQ(S_OK, InitNew(Control));
+    ASSERT_EQ(S_OK, Control->put_BackColor(Red));
+    CDibSurface surface(20, 20, Untouched);
+    ASSERT_EQ(S_OK, DrawInto(Control, surface.Context, RECTL{0, 0, 20, 20}));
+    EXPECT_EQ(Red, surface.At(5, 5));
+    // A system colour is translated.
+    ASSERT_EQ(S_OK, Control->put_BackColor(0x80000000 | COLOR_WINDOW));
+    ASSERT_EQ(S_OK, DrawInto(Control, surface.Context, RECTL{0, 0, 20, 20}));
+    EXPECT_EQ(GetSysColor(COLOR_WINDOW), surface.At(5, 5));
+}
+
+TEST_F(OleControl, DrawConvertsLogicalBoundsAndLeavesTheContextAsItWas)
+{
+    ASSERT_EQ(S_OK, InitNew(Control));
+    CDibSurface surface(60, 60, Untouched);
+    // Two logical units to a pixel, shifted by (10, 10) pixels.
+    SetMapMode(surface.Context, MM_ANISOTROPIC);
+    SetWindowExtEx(surface.Context, 2, 2, nullptr);
+    SetViewportExtEx(surface.Context, 1, 1, nullptr);
+    SetViewportOrgEx(surface.Context, 10, 10, nullptr);
+    ASSERT_EQ(S_OK, DrawInto(Control, surface.Context, RECTL{0, 0, 40, 40}));
+    EXPECT_EQ(White, surface.At(10, 10));
+    EXPECT_EQ(White, surface.At(29, 29));
+    EXPECT_EQ(Untouched, surface.At(30, 30));
+    EXPECT_EQ(Untouched, surface.At(9, 9));
+    POINT origin{};
+    GetViewportOrgEx(surface.Context, &origin);
+    EXPECT_EQ(10, origin.x);
+    EXPECT_EQ(MM_ANISOTROPIC, GetMapMode(surface.Context));
+}
+
+TEST_F(OleControl, DrawRefusesMissingBoundsAndOtherAspects)
+{
+    CComPtr<IViewObject> view = Query<IViewObject>(Control);
+    CDibSurface surface(10, 10, Untouched);
+    RECTL bounds{0, 0, 10, 10};
+    EXPECT_EQ(E_INVALIDARG, view->Draw(DVASPECT_CONTENT, -1, nullptr, nullptr, nullptr, surface.Context, nullptr,
+                                       nullptr, nullptr, 0));
+    EXPECT_EQ(DV_E_DVASPECT, view->Draw(DVASPECT_ICON, -1, nullptr, nullptr, nullptr, surface.Context, &bounds,
+                                        nullptr, nullptr, 0));
+    EXPECT_EQ(Untouched, surface.At(5, 5));
+    EXPECT_EQ(S_OK, view->Draw(DVASPECT_OPAQUE, -1, nullptr, nullptr, nullptr, surface.Context, &bounds, nullptr,
+                               nullptr, 0));
+}
+
+TEST_F(OleControl, DrawsIntoAnEnhancedMetafile)
+{
+    ASSERT_EQ(S_OK, InitNew(Control));
+    ASSERT_EQ(S_OK, Control->put_BackColor(Red));
+    HDC recorder = CreateEnhMetaFileW(nullptr, nullptr, nullptr, nullptr);
+    ASSERT_TRUE(recorder);
+    ASSERT_EQ(S_OK, DrawInto(Control, recorder, RECTL{0, 0, 30, 30}));
+    HENHMETAFILE picture = CloseEnhMetaFile(recorder);
+    ASSERT_TRUE(picture);
+    CDibSurface surface(30, 30, Untouched);
+    RECT all{0, 0, 30, 30};
+    PlayEnhMetaFile(surface.Context, picture, &all);
+    DeleteEnhMetaFile(picture);
+    EXPECT_EQ(Red, surface.At(15, 15));
+}
+
+TEST_F(OleControl, ColourSchemeComesFromTheSitesAmbientProperties)
+{
+    CContainerWindow container;
+    CTestSite site(container.Window);
+    site.Ambients[11].vt = VT_I4;
+    site.Ambients[11].lVal = 0x00FF00;
+    // A container that initialises before it sets the site, as some do.
+    ASSERT_EQ(S_OK, InitNew(Control));
+    ASSERT_EQ(S_OK, Object->SetClientSite(&site));
+    CDibSurface surface(20, 20, Untouched);
+    ASSERT_EQ(S_OK, DrawInto(Control, surface.Context, RECTL{0, 0, 20, 20}));
+    EXPECT_EQ(COLORREF(0x00FF00), surface.At(3, 3));
+    // Without the site the fallback is back.
+    ASSERT_EQ(S_OK, Object->SetClientSite(nullptr));
+    ASSERT_EQ(S_OK, DrawInto(Control, surface.Context, RECTL{0, 0, 20, 20}));
+    EXPECT_EQ(White, surface.At(3, 3));
+    EXPECT_EQ(0u, site.Refs);
+}
+
+// --- view and data advises ---
+
+TEST_F(OleControl, ViewAdviseSinkHearsOfChangesOutOfPlace)
+{
+    CAdviseSink sink;
+    CComPtr<IViewObject> view = Query<IViewObject>(Control);
+    ASSERT_EQ(S_OK, view->SetAdvise(DVASPECT_CONTENT, 0, &sink));
+    DWORD aspects = 0, flags = 99;
+    CComPtr<IAdviseSink> kept;
+    ASSERT_EQ(S_OK, view->GetAdvise(&aspects, &flags, kept.Out()));
+    EXPECT_EQ(static_cast<IAdviseSink*>(&sink), kept.Get());
+    EXPECT_EQ(DWORD(DVASPECT_CONTENT), aspects);
+    EXPECT_EQ(0u, flags);
+    kept = nullptr;
+    ASSERT_EQ(S_OK, Control->put_ForeColor(Red));
+    EXPECT_EQ(1, sink.ViewChanges);
+    ASSERT_EQ(S_OK, view->SetAdvise(DVASPECT_CONTENT, 0, nullptr));
+    ASSERT_EQ(S_OK, Control->put_ForeColor(White));
+    EXPECT_EQ(1, sink.ViewChanges);
+    EXPECT_EQ(0u, sink.Refs);
+}
+
+TEST_F(OleControl, DataAdviseSinkHearsOfModifications)
+{
+    CAdviseSink sink;
+    CComPtr<IDataObject> data = Query<IDataObject>(Control);
+    FORMATETC format{0, nullptr, DVASPECT_CONTENT, -1, TYMED_NULL};
+    DWORD connection = 0;
+    ASSERT_EQ(S_OK, data->DAdvise(&format, ADVF_NODATA, &sink, &connection));
+    ASSERT_EQ(S_OK, Control->put_Appearance(1));
+    EXPECT_EQ(1, sink.DataChanges);
+    ASSERT_EQ(S_OK, Control->put_BackColor(Red));
+    EXPECT_EQ(2, sink.DataChanges);
+    ASSERT_EQ(S_OK, data->DUnadvise(connection));
+    ASSERT_EQ(S_OK, Control->put_BorderStyle(1));
+    EXPECT_EQ(2, sink.DataChanges);
+    EXPECT_EQ(OLE_E_NOCONNECTION, data->DUnadvise(connection));
+}
+
+TEST_F(OleControl, DataObjectRendersNothingYet)
+{
+    CComPtr<IDataObject> data = Query<IDataObject>(Control);
+    FORMATETC format{CF_ENHMETAFILE, nullptr, DVASPECT_CONTENT, -1, TYMED_ENHMF};
+    STGMEDIUM medium{};
+    EXPECT_EQ(E_NOTIMPL, data->GetData(&format, &medium));
+    EXPECT_EQ(E_NOTIMPL, data->GetDataHere(&format, &medium));
+    EXPECT_EQ(E_NOTIMPL, data->QueryGetData(&format));
+    CComPtr<IEnumFORMATETC> formats;
+    EXPECT_EQ(E_NOTIMPL, data->EnumFormatEtc(DATADIR_GET, formats.Out()));
+}
+
+// --- persistence ---
+
+TEST_F(OleControl, InitNewSetsRequiresSaveAndIsRefusedTheSecondTime)
+{
+    CComPtr<IPersistStreamInit> persist = Query<IPersistStreamInit>(Control);
+    EXPECT_EQ(S_FALSE, persist->IsDirty());
+    ASSERT_EQ(S_OK, persist->InitNew());
+    EXPECT_EQ(S_OK, persist->IsDirty());
+    EXPECT_EQ(E_UNEXPECTED, persist->InitNew());
+    CComPtr<IPersistStorage> storage = Query<IPersistStorage>(Control);
+    CComPtr<IStorage> file = MemoryStorage();
+    ASSERT_TRUE(file);
+    EXPECT_EQ(CO_E_ALREADYINITIALIZED, storage->InitNew(file));
+    CLSID clsid{};
+    ASSERT_EQ(S_OK, persist->GetClassID(&clsid));
+    EXPECT_TRUE(IsEqualCLSID(CLSID_LinnographCtl, clsid));
+}
+
+TEST_F(OleControl, InitNewThroughAStorageCountsAsInitialisation)
+{
+    CComPtr<IPersistStorage> storage = Query<IPersistStorage>(Control);
+    EXPECT_EQ(E_POINTER, storage->InitNew(nullptr));
+    CComPtr<IStorage> file = MemoryStorage();
+    ASSERT_TRUE(file);
+    ASSERT_EQ(S_OK, storage->InitNew(file));
+    EXPECT_EQ(S_OK, storage->IsDirty());
+    EXPECT_EQ(E_UNEXPECTED, InitNew(Control));
+}
+
+TEST_F(OleControl, LayoutIsNeitherLoadedNorSavedYet)
+{
+    ASSERT_EQ(S_OK, InitNew(Control));
+    CComPtr<IPersistStreamInit> persist = Query<IPersistStreamInit>(Control);
+    CComPtr<IStream> stream;
+    ASSERT_EQ(S_OK, CreateStreamOnHGlobal(nullptr, TRUE, stream.Out()));
+    EXPECT_EQ(E_NOTIMPL, persist->Save(stream, TRUE));
+    EXPECT_EQ(E_NOTIMPL, persist->Load(stream));
+    ULARGE_INTEGER size{};
+    EXPECT_EQ(E_NOTIMPL, persist->GetSizeMax(&size));
+    CComPtr<IPersistStorage> storage = Query<IPersistStorage>(Control);
+    CComPtr<IStorage> file = MemoryStorage();
+    ASSERT_TRUE(file);
+    EXPECT_EQ(E_NOTIMPL, storage->Save(file, FALSE));
+    EXPECT_EQ(E_NOTIMPL, storage->Load(file));
+}
+
+// --- control ---
+
+TEST_F(OleControl, ControlInfoAndMnemonicsAreNotImplemented)
+{
+    CComPtr<IOleControl> control = Query<IOleControl>(Control);
+    CONTROLINFO info{};
+    info.cb = sizeof(info);
+    EXPECT_EQ(E_NOTIMPL, control->GetControlInfo(&info));
+    MSG message{};
+    EXPECT_EQ(E_NOTIMPL, control->OnMnemonic(&message));
+    EXPECT_EQ(S_OK, control->OnAmbientPropertyChange(DISPID_AMBIENT_BACKCOLOR));
+}
+
+TEST_F(OleControl, FrozenEventsSkipPropertyNotifications)
+{
+    CPropertySink sink;
+    CConnection connection(Control, IID_IPropertyNotifySink, &sink);
+    ASSERT_EQ(S_OK, connection.Result);
+    CComPtr<IOleControl> control = Query<IOleControl>(Control);
+    ASSERT_EQ(S_OK, control->FreezeEvents(TRUE));
+    ASSERT_EQ(S_OK, control->FreezeEvents(TRUE));
+    sink.EditAnswer = S_FALSE;   // not asked while frozen
+    ASSERT_EQ(S_OK, Control->put_BackColor(Red));
+    ASSERT_EQ(S_OK, control->FreezeEvents(FALSE));
+    ASSERT_EQ(S_OK, Control->put_BackColor(White));
+    EXPECT_TRUE(sink.EditRequests.empty());
+    EXPECT_TRUE(sink.Changes.empty());
+    OLE_COLOR colour = 0;
+    ASSERT_EQ(S_OK, Control->get_BackColor(&colour));
+    EXPECT_EQ(White, colour);
+    ASSERT_EQ(S_OK, control->FreezeEvents(FALSE));
+    EXPECT_EQ(S_FALSE, Control->put_BackColor(Red));
+    EXPECT_EQ(std::vector<DISPID>{DISPID_BACKCOLOR}, sink.EditRequests);
+}
+
+TEST_F(OleControl, QuickActivateTakesTheContainersSinks)
+{
+    CContainerWindow container;
+    CTestSite site(container.Window);
+    CAdviseSink view;
+    CPropertySink notify;
+    CEventSink events;
+    QACONTAINER given{};
+    given.cbSize = sizeof(given);
+    given.pClientSite = &site;
+    given.pAdviseSink = reinterpret_cast<IAdviseSinkEx*>(static_cast<IAdviseSink*>(&view));
+    given.pPropertyNotifySink = &notify;
+    given.pUnkEventSink = &events;
+    QACONTROL answer{};
+    answer.cbSize = sizeof(answer);
+    CComPtr<IQuickActivate> quick = Query<IQuickActivate>(Control);
+    ASSERT_EQ(S_OK, quick->QuickActivate(&given, &answer));
+    EXPECT_EQ(131473u, answer.dwMiscStatus);
+    EXPECT_EQ(DWORD(VIEWSTATUS_OPAQUE | VIEWSTATUS_SOLIDBKGND), answer.dwViewStatus);
+    EXPECT_NE(0u, answer.dwPropNotifyCookie);
+    EXPECT_NE(0u, answer.dwEventCookie);
+    EXPECT_EQ(1u, events.Refs);
+
+    CComPtr<IOleClientSite> kept;
+    ASSERT_EQ(S_OK, Object->GetClientSite(kept.Out()));
+    EXPECT_EQ(static_cast<IOleClientSite*>(&site), kept.Get());
+    kept = nullptr;
+    ASSERT_EQ(S_OK, Control->put_GridColor(Red));
+    EXPECT_EQ(std::vector<DISPID>{16}, notify.Changes);
+    ASSERT_EQ(S_OK, Control->put_BackColor(Red));
+    EXPECT_EQ(1, view.ViewChanges);
+
+    CComPtr<IConnectionPoint> point;
+    Query<IConnectionPointContainer>(Control)->FindConnectionPoint(IID_IPropertyNotifySink, point.Out());
+    EXPECT_EQ(S_OK, point->Unadvise(answer.dwPropNotifyCookie));
+    Query<IConnectionPointContainer>(Control)->FindConnectionPoint(DIID__IQvxLinnographCtlEvents, point.Out());
+    EXPECT_EQ(S_OK, point->Unadvise(answer.dwEventCookie));
+    EXPECT_EQ(0u, events.Refs);
+    QACONTROL small{};
+    small.cbSize = 8;
+    EXPECT_EQ(E_INVALIDARG, quick->QuickActivate(&given, &small));
+    EXPECT_EQ(E_POINTER, quick->QuickActivate(nullptr, &answer));
+    Object->SetClientSite(nullptr);
+    Query<IViewObject>(Control)->SetAdvise(DVASPECT_CONTENT, 0, nullptr);
+}
+
+// --- in place ---
+
+TEST_F(InPlaceControl, InPlaceActivationMakesTheChildWindow)
+{
+    ASSERT_EQ(S_OK, Activate());
+    EXPECT_EQ(1, Site.InPlaceActivations);
+    EXPECT_EQ(1, Site.WindowContexts);
+    EXPECT_EQ(0, Site.UIActivations);
+    HWND window = FindControlWindow(Container.Window);
+    ASSERT_TRUE(window);
+    HWND reported = nullptr;
+    ASSERT_EQ(S_OK, Query<IOleWindow>(Control)->GetWindow(&reported));
+    EXPECT_EQ(window, reported);
+    EXPECT_EQ(Container.Window, GetParent(window));
+    EXPECT_EQ(DWORD(WS_CHILD | WS_VISIBLE | WS_CLIPSIBLINGS | WS_CLIPCHILDREN),
+              DWORD(GetWindowLongPtrW(window, GWL_STYLE)));
+    EXPECT_EQ(DWORD(CS_VREDRAW | CS_HREDRAW | CS_DBLCLKS), DWORD(GetClassLongPtrW(window, GCL_STYLE)));
+    RECT placed{};
+    GetWindowRect(window, &placed);
+    MapWindowPoints(nullptr, Container.Window, reinterpret_cast<POINT*>(&placed), 2);
+    EXPECT_TRUE(EqualRect(&Site.Position, &placed));
+    RECTL rect{};
+    ASSERT_EQ(S_OK, Query<IViewObjectEx>(Control)->GetRect(DVASPECT_CONTENT, &rect));
+    EXPECT_EQ(Site.Position.left, rect.left);
+    EXPECT_EQ(Site.Position.bottom, rect.bottom);
+    // Activating again makes no second window.
+    ASSERT_EQ(S_OK, Activate(OLEIVERB_SHOW));
+    EXPECT_EQ(1, Site.InPlaceActivations);
+}
+
+TEST_F(InPlaceControl, InPlaceDeactivateDestroysTheWindow)
+{
+    ASSERT_EQ(S_OK, Activate());
+    HWND window = FindControlWindow(Container.Window);
+    ASSERT_TRUE(window);
+    ASSERT_EQ(S_OK, InPlace->InPlaceDeactivate());
+    EXPECT_FALSE(IsWindow(window));
+    EXPECT_EQ(1, Site.InPlaceDeactivations);
+    HWND none = nullptr;
+    EXPECT_EQ(E_FAIL, Query<IOleWindow>(Control)->GetWindow(&none));
+    EXPECT_EQ(S_OK, InPlace->InPlaceDeactivate());
+    EXPECT_EQ(1, Site.InPlaceDeactivations);
+}
+
+TEST_F(InPlaceControl, CloseDeactivatesSavesWhenAskedAndTellsTheAdviseSinks)
+{
+    CAdviseSink sink;
+    DWORD connection = 0;
+    ASSERT_EQ(S_OK, Object->Advise(&sink, &connection));
+    ASSERT_EQ(S_OK, Activate());
+    HWND window = FindControlWindow(Container.Window);
+    ASSERT_EQ(S_OK, Object->Close(OLECLOSE_SAVEIFDIRTY));
+    EXPECT_FALSE(IsWindow(window));
+    EXPECT_EQ(1, Site.InPlaceDeactivations);
+    EXPECT_EQ(1, Site.Saves);
+    EXPECT_EQ(1, sink.Saves);
+    EXPECT_EQ(1, sink.Closes);
+    ASSERT_EQ(S_OK, Object->Close(OLECLOSE_NOSAVE));
+    EXPECT_EQ(1, Site.Saves);
+    EXPECT_EQ(2, sink.Closes);
+    ASSERT_EQ(S_OK, Object->Unadvise(connection));
+    EXPECT_EQ(0u, sink.Refs);
+}
+
+TEST_F(InPlaceControl, UIActivationTellsTheSiteAndTheFrame)
+{
+    ASSERT_EQ(S_OK, Activate(OLEIVERB_UIACTIVATE));
+    EXPECT_EQ(1, Site.UIActivations);
+    ASSERT_EQ(std::vector<bool>{true}, Site.ActiveObjects);
+    EXPECT_TRUE(SameObject(Site.LastActiveObject, Control));
+    HWND window = FindControlWindow(Container.Window);
+    EXPECT_EQ(window, GetFocus());
+    EXPECT_EQ(1, Site.FocusGained);
+    ASSERT_EQ(S_OK, InPlace->UIDeactivate());
+    EXPECT_EQ(1, Site.UIDeactivations);
+    EXPECT_EQ((std::vector<bool>{true, false}), Site.ActiveObjects);
+    EXPECT_TRUE(IsWindow(window));
+}
+
+TEST_F(InPlaceControl, FocusLeavingTheWindowIsToldToTheControlSite)
+{
+    ASSERT_EQ(S_OK, Activate(OLEIVERB_UIACTIVATE));
+    HWND window = FindControlWindow(Container.Window);
+    ASSERT_EQ(window, GetFocus());
+    SetFocus(Container.Window);
+    EXPECT_EQ(1, Site.FocusLost);
+}
+
+TEST_F(InPlaceControl, RefusedActivationMakesNoWindow)
+{
+    Site.CanActivate = S_FALSE;
+    EXPECT_EQ(E_FAIL, Activate());
+    EXPECT_FALSE(FindControlWindow(Container.Window));
+    EXPECT_EQ(0, Site.InPlaceActivations);
+}
+
+TEST_F(InPlaceControl, VerbsBeyondActivationAreAnsweredByTheirContract)
+{
+    EXPECT_EQ(E_NOTIMPL, Activate(OLEIVERB_OPEN));
+    EXPECT_EQ(E_NOTIMPL, Activate(-99));
+    EXPECT_EQ(OLEOBJ_S_INVALIDVERB, Activate(7));
+    HWND window = FindControlWindow(Container.Window);
+    ASSERT_TRUE(window);
+    EXPECT_EQ(1, Site.UIActivations);
+    ASSERT_EQ(S_OK, Activate(OLEIVERB_HIDE));
+    EXPECT_FALSE(IsWindowVisible(window));
+    ASSERT_EQ(S_OK, Activate(OLEIVERB_SHOW));
+    EXPECT_TRUE(IsWindowVisible(window));
+}
+
+TEST_F(InPlaceControl, DoVerbWithoutASiteIsUnexpected)
+{
+    ASSERT_EQ(S_OK, Object->SetClientSite(nullptr));
+    EXPECT_EQ(E_UNEXPECTED, Activate());
+}
+
+TEST_F(InPlaceControl, SetObjectRectsMovesAndClipsTheWindow)
+{
+    ASSERT_EQ(S_OK, Activate());
+    HWND window = FindControlWindow(Container.Window);
+    RECT moved{30, 40, 230, 140}, clip{0, 0, 130, 640};
+    ASSERT_EQ(S_OK, InPlace->SetObjectRects(&moved, &clip));
+    RECT placed{};
+    GetWindowRect(window, &placed);
+    MapWindowPoints(nullptr, Container.Window, reinterpret_cast<POINT*>(&placed), 2);
+    EXPECT_TRUE(EqualRect(&moved, &placed));
+    RECT visible{};
+    ASSERT_EQ(SIMPLEREGION, GetWindowRgnBox(window, &visible));
+    RECT expected{0, 0, 100, 100};
+    EXPECT_TRUE(EqualRect(&expected, &visible));
+    EXPECT_EQ(E_POINTER, InPlace->SetObjectRects(nullptr, &clip));
+}
+
+TEST_F(InPlaceControl, NewExtentInPlaceAsksTheSiteForThePosition)
+{
+    Site.FollowPositionRequests = true;
+    ASSERT_EQ(S_OK, Activate());
+    HDC screen = GetDC(nullptr);
+    int dpiX = GetDeviceCaps(screen, LOGPIXELSX), dpiY = GetDeviceCaps(screen, LOGPIXELSY);
+    ReleaseDC(nullptr, screen);
+    SIZEL extent{5080, 2540};   // two inches by one
+    ASSERT_EQ(S_OK, Object->SetExtent(DVASPECT_CONTENT, &extent));
+    ASSERT_EQ(1u, Site.PositionRequests.size());
+    RECT wanted{10, 20, 10 + 2 * dpiX, 20 + dpiY};
+    EXPECT_TRUE(EqualRect(&wanted, &Site.PositionRequests[0]));
+    RECT client{};
+    GetClientRect(FindControlWindow(Container.Window), &client);
+    EXPECT_EQ(2 * dpiX, client.right);
+    // The same extent again asks nothing.
+    ASSERT_EQ(S_OK, Object->SetExtent(DVASPECT_CONTENT, &extent));
+    EXPECT_EQ(1u, Site.PositionRequests.size());
+}
+
+TEST_F(InPlaceControl, WindowPaintsThroughTheDrawPath)
+{
+    ASSERT_EQ(S_OK, Control->put_BackColor(Red));
+    ASSERT_EQ(S_OK, Activate());
+    HWND window = FindControlWindow(Container.Window);
+    // WM_PAINT with a context in wParam paints into that context.
+    CDibSurface surface(100, 50, Untouched);
+    SendMessageW(window, WM_PAINT, reinterpret_cast<WPARAM>(surface.Context), 0);
+    EXPECT_EQ(Red, surface.At(0, 0));
+    EXPECT_EQ(Red, surface.At(99, 49));
+    // A real paint reaches the screen.
+    InvalidateRect(window, nullptr, FALSE);
+    UpdateWindow(window);
+    CDibSurface copy(100, 50, Untouched);
+    HDC windowContext = GetDC(window);
+    BitBlt(copy.Context, 0, 0, 100, 50, windowContext, 0, 0, SRCCOPY);
+    ReleaseDC(window, windowContext);
+    EXPECT_EQ(Red, copy.At(50, 25));
+}
+
+TEST_F(InPlaceControl, ForwardedMessagesTakeTheWindowsWay)
+{
+    CComPtr<IOleInPlaceObjectWindowless> windowless = Query<IOleInPlaceObjectWindowless>(Control);
+    LRESULT result = 7;
+    EXPECT_EQ(S_FALSE, windowless->OnWindowMessage(WM_PAINT, 0, 0, &result));
+    ASSERT_EQ(S_OK, Activate());
+    CDibSurface surface(100, 50, Untouched);
+    EXPECT_EQ(S_OK, windowless->OnWindowMessage(WM_PAINT, reinterpret_cast<WPARAM>(surface.Context), 0, &result));
+    EXPECT_EQ(0, result);
+    EXPECT_EQ(White, surface.At(10, 10));
+    EXPECT_EQ(S_FALSE, windowless->OnWindowMessage(WM_USER + 5, 0, 0, &result));
+    EXPECT_EQ(E_POINTER, windowless->OnWindowMessage(WM_PAINT, 0, 0, nullptr));
+    CComPtr<IDropTarget> target;
+    EXPECT_EQ(E_NOTIMPL, windowless->GetDropTarget(target.Out()));
+}
+
+TEST_F(InPlaceControl, EnabledFollowsTheWindow)
+{
+    ASSERT_EQ(S_OK, Control->put_Enabled(VARIANT_FALSE));
+    ASSERT_EQ(S_OK, Activate());
+    HWND window = FindControlWindow(Container.Window);
+    EXPECT_FALSE(IsWindowEnabled(window));
+    ASSERT_EQ(S_OK, Control->put_Enabled(VARIANT_TRUE));
+    EXPECT_TRUE(IsWindowEnabled(window));
+    ASSERT_EQ(S_OK, Control->put_Enabled(1));   // not -1: false
+    EXPECT_FALSE(IsWindowEnabled(window));
+}
+
+TEST_F(InPlaceControl, HostedByTheSystemsControlContainer)
+{
+    // The platform's own container: it calls InitNew before SetClientSite, then activates.
+    HMODULE atl = LoadLibraryW(L"atl.dll");
+    ASSERT_TRUE(atl);
+    auto init = reinterpret_cast<BOOL(WINAPI*)()>(GetProcAddress(atl, "AtlAxWinInit"));
+    ASSERT_TRUE(init);
+    ASSERT_TRUE(init());
+    HWND host = CreateWindowExW(0, L"AtlAxWin", L"QvxLinnograph.LinnographCtl", WS_CHILD | WS_VISIBLE, 0, 0, 200,
+                                100, Container.Window, nullptr, GetModuleHandleW(nullptr), nullptr);
+    ASSERT_TRUE(host);
+    HWND window = FindControlWindow(host);
+    ASSERT_TRUE(window);
+    RECT client{};
+    GetClientRect(window, &client);
+    EXPECT_EQ(200, client.right);
+    EXPECT_EQ(100, client.bottom);
+    DestroyWindow(host);
+    EXPECT_FALSE(IsWindow(window));
+}

@@ -1,0 +1,350 @@
+#pragma once
+// A minimal OLE container for tests: a client site with in-place site, frame, control site and
+// ambient properties on a real top-level window; notification sinks that record what they hear;
+// a DIB section to draw into. Test objects live on the test's stack: their counts are kept but
+// they are never freed by Release.
+#include <gtest/gtest.h>
+#include <windows.h>
+#include <ole2.h>
+#include <ocidl.h>
+#include <olectl.h>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+#include "AutomationTypes.h"
+#include "ComPtr.h"
+#include "Linnograph.h"
+
+namespace qvxtest {
+
+inline const wchar_t ControlWindowClass[] = L"Qvx_LinnographCtl";
+
+// OLE for the length of one test.
+class COleScope
+{
+public:
+    COleScope() { Result = OleInitialize(nullptr); }
+    ~COleScope() { if (SUCCEEDED(Result)) OleUninitialize(); }
+    HRESULT Result;
+};
+
+template <class I>
+CComPtr<I> Query(IUnknown* from)
+{
+    CComPtr<I> result;
+    if (from) from->QueryInterface(__uuidof(I), result.OutVoid());
+    return result;
+}
+
+inline CComPtr<IQvxLinnographCtl4> CreateControl()
+{
+    CComPtr<IQvxLinnographCtl4> control;
+    CoCreateInstance(CLSID_LinnographCtl, nullptr, CLSCTX_INPROC_SERVER, IID_IQvxLinnographCtl4, control.OutVoid());
+    return control;
+}
+
+inline HRESULT InitNew(IUnknown* control)
+{
+    CComPtr<IPersistStreamInit> persist = Query<IPersistStreamInit>(control);
+    return persist ? persist->InitNew() : E_NOINTERFACE;
+}
+
+// A compound file in memory.
+inline CComPtr<IStorage> MemoryStorage()
+{
+    CComPtr<ILockBytes> bytes;
+    CComPtr<IStorage> storage;
+    if (SUCCEEDED(CreateILockBytesOnHGlobal(nullptr, TRUE, bytes.Out())))
+        StgCreateDocfileOnILockBytes(bytes, STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE, 0, storage.Out());
+    return storage;
+}
+
+// The top-level window that stands for the container's document.
+class CContainerWindow
+{
+public:
+    CContainerWindow()
+    {
+        WNDCLASSW windowClass{};
+        windowClass.lpfnWndProc = DefWindowProcW;
+        windowClass.hInstance = GetModuleHandleW(nullptr);
+        windowClass.lpszClassName = L"QvxTestContainer";
+        RegisterClassW(&windowClass);
+        Window = CreateWindowExW(0, L"QvxTestContainer", L"Test container", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 0, 0,
+                                 640, 480, nullptr, nullptr, GetModuleHandleW(nullptr), nullptr);
+    }
+    ~CContainerWindow() { if (Window) DestroyWindow(Window); }
+    HWND Window = nullptr;
+};
+
+// The control's window inside `parent`, if there is one.
+inline HWND FindControlWindow(HWND parent)
+{
+    return FindWindowExW(parent, nullptr, ControlWindowClass, nullptr);
+}
+
+class CTestSite : public IOleClientSite,
+                  public IOleInPlaceSite,
+                  public IOleInPlaceFrame,
+                  public IOleControlSite,
+                  public IDispatch
+{
+public:
+    explicit CTestSite(HWND parent) : Parent(parent) {}
+
+    // What the site answers.
+    HWND Parent;
+    RECT Position{10, 20, 110, 70};
+    RECT Clip{0, 0, 640, 480};
+    HRESULT CanActivate = S_OK;
+    bool FollowPositionRequests = false;
+    IOleInPlaceObject* Object = nullptr;       // for FollowPositionRequests
+    std::map<DISPID, CVariant> Ambients;
+    std::map<std::wstring, DISPID> AmbientNames;
+
+    // What the site heard.
+    ULONG Refs = 0;
+    int InPlaceActivations = 0, InPlaceDeactivations = 0, UIActivations = 0, UIDeactivations = 0;
+    int WindowContexts = 0, Saves = 0, FocusGained = 0, FocusLost = 0;
+    std::vector<RECT> PositionRequests;
+    std::vector<bool> ActiveObjects;   // SetActiveObject calls: true for a non-null object
+    IOleInPlaceActiveObject* LastActiveObject = nullptr;
+
+    STDMETHODIMP QueryInterface(REFIID iid, void** out) override
+    {
+        if (!out) return E_POINTER;
+        *out = nullptr;
+        if (IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IOleClientSite)) *out = static_cast<IOleClientSite*>(this);
+        else if (IsEqualIID(iid, IID_IOleInPlaceSite) || IsEqualIID(iid, IID_IOleWindow)) *out = static_cast<IOleInPlaceSite*>(this);
+        else if (IsEqualIID(iid, IID_IOleInPlaceFrame) || IsEqualIID(iid, IID_IOleInPlaceUIWindow)) *out = static_cast<IOleInPlaceFrame*>(this);
+        else if (IsEqualIID(iid, IID_IOleControlSite)) *out = static_cast<IOleControlSite*>(this);
+        else if (IsEqualIID(iid, IID_IDispatch)) *out = static_cast<IDispatch*>(this);
+        else return E_NOINTERFACE;
+        AddRef();
+        return S_OK;
+    }
+    STDMETHODIMP_(ULONG) AddRef() override { return ++Refs; }
+    STDMETHODIMP_(ULONG) Release() override { return --Refs; }
+
+    // IOleClientSite
+    STDMETHODIMP SaveObject() override { ++Saves; return S_OK; }
+    STDMETHODIMP GetMoniker(DWORD, DWORD, IMoniker** moniker) override { *moniker = nullptr; return E_NOTIMPL; }
+    STDMETHODIMP GetContainer(IOleContainer** container) override { *container = nullptr; return E_NOINTERFACE; }
+    STDMETHODIMP ShowObject() override { return S_OK; }
+    STDMETHODIMP OnShowWindow(BOOL) override { return S_OK; }
+    STDMETHODIMP RequestNewObjectLayout() override { return E_NOTIMPL; }
+
+    // IOleWindow
+    STDMETHODIMP GetWindow(HWND* window) override { *window = Parent; return S_OK; }
+    STDMETHODIMP ContextSensitiveHelp(BOOL) override { return E_NOTIMPL; }
+
+    // IOleInPlaceSite
+    STDMETHODIMP CanInPlaceActivate() override { return CanActivate; }
+    STDMETHODIMP OnInPlaceActivate() override { ++InPlaceActivations; return S_OK; }
+    STDMETHODIMP OnUIActivate() override { ++UIActivations; return S_OK; }
+    STDMETHODIMP GetWindowContext(IOleInPlaceFrame** frame, IOleInPlaceUIWindow** document, LPRECT position,
+                                  LPRECT clip, LPOLEINPLACEFRAMEINFO info) override
+    {
+        ++WindowContexts;
+        *frame = static_cast<IOleInPlaceFrame*>(this);
+        AddRef();
+        *document = nullptr;
+        *position = Position;
+        *clip = Clip;
+        info->fMDIApp = FALSE;
+        info->hwndFrame = Parent;
+        info->haccel = nullptr;
+        info->cAccelEntries = 0;
+        return S_OK;
+    }
+    STDMETHODIMP Scroll(SIZE) override { return E_NOTIMPL; }
+    STDMETHODIMP OnUIDeactivate(BOOL) override { ++UIDeactivations; return S_OK; }
+    STDMETHODIMP OnInPlaceDeactivate() override { ++InPlaceDeactivations; return S_OK; }
+    STDMETHODIMP DiscardUndoState() override { return S_OK; }
+    STDMETHODIMP DeactivateAndUndo() override { return S_OK; }
+    STDMETHODIMP OnPosRectChange(LPCRECT position) override
+    {
+        PositionRequests.push_back(*position);
+        if (FollowPositionRequests && Object) {
+            Position = *position;
+            Object->SetObjectRects(&Position, &Clip);
+        }
+        return S_OK;
+    }
+
+    // IOleInPlaceUIWindow, IOleInPlaceFrame
+    STDMETHODIMP GetBorder(LPRECT) override { return E_NOTIMPL; }
+    STDMETHODIMP RequestBorderSpace(LPCBORDERWIDTHS) override { return E_NOTIMPL; }
+    STDMETHODIMP SetBorderSpace(LPCBORDERWIDTHS) override { return S_OK; }
+    STDMETHODIMP SetActiveObject(IOleInPlaceActiveObject* object, LPCOLESTR) override
+    {
+        ActiveObjects.push_back(object != nullptr);
+        LastActiveObject = object;
+        return S_OK;
+    }
+    STDMETHODIMP InsertMenus(HMENU, LPOLEMENUGROUPWIDTHS) override { return E_NOTIMPL; }
+    STDMETHODIMP SetMenu(HMENU, HOLEMENU, HWND) override { return S_OK; }
+    STDMETHODIMP RemoveMenus(HMENU) override { return S_OK; }
+    STDMETHODIMP SetStatusText(LPCOLESTR) override { return S_OK; }
+    STDMETHODIMP EnableModeless(BOOL) override { return S_OK; }
+    STDMETHODIMP TranslateAccelerator(LPMSG, WORD) override { return S_FALSE; }
+
+    // IOleControlSite
+    STDMETHODIMP OnControlInfoChanged() override { return S_OK; }
+    STDMETHODIMP LockInPlaceActive(BOOL) override { return S_OK; }
+    STDMETHODIMP GetExtendedControl(IDispatch** control) override { *control = nullptr; return E_NOTIMPL; }
+    STDMETHODIMP TransformCoords(POINTL*, POINTF*, DWORD) override { return E_NOTIMPL; }
+    STDMETHODIMP TranslateAccelerator(MSG*, DWORD) override { return S_FALSE; }
+    STDMETHODIMP OnFocus(BOOL gained) override { ++(gained ? FocusGained : FocusLost); return S_OK; }
+    STDMETHODIMP ShowPropertyFrame() override { return E_NOTIMPL; }
+
+    // IDispatch: the ambient properties
+    STDMETHODIMP GetTypeInfoCount(UINT* count) override { *count = 0; return S_OK; }
+    STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo** info) override { *info = nullptr; return E_NOTIMPL; }
+    STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) override
+    {
+        if (count != 1) return E_INVALIDARG;
+        auto found = AmbientNames.find(names[0]);
+        if (found == AmbientNames.end()) { ids[0] = DISPID_UNKNOWN; return DISP_E_UNKNOWNNAME; }
+        ids[0] = found->second;
+        return S_OK;
+    }
+    STDMETHODIMP Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS*, VARIANT* result, EXCEPINFO*, UINT*) override
+    {
+        auto found = Ambients.find(id);
+        if (!(flags & DISPATCH_PROPERTYGET) || found == Ambients.end() || !result) return DISP_E_MEMBERNOTFOUND;
+        return VariantCopy(result, &found->second);
+    }
+};
+
+class CPropertySink : public IPropertyNotifySink
+{
+public:
+    ULONG Refs = 0;
+    HRESULT EditAnswer = S_OK;
+    std::vector<DISPID> EditRequests;
+    std::vector<DISPID> Changes;
+    std::function<void(DISPID)> OnChange;
+
+    STDMETHODIMP QueryInterface(REFIID iid, void** out) override
+    {
+        if (IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IPropertyNotifySink)) {
+            *out = static_cast<IPropertyNotifySink*>(this);
+            AddRef();
+            return S_OK;
+        }
+        *out = nullptr;
+        return E_NOINTERFACE;
+    }
+    STDMETHODIMP_(ULONG) AddRef() override { return ++Refs; }
+    STDMETHODIMP_(ULONG) Release() override { return --Refs; }
+    STDMETHODIMP OnChanged(DISPID id) override
+    {
+        Changes.push_back(id);
+        if (OnChange) OnChange(id);
+        return S_OK;
+    }
+    STDMETHODIMP OnRequestEdit(DISPID id) override
+    {
+        EditRequests.push_back(id);
+        return EditAnswer;
+    }
+};
+
+// Connects a sink to a point of `control` for the length of a scope.
+class CConnection
+{
+public:
+    CConnection(IUnknown* control, REFIID iid, IUnknown* sink)
+    {
+        CComPtr<IConnectionPointContainer> container = Query<IConnectionPointContainer>(control);
+        if (container) container->FindConnectionPoint(iid, Point.Out());
+        if (Point) Result = Point->Advise(sink, &Cookie);
+    }
+    ~CConnection() { if (Point && Cookie) Point->Unadvise(Cookie); }
+    CComPtr<IConnectionPoint> Point;
+    DWORD Cookie = 0;
+    HRESULT Result = E_FAIL;
+};
+
+class CAdviseSink : public IAdviseSink
+{
+public:
+    ULONG Refs = 0;
+    int ViewChanges = 0, DataChanges = 0, Closes = 0, Saves = 0;
+
+    STDMETHODIMP QueryInterface(REFIID iid, void** out) override
+    {
+        if (IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IAdviseSink)) {
+            *out = static_cast<IAdviseSink*>(this);
+            AddRef();
+            return S_OK;
+        }
+        *out = nullptr;
+        return E_NOINTERFACE;
+    }
+    STDMETHODIMP_(ULONG) AddRef() override { return ++Refs; }
+    STDMETHODIMP_(ULONG) Release() override { return --Refs; }
+    STDMETHODIMP_(void) OnDataChange(FORMATETC*, STGMEDIUM*) override { ++DataChanges; }
+    STDMETHODIMP_(void) OnViewChange(DWORD, LONG) override { ++ViewChanges; }
+    STDMETHODIMP_(void) OnRename(IMoniker*) override {}
+    STDMETHODIMP_(void) OnSave() override { ++Saves; }
+    STDMETHODIMP_(void) OnClose() override { ++Closes; }
+};
+
+// A 32-bit top-down DIB section selected into a memory context.
+class CDibSurface
+{
+public:
+    CDibSurface(int width, int height, COLORREF fill) : Width(width), Height(height)
+    {
+        BITMAPINFO info{};
+        info.bmiHeader.biSize = sizeof(info.bmiHeader);
+        info.bmiHeader.biWidth = width;
+        info.bmiHeader.biHeight = -height;
+        info.bmiHeader.biPlanes = 1;
+        info.bmiHeader.biBitCount = 32;
+        info.bmiHeader.biCompression = BI_RGB;
+        Context = CreateCompatibleDC(nullptr);
+        Bitmap = CreateDIBSection(Context, &info, DIB_RGB_COLORS, reinterpret_cast<void**>(&Bits), nullptr, 0);
+        Old = SelectObject(Context, Bitmap);
+        Fill(fill);
+    }
+    ~CDibSurface()
+    {
+        SelectObject(Context, Old);
+        DeleteObject(Bitmap);
+        DeleteDC(Context);
+    }
+    void Fill(COLORREF colour)
+    {
+        HBRUSH brush = CreateSolidBrush(colour);
+        RECT all{0, 0, Width, Height};
+        FillRect(Context, &all, brush);
+        DeleteObject(brush);
+    }
+    // The pixel as a COLORREF.
+    COLORREF At(int x, int y) const
+    {
+        GdiFlush();
+        DWORD pixel = Bits[y * Width + x];
+        return RGB((pixel >> 16) & 0xFF, (pixel >> 8) & 0xFF, pixel & 0xFF);
+    }
+
+    int Width, Height;
+    HDC Context = nullptr;
+    HBITMAP Bitmap = nullptr;
+    HGDIOBJ Old = nullptr;
+    DWORD* Bits = nullptr;
+};
+
+// Draws the control's content into `context` within `bounds`.
+inline HRESULT DrawInto(IUnknown* control, HDC context, const RECTL& bounds)
+{
+    CComPtr<IViewObject> view = Query<IViewObject>(control);
+    if (!view) return E_NOINTERFACE;
+    return view->Draw(DVASPECT_CONTENT, -1, nullptr, nullptr, nullptr, context, &bounds, nullptr, nullptr, 0);
+}
+
+} // namespace qvxtest

@@ -1,0 +1,359 @@
+// The substitute host as another module sees it: through COM alone, from its registration.
+// A live recording is advanced, and its notifications arrive through the chart's sinks in
+// order, with samples that agree with each other and with a second host of the same seed.
+#include <gtest/gtest.h>
+#include <cmath>
+#include <string>
+#include <vector>
+#include "DataNotifications.h"
+#include "DataSelectionNotifications.h"
+#include "LapMarkersNotifications.h"
+#include "QvxSim.h"
+#include "ZoomStackNotifications.h"
+
+namespace {
+
+constexpr qvx::time Second = 10'000'000;
+constexpr qvx::time Centisecond = Second / 100;
+
+struct CHeard
+{
+    std::string What;
+    qvx::time From = 0;
+    qvx::time To = 0;
+};
+
+std::vector<CHeard> Heard;
+
+#define EXPECT_FAILED_HR(call) EXPECT_TRUE(FAILED(call)) << #call
+
+// Listens to one channel, the laps and the selection, as a chart's items do.
+class CListener : public CDataNotificationsReceiver,
+                  public CLapMarkersNotificationsReceiver,
+                  public CDataSelectionNotifications3Receiver
+{
+public:
+    void OnDataChanged(IUnknown* source, qvx::time* from, qvx::time* to) override
+    {
+        Heard.push_back({source == Speed.Get() ? "speed" : "distance", *from, *to});
+    }
+    void OnMarkersChanged(IUnknown*) override { Heard.push_back({"markers"}); }
+    void OnTimeRangeChanged(IUnknown*, qvx::time* from, qvx::time* to) override { Heard.push_back({"range", *from, *to}); }
+    void OnTimesChanged(IQvxDataSelection*) override { Heard.push_back({"times"}); }
+
+    CComPtr<IUnknown> Speed;
+};
+
+using CDataSink = CDataNotificationsSink<CBaseSingleSourceSink<IQvxDataNotifications>>;
+using CLapSink = CLapMarkersNotificationsSink<CBaseSingleSourceSink<IQvxLapMarkersNotifications>>;
+using CSelectionSink = CDataSelectionNotifications3Sink<CBaseSingleSourceSink<IQvxDataSelectionNotifications3>>;
+
+class SimAcceptance : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_EQ(S_OK, CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED));
+        Heard.clear();
+    }
+    void TearDown() override { CoUninitialize(); }
+
+    static CComPtr<IQvxOrvid> MakeHost()
+    {
+        CComPtr<IQvxOrvid> host;
+        EXPECT_EQ(S_OK, CoCreateInstance(CLSID_QvxSimulatedHost, nullptr, CLSCTX_INPROC_SERVER,
+                                         __uuidof(IQvxOrvid), host.OutVoid()));
+        return host;
+    }
+
+    static CComPtr<IQvxDataSelection> LiveSelection(IQvxOrvid* host)
+    {
+        CComPtr<IQvxTaskList> tasks;
+        CComPtr<IQvxTask> task;
+        CComPtr<IQvxDataSelectionList> list;
+        CComPtr<IQvxDataSelection> live;
+        EXPECT_EQ(S_OK, host->GetTaskList(tasks.Out()));
+        EXPECT_EQ(S_OK, tasks->GetItem(1, task.Out()));
+        EXPECT_EQ(S_OK, task->GetDataSelections(list.Out()));
+        EXPECT_EQ(S_OK, list->GetItem(1, live.Out()));
+        return live;
+    }
+
+    static CComPtr<IUnknown> Channel(IQvxDataSelection* selection, const wchar_t* name)
+    {
+        CComPtr<IQvxDataSelectionChannels> channels;
+        CComPtr<IUnknown> channel;
+        CBstr text(name);
+        EXPECT_EQ(S_OK, selection->QueryInterface(__uuidof(IQvxDataSelectionChannels), channels.OutVoid()));
+        EXPECT_EQ(S_OK, channels->GetChannel(text.Get(), channel.Out()));
+        return channel;
+    }
+
+    static CComPtr<IQvxData> Data(IUnknown* channel)
+    {
+        CComPtr<IQvxChannelProxy> proxy;
+        CComPtr<IQvxData> data;
+        EXPECT_EQ(S_OK, channel->QueryInterface(__uuidof(IQvxChannelProxy), proxy.OutVoid()));
+        EXPECT_EQ(S_OK, proxy->GetData(data.Out()));
+        return data;
+    }
+
+    static double ValueAt(IQvxData* data, qvx::time time)
+    {
+        double value = std::nan("");
+        EXPECT_EQ(S_OK, data->GetValueAt(time, 2, 0, &value)) << time;
+        return value;
+    }
+};
+
+} // namespace
+
+TEST_F(SimAcceptance, LiveDataAndLapsArriveThroughSinksInOrder)
+{
+    CComPtr<IQvxOrvid> host = MakeHost();
+    CComPtr<IQvxSimulation> simulation;
+    ASSERT_EQ(S_OK, host->QueryInterface(__uuidof(IQvxSimulation), simulation.OutVoid()));
+    qvx::time start = 0;
+    double lapLength = 0;
+    simulation->GetRecordingStart(&start);
+    simulation->GetLapLength(&lapLength);
+
+    CComPtr<IQvxDataSelection> live = LiveSelection(host);
+    CComPtr<IUnknown> lapsObject;
+    ASSERT_EQ(S_OK, live->GetLaps(lapsObject.Out()));
+    CComPtr<IQvxLaps> laps;
+    ASSERT_EQ(S_OK, lapsObject->QueryInterface(__uuidof(IQvxLaps), laps.OutVoid()));
+    CListener listener;
+    // Distance is asked for first: notifications still come in the order of the channels.
+    CComPtr<IUnknown> distance = Channel(live, L"Distance");
+    listener.Speed = Channel(live, L"Speed");
+    auto speedSink = CreateSink<CDataSink>(static_cast<CDataNotificationsReceiver*>(&listener));
+    auto distanceSink = CreateSink<CDataSink>(static_cast<CDataNotificationsReceiver*>(&listener));
+    auto lapSink = CreateSink<CLapSink>(static_cast<CLapMarkersNotificationsReceiver*>(&listener));
+    auto selectionSink = CreateSink<CSelectionSink>(static_cast<CDataSelectionNotifications3Receiver*>(&listener));
+    ASSERT_TRUE(distanceSink->Advise(distance));
+    ASSERT_TRUE(speedSink->Advise(listener.Speed));
+    ASSERT_TRUE(lapSink->Advise(lapsObject));
+    ASSERT_TRUE(selectionSink->Advise(live));
+
+    qvx::time end = start;
+    int markers = 0;
+    for (int step = 0; step < 130; ++step) {
+        Heard.clear();
+        ASSERT_EQ(S_OK, simulation->Advance(Second));
+        qvx::time clock = 0;
+        simulation->GetClock(&clock);
+        ASSERT_EQ(end + Second, clock);
+        size_t at = 0;
+        if (!Heard.empty() && Heard[0].What == "markers") {
+            ++markers;
+            ++at;
+        }
+        ASSERT_EQ(at + 4, Heard.size()) << step;
+        EXPECT_EQ("range", Heard[at].What);
+        EXPECT_EQ(start, Heard[at].From);
+        EXPECT_EQ(clock, Heard[at].To);
+        EXPECT_EQ("times", Heard[at + 1].What);
+        for (size_t i = at + 2; i < at + 4; ++i) {
+            EXPECT_EQ(i == at + 2 ? "speed" : "distance", Heard[i].What);
+            // The samples between the last end and the new one, at 100 a second.
+            EXPECT_EQ(end + Centisecond, Heard[i].From);
+            EXPECT_EQ(clock, Heard[i].To);
+        }
+        end = clock;
+    }
+    long count = 0;
+    laps->GetCount(&count);
+    EXPECT_EQ(markers, count);
+    ASSERT_GE(count, 2);
+
+    // What arrived makes one recording: distance at each marker is a whole number of laps,
+    // and the distance covered is what the speed says.
+    CComPtr<IQvxData> distanceData = Data(distance), speedData = Data(listener.Speed);
+    for (long lap = 1; lap <= count; ++lap) {
+        qvx::time at = 0;
+        laps->GetLapTime(lap, &at);
+        EXPECT_NEAR(lap * lapLength, ValueAt(distanceData, at), 1.0);
+    }
+    double covered = ValueAt(distanceData, start + 100 * Second) - ValueAt(distanceData, start + 99 * Second);
+    double mean = 0;
+    for (int i = 0; i <= 100; ++i) mean += ValueAt(speedData, start + 99 * Second + i * Centisecond) / 101.0;
+    EXPECT_NEAR(mean, covered, 0.02 * mean);
+    double latest = 0;
+    CComPtr<IQvxData2> newest;
+    ASSERT_EQ(S_OK, distanceData->QueryInterface(__uuidof(IQvxData2), newest.OutVoid()));
+    newest->GetLatestValue(&latest);
+    EXPECT_EQ(ValueAt(distanceData, end), latest);
+
+    // A second host of the same seed, advanced at once, holds the same samples.
+    CComPtr<IQvxOrvid> twin = MakeHost();
+    CComPtr<IQvxSimulation> twinSimulation;
+    twin->QueryInterface(__uuidof(IQvxSimulation), twinSimulation.OutVoid());
+    twinSimulation->Advance(end - start);
+    CComPtr<IQvxData> twinSpeed = Data(Channel(LiveSelection(twin), L"Speed"));
+    for (qvx::time t = start; t <= end; t += 7 * Second + 3 * Centisecond) EXPECT_EQ(ValueAt(speedData, t), ValueAt(twinSpeed, t));
+
+    CloseSink(speedSink, listener.Speed);
+    CloseSink(distanceSink, distance);
+    CloseSink(lapSink, lapsObject);
+    CloseSink(selectionSink, live);
+    long sinks = -1;
+    simulation->GetSinkCount(&sinks);
+    EXPECT_EQ(0, sinks);
+}
+
+TEST_F(SimAcceptance, TheFaultSwitchAndCountersWorkThroughCom)
+{
+    CComPtr<IQvxOrvid> host = MakeHost();
+    CComPtr<IQvxSimulation> simulation;
+    ASSERT_EQ(S_OK, host->QueryInterface(__uuidof(IQvxSimulation), simulation.OutVoid()));
+    CComPtr<IQvxData> speed = Data(Channel(LiveSelection(host), L"Speed"));
+    CBstr name(L"IQvxData.GetRecords");
+    simulation->ResetCallCounts();
+    ASSERT_EQ(S_OK, simulation->SetFault(name.Get(), E_OUTOFMEMORY));
+    CComPtr<IQvxDataRecords> records;
+    EXPECT_EQ(E_OUTOFMEMORY, speed->GetRecords(records.Out()));
+    EXPECT_FALSE(records);
+    simulation->ClearFaults();
+    EXPECT_EQ(S_OK, speed->GetRecords(records.Out()));
+    long calls = 0;
+    simulation->GetCallCount(name.Get(), &calls);
+    EXPECT_EQ(2, calls);
+}
+
+TEST_F(SimAcceptance, EveryCreatableClassIsRegisteredAndMade)
+{
+    const CLSID* classes[] = {&CLSID_QvxZoomStack, &CLSID_QvxUnitConverter, &CLSID_QvxChannelPropertyFactory,
+                              &CLSID_QvxEventPropertyFactory, &CLSID_QvxGroupFactory, &CLSID_QvxPropertyViewState,
+                              &CLSID_QvxSimulatedHost};
+    for (const CLSID* clsid : classes) {
+        CComPtr<IUnknown> object;
+        EXPECT_EQ(S_OK, CoCreateInstance(*clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, object.OutVoid()));
+    }
+    CLSID byName{};
+    ASSERT_EQ(S_OK, CLSIDFromProgID(L"QvxHost.ZoomStack", &byName));
+    EXPECT_TRUE(IsEqualCLSID(CLSID_QvxZoomStack, byName));
+}
+
+TEST_F(SimAcceptance, AZoomStackAsAChartMakesItInItsConstruction)
+{
+    CComPtr<IQvxZoomStack> stack;
+    ASSERT_EQ(S_OK, CoCreateInstance(CLSID_QvxZoomStack, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IQvxZoomStack),
+                                     stack.OutVoid()));
+    class CReceiver : public CZoomStackNotifications3Receiver
+    {
+    public:
+        void OnRangeChanged(IQvxZoomStack*) override { Heard.push_back({"range"}); }
+    } receiver;
+    using CSink = CZoomStackNotifications3Sink<CBaseSingleSourceSink<IQvxZoomStackNotifications3>>;
+    auto sink = CreateSink<CSink>(&receiver);
+    ASSERT_TRUE(sink->Advise(stack));
+    qvx::time span = 300 * Second;
+    EXPECT_EQ(S_OK, stack->SetFixedTimeSpan(VARIANT_TRUE, &span));
+    qvx::time t = 0;
+    VARIANT_BOOL zoomed = -1;
+    EXPECT_FAILED_HR(stack->GetTimeMinimum(&t));
+    EXPECT_FAILED_HR(stack->GetTimeMaximum(&t));
+    EXPECT_FAILED_HR(stack->GetFullTimeSpan(&t));
+    EXPECT_EQ(S_OK, stack->GetIsZoomed(&zoomed));
+    EXPECT_EQ(VARIANT_FALSE, zoomed);
+    // Given the live selection, it offers the data there is.
+    CComPtr<IQvxOrvid> host = MakeHost();
+    CComPtr<IQvxSimulation> simulation;
+    host->QueryInterface(__uuidof(IQvxSimulation), simulation.OutVoid());
+    simulation->Advance(12 * Second);
+    EXPECT_EQ(S_OK, stack->SetReferenceSelection(LiveSelection(host)));
+    EXPECT_EQ(S_OK, stack->GetFullTimeSpan(&t));
+    EXPECT_EQ(12 * Second, t);
+    EXPECT_EQ(1u, Heard.size());
+    CComPtr<IPersistStreamInit> persist;
+    EXPECT_EQ(S_OK, stack->QueryInterface(IID_IPersistStreamInit, persist.OutVoid()));
+    CloseSink(sink, stack);
+}
+
+TEST_F(SimAcceptance, TheRegisteredLibraryKeepsTheOperationsInTheirSlots)
+{
+    CComPtr<ITypeLib> library;
+    ASSERT_EQ(S_OK, LoadRegTypeLib(LIBID_QvxInterfacesLib, 1, 0, 0, library.Out()));
+    struct CSlot
+    {
+        const IID* Interface;
+        const wchar_t* Operation;
+        int Slot;
+    };
+    const CSlot slots[] = {
+        {&__uuidof(IQvxOrvid), L"GetChannelDefaults", 0},
+        {&__uuidof(IQvxOrvid), L"GetDistanceSource", 4},
+        {&__uuidof(IQvxOrvid), L"GetGroupDefaults", 6},
+        {&__uuidof(IQvxOrvid), L"GetTaskList", 9},
+        {&__uuidof(IQvxOrvid), L"GetTimeFormat", 18},
+        {&__uuidof(IQvxOrvid), L"GetEventPriorities", 20},
+        {&__uuidof(IQvxOrvid), L"GetEventDefaults", 25},
+        {&__uuidof(IQvxOrvid), L"GetTimeDigits", 27},
+        {&__uuidof(IQvxTask), L"GetRunning", 5},
+        {&__uuidof(IQvxTask), L"GetCursorTime", 11},
+        {&__uuidof(IQvxTask), L"GetDefaultSelectionIndex", 15},
+        {&__uuidof(IQvxTaskOrder), L"GetDisplayOrder", 21},
+        {&__uuidof(IQvxDataSelection), L"GetLaps", 5},
+        {&__uuidof(IQvxDataSelection), L"SetTimeOffset", 9},
+        {&__uuidof(IQvxDataSelection2), L"GetIsSecondary", 13},
+        {&__uuidof(IQvxDataSelection3), L"GetSelectionText", 15},
+        {&__uuidof(IQvxDataSelectionChannels), L"GetChannel", 6},
+        {&__uuidof(IQvxDataSelectionEvents), L"GetEventSet", 6},
+        {&__uuidof(IQvxChannelProxy), L"GetData", 2},
+        {&__uuidof(IQvxData), L"GetSampleTime", 5},
+        {&__uuidof(IQvxData2), L"GetLatestValue", 8},
+        {&__uuidof(IQvxDataRecord), L"GetPeriod", 4},
+        {&__uuidof(IQvxDataRecord), L"GetTimes", 6},
+        {&__uuidof(IQvxDataRecord), L"GetValues", 8},
+        {&__uuidof(IQvxZoomStack), L"PushTimeZoom", 8},
+        {&__uuidof(IQvxZoomStack), L"SetTimeZoom", 12},
+        {&__uuidof(IQvxZoomStack), L"GetIsYZoomKept", 16},
+        {&__uuidof(IQvxZoomStack), L"GetFullTimeSpan", 19},
+        {&__uuidof(IQvxZoomStack), L"SetFixedTimeSpan", 24},
+        {&__uuidof(IQvxZoomStackLimits), L"SetFrozenRange", 12},
+        {&__uuidof(IQvxZoomStackLimits), L"SetFreeze", 18},
+        {&__uuidof(IQvxUnitConverter), L"GetQuantityText", 5},
+        {&__uuidof(IQvxUnitConverter), L"GetUnitText", 7},
+        {&__uuidof(IQvxPropertyFactory), L"SetParent", 2},
+        {&__uuidof(IQvxPropertyFactory), L"GetPropertySet", 3},
+        {&__uuidof(IQvxLaps), L"GetLapNumber", 3},
+        {&__uuidof(IQvxLaps), L"GetLastTime", 6},
+        {&__uuidof(IQvxLapNames), L"GetLapName", 10},
+        {&__uuidof(IQvxDistanceSource), L"GetDistanceChannelName", 2},
+        {&__uuidof(IQvxMapSource), L"GetMapDistanceChannelName", 14},
+        {&__uuidof(IQvxEventData), L"GetEvents", 2},
+        {&__uuidof(IQvxEventPriorities), L"GetDefaultColor", 2},
+        {&__uuidof(IQvxEventPriorities), L"GetPriority", 6},
+        {&__uuidof(IQvxEventPriority), L"GetColor", 3},
+        {&__uuidof(IQvxGroup), L"GetMember", 3},
+        {&__uuidof(IQvxGroupFactory), L"GetGroup", 2},
+        {&__uuidof(IQvxGroupFactory), L"SetParent", 5},
+        {&__uuidof(IQvxGroupList), L"LockList", 6},
+        {&__uuidof(IQvxPropertyViewState), L"IsCollapsed", 7},
+        {&__uuidof(IQvxPropertyViewState), L"SetExpanded", 8},
+        {&__uuidof(IQvxTaskNotifications), L"OnCursorChanged", 9},
+        {&__uuidof(IQvxTaskNotifications6), L"Reserved14", 14},
+        {&__uuidof(IQvxOrvidNotifications4), L"Reserved16", 16},
+        {&__uuidof(IQvxGroupNotifications2), L"OnMemberAdded", 5},
+        {&__uuidof(IQvxDataSelectionNotifications3), L"OnSelectionTextChanged", 9},
+    };
+    for (const CSlot& slot : slots) {
+        CComPtr<ITypeInfo> info;
+        ASSERT_EQ(S_OK, library->GetTypeInfoOfGuid(*slot.Interface, info.Out())) << slot.Operation;
+        TYPEATTR* attributes = nullptr;
+        ASSERT_EQ(S_OK, info->GetTypeAttr(&attributes));
+        int found = -1;
+        for (UINT i = 0; i < attributes->cFuncs; ++i) {
+            FUNCDESC* function = nullptr;
+            info->GetFuncDesc(i, &function);
+            CBstr name;
+            UINT names = 0;
+            info->GetNames(function->memid, name.Out(), 1, &names);
+            if (name.View() == slot.Operation) found = int(function->oVft / sizeof(void*)) - 3;
+            info->ReleaseFuncDesc(function);
+        }
+        info->ReleaseTypeAttr(attributes);
+        EXPECT_EQ(slot.Slot, found) << std::string(slot.Operation, slot.Operation + wcslen(slot.Operation));
+    }
+}

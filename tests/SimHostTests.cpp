@@ -1,0 +1,969 @@
+// The substitute host's objects: delivery of notifications, the fault switch and counters,
+// tasks and selections, the zoom stack, property sets and factories, groups, units.
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+#include <olectl.h>
+#include "ChannelProxyNotifications.h"
+#include "DataNotifications.h"
+#include "DataSelectionNotifications.h"
+#include "GroupNotifications.h"
+#include "OrvidNotifications.h"
+#include "PropertyFactoryNotifications.h"
+#include "PropertySetNotifications.h"
+#include "SimulatedHost.h"
+#include "TaskNotifications.h"
+#include "UnitConverter.h"
+#include "ZoomStack.h"
+#include "ZoomStackNotifications.h"
+
+namespace {
+
+constexpr qvx::time Second = 10'000'000;
+
+std::vector<std::string> Heard;
+
+bool FAILED_(HRESULT hr) { return FAILED(hr); }
+
+CObjectPtr<CSimulatedHost> MakeHost()
+{
+    CObjectPtr<CSimulatedHost> host;
+    EXPECT_EQ(S_OK, (CreateObject<CSimulatedHost, IQvxOrvid>(host)));
+    return host;
+}
+
+CComPtr<IQvxTask> TaskOf(IQvxOrvid* host, long id)
+{
+    CComPtr<IQvxTaskList> tasks;
+    CComPtr<IQvxTask> task;
+    EXPECT_EQ(S_OK, host->GetTaskList(tasks.Out()));
+    EXPECT_EQ(S_OK, tasks->GetItem(id, task.Out()));
+    return task;
+}
+
+CComPtr<IQvxDataSelection> SelectionOf(IQvxTask* task, long index)
+{
+    CComPtr<IQvxDataSelectionList> list;
+    CComPtr<IQvxDataSelection> selection;
+    EXPECT_EQ(S_OK, task->GetDataSelections(list.Out()));
+    EXPECT_EQ(S_OK, list->GetItem(index, selection.Out()));
+    return selection;
+}
+
+CComPtr<IQvxData> DataOf(IQvxDataSelection* selection, const wchar_t* name)
+{
+    CComPtr<IQvxDataSelectionChannels> channels;
+    CComPtr<IUnknown> channel;
+    CComPtr<IQvxChannelProxy> proxy;
+    CComPtr<IQvxData> data;
+    CBstr text(name);
+    EXPECT_EQ(S_OK, selection->QueryInterface(__uuidof(IQvxDataSelectionChannels), channels.OutVoid()));
+    EXPECT_EQ(S_OK, channels->GetChannel(text.Get(), channel.Out()));
+    EXPECT_EQ(S_OK, channel.As(proxy));
+    EXPECT_EQ(S_OK, proxy->GetData(data.Out()));
+    return data;
+}
+
+// Hears data notifications under a label; can take a sink off during a call.
+class CDataListener : public CDataNotificationsReceiver
+{
+public:
+    using CSink = CDataNotificationsSink<CBaseSingleSourceSink<IQvxDataNotifications>>;
+    explicit CDataListener(std::string label) : Label(std::move(label)), Sink(CreateSink<CSink>(this)) {}
+    ~CDataListener() { CloseSink(Sink, Source); }
+
+    void Advise(IUnknown* source)
+    {
+        Source = source;
+        EXPECT_TRUE(Sink->Advise(source));
+    }
+    void OnDataChanged(IUnknown*, qvx::time* from, qvx::time* to) override
+    {
+        Heard.push_back(Label);
+        From = *from;
+        To = *to;
+        if (TakeOff) TakeOff->Sink->Unadvise(TakeOff->Source);
+    }
+    void OnDataGoingAway(IUnknown*) override { Heard.push_back(Label + " going"); }
+
+    std::string Label;
+    CComPtr<CSink> Sink;
+    CComPtr<IUnknown> Source;
+    CDataListener* TakeOff = nullptr;
+    qvx::time From = 0, To = 0;
+};
+
+class CTaskListener : public CTaskNotifications6Receiver
+{
+public:
+    using CSink = CTaskNotifications6Sink<CBaseSingleSourceSink<IQvxTaskNotifications6>>;
+    explicit CTaskListener(IQvxTask* task) : Task(task), Sink(CreateSink<CSink>(this)) { EXPECT_TRUE(Sink->Advise(task)); }
+    ~CTaskListener() { CloseSink(Sink, Task); }
+    void OnCurrentSelectionChanged(IQvxTask*) override { Heard.push_back("current"); }
+    void OnSelectionsChanged(IQvxTask*) override { Heard.push_back("selections"); }
+    void OnRunningChanged(IQvxTask*) override { Heard.push_back("running"); }
+    void OnTaskGoingAway(IQvxTask*) override { Heard.push_back("task going"); }
+    void OnCursorChanged(IQvxTask*, qvx::time time) override { Heard.push_back("cursor " + std::to_string(time)); }
+
+    CComPtr<IQvxTask> Task;
+    CComPtr<CSink> Sink;
+};
+
+class CZoomListener : public CZoomStackNotifications3Receiver
+{
+public:
+    using CSink = CZoomStackNotifications3Sink<CBaseSingleSourceSink<IQvxZoomStackNotifications3>>;
+    explicit CZoomListener(IUnknown* stack) : Stack(stack), Sink(CreateSink<CSink>(this)) { EXPECT_TRUE(Sink->Advise(stack)); }
+    ~CZoomListener() { CloseSink(Sink, Stack); }
+    void OnRangeChanged(IQvxZoomStack*) override { Heard.push_back("range"); }
+    void OnStackGoingAway(IQvxZoomStack*) override { Heard.push_back("stack going"); }
+    void OnLevelsChanged(IQvxZoomStack*) override { Heard.push_back("levels"); }
+    void OnOtherChange(IQvxZoomStack*) override { Heard.push_back("other"); }
+
+    CComPtr<IUnknown> Stack;
+    CComPtr<CSink> Sink;
+};
+
+class CPropertyListener : public CPropertySetNotifications2Receiver
+{
+public:
+    using CSink = CPropertySetNotifications2Sink<CBaseSingleSourceSink<IQvxPropertySetNotifications2>>;
+    explicit CPropertyListener(IQvxPropertySet* set) : Set(set), Sink(CreateSink<CSink>(this)) { EXPECT_TRUE(Sink->Advise(set)); }
+    ~CPropertyListener() { CloseSink(Sink, Set); }
+    void OnPropertyChanged(IQvxPropertySet*, BSTR name) override
+    {
+        std::wstring text = name ? name : L"(all)";
+        Heard.push_back("changed " + std::string(text.begin(), text.end()));
+    }
+    void OnPropertySetGoingAway(IQvxPropertySet*) override { Heard.push_back("set going"); }
+
+    CComPtr<IQvxPropertySet> Set;
+    CComPtr<CSink> Sink;
+};
+
+CVariant Real(double value)
+{
+    CVariant v;
+    v.vt = VT_R8;
+    v.dblVal = value;
+    return v;
+}
+
+double ReadReal(IQvxPropertySet* set, const wchar_t* name)
+{
+    CVariant v;
+    CBstr text(name);
+    EXPECT_EQ(S_OK, set->GetProperty(text.Get(), v.Out()));
+    EXPECT_EQ(S_OK, VariantChangeType(&v, &v, 0, VT_R8));
+    return v.dblVal;
+}
+
+class SimHost : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        Heard.clear();
+        CHostCalls::ClearFaults();
+        CHostCalls::ResetCounts();
+    }
+};
+
+} // namespace
+
+// --- delivery ---
+
+TEST_F(SimHost, NotificationsGoToSinksInTheOrderOfAdvise)
+{
+    auto host = MakeHost();
+    auto live = SelectionOf(TaskOf(host, 1), 1);
+    CComPtr<IQvxData> data = DataOf(live, L"Speed");
+    CComPtr<IQvxDataSelectionChannels> channels;
+    CComPtr<IUnknown> proxy;
+    CBstr name(L"Speed");
+    live.As(channels);
+    channels->GetChannel(name.Get(), proxy.Out());
+    CDataListener a("a"), b("b"), c("c");
+    b.Advise(proxy);
+    a.Advise(proxy);
+    c.Advise(proxy);
+    host->Advance(Second);
+    EXPECT_EQ((std::vector<std::string>{"b", "a", "c"}), Heard);
+}
+
+TEST_F(SimHost, ASinkMayTakeItselfOrAnotherOffDuringDelivery)
+{
+    auto host = MakeHost();
+    auto live = SelectionOf(TaskOf(host, 1), 1);
+    CComPtr<IQvxDataSelectionChannels> channels;
+    CComPtr<IUnknown> proxy;
+    CBstr name(L"RPM");
+    live.As(channels);
+    channels->GetChannel(name.Get(), proxy.Out());
+    CDataListener a("a"), b("b"), c("c");
+    a.Advise(proxy);
+    b.Advise(proxy);
+    c.Advise(proxy);
+    a.TakeOff = &c;   // a takes c off before c's turn
+    b.TakeOff = &b;   // b takes itself off
+    host->Advance(Second);
+    EXPECT_EQ((std::vector<std::string>{"a", "b"}), Heard);
+    Heard.clear();
+    a.TakeOff = nullptr;
+    host->Advance(Second);
+    EXPECT_EQ(std::vector<std::string>{"a"}, Heard);
+}
+
+TEST_F(SimHost, AdviseChecksTheInterfaceAndUnadviseTheCookie)
+{
+    auto host = MakeHost();
+    CComPtr<IQvxNotifications> notifications;
+    ASSERT_EQ(S_OK, host->QueryInterface(__uuidof(IQvxNotifications), notifications.OutVoid()));
+    CDataListener listener("x");
+    ULONG cookie = 9;
+    // The root sends no data notifications, and the sink answers no root notifications.
+    EXPECT_EQ(E_NOINTERFACE, notifications->Advise(__uuidof(IQvxDataNotifications), listener.Sink->Unknown(), &cookie));
+    EXPECT_EQ(0u, cookie);
+    EXPECT_EQ(E_NOINTERFACE, notifications->Advise(__uuidof(IQvxOrvidNotifications4), listener.Sink->Unknown(), &cookie));
+    EXPECT_EQ(E_POINTER, notifications->Advise(__uuidof(IQvxOrvidNotifications4), nullptr, &cookie));
+    EXPECT_EQ(CONNECT_E_NOCONNECTION, notifications->Unadvise(12345));
+
+    class CRoot : public COrvidNotifications4Receiver
+    {
+    public:
+        void OnTimeFormatChanged(IQvxOrvid*) override { Heard.push_back("format"); }
+        void OnTimeDigitsChanged(IQvxOrvid*) override { Heard.push_back("digits"); }
+    } root;
+    using CSink = COrvidNotifications4Sink<CBaseSingleSourceSink<IQvxOrvidNotifications4>>;
+    auto sink = CreateSink<CSink>(&root);
+    wchar_t text[64];
+    StringFromGUID2(__uuidof(IQvxOrvidNotifications4), text, 64);
+    CBstr iid(text);
+    long before = 0, after = 0;
+    host->GetSinkCount(&before);
+    ASSERT_EQ(S_OK, notifications->AdviseByName(iid.Get(), sink->Unknown(), &cookie));
+    host->GetSinkCount(&after);
+    EXPECT_EQ(before + 1, after);
+    host->SetTimeFormat(2);
+    host->SetTimeDigits(1);
+    EXPECT_EQ((std::vector<std::string>{"format", "digits"}), Heard);
+    long format = 0;
+    host->GetTimeFormat(&format);
+    EXPECT_EQ(2, format);
+    EXPECT_EQ(S_OK, notifications->Unadvise(cookie));
+    sink->Disconnect();
+}
+
+// --- fault switch and counters ---
+
+TEST_F(SimHost, AFaultMakesOneOperationFailUntilItIsRemoved)
+{
+    auto host = MakeHost();
+    auto data = DataOf(SelectionOf(TaskOf(host, 1), 2), L"Speed");
+    CBstr name(L"IQvxData.GetRecords");
+    ASSERT_EQ(S_OK, host->SetFault(name.Get(), E_ACCESSDENIED));
+    CComPtr<IQvxDataRecords> records;
+    EXPECT_EQ(E_ACCESSDENIED, data->GetRecords(records.Out()));
+    double v = 0;
+    EXPECT_EQ(S_OK, data->GetValueAt(CSimulatedHost::RecordingStart - 2 * 3600 * Second + Second, 2, 0, &v));
+    ASSERT_EQ(S_OK, host->SetFault(name.Get(), S_OK));
+    EXPECT_EQ(S_OK, data->GetRecords(records.Out()));
+    EXPECT_EQ(E_INVALIDARG, host->SetFault(name.Get(), S_FALSE));
+}
+
+TEST_F(SimHost, AnOperationNameAloneMatchesItOnEveryInterface)
+{
+    auto host = MakeHost();
+    auto task = TaskOf(host, 1);
+    CBstr name(L"GetCursorTime");
+    host->SetFault(name.Get(), E_UNEXPECTED);
+    qvx::time cursor = 77;
+    EXPECT_EQ(E_UNEXPECTED, task->GetCursorTime(&cursor));
+    EXPECT_EQ(77, cursor);
+    host->ClearFaults();
+    EXPECT_EQ(S_OK, task->GetCursorTime(&cursor));
+}
+
+TEST_F(SimHost, CallsAreCountedByFullNameOrOperationName)
+{
+    auto host = MakeHost();
+    auto selection = SelectionOf(TaskOf(host, 1), 2);
+    CComPtr<IQvxDataRecords> records;
+    DataOf(selection, L"Speed")->GetRecords(records.Out());
+    long count = 0;
+    records->GetCount(&count);
+    records->GetCount(&count);
+    CComPtr<IUnknown> lapsObject;
+    CComPtr<IQvxLaps> laps;
+    selection->GetLaps(lapsObject.Out());
+    lapsObject.As(laps);
+    laps->GetCount(&count);
+    long calls = 0;
+    CBstr full(L"IQvxDataRecords.GetCount"), bare(L"GetCount");
+    host->GetCallCount(full.Get(), &calls);
+    EXPECT_EQ(2, calls);
+    host->GetCallCount(bare.Get(), &calls);
+    EXPECT_GE(calls, 3);
+    // A failed call counts too.
+    host->SetFault(full.Get(), E_FAIL);
+    records->GetCount(&count);
+    host->GetCallCount(full.Get(), &calls);
+    EXPECT_EQ(3, calls);
+    host->ResetCallCounts();
+    host->GetCallCount(full.Get(), &calls);
+    EXPECT_EQ(0, calls);
+}
+
+TEST_F(SimHost, TheSubstitutesOwnCallsAreNotCounted)
+{
+    auto host = MakeHost();
+    CComPtr<IQvxPropertyFactory> defaults;
+    host->GetChannelDefaults(defaults.Out());
+    CObjectPtr<CChannelPropertyFactory> local;
+    ASSERT_EQ(S_OK, (CreateObject<CChannelPropertyFactory, IQvxPropertyFactory>(local)));
+    local->SetParent(defaults);
+    CComPtr<IQvxPropertySet> set;
+    CBstr speed(L"Speed");
+    local->GetPropertySet(speed.Get(), set.Out());
+    CHostCalls::ResetCounts();
+    EXPECT_EQ(1.0, ReadReal(set, L"Quantity"));   // answered by the parent set
+    EXPECT_EQ(1, CHostCalls::CallCount(L"IQvxPropertySet.GetProperty"));
+}
+
+// --- tasks and selections ---
+
+TEST_F(SimHost, TaskCursorIsEchoedAndSelectionChangesAreTold)
+{
+    auto host = MakeHost();
+    auto task = TaskOf(host, 1);
+    CTaskListener listener(task);
+    EXPECT_EQ(S_OK, task->SetCursorTime(12345));
+    EXPECT_EQ(E_INVALIDARG, task->SetCurrentDataSelection(4));
+    EXPECT_EQ(E_INVALIDARG, task->SetCurrentDataSelection(0));
+    EXPECT_EQ(S_OK, task->SetCurrentDataSelection(2));
+    EXPECT_EQ(S_OK, task->SetCurrentDataSelection(2));
+    CComPtr<IQvxDataSelection> current;
+    task->GetCurrentDataSelection(current.Out());
+    EXPECT_TRUE(SameObject(current, SelectionOf(task, 2)));
+    EXPECT_EQ((std::vector<std::string>{"cursor 12345", "current"}), Heard);
+}
+
+TEST_F(SimHost, GlobalPauseIsToldAndReadAsVariantBool)
+{
+    auto host = MakeHost();
+    auto task = TaskOf(host, 1);
+    CTaskListener listener(task);
+    VARIANT_BOOL running = 0;
+    task->GetRunning(&running);
+    EXPECT_EQ(VARIANT_BOOL(-1), running);
+    host->SetRunning(1, VARIANT_FALSE);
+    host->SetRunning(1, VARIANT_FALSE);
+    task->GetRunning(&running);
+    EXPECT_EQ(VARIANT_FALSE, running);
+    EXPECT_EQ(std::vector<std::string>{"running"}, Heard);
+    EXPECT_EQ(E_INVALIDARG, host->SetRunning(9, VARIANT_TRUE));
+}
+
+TEST_F(SimHost, SelectionsOfTheTasks)
+{
+    auto host = MakeHost();
+    auto task = TaskOf(host, 1);
+    auto live = SelectionOf(task, 1);
+    auto reference = SelectionOf(task, 3);
+    VARIANT_BOOL flag = 0;
+    live->GetIsRealTime(&flag);
+    EXPECT_EQ(VARIANT_BOOL(-1), flag);
+    CComPtr<IQvxDataSelection3> third;
+    ASSERT_EQ(S_OK, reference.As(third));
+    third->GetIsSecondary(&flag);
+    EXPECT_EQ(VARIANT_BOOL(-1), flag);
+    CBstr text;
+    third->GetSelectionText(text.Out());
+    EXPECT_EQ(L"Reference lap", text.View());
+    long index = 0;
+    task->GetDefaultSelectionIndex(&index);
+    EXPECT_EQ(1, index);
+    // The order of display puts the secondary selection last, from an array that counts from 1.
+    CComPtr<IQvxTaskOrder> order;
+    ASSERT_EQ(S_OK, task.As(order));
+    CSafeArray indices;
+    ASSERT_EQ(S_OK, order->GetDisplayOrder(indices.Out()));
+    LONG lower = 0;
+    SafeArrayGetLBound(indices.Get(), 1, &lower);
+    EXPECT_EQ(1, lower);
+    CSafeArrayAccess<long> access(indices.Get());
+    ASSERT_EQ(3u, access.Size());
+    EXPECT_EQ(1, access[0]);
+    EXPECT_EQ(2, access[1]);
+    EXPECT_EQ(3, access[2]);
+    // Times: a finished selection of 200 seconds.
+    qvx::time start = 0, end = 0;
+    auto session = SelectionOf(task, 2);
+    session->GetStartTime(&start);
+    session->GetEndTime(&end);
+    EXPECT_EQ(200 * Second, end - start);
+    CComPtr<IUnknown> unknownChannel;
+    CComPtr<IQvxDataSelectionChannels> channels;
+    session.As(channels);
+    CBstr bad(L"No such channel");
+    EXPECT_PRED1(FAILED_, channels->GetChannel(bad.Get(), unknownChannel.Out()));
+}
+
+TEST_F(SimHost, SelectionChangesReachTheirVersionsOfSinks)
+{
+    auto host = MakeHost();
+    auto selection = SelectionOf(TaskOf(host, 1), 2);
+    class CListener : public CDataSelectionNotifications3Receiver
+    {
+    public:
+        void OnColorChanged(IQvxDataSelection*) override { Heard.push_back(Name + " colour"); }
+        void OnTimesChanged(IQvxDataSelection*) override { Heard.push_back(Name + " times"); }
+        void OnChannelsChanged(IQvxDataSelection*) override { Heard.push_back(Name + " channels"); }
+        void OnSelectionTextChanged(IQvxDataSelection*) override { Heard.push_back(Name + " text"); }
+        std::string Name;
+    } one, three;
+    one.Name = "v1";
+    three.Name = "v3";
+    using CSink1 = CDataSelectionNotificationsSink<CBaseSingleSourceSink<IQvxDataSelectionNotifications>>;
+    using CSink3 = CDataSelectionNotifications3Sink<CBaseSingleSourceSink<IQvxDataSelectionNotifications3>>;
+    auto sink1 = CreateSink<CSink1>(&one);
+    auto sink3 = CreateSink<CSink3>(&three);
+    ASSERT_TRUE(sink1->Advise(selection));
+    ASSERT_TRUE(sink3->Advise(selection));
+    host->SetSelectionColor(1, 2, 0x123456);
+    host->SetSelectionSecondary(1, 2, VARIANT_TRUE);
+    CBstr text(L"Qualifying");
+    host->SetSelectionText(1, 2, text.Get());
+    EXPECT_EQ(S_OK, selection->SetTimeOffset(5 * Second));
+    EXPECT_EQ((std::vector<std::string>{"v1 colour", "v3 colour", "v3 channels", "v3 text", "v1 times", "v3 times"}), Heard);
+    OLE_COLOR colour = 0;
+    selection->GetColor(&colour);
+    EXPECT_EQ(0x123456u, colour);
+    CloseSink(sink1, selection);
+    CloseSink(sink3, selection);
+}
+
+TEST_F(SimHost, RemovingASelectionSendsGoingAwayToItsSeriesAndItself)
+{
+    auto host = MakeHost();
+    auto task = TaskOf(host, 1);
+    auto session = SelectionOf(task, 2);
+    CComPtr<IQvxDataSelectionChannels> channels;
+    CComPtr<IUnknown> proxy;
+    CBstr name(L"Gear");
+    session.As(channels);
+    channels->GetChannel(name.Get(), proxy.Out());
+    CDataListener data("gear");
+    data.Advise(proxy);
+    CTaskListener listener(task);
+    ASSERT_EQ(S_OK, host->RemoveDataSelection(1, 2));
+    EXPECT_EQ((std::vector<std::string>{"gear going", "selections"}), Heard);
+    long count = 0;
+    CComPtr<IQvxDataSelectionList> list;
+    task->GetDataSelections(list.Out());
+    list->GetCount(&count);
+    EXPECT_EQ(2, count);
+    // The series stays readable for those who hold it.
+    CComPtr<IQvxChannelProxy> held;
+    proxy.As(held);
+    CComPtr<IQvxData> series;
+    EXPECT_EQ(S_OK, held->GetData(series.Out()));
+}
+
+TEST_F(SimHost, ChannelProxyCountsUsesAndSubscriptions)
+{
+    auto host = MakeHost();
+    auto live = SelectionOf(TaskOf(host, 1), 1);
+    CComPtr<IQvxDataSelectionChannels> channels;
+    CComPtr<IUnknown> channel;
+    CBstr name(L"Throttle");
+    live.As(channels);
+    channels->GetChannel(name.Get(), channel.Out());
+    CComPtr<IUnknown> again;
+    channels->GetChannel(name.Get(), again.Out());
+    EXPECT_EQ(channel.Get(), again.Get());
+    CComPtr<IQvxChannelUse> use;
+    CComPtr<IQvxChannelProxyClients> clients;
+    CComPtr<IQvxChannelOffset> offset;
+    ASSERT_EQ(S_OK, channel.As(use));
+    ASSERT_EQ(S_OK, channel.As(clients));
+    ASSERT_EQ(S_OK, channel.As(offset));
+    use->AddUse();
+    use->AddUse();
+    ULONG cookie = 0;
+    ASSERT_EQ(S_OK, clients->Subscribe(nullptr, &cookie));
+    long uses = 0, subscribers = 0;
+    host->GetChannelUse(1, 1, name.Get(), &uses, &subscribers);
+    EXPECT_EQ(2, uses);
+    EXPECT_EQ(1, subscribers);
+    CComPtr<IQvxData> forMe;
+    EXPECT_EQ(S_OK, clients->GetDataFor(cookie, forMe.Out()));
+    EXPECT_EQ(E_INVALIDARG, clients->GetDataFor(cookie + 1, forMe.Out()));
+    EXPECT_EQ(S_OK, clients->Unsubscribe(cookie));
+    EXPECT_EQ(E_INVALIDARG, clients->Unsubscribe(cookie));
+    use->ReleaseUse();
+    use->ReleaseUse();
+    EXPECT_EQ(E_UNEXPECTED, use->ReleaseUse());
+    // The offset is echoed to the channel's sinks.
+    class COffset : public CChannelProxyNotificationsReceiver
+    {
+    public:
+        void OnValueOffsetChanged(IUnknown*) override { Heard.push_back("offset"); }
+    } receiver;
+    using CSink = CChannelProxyNotificationsSink<CBaseSingleSourceSink<IQvxChannelProxyNotifications>>;
+    auto sink = CreateSink<CSink>(&receiver);
+    ASSERT_TRUE(sink->Advise(channel));
+    offset->SetValueOffset(2.5);
+    double value = 0;
+    offset->GetValueOffset(&value);
+    EXPECT_EQ(2.5, value);
+    EXPECT_EQ(std::vector<std::string>{"offset"}, Heard);
+    CloseSink(sink, channel);
+}
+
+TEST_F(SimHost, LapsOfAFinishedSelection)
+{
+    auto host = MakeHost();
+    auto session = SelectionOf(TaskOf(host, 1), 2);
+    CComPtr<IUnknown> object;
+    CComPtr<IQvxLapNames> laps;
+    session->GetLaps(object.Out());
+    ASSERT_EQ(S_OK, object.As(laps));
+    long count = 0, number = 0;
+    laps->GetCount(&count);
+    ASSERT_GE(count, 2);
+    laps->GetLapNumber(1, &number);
+    EXPECT_EQ(2, number);
+    CBstr name;
+    laps->GetLapName(1, name.Out());
+    EXPECT_EQ(L"Lap 2", name.View());
+    qvx::time first = 0, last = 0, start = 0, lap = 0;
+    laps->GetFirstTime(&first);
+    laps->GetLastTime(&last);
+    session->GetStartTime(&start);
+    EXPECT_EQ(start, first);
+    EXPECT_EQ(200 * Second, last - first);
+    laps->GetLapTime(1, &lap);
+    EXPECT_GT(lap, first);
+    EXPECT_EQ(E_INVALIDARG, laps->GetLapTime(count + 1, &lap));
+}
+
+TEST_F(SimHost, EventSetsOfASelection)
+{
+    auto host = MakeHost();
+    auto session = SelectionOf(TaskOf(host, 1), 2);
+    CComPtr<IQvxDataSelectionEvents> events;
+    ASSERT_EQ(S_OK, session.As(events));
+    CComPtr<IQvxDataNames> names;
+    events->GetEventSetNames(names.Out());
+    long count = 0;
+    names->GetCount(&count);
+    ASSERT_GE(count, 2);
+    CBstr name;
+    names->GetName(1, name.Out());
+    EXPECT_EQ(L"Gear shifts", name.View());
+    CComPtr<IQvxEventData> data;
+    ASSERT_EQ(S_OK, events->GetEventSet(name.Get(), data.Out()));
+    CComPtr<IQvxEvents> list;
+    CComPtr<IQvxEventList> all;
+    data->GetEvents(list.Out());
+    list->GetEventList(all.Out());
+    long total = 0;
+    all->GetCount(&total);
+    ASSERT_GT(total, 3);
+    CComPtr<IQvxEvent> second;
+    all->GetEvent(2, second.Out());
+    qvx::time at = 0;
+    second->GetTime(&at);
+    long index = 0;
+    EXPECT_EQ(S_OK, list->LocateEvent(at, 2, 1, &index));
+    EXPECT_EQ(2, index);
+    EXPECT_EQ(S_OK, list->LocateEvent(at, 0, 1, &index));
+    EXPECT_EQ(3, index);
+    EXPECT_EQ(S_OK, list->LocateEvent(at, 1, 1, &index));
+    EXPECT_EQ(1, index);
+    EXPECT_EQ(S_FALSE, list->LocateEvent(0, 1, 1, &index));
+    CComPtr<IQvxChannelUse> use;
+    EXPECT_EQ(S_OK, data.As(use));
+}
+
+// --- zoom stack ---
+
+TEST_F(SimHost, ZoomStackWithoutASelectionKnowsNoRange)
+{
+    CObjectPtr<CZoomStack> stack;
+    ASSERT_EQ(S_OK, (CreateObject<CZoomStack, IQvxZoomStack>(stack)));
+    qvx::time t = 5;
+    EXPECT_EQ(E_FAIL, stack->GetTimeMinimum(&t));
+    EXPECT_EQ(E_FAIL, stack->GetFullTimeSpan(&t));
+    VARIANT_BOOL zoomed = -1;
+    stack->GetIsZoomed(&zoomed);
+    EXPECT_EQ(VARIANT_FALSE, zoomed);
+    qvx::time span = 30 * Second;
+    EXPECT_EQ(S_OK, stack->SetFixedTimeSpan(VARIANT_TRUE, &span));
+    EXPECT_EQ(E_POINTER, stack->SetFixedTimeSpan(VARIANT_TRUE, nullptr));
+    span = 0;
+    EXPECT_EQ(E_INVALIDARG, stack->SetFixedTimeSpan(VARIANT_TRUE, &span));
+}
+
+TEST_F(SimHost, ZoomStackOffersItsSelectionAndItsLevels)
+{
+    auto host = MakeHost();
+    auto session = SelectionOf(TaskOf(host, 1), 2);
+    CObjectPtr<CZoomStack> stack;
+    ASSERT_EQ(S_OK, (CreateObject<CZoomStack, IQvxZoomStack>(stack)));
+    CZoomListener listener(static_cast<IQvxZoomStack*>(stack.Get()));
+    stack->SetReferenceSelection(session);
+    qvx::time low = -1, high = -1, full = -1;
+    stack->GetTimeMinimum(&low);
+    stack->GetTimeMaximum(&high);
+    stack->GetFullTimeSpan(&full);
+    EXPECT_EQ(0, low);
+    EXPECT_EQ(200 * Second, high);
+    EXPECT_EQ(200 * Second, full);
+    qvx::time span = 60 * Second;
+    stack->SetFixedTimeSpan(VARIANT_TRUE, &span);
+    stack->GetTimeMaximum(&high);
+    EXPECT_EQ(60 * Second, high);
+    EXPECT_EQ((std::vector<std::string>{"range", "range"}), Heard);
+    Heard.clear();
+
+    EXPECT_EQ(E_INVALIDARG, stack->PushTimeZoom(10, 10));
+    stack->PushTimeZoom(10 * Second, 20 * Second);
+    stack->PushTimeZoom(12 * Second, 14 * Second);
+    stack->GetTimeMinimum(&low);
+    EXPECT_EQ(12 * Second, low);
+    stack->Pop();
+    stack->Pop();
+    EXPECT_EQ(S_FALSE, stack->Pop());
+    EXPECT_EQ(S_FALSE, stack->PopAll());
+    EXPECT_EQ((std::vector<std::string>{"range", "levels", "range", "range", "range", "levels"}), Heard);
+}
+
+TEST_F(SimHost, ZoomStackKeepsAReplacedRangeInsideTheData)
+{
+    auto host = MakeHost();
+    auto session = SelectionOf(TaskOf(host, 1), 2);
+    CObjectPtr<CZoomStack> stack;
+    ASSERT_EQ(S_OK, (CreateObject<CZoomStack, IQvxZoomStack>(stack)));
+    stack->SetReferenceSelection(session);
+    EXPECT_EQ(S_OK, stack->SetTimeZoom(50 * Second, 60 * Second, 1));
+    VARIANT_BOOL zoomed = 0;
+    stack->GetIsZoomed(&zoomed);
+    EXPECT_EQ(VARIANT_BOOL(-1), zoomed);
+    // Past the end: moved back, width kept, S_FALSE.
+    EXPECT_EQ(S_FALSE, stack->SetTimeZoom(195 * Second, 205 * Second, 1));
+    qvx::time low = 0, high = 0;
+    stack->GetTimeMinimum(&low);
+    stack->GetTimeMaximum(&high);
+    EXPECT_EQ(190 * Second, low);
+    EXPECT_EQ(200 * Second, high);
+    EXPECT_EQ(S_FALSE, stack->SetTimeZoom(-3 * Second, 7 * Second, 1));
+    stack->GetTimeMinimum(&low);
+    EXPECT_EQ(0, low);
+    EXPECT_EQ(S_FALSE, stack->SetTimeZoom(-50 * Second, 500 * Second, 0));
+    stack->GetTimeMaximum(&high);
+    EXPECT_EQ(200 * Second, high);
+    long depth = 0;
+    stack->GetDepth(&depth);
+    EXPECT_EQ(1, depth);
+}
+
+TEST_F(SimHost, ZoomStackFollowsLiveDataUntilFrozen)
+{
+    auto host = MakeHost();
+    auto live = SelectionOf(TaskOf(host, 1), 1);
+    CObjectPtr<CZoomStack> stack;
+    ASSERT_EQ(S_OK, (CreateObject<CZoomStack, IQvxZoomStack>(stack)));
+    stack->SetReferenceSelection(live);
+    CZoomListener listener(static_cast<IQvxZoomStack*>(stack.Get()));
+    host->Advance(Second);
+    qvx::time full = 0;
+    stack->GetFullTimeSpan(&full);
+    EXPECT_EQ(Second, full);
+    EXPECT_EQ(std::vector<std::string>{"range"}, Heard);
+    stack->SetFrozenRange(0, 5 * Second);
+    stack->SetFreeze(VARIANT_TRUE);
+    Heard.clear();
+    host->Advance(Second);
+    stack->GetFullTimeSpan(&full);
+    EXPECT_EQ(5 * Second, full);
+    EXPECT_TRUE(Heard.empty());
+    stack->SetFreeze(VARIANT_FALSE);
+    stack->GetFullTimeSpan(&full);
+    EXPECT_EQ(2 * Second, full);
+}
+
+TEST_F(SimHost, ZoomStackOtherChangesAndItsTaskGoingAway)
+{
+    auto host = MakeHost();
+    auto task = TaskOf(host, 1);
+    CObjectPtr<CZoomStack> stack;
+    ASSERT_EQ(S_OK, (CreateObject<CZoomStack, IQvxZoomStack>(stack)));
+    stack->SetTask(task);
+    CZoomListener listener(static_cast<IQvxZoomStack*>(stack.Get()));
+    stack->SetCursorCentred(VARIANT_TRUE);
+    stack->SetCursorCentred(VARIANT_TRUE);
+    VARIANT_BOOL centred = 0, kept = 0;
+    stack->GetCursorCentred(&centred);
+    stack->GetIsYZoomKept(&kept);
+    EXPECT_EQ(VARIANT_BOOL(-1), centred);
+    EXPECT_EQ(VARIANT_BOOL(-1), kept);
+    host->Shutdown();
+    EXPECT_EQ((std::vector<std::string>{"other", "stack going"}), Heard);
+}
+
+TEST_F(SimHost, ZoomStackLevelsSurviveAStream)
+{
+    CObjectPtr<CZoomStack> first, second;
+    ASSERT_EQ(S_OK, (CreateObject<CZoomStack, IQvxZoomStack>(first)));
+    ASSERT_EQ(S_OK, (CreateObject<CZoomStack, IQvxZoomStack>(second)));
+    first->PushTimeZoom(3 * Second, 9 * Second);
+    first->SetCursorCentred(VARIANT_TRUE);
+    EXPECT_EQ(S_OK, first->IsDirty());
+    CComPtr<IStream> stream;
+    ASSERT_EQ(S_OK, CreateStreamOnHGlobal(nullptr, TRUE, stream.Out()));
+    ASSERT_EQ(S_OK, first->Save(stream, TRUE));
+    EXPECT_EQ(S_FALSE, first->IsDirty());
+    LARGE_INTEGER zero{};
+    stream->Seek(zero, STREAM_SEEK_SET, nullptr);
+    CZoomListener listener(static_cast<IQvxZoomStack*>(second.Get()));
+    ASSERT_EQ(S_OK, second->Load(stream));
+    qvx::time low = 0, high = 0;
+    second->GetTimeMinimum(&low);
+    second->GetTimeMaximum(&high);
+    EXPECT_EQ(3 * Second, low);
+    EXPECT_EQ(9 * Second, high);
+    EXPECT_EQ((std::vector<std::string>{"range", "levels", "other"}), Heard);
+    // A stream that ends early fails.
+    CComPtr<IStream> empty;
+    CreateStreamOnHGlobal(nullptr, TRUE, empty.Out());
+    EXPECT_PRED1(FAILED_, second->Load(empty));
+}
+
+// --- property sets and factories ---
+
+TEST_F(SimHost, APropertySetEchoesItsOwnSet)
+{
+    CObjectPtr<CChannelPropertyFactory> factory;
+    ASSERT_EQ(S_OK, (CreateObject<CChannelPropertyFactory, IQvxPropertyFactory>(factory)));
+    CComPtr<IQvxPropertySet> set;
+    CBstr channel(L"Speed"), name(L"Y-axis % maximum"), missing(L"Nothing");
+    ASSERT_EQ(S_OK, factory->GetPropertySet(channel.Get(), set.Out()));
+    CPropertyListener listener(set);
+    ASSERT_EQ(S_OK, set->SetProperty(name.Get(), Real(60.0)));
+    EXPECT_EQ(std::vector<std::string>{"changed Y-axis % maximum"}, Heard);
+    EXPECT_EQ(60.0, ReadReal(set, L"y-axis % MAXIMUM"));
+    CVariant none;
+    EXPECT_EQ(DISP_E_UNKNOWNNAME, set->GetProperty(missing.Get(), none.Out()));
+    EXPECT_EQ(VT_EMPTY, none.vt);
+    EXPECT_EQ(S_OK, factory->IsDirty());
+}
+
+TEST_F(SimHost, ALocalSetAnswersFromItsParentUntilItHoldsItsOwnValue)
+{
+    auto host = MakeHost();
+    CComPtr<IQvxPropertyFactory> defaults;
+    host->GetChannelDefaults(defaults.Out());
+    CObjectPtr<CChannelPropertyFactory> local;
+    ASSERT_EQ(S_OK, (CreateObject<CChannelPropertyFactory, IQvxPropertyFactory>(local)));
+    CComPtr<IQvxPropertySet> set, parentSet;
+    CBstr channel(L"RPM"), maximum(L"Display maximum"), minimum(L"Display minimum");
+    ASSERT_EQ(S_OK, local->GetPropertySet(channel.Get(), set.Out()));
+    CPropertyListener listener(set);
+    CVariant v;
+    EXPECT_EQ(DISP_E_UNKNOWNNAME, set->GetProperty(maximum.Get(), v.Out()));
+    // Given a parent, the set tells that everything may have changed.
+    local->SetParent(defaults);
+    EXPECT_EQ(13000.0, ReadReal(set, L"Display maximum"));
+    defaults->GetPropertySet(channel.Get(), parentSet.Out());
+    set->SetProperty(maximum.Get(), Real(9000.0));
+    parentSet->SetProperty(maximum.Get(), Real(14000.0));
+    parentSet->SetProperty(minimum.Get(), Real(100.0));
+    EXPECT_EQ(9000.0, ReadReal(set, L"Display maximum"));
+    EXPECT_EQ(100.0, ReadReal(set, L"Display minimum"));
+    EXPECT_EQ((std::vector<std::string>{"changed (all)", "changed Display maximum", "changed Display minimum"}), Heard);
+}
+
+TEST_F(SimHost, AFactoryKeepsItsSetsInAStorage)
+{
+    CComPtr<ILockBytes> bytes;
+    CComPtr<IStorage> storage;
+    ASSERT_EQ(S_OK, CreateILockBytesOnHGlobal(nullptr, TRUE, bytes.Out()));
+    ASSERT_EQ(S_OK, StgCreateDocfileOnILockBytes(bytes, STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE, 0, storage.Out()));
+    CObjectPtr<CChannelPropertyFactory> first, second;
+    ASSERT_EQ(S_OK, (CreateObject<CChannelPropertyFactory, IQvxPropertyFactory>(first)));
+    ASSERT_EQ(S_OK, (CreateObject<CChannelPropertyFactory, IQvxPropertyFactory>(second)));
+    ASSERT_EQ(S_OK, first->InitNew(storage));
+    EXPECT_EQ(CO_E_ALREADYINITIALIZED, first->InitNew(storage));
+    EXPECT_EQ(S_FALSE, first->IsDirty());
+    for (const wchar_t* name : {L"Speed", L"Brake"}) {
+        CComPtr<IQvxPropertySet> set;
+        CBstr text(name), property(L"Display maximum");
+        first->GetPropertySet(text.Get(), set.Out());
+        set->SetProperty(property.Get(), Real(name[0] == L'S' ? 250.0 : 80.0));
+    }
+    ASSERT_EQ(S_OK, first->Save(storage, TRUE));
+    ASSERT_EQ(S_OK, second->Load(storage));
+    long count = 0;
+    second->GetCount(&count);
+    ASSERT_EQ(2, count);
+    CBstr name;
+    second->GetName(1, name.Out());
+    EXPECT_EQ(L"Brake", name.View());
+    CComPtr<IQvxPropertySet> set;
+    CBstr speed(L"Speed");
+    second->GetPropertySet(speed.Get(), set.Out());
+    EXPECT_EQ(250.0, ReadReal(set, L"Display maximum"));
+    // Names walked and removed, as a chart prunes its factory.
+    CBstr brake(L"Brake");
+    EXPECT_EQ(S_OK, second->RemovePropertySet(brake.Get()));
+    EXPECT_EQ(E_INVALIDARG, second->RemovePropertySet(brake.Get()));
+    second->GetCount(&count);
+    EXPECT_EQ(1, count);
+}
+
+TEST_F(SimHost, TheEventFactoryKeepsASetThatIsStillUsed)
+{
+    CObjectPtr<CEventPropertyFactory> factory;
+    ASSERT_EQ(S_OK, (CreateObject<CEventPropertyFactory, IQvxEventPropertyFactory>(factory)));
+    class CUser : public CEventPropertyFactoryNotificationsReceiver
+    {
+    public:
+        void QueryPropertySetUses(IQvxPropertyFactory*, BSTR, long* uses) override { *uses = Uses; }
+        void OnPropertySetRemoved(IQvxPropertyFactory*, BSTR name) override
+        {
+            std::wstring text = name;
+            Heard.push_back("removed " + std::string(text.begin(), text.end()));
+        }
+        long Uses = 1;
+    } user;
+    using CSink = CEventPropertyFactoryNotificationsSink<CBaseSingleSourceSink<IQvxEventPropertyFactoryNotifications>>;
+    auto sink = CreateSink<CSink>(&user);
+    ASSERT_TRUE(sink->Advise(static_cast<IQvxEventPropertyFactory*>(factory.Get())));
+    CComPtr<IQvxPropertySet> set;
+    CBstr name(L"Warnings");
+    factory->GetPropertySet(name.Get(), set.Out());
+    CPropertyListener listener(set);
+    EXPECT_EQ(S_FALSE, factory->RemovePropertySet(name.Get()));
+    user.Uses = 0;
+    EXPECT_EQ(S_OK, factory->RemovePropertySet(name.Get()));
+    EXPECT_EQ((std::vector<std::string>{"set going", "removed Warnings"}), Heard);
+    CloseSink(sink, static_cast<IQvxEventPropertyFactory*>(factory.Get()));
+    // The channel factory does not answer the event factory's interface.
+    CObjectPtr<CChannelPropertyFactory> channels;
+    ASSERT_EQ(S_OK, (CreateObject<CChannelPropertyFactory, IQvxPropertyFactory>(channels)));
+    CComPtr<IQvxEventPropertyFactory> wrong;
+    EXPECT_EQ(E_NOINTERFACE, channels->QueryInterface(__uuidof(IQvxEventPropertyFactory), wrong.OutVoid()));
+}
+
+// --- groups ---
+
+TEST_F(SimHost, GroupMembersAreToldByVersion)
+{
+    auto host = MakeHost();
+    CComPtr<IQvxGroupFactory> defaults;
+    host->GetGroupDefaults(defaults.Out());
+    CComPtr<IQvxGroup> engine;
+    CBstr name(L"Engine"), member(L"Oil pressure");
+    ASSERT_EQ(S_OK, defaults->GetGroup(name.Get(), engine.Out()));
+    long count = 0;
+    engine->GetMemberCount(&count);
+    EXPECT_EQ(4, count);
+    class CListener : public CGroupNotifications2Receiver
+    {
+    public:
+        void OnGroupContentsChanged(IQvxGroup*) override { Heard.push_back(Name + " contents"); }
+        void OnMemberAdded(IQvxGroup*, BSTR) override { Heard.push_back(Name + " added"); }
+        void OnMemberRemoved(IQvxGroup*, BSTR) override { Heard.push_back(Name + " removed"); }
+        bool QueryGroupRemoval(IQvxGroup*) override { return Allow; }
+        void OnGroupGoingAway(IQvxGroup*) override { Heard.push_back(Name + " going"); }
+        std::string Name;
+        bool Allow = false;
+    } one, two;
+    one.Name = "v1";
+    two.Name = "v2";
+    using CSink1 = CGroupNotificationsSink<CBaseMultiSourceSink<IQvxGroupNotifications>>;
+    using CSink2 = CGroupNotifications2Sink<CBaseMultiSourceSink<IQvxGroupNotifications2>>;
+    auto sink1 = CreateSink<CSink1>(&one);
+    auto sink2 = CreateSink<CSink2>(&two);
+    ASSERT_TRUE(sink1->Add(engine));
+    ASSERT_TRUE(sink2->Add(engine));
+    engine->AddMember(member.Get());
+    engine->RemoveMember(member.Get());
+    EXPECT_EQ((std::vector<std::string>{"v2 added", "v1 contents", "v2 removed", "v1 contents"}), Heard);
+    Heard.clear();
+    EXPECT_EQ(S_FALSE, defaults->RemoveGroup(name.Get()));
+    two.Allow = true;
+    EXPECT_EQ(S_FALSE, defaults->RemoveGroup(name.Get()));
+    one.Allow = true;
+    EXPECT_EQ(S_OK, defaults->RemoveGroup(name.Get()));
+    EXPECT_EQ((std::vector<std::string>{"v1 going", "v2 going"}), Heard);
+    CloseSink(sink1);
+    CloseSink(sink2);
+}
+
+TEST_F(SimHost, ALocalGroupFactoryWalksItsParentsGroupsAndLocksItsList)
+{
+    auto host = MakeHost();
+    CComPtr<IQvxGroupFactory> defaults;
+    host->GetGroupDefaults(defaults.Out());
+    CObjectPtr<CGroupFactory> local;
+    ASSERT_EQ(S_OK, (CreateObject<CGroupFactory, IQvxGroupFactory>(local)));
+    local->SetParent(defaults);
+    CComPtr<IQvxGroup> mine, found;
+    CBstr name(L"Mine"), chassis(L"Chassis");
+    ASSERT_EQ(S_OK, local->CreateGroup(name.Get(), mine.Out()));
+    EXPECT_EQ(S_OK, local->GetGroup(chassis.Get(), found.Out()));
+    long count = 0;
+    local->GetCount(&count);
+    EXPECT_EQ(4, count);
+    CComPtr<IQvxGroup> last;
+    local->GetItem(4, last.Out());
+    CBstr lastName;
+    last->GetName(lastName.Out());
+    EXPECT_EQ(L"Driver", lastName.View());
+    CComPtr<IUnknown> lock;
+    ASSERT_EQ(S_OK, local->LockList(lock.Out()));
+    CComPtr<IQvxGroup> other;
+    CBstr more(L"More");
+    EXPECT_EQ(E_ACCESSDENIED, local->CreateGroup(more.Get(), other.Out()));
+    lock = nullptr;
+    EXPECT_EQ(S_OK, local->CreateGroup(more.Get(), other.Out()));
+    // Own groups go through a stream; the parent's are not the factory's to keep.
+    CComPtr<IStream> stream;
+    CreateStreamOnHGlobal(nullptr, TRUE, stream.Out());
+    ASSERT_EQ(S_OK, local->Save(stream, TRUE));
+    LARGE_INTEGER zero{};
+    stream->Seek(zero, STREAM_SEEK_SET, nullptr);
+    CObjectPtr<CGroupFactory> loaded;
+    ASSERT_EQ(S_OK, (CreateObject<CGroupFactory, IQvxGroupFactory>(loaded)));
+    ASSERT_EQ(S_OK, loaded->Load(stream));
+    loaded->GetCount(&count);
+    EXPECT_EQ(2, count);
+}
+
+// --- units ---
+
+TEST_F(SimHost, UnitsConvertThroughTheBaseUnit)
+{
+    CObjectPtr<CUnitConverter> units;
+    ASSERT_EQ(S_OK, (CreateObject<CUnitConverter, IQvxUnitConverter>(units)));
+    double v = 0;
+    EXPECT_EQ(S_OK, units->Convert(10.0, 1, 0, 1, &v));
+    EXPECT_DOUBLE_EQ(36.0, v);
+    units->Convert(100.0, 1, 1, 2, &v);
+    EXPECT_NEAR(62.137, v, 1e-3);
+    units->Convert(100.0, 6, 1, 2, &v);
+    EXPECT_NEAR(212.0, v, 1e-9);
+    units->Convert(300.0, 6, 0, 1, &v);
+    EXPECT_NEAR(26.85, v, 1e-9);
+    EXPECT_EQ(E_INVALIDARG, units->Convert(1.0, 1, 0, 9, &v));
+    CBstr text;
+    EXPECT_EQ(S_OK, units->GetUnitText(1, 1, text.Out()));
+    EXPECT_EQ(L"km/h", text.View());
+    EXPECT_EQ(S_OK, units->GetQuantityText(1, text.Out()));
+    EXPECT_EQ(L"Speed", text.View());
+    EXPECT_EQ(E_INVALIDARG, units->GetQuantityText(99, text.Out()));
+    EXPECT_EQ(E_INVALIDARG, units->GetQuantityText(0, text.Out()));
+}

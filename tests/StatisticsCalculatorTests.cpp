@@ -1,0 +1,595 @@
+// Statistics calculators against series with exactly known samples: edges, breaks, values that
+// are not finite, full bins, what is read again after a change, and a randomized comparison
+// with a computation over all samples.
+#include <gtest/gtest.h>
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <random>
+#include "DistanceCursor.h"
+#include "StatisticsCalculator.h"
+#include "TestSeries.h"
+
+using namespace qvxtest;
+
+namespace {
+
+using CFiniteMinMax = CStatisticsCalculator<qvx::time, CMinMaxStatsBin, false>;
+using CAllMinMax = CStatisticsCalculator<qvx::time, CMinMaxStatsBin, true>;
+using CLinearTime = CStatisticsCalculator<qvx::time, CLinearStatsBin<qvx::time>, true>;
+using CHoldTime = CStatisticsCalculator<qvx::time, CHoldStatsBin<qvx::time>, true>;
+using CLinearDistance = CStatisticsCalculator<double, CLinearStatsBin<double>, true>;
+using CHoldDistance = CStatisticsCalculator<double, CHoldStatsBin<double>, true>;
+
+constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double Inf = std::numeric_limits<double>::infinity();
+
+std::vector<double> Ramp(int count, double first = 0.0)
+{
+    std::vector<double> values;
+    for (int i = 0; i < count; ++i) values.push_back(first + i);
+    return values;
+}
+
+// The results of a calculator, for comparing two of them.
+struct CResults
+{
+    BOOL Valid;
+    double Minimum, Maximum, Mean;
+    qvx::time MinimumTime, MaximumTime;
+    BOOL HasGap;
+};
+
+CResults ResultsOf(const CBaseStatisticsCalculator& c)
+{
+    return {c.Valid, c.Minimum, c.Maximum, c.Mean, c.MinimumTime, c.MaximumTime, c.HasGap};
+}
+
+void ExpectSameResults(const CResults& a, const CResults& b)
+{
+    EXPECT_EQ(a.Valid, b.Valid);
+    EXPECT_EQ(a.Minimum, b.Minimum);
+    EXPECT_EQ(a.Maximum, b.Maximum);
+    EXPECT_EQ(a.MinimumTime, b.MinimumTime);
+    EXPECT_EQ(a.MaximumTime, b.MaximumTime);
+    EXPECT_NEAR(a.Mean, b.Mean, 1e-9);
+    EXPECT_EQ(a.HasGap, b.HasGap);
+}
+
+} // namespace
+
+TEST(StatisticsCalculator, EmptySeriesIsNotValid)
+{
+    auto series = CTestSeries::Create();
+    CFiniteMinMax calculator(1000);
+    calculator.Calculate(series, 0, 1000);
+    EXPECT_FALSE(calculator.Valid);
+    EXPECT_TRUE(calculator.Bins.empty());
+}
+
+TEST(StatisticsCalculator, NullSeriesEmptiesTheBins)
+{
+    auto series = CTestSeries::Create();
+    series->AddPeriodic(0, 10, Ramp(20));
+    CFiniteMinMax calculator(1000);
+    calculator.Calculate(series, 0, 190);
+    ASSERT_TRUE(calculator.Valid);
+    ASSERT_FALSE(calculator.Bins.empty());
+    calculator.Calculate(nullptr, 0, 190);
+    EXPECT_FALSE(calculator.Valid);
+    EXPECT_TRUE(calculator.Bins.empty());
+}
+
+TEST(StatisticsCalculator, OneSampleInRangeMakesOneBinOfOne)
+{
+    auto series = CTestSeries::Create();
+    series->AddAperiodic({10, 50, 90}, {1.0, 5.0, 9.0});
+    CLinearTime calculator(150);
+    calculator.Calculate(series, 40, 60);
+    ASSERT_TRUE(calculator.Valid);
+    ASSERT_EQ(calculator.Bins.size(), 1u);
+    EXPECT_EQ(calculator.Bins[0]->Count, 1);
+    EXPECT_EQ(calculator.Minimum, 5.0);
+    EXPECT_EQ(calculator.Maximum, 5.0);
+    EXPECT_EQ(calculator.Mean, 5.0);
+    EXPECT_EQ(calculator.MinimumTime, 50);
+}
+
+TEST(StatisticsCalculator, RangeBetweenTwoSamplesTakesBothInterpolatedEdges)
+{
+    auto series = CTestSeries::Create();
+    series->AddAperiodic({0, 100}, {0.0, 10.0});
+    CLinearTime calculator(150);
+    calculator.Calculate(series, 20, 60);
+    ASSERT_TRUE(calculator.Valid);
+    ASSERT_EQ(calculator.Bins.size(), 1u);
+    EXPECT_EQ(calculator.Bins[0]->Count, 2);
+    EXPECT_EQ(calculator.Bins[0]->StartTime, 20);
+    EXPECT_EQ(calculator.Bins[0]->EndTime, 60);
+    EXPECT_DOUBLE_EQ(calculator.Minimum, 2.0);
+    EXPECT_DOUBLE_EQ(calculator.Maximum, 6.0);
+    EXPECT_EQ(calculator.MinimumTime, 20);
+    EXPECT_EQ(calculator.MaximumTime, 60);
+    EXPECT_DOUBLE_EQ(calculator.Mean, 4.0);
+}
+
+TEST(StatisticsCalculator, EdgesAreInterpolatedEvenForHeldValues)
+{
+    // The held mean of 0 then 10 over [0, 20] is 5; the edge at 5 is a linear 5, held to 20.
+    auto series = CTestSeries::Create();
+    series->AddPeriodic(0, 10, {0.0, 10.0, 10.0});
+    CHoldTime whole(150), cut(150);
+    whole.Calculate(series, 0, 20);
+    EXPECT_DOUBLE_EQ(whole.Mean, 5.0);
+    cut.Calculate(series, 5, 20);
+    EXPECT_DOUBLE_EQ(cut.Minimum, 5.0);
+    EXPECT_DOUBLE_EQ(cut.Mean, (5.0 * 5 + 10.0 * 10) / 15);
+}
+
+TEST(StatisticsCalculator, SkippingCalculatorIgnoresValuesThatAreNotFinite)
+{
+    auto series = CTestSeries::Create();
+    series->AddPeriodic(0, 10, {NaN, 3.0, Inf, -2.0, NaN, 7.0, -Inf, 1.0});
+    CFiniteMinMax skipping(1000);
+    skipping.Calculate(series, 0, 70);
+    ASSERT_TRUE(skipping.Valid);
+    EXPECT_EQ(skipping.Minimum, -2.0);
+    EXPECT_EQ(skipping.Maximum, 7.0);
+    EXPECT_EQ(skipping.MinimumTime, 30);
+    EXPECT_EQ(skipping.MaximumTime, 50);
+    // Only the four finite samples were taken in.
+    LONG taken = 0;
+    for (const auto& bin : skipping.Bins) taken += bin->Count;
+    EXPECT_EQ(taken, 4);
+
+    // The calculator that takes all values in starts its bin with the NaN, which no comparison
+    // ever replaces.
+    CAllMinMax all(1000);
+    all.Calculate(series, 0, 70);
+    ASSERT_TRUE(all.Valid);
+    EXPECT_TRUE(std::isnan(all.Minimum));
+}
+
+TEST(StatisticsCalculator, SeriesOfOnlyNaNHoldsNoData)
+{
+    auto series = CTestSeries::Create();
+    series->AddPeriodic(0, 10, {NaN, NaN, NaN});
+    CFiniteMinMax calculator(1000);
+    calculator.Calculate(series, 0, 20);
+    EXPECT_FALSE(calculator.Valid);
+    EXPECT_TRUE(calculator.Bins.empty());
+}
+
+TEST(StatisticsCalculator, BinFullAtTheLastSampleOpensContinuationWithTheNext)
+{
+    auto series = CTestSeries::Create();
+    series->AddPeriodic(0, 10, Ramp(8, 1.0));
+    CLinearTime calculator(4);
+    calculator.Calculate(series, 0, 40);
+    ASSERT_EQ(calculator.Bins.size(), 2u);
+    const auto& full = *calculator.Bins[0];
+    const auto& next = *calculator.Bins[1];
+    EXPECT_EQ(full.Count, 4);
+    EXPECT_EQ(full.EndTime, 30);
+    EXPECT_EQ(next.Count, 2);
+    EXPECT_EQ(next.StartTime, 30);
+    EXPECT_EQ(next.EndTime, 40);
+    EXPECT_EQ(next.Minimum, 4.0);
+    EXPECT_EQ(next.MinimumTime, 30);
+    // The shared sample leaves no hole in the integral: 1..5 over 40 ticks.
+    EXPECT_DOUBLE_EQ(full.Integral + next.Integral, 120.0);
+    EXPECT_DOUBLE_EQ(calculator.Mean, 3.0);
+}
+
+TEST(StatisticsCalculator, NonContinuousRecordStartsNewBinAndItsBreakCountsForNothing)
+{
+    auto series = CTestSeries::Create();
+    series->AddPeriodic(0, 10, {1.0, 1.0, 1.0, 1.0});
+    series->AddPeriodic(100, 10, {3.0, 3.0, 3.0, 3.0}, false);
+    CLinearTime calculator(150);
+    calculator.Calculate(series, 0, 130);
+    ASSERT_TRUE(calculator.Valid);
+    ASSERT_EQ(calculator.Bins.size(), 2u);
+    EXPECT_TRUE(calculator.Bins[0]->HasGap);
+    EXPECT_EQ(calculator.Bins[0]->EndTime, 30);
+    EXPECT_EQ(calculator.Bins[1]->StartTime, 100);
+    EXPECT_TRUE(calculator.HasGap);
+    EXPECT_DOUBLE_EQ(calculator.Mean, 2.0);
+
+    // A range that starts inside the break reports it too.
+    CLinearTime inside(150);
+    inside.Calculate(series, 50, 130);
+    ASSERT_TRUE(inside.Valid);
+    EXPECT_TRUE(inside.HasGap);
+    EXPECT_DOUBLE_EQ(inside.Mean, 3.0);
+
+    // A range inside one record has no break.
+    CLinearTime within(150);
+    within.Calculate(series, 100, 130);
+    EXPECT_FALSE(within.HasGap);
+}
+
+TEST(StatisticsCalculator, TiesKeepTheEarliestTime)
+{
+    auto series = CTestSeries::Create();
+    series->AddPeriodic(0, 1, {5.0, 1.0, 9.0, 1.0, 9.0, 5.0, 1.0});
+    // Within one bin, and across bins of two samples.
+    for (LONG binSize : {100, 2}) {
+        CFiniteMinMax calculator(binSize);
+        calculator.Calculate(series, 0, 6);
+        EXPECT_EQ(calculator.MinimumTime, 1) << binSize;
+        EXPECT_EQ(calculator.MaximumTime, 2) << binSize;
+    }
+}
+
+TEST(StatisticsCalculator, ArraysWithAnyLowerBound)
+{
+    auto series = CTestSeries::Create();
+    series->AddAperiodic({5, 10, 20}, {3.0, -1.0, 4.0}, true, 1);
+    series->AddPeriodic(30, 10, {2.0, 8.0, 0.0}, true, -3);
+    CFiniteMinMax calculator(1000);
+    calculator.Calculate(series, 0, 50);
+    ASSERT_TRUE(calculator.Valid);
+    EXPECT_EQ(calculator.Minimum, -1.0);
+    EXPECT_EQ(calculator.MinimumTime, 10);
+    EXPECT_EQ(calculator.Maximum, 8.0);
+    EXPECT_EQ(calculator.MaximumTime, 40);
+}
+
+TEST(StatisticsCalculator, SecondCalculateWithoutChangeReadsNothingAndKeepsTheResults)
+{
+    auto series = CTestSeries::Create();
+    series->AddPeriodic(0, 10, Ramp(100));
+    CLinearTime calculator(10);
+    calculator.Calculate(series, 0, 990);
+    ASSERT_TRUE(calculator.Valid);
+    const CResults first = ResultsOf(calculator);
+    // Nothing changed, so nothing is folded again: a planted value survives.
+    calculator.Mean = 1234.0;
+    series->ResetCounts();
+    calculator.Calculate(series, 0, 990);
+    EXPECT_EQ(series->ValuesHandedOut, 0);
+    EXPECT_TRUE(series->RecordsFetched.empty());
+    EXPECT_EQ(series->ValueQueries, 0);
+    EXPECT_EQ(series->SampleTimeQueries, 2);
+    EXPECT_TRUE(calculator.Valid);
+    EXPECT_EQ(calculator.Mean, 1234.0);
+    EXPECT_EQ(calculator.Minimum, first.Minimum);
+    EXPECT_EQ(calculator.Maximum, first.Maximum);
+}
+
+TEST(StatisticsCalculator, InvalidateInTheMiddleOfThreeBinsReadsOnlyThatGap)
+{
+    // 21 samples in records of 5: bins [0..9], [9..18], [18..20] in samples.
+    auto series = CTestSeries::Create();
+    for (int r = 0; r < 5; ++r) series->AddPeriodic(r * 50, 10, Ramp(5, r * 5.0), true, 1);
+    series->AddPeriodic(250, 10, {20.0}, true, 1);
+    CFiniteMinMax calculator(10);
+    calculator.Calculate(series, 0, 200);
+    ASSERT_EQ(calculator.Bins.size(), 3u);
+    EXPECT_EQ(calculator.Bins[1]->StartTime, 90);
+    EXPECT_EQ(calculator.Bins[1]->EndTime, 180);
+
+    // Sample 13 (record 3) changes.
+    series->Records[2].Values[3] = 100.0;
+    calculator.Invalidate(120, 140);
+    ASSERT_EQ(calculator.Bins.size(), 2u);
+    EXPECT_EQ(calculator.Bins[0]->StartTime, 0);
+    EXPECT_EQ(calculator.Bins[1]->StartTime, 180);
+
+    series->ResetCounts();
+    calculator.Calculate(series, 0, 200);
+    // Sample 9 comes back as the edge of the gap; samples 10..18 lie in records 3 and 4, and
+    // only those were read.
+    EXPECT_EQ(series->RecordsFetched, (std::vector<LONG>{3, 4}));
+    EXPECT_EQ(series->ValuesHandedOut, 10);
+    EXPECT_EQ(series->ValueQueries, 1);
+    EXPECT_EQ(calculator.Maximum, 100.0);
+    EXPECT_EQ(calculator.MaximumTime, 130);
+
+    CFiniteMinMax fresh(10);
+    fresh.Calculate(series, 0, 200);
+    ExpectSameResults(ResultsOf(calculator), ResultsOf(fresh));
+}
+
+TEST(StatisticsCalculator, InvalidateBeyondAllBinsRemovesNothingAndOnlyNewSamplesAreRead)
+{
+    auto series = CTestSeries::Create();
+    const std::vector<double> first = Ramp(1000);
+    series->Append(first.data(), first.size(), 10, 100);
+    CFiniteMinMax calculator(1000);
+    calculator.Calculate(series, 0, 9990);
+    const size_t bins = calculator.Bins.size();
+
+    const std::vector<double> more(250, 5000.0);
+    series->Append(more.data(), more.size(), 10, 100);
+    calculator.Invalidate(10000, 12490);
+    EXPECT_EQ(calculator.Bins.size(), bins);
+
+    series->ResetCounts();
+    calculator.Calculate(series, 0, 12490);
+    EXPECT_EQ(calculator.Maximum, 5000.0);
+    EXPECT_EQ(calculator.MaximumTime, 10000);
+    // The new samples fill records 11 to 13, and nothing before them is read again.
+    EXPECT_EQ(series->ValuesHandedOut, 250);
+    EXPECT_EQ(series->RecordsFetched, (std::vector<LONG>{11, 12, 13}));
+}
+
+TEST(StatisticsCalculator, SlidingStartReadsOnlyTheFirstGap)
+{
+    auto series = CTestSeries::Create();
+    const std::vector<double> values = Ramp(100);
+    series->Append(values.data(), values.size(), 10, 10);
+    CFiniteMinMax calculator(10);
+    calculator.Calculate(series, 0, 990);
+    series->ResetCounts();
+    calculator.Calculate(series, 250, 990);
+    // The bins from 270 on stay; 250..270 lies in record 3.
+    EXPECT_EQ(series->RecordsFetched, (std::vector<LONG>{3}));
+    EXPECT_EQ(calculator.Bins.front()->StartTime, 250);
+    EXPECT_EQ(calculator.Minimum, 25.0);
+    CFiniteMinMax fresh(10);
+    fresh.Calculate(series, 250, 990);
+    ExpectSameResults(ResultsOf(calculator), ResultsOf(fresh));
+}
+
+TEST(StatisticsCalculator, FailedReadIsAttemptedAgainAtTheNextCalculate)
+{
+    auto series = CTestSeries::Create();
+    for (int r = 0; r < 5; ++r) series->AddPeriodic(r * 100, 10, Ramp(10, r * 10.0));
+    series->FailingValuesRecord = 3;
+    CFiniteMinMax calculator(1000);
+    calculator.Calculate(series, 0, 490);
+    ASSERT_TRUE(calculator.Valid);
+    EXPECT_EQ(calculator.Maximum, 19.0);
+    EXPECT_EQ(calculator.Bins.back()->EndTime, 190);
+
+    series->FailingValuesRecord = 0;
+    calculator.Calculate(series, 0, 490);
+    EXPECT_EQ(calculator.Maximum, 49.0);
+    EXPECT_EQ(calculator.MaximumTime, 490);
+}
+
+TEST(StatisticsCalculator, FailingSearchesAndRecordsNeverCrash)
+{
+    auto series = CTestSeries::Create();
+    series->AddPeriodic(0, 10, Ramp(10));
+    for (const char* operation : {"GetRecords", "GetCount", "GetRecord", "GetIsPeriodic", "GetIsContinuous",
+                                  "GetValueAt", "LocateSample", "GetSampleTime"}) {
+        series->Failing = {operation};
+        CLinearTime calculator(4);
+        calculator.Calculate(series, 0, 90);
+        series->Failing.clear();
+        calculator.Calculate(series, 0, 90);
+        EXPECT_TRUE(calculator.Valid) << operation;
+        EXPECT_EQ(calculator.Minimum, 0.0) << operation;
+        EXPECT_EQ(calculator.Maximum, 9.0) << operation;
+        EXPECT_DOUBLE_EQ(calculator.Mean, 4.5) << operation;
+    }
+}
+
+TEST(StatisticsCalculator, DistanceCalculatorsIntegrateOverDistance)
+{
+    auto distance = CTestSeries::Create();
+    distance->AddAperiodic({0, 10, 20}, {0.0, 10.0, 40.0});
+    auto series = CTestSeries::Create();
+    series->AddPeriodic(0, 10, {0.0, 10.0, 10.0});
+    DistanceCursor cursor;
+    cursor.SetData(distance);
+
+    CLinearDistance linear(150, &cursor);
+    linear.Calculate(series, 0, 20);
+    ASSERT_TRUE(linear.Valid);
+    EXPECT_DOUBLE_EQ(linear.Bins[0]->StartX, 0.0);
+    EXPECT_DOUBLE_EQ(linear.Bins[0]->EndX, 40.0);
+    EXPECT_DOUBLE_EQ(linear.Mean, (5.0 * 10 + 10.0 * 30) / 40);
+
+    CHoldDistance hold(150, &cursor);
+    hold.Calculate(series, 0, 20);
+    EXPECT_DOUBLE_EQ(hold.Mean, 10.0 * 30 / 40);
+    // A second span starts its walk over the distances again.
+    hold.Calculate(series, 5, 20);
+    EXPECT_DOUBLE_EQ(hold.Bins[0]->StartX, 5.0);
+}
+
+// A computation over all samples of a range, as the calculators define it: the samples in the
+// range, with an interpolated sample at each edge where the series has a value; one sample alone
+// when only one lies in the range and no edges are asked. Values that are not finite are left
+// out, and so is a single sample after the last break of the range when others come before it.
+struct CExpected
+{
+    bool Valid = false;
+    double Minimum = 0, Maximum = 0, Mean = 0;
+    qvx::time MinimumTime = 0, MaximumTime = 0;
+    bool HasGap = false;
+};
+
+struct CPoint
+{
+    qvx::time Time;
+    double Value;
+    bool AfterBreak;
+};
+
+CExpected BruteForce(const CTestSeries& series, qvx::time from, qvx::time to, bool alone)
+{
+    std::vector<CPoint> samples;
+    bool hasGap = false;
+    for (size_t r = 0; r < series.Records.size(); ++r) {
+        const CSeriesRecord& record = series.Records[r];
+        const bool breakBefore = r > 0 && !record.Continuous;
+        // A break that follows a sample in the range, toward a record that starts after `from`.
+        if (breakBefore) {
+            const CSeriesRecord& before = series.Records[r - 1];
+            if (before.TimeAt(before.Size() - 1) <= to && record.TimeAt(0) > from) hasGap = true;
+        }
+        for (size_t i = 0; i < record.Size(); ++i) {
+            const qvx::time t = record.TimeAt(i);
+            if (t >= from && t <= to) samples.push_back({t, record.Values[i], breakBefore && i == 0});
+        }
+    }
+    std::vector<CPoint> points;
+    if (alone && samples.size() == 1) {
+        points = samples;
+        const CPoint& only = samples.front();
+        CSamplePosition next;
+        hasGap = series.FirstAfter(only.Time, next) && next.Index == 0 && !series.Records[next.Record].Continuous;
+    } else {
+        double value = 0;
+        if (series.ValueAt(from, 2, value) && (samples.empty() || samples.front().Time != from))
+            points.push_back({from, value, false});
+        points.insert(points.end(), samples.begin(), samples.end());
+        const bool anyFinite = std::any_of(points.begin(), points.end(), [](const CPoint& p) { return std::isfinite(p.Value); });
+        if (anyFinite && series.ValueAt(to, 2, value) && (points.empty() || points.back().Time != to))
+            points.push_back({to, value, false});
+    }
+    // The first finite point after a break starts a run.
+    std::vector<CPoint> finite;
+    bool breakPending = false;
+    for (CPoint p : points) {
+        breakPending = breakPending || p.AfterBreak;
+        if (!std::isfinite(p.Value)) continue;
+        p.AfterBreak = breakPending;
+        breakPending = false;
+        finite.push_back(p);
+    }
+    points = std::move(finite);
+    if (points.size() > 1 && points.back().AfterBreak) points.pop_back();
+    CExpected e;
+    if (points.empty()) return e;
+    e.Valid = true;
+    e.HasGap = hasGap;
+    e.Minimum = e.Maximum = points[0].Value;
+    e.MinimumTime = e.MaximumTime = points[0].Time;
+    double integral = 0;
+    qvx::time extent = 0;
+    for (size_t i = 0; i < points.size(); ++i) {
+        const CPoint& p = points[i];
+        if (p.Value < e.Minimum) e.Minimum = p.Value, e.MinimumTime = p.Time;
+        if (p.Value > e.Maximum) e.Maximum = p.Value, e.MaximumTime = p.Time;
+        if (i > 0 && !p.AfterBreak) {
+            const qvx::time dx = p.Time - points[i - 1].Time;
+            integral += double(dx) * (p.Value + points[i - 1].Value) * 0.5;
+            extent += dx;
+        }
+    }
+    e.Mean = points.size() == 1 ? points[0].Value : extent ? integral / double(extent) : integral;
+    return e;
+}
+
+bool Matches(const CBaseStatisticsCalculator& c, const CExpected& e, bool mean, bool gap)
+{
+    if (bool(c.Valid) != e.Valid) return false;
+    if (!e.Valid) return true;
+    return c.Minimum == e.Minimum && c.Maximum == e.Maximum && c.MinimumTime == e.MinimumTime
+        && c.MaximumTime == e.MaximumTime && (!mean || std::abs(c.Mean - e.Mean) <= 1e-7 * (1 + std::abs(e.Mean)))
+        && (!gap || bool(c.HasGap) == e.HasGap);
+}
+
+std::string Describe(const CBaseStatisticsCalculator& c, const CExpected& e)
+{
+    char text[300];
+    snprintf(text, sizeof text, "got valid %d min %g@%lld max %g@%lld mean %g gap %d; expected %d %g@%lld %g@%lld %g %d",
+             int(c.Valid), c.Minimum, (long long)c.MinimumTime, c.Maximum, (long long)c.MaximumTime, c.Mean,
+             int(c.HasGap), int(e.Valid), e.Minimum, (long long)e.MinimumTime, e.Maximum,
+             (long long)e.MaximumTime, e.Mean, int(e.HasGap));
+    return text;
+}
+
+// Random records with breaks, periodic and aperiodic, any lower bound, integer values so that
+// extremes tie often.
+void FillRandomSeries(CTestSeries& series, std::mt19937& random, double nanShare)
+{
+    std::uniform_int_distribution<int> value(-20, 20), count(1, 25), step(1, 30), gap(50, 500), recordCount(1, 8);
+    std::uniform_real_distribution<double> share(0.0, 1.0);
+    const LONG lowerBounds[] = {0, 1, -3, 7};
+    qvx::time t = 1000;
+    const int records = recordCount(random);
+    for (int r = 0; r < records; ++r) {
+        const bool continuous = r == 0 || share(random) < 0.7;
+        if (!continuous) t += gap(random);
+        const int n = count(random);
+        std::vector<double> values;
+        for (int i = 0; i < n; ++i) values.push_back(share(random) < nanShare ? NaN : double(value(random)));
+        const LONG lowerBound = lowerBounds[random() % 4];
+        if (share(random) < 0.5) {
+            const qvx::time period = step(random);
+            series.AddPeriodic(t, period, values, continuous, lowerBound);
+            t += n * period;
+        } else {
+            std::vector<qvx::time> times;
+            for (int i = 0; i < n; ++i) {
+                times.push_back(t);
+                t += step(random);
+            }
+            series.AddAperiodic(times, values, continuous, lowerBound);
+        }
+    }
+}
+
+// Runs random calculations, changes and appends on one calculator and compares each result with
+// the brute force; a fresh calculator is compared too, including the break flag.
+template <class Calculator>
+void RunRandomComparison(unsigned seed, double nanShare, bool mean)
+{
+    std::mt19937 random(seed);
+    for (int round = 0; round < 40; ++round) {
+        auto series = CTestSeries::Create();
+        FillRandomSeries(*series, random, nanShare);
+        const LONG binSize = 2 + LONG(random() % 6);
+        Calculator calculator(binSize);
+        for (int step = 0; step < 30; ++step) {
+            const qvx::time first = series->Records.front().TimeAt(0);
+            const CSeriesRecord& lastRecord = series->Records.back();
+            const qvx::time last = lastRecord.TimeAt(lastRecord.Size() - 1);
+            std::uniform_int_distribution<qvx::time> anyTime(first - 100, last + 100);
+            const int action = int(random() % 10);
+            if (action == 0) {
+                // New values for a run of samples; the change is reported with its neighbours, on
+                // which interpolated edges depend.
+                const size_t r = random() % series->Records.size();
+                CSeriesRecord& record = series->Records[r];
+                const size_t i = random() % record.Size();
+                record.Values[i] = double(int(random() % 41) - 20);
+                CSamplePosition before, after;
+                const qvx::time t = record.TimeAt(i);
+                const qvx::time from = series->LastBefore(t, before) ? series->TimeOf(before) : t;
+                const qvx::time to = series->FirstAfter(t, after) ? series->TimeOf(after) : t;
+                calculator.Invalidate(from, to);
+                continue;
+            }
+            if (action == 1) {
+                // Live data: a few samples more at the end.
+                const std::vector<double> more(1 + random() % 5, double(int(random() % 41) - 20));
+                series->Append(more.data(), more.size(), 1 + random() % 9, 1000);
+                const qvx::time newEnd = series->TimeOf({series->Records.size() - 1, series->Records.back().Size() - 1});
+                calculator.Invalidate(last + 1, newEnd);
+                continue;
+            }
+            qvx::time from = anyTime(random), to = anyTime(random);
+            if (from > to) std::swap(from, to);
+            calculator.Calculate(series, from, to);
+            const CExpected alone = BruteForce(*series, from, to, true);
+            const CExpected edges = BruteForce(*series, from, to, false);
+            // With one sample in the range, bins left from earlier ranges may bring the edges in.
+            EXPECT_TRUE(Matches(calculator, alone, mean, false) || Matches(calculator, edges, mean, false))
+                << "seed " << seed << " round " << round << " step " << step << " range " << from << ".." << to
+                << ": " << Describe(calculator, alone);
+            Calculator fresh(binSize);
+            fresh.Calculate(series, from, to);
+            EXPECT_TRUE(Matches(fresh, alone, mean, nanShare == 0.0))
+                << "seed " << seed << " round " << round << " step " << step << " fresh range " << from << ".." << to
+                << ": " << Describe(fresh, alone);
+        }
+    }
+}
+
+TEST(StatisticsCalculator, RandomRangesOfRandomSeriesMatchBruteForce)
+{
+    RunRandomComparison<CLinearTime>(20240601, 0.0, true);
+}
+
+TEST(StatisticsCalculator, RandomRangesWithNaNMatchBruteForceInSkippingCalculator)
+{
+    RunRandomComparison<CFiniteMinMax>(77, 0.15, false);
+}

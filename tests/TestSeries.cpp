@@ -1,0 +1,325 @@
+#include "TestSeries.h"
+#include <algorithm>
+#include <cstring>
+#include <utility>
+#include "AutomationTypes.h"
+
+namespace qvxtest {
+
+namespace {
+
+// One tick later, without leaving the range of qvx::time.
+qvx::time TickAfter(qvx::time t) noexcept { return t == INT64_MAX ? t : t + 1; }
+
+// Makes an object of our own class and gives it through its class pointer.
+template <class T, class I>
+CComPtr<CComObject<T>> MakeObject()
+{
+    CComPtr<I> object;
+    if (FAILED(CComObject<T>::template CreateInstance<I>(object))) return nullptr;
+    return static_cast<CComObject<T>*>(static_cast<T*>(object.Get()));
+}
+
+// A new one-dimensional array with the given lower bound, holding a copy of `items`.
+template <class E>
+HRESULT MakeArray(VARTYPE type, const std::vector<E>& items, LONG lowerBound, SAFEARRAY** out)
+{
+    if (!out) return E_POINTER;
+    SAFEARRAYBOUND bound{ULONG(items.size()), lowerBound};
+    CSafeArray array(SafeArrayCreate(type, 1, &bound));
+    if (!array.Get()) return E_OUTOFMEMORY;
+    {
+        CSafeArrayAccess<E> access(array.Get());
+        if (!access.Valid()) return E_FAIL;
+        if (!items.empty()) std::memcpy(access.Get(), items.data(), items.size() * sizeof(E));
+    }
+    *out = array.Detach();
+    return S_OK;
+}
+
+class CTestRecord : public CComRoot, public IQvxDataRecord
+{
+public:
+    QVX_BEGIN_INTERFACES(CTestRecord)
+        QVX_INTERFACE(CTestRecord, IQvxDataRecord),
+    QVX_END_INTERFACES()
+
+    CTestSeriesPtr Series;
+    size_t Number = 0;
+
+    const CSeriesRecord& Data() const { return Series->Records[Number]; }
+
+    STDMETHODIMP GetIsContinuous(VARIANT_BOOL* continuous) override
+    {
+        if (!continuous) return E_POINTER;
+        if (Series->Fails("GetIsContinuous")) return E_FAIL;
+        *continuous = Data().Continuous ? VARIANT_TRUE : VARIANT_FALSE;
+        return S_OK;
+    }
+    STDMETHODIMP GetIsPeriodic(VARIANT_BOOL* periodic) override
+    {
+        if (!periodic) return E_POINTER;
+        if (Series->Fails("GetIsPeriodic")) return E_FAIL;
+        *periodic = Data().Periodic ? VARIANT_TRUE : VARIANT_FALSE;
+        return S_OK;
+    }
+    STDMETHODIMP GetStartTime(INT64* time) override
+    {
+        if (!time) return E_POINTER;
+        if (!Data().Periodic) return E_FAIL;
+        *time = Data().Start;
+        return S_OK;
+    }
+    STDMETHODIMP Reserved3() override { return E_NOTIMPL; }
+    STDMETHODIMP GetPeriod(INT64* period) override
+    {
+        if (!period) return E_POINTER;
+        if (!Data().Periodic) return E_FAIL;
+        *period = Data().Period;
+        return S_OK;
+    }
+    STDMETHODIMP Reserved5() override { return E_NOTIMPL; }
+    STDMETHODIMP GetTimes(SAFEARRAY** times) override
+    {
+        if (Data().Periodic || Series->Fails("GetTimes")) return E_FAIL;
+        return MakeArray(VT_I8, Data().Times, Data().LowerBound, times);
+    }
+    STDMETHODIMP Reserved7() override { return E_NOTIMPL; }
+    STDMETHODIMP GetValues(SAFEARRAY** values) override
+    {
+        if (Series->Fails("GetValues") || Series->FailingValuesRecord == LONG(Number + 1)) return E_FAIL;
+        const HRESULT hr = MakeArray(VT_R8, Data().Values, Data().LowerBound, values);
+        if (SUCCEEDED(hr)) Series->ValuesHandedOut += LONG(Data().Size());
+        return hr;
+    }
+};
+
+class CTestRecords : public CComRoot, public IQvxDataRecords
+{
+public:
+    QVX_BEGIN_INTERFACES(CTestRecords)
+        QVX_INTERFACE(CTestRecords, IQvxDataRecords),
+    QVX_END_INTERFACES()
+
+    CTestSeriesPtr Series;
+
+    STDMETHODIMP GetCount(LONG* count) override
+    {
+        if (!count) return E_POINTER;
+        if (Series->Fails("GetCount")) return E_FAIL;
+        *count = LONG(Series->Records.size());
+        return S_OK;
+    }
+    STDMETHODIMP GetRecord(LONG number, IQvxDataRecord** record) override
+    {
+        if (!record) return E_POINTER;
+        *record = nullptr;
+        if (number < 1 || size_t(number) > Series->Records.size() || Series->Fails("GetRecord")) return E_FAIL;
+        auto object = MakeObject<CTestRecord, IQvxDataRecord>();
+        if (!object) return E_OUTOFMEMORY;
+        object->Series = Series;
+        object->Number = size_t(number - 1);
+        Series->RecordsFetched.push_back(number);
+        return object->QueryInterface(IID_IQvxDataRecord, reinterpret_cast<void**>(record));
+    }
+};
+
+} // namespace
+
+CTestSeriesPtr CTestSeries::Create()
+{
+    return MakeObject<CTestSeries, IQvxData2>();
+}
+
+CSeriesRecord& CTestSeries::AddPeriodic(qvx::time start, qvx::time period, std::vector<double> values,
+                                        bool continuous, LONG lowerBound)
+{
+    CSeriesRecord& record = Records.emplace_back();
+    record.Continuous = continuous;
+    record.Periodic = true;
+    record.Start = start;
+    record.Period = period;
+    record.Values = std::move(values);
+    record.LowerBound = lowerBound;
+    return record;
+}
+
+CSeriesRecord& CTestSeries::AddAperiodic(std::vector<qvx::time> times, std::vector<double> values, bool continuous,
+                                         LONG lowerBound)
+{
+    CSeriesRecord& record = Records.emplace_back();
+    record.Continuous = continuous;
+    record.Times = std::move(times);
+    record.Values = std::move(values);
+    record.LowerBound = lowerBound;
+    return record;
+}
+
+void CTestSeries::Append(const double* values, size_t count, qvx::time period, size_t recordSize)
+{
+    for (size_t i = 0; i < count; ++i) {
+        const bool extends = !Records.empty() && Records.back().Periodic && Records.back().Period == period
+                             && Records.back().Size() < recordSize;
+        if (!extends) {
+            const qvx::time start = Records.empty() ? 0 : TimeOf({Records.size() - 1, Records.back().Size() - 1}) + period;
+            AddPeriodic(start, period, {}).Values.reserve(recordSize);
+        }
+        Records.back().Values.push_back(values[i]);
+    }
+}
+
+size_t CTestSeries::SampleCount() const noexcept
+{
+    size_t count = 0;
+    for (const CSeriesRecord& record : Records) count += record.Size();
+    return count;
+}
+
+bool CTestSeries::FirstAfter(qvx::time time, CSamplePosition& at) const
+{
+    const auto record = std::partition_point(Records.begin(), Records.end(), [time](const CSeriesRecord& r) {
+        return r.TimeAt(r.Size() - 1) <= time;
+    });
+    if (record == Records.end()) return false;
+    size_t index = 0;
+    if (record->Periodic) {
+        if (record->Start <= time) index = size_t((time - record->Start) / record->Period) + 1;
+    } else {
+        index = size_t(std::upper_bound(record->Times.begin(), record->Times.end(), time) - record->Times.begin());
+    }
+    at = {size_t(record - Records.begin()), index};
+    return true;
+}
+
+bool CTestSeries::LastBefore(qvx::time time, CSamplePosition& at) const
+{
+    const auto after = std::partition_point(Records.begin(), Records.end(), [time](const CSeriesRecord& r) {
+        return r.TimeAt(0) < time;
+    });
+    if (after == Records.begin()) return false;
+    const auto record = after - 1;
+    size_t index = 0;
+    if (record->Periodic) {
+        index = std::min(size_t((time - 1 - record->Start) / record->Period), record->Size() - 1);
+    } else {
+        index = size_t(std::lower_bound(record->Times.begin(), record->Times.end(), time) - record->Times.begin()) - 1;
+    }
+    at = {size_t(record - Records.begin()), index};
+    return true;
+}
+
+bool CTestSeries::Nearest(qvx::time time, CSamplePosition& at) const
+{
+    CSamplePosition before, after;
+    const bool hasBefore = LastBefore(TickAfter(time), before);
+    const bool hasAfter = FirstAfter(time, after);
+    if (!hasBefore && !hasAfter) return false;
+    // Equally near: the earlier sample.
+    at = (hasBefore && (!hasAfter || time - TimeOf(before) <= TimeOf(after) - time)) ? before : after;
+    return true;
+}
+
+bool CTestSeries::Search(qvx::time time, LONG direction, CSamplePosition& at) const
+{
+    switch (direction) {
+    case 0: return FirstAfter(time, at);
+    case 1: return LastBefore(time, at);
+    case 2: return Nearest(time, at);
+    default: return false;
+    }
+}
+
+bool CTestSeries::ValueAt(qvx::time time, LONG mode, double& value) const
+{
+    CSamplePosition before, after;
+    if (!LastBefore(TickAfter(time), before)) return false;
+    if (TimeOf(before) == time) {
+        value = ValueOf(before);
+        return true;
+    }
+    // After the data, or inside a break, there is no value.
+    if (!FirstAfter(time, after)) return false;
+    if (after.Index == 0 && !Records[after.Record].Continuous) return false;
+    if (mode != 2) {
+        value = ValueOf(before);
+        return true;
+    }
+    const double v0 = ValueOf(before), v1 = ValueOf(after);
+    const qvx::time t0 = TimeOf(before), t1 = TimeOf(after);
+    value = v0 + (v1 - v0) * double(time - t0) / double(t1 - t0);
+    return true;
+}
+
+void CTestSeries::ResetCounts()
+{
+    ValuesHandedOut = 0;
+    RecordsFetched.clear();
+    ValueQueries = 0;
+    SampleTimeQueries = 0;
+}
+
+STDMETHODIMP CTestSeries::GetRecords(IQvxDataRecords** records)
+{
+    if (!records) return E_POINTER;
+    *records = nullptr;
+    if (Fails("GetRecords")) return E_FAIL;
+    auto object = MakeObject<CTestRecords, IQvxDataRecords>();
+    if (!object) return E_OUTOFMEMORY;
+    object->Series = static_cast<CComObject<CTestSeries>*>(this);
+    return object->QueryInterface(IID_IQvxDataRecords, reinterpret_cast<void**>(records));
+}
+
+STDMETHODIMP CTestSeries::LocateSample(INT64 time, LONG direction, LONG, LONG* record, LONG* index)
+{
+    if (!record || !index) return E_POINTER;
+    if (Fails("LocateSample")) return E_FAIL;
+    CSamplePosition at;
+    // None found is a non-zero status that is not a failure.
+    if (!Search(time, direction, at)) return S_FALSE;
+    *record = LONG(at.Record + 1);
+    *index = LONG(at.Index);
+    return S_OK;
+}
+
+STDMETHODIMP CTestSeries::FindSample(INT64 time, LONG direction, LONG, INT64* sampleTime, double* value)
+{
+    if (!sampleTime || !value) return E_POINTER;
+    CSamplePosition at;
+    if (Fails("FindSample") || !Search(time, direction, at)) return E_FAIL;
+    *sampleTime = TimeOf(at);
+    *value = ValueOf(at);
+    return S_OK;
+}
+
+STDMETHODIMP CTestSeries::FindTimeOfValue(double, LONG, LONG, INT64*)
+{
+    return E_NOTIMPL;
+}
+
+STDMETHODIMP CTestSeries::GetValueAt(INT64 time, LONG mode, LONG, double* value)
+{
+    if (!value) return E_POINTER;
+    ++ValueQueries;
+    if (Fails("GetValueAt")) return E_FAIL;
+    return ValueAt(time, mode, *value) ? S_OK : E_FAIL;
+}
+
+STDMETHODIMP CTestSeries::GetSampleTime(INT64 time, LONG direction, LONG, INT64* sampleTime)
+{
+    if (!sampleTime) return E_POINTER;
+    ++SampleTimeQueries;
+    CSamplePosition at;
+    if (Fails("GetSampleTime") || !Search(time, direction, at)) return E_FAIL;
+    *sampleTime = TimeOf(at);
+    return S_OK;
+}
+
+STDMETHODIMP CTestSeries::GetLatestValue(double* value)
+{
+    if (!value) return E_POINTER;
+    if (Records.empty()) return E_FAIL;
+    *value = Records.back().Values.back();
+    return S_OK;
+}
+
+} // namespace qvxtest

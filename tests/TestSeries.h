@@ -1,0 +1,107 @@
+#pragma once
+// A host series with exactly known samples, for the tests and benchmarks of what reads series:
+// records over vectors (periodic or aperiodic, continuous or after a break, any lower bound of
+// their arrays), the host's strict searches and interpolation, counts of what was handed out,
+// and calls that fail on demand.
+#include <windows.h>
+#include <set>
+#include <string>
+#include <vector>
+#include "ComObject.h"
+#include "Interfaces.h"
+
+namespace qvxtest {
+
+// One unbroken run of samples.
+struct CSeriesRecord
+{
+    // False: a break lies between this record and the one before.
+    bool Continuous = true;
+    bool Periodic = false;
+    qvx::time Start = 0;
+    qvx::time Period = 0;
+    // Of an aperiodic record.
+    std::vector<qvx::time> Times;
+    std::vector<double> Values;
+    // Of the arrays that the record hands out.
+    LONG LowerBound = 0;
+
+    size_t Size() const noexcept { return Values.size(); }
+    qvx::time TimeAt(size_t index) const noexcept
+    {
+        return Periodic ? Start + qvx::time(index) * Period : Times[index];
+    }
+};
+
+// A sample of the series: record (from 0) and index within it.
+struct CSamplePosition
+{
+    size_t Record = 0;
+    size_t Index = 0;
+};
+
+class CTestSeries : public CComRoot, public IQvxData2
+{
+public:
+    QVX_BEGIN_INTERFACES(CTestSeries)
+        QVX_INTERFACE(CTestSeries, IQvxData2),
+        QVX_INTERFACE_VIA(CTestSeries, IQvxData, IQvxData2),
+    QVX_END_INTERFACES()
+
+    static CComPtr<CComObject<CTestSeries>> Create();
+
+    // Records must not be empty, and times must rise across the whole series.
+    CSeriesRecord& AddPeriodic(qvx::time start, qvx::time period, std::vector<double> values,
+                               bool continuous = true, LONG lowerBound = 0);
+    CSeriesRecord& AddAperiodic(std::vector<qvx::time> times, std::vector<double> values,
+                                bool continuous = true, LONG lowerBound = 0);
+    // A live series: appends samples one period after the last, to the last record while it is
+    // periodic with that period and holds fewer than `recordSize` samples, else to a new
+    // continuous record. The first sample of an empty series lies at time 0.
+    void Append(const double* values, size_t count, qvx::time period, size_t recordSize);
+
+    size_t SampleCount() const noexcept;
+    qvx::time TimeOf(CSamplePosition at) const noexcept { return Records[at.Record].TimeAt(at.Index); }
+    double ValueOf(CSamplePosition at) const noexcept { return Records[at.Record].Values[at.Index]; }
+    // The host's strict searches.
+    bool FirstAfter(qvx::time time, CSamplePosition& at) const;
+    bool LastBefore(qvx::time time, CSamplePosition& at) const;
+    bool Nearest(qvx::time time, CSamplePosition& at) const;
+    // GetValueAt without counting: mode 2 interpolates linearly, others hold the last sample.
+    // Fails outside the data and inside a break.
+    bool ValueAt(qvx::time time, LONG mode, double& value) const;
+
+    // What the series handed out since the last ResetCounts.
+    long long ValuesHandedOut = 0;
+    std::vector<LONG> RecordsFetched;
+    int ValueQueries = 0;
+    int SampleTimeQueries = 0;
+    void ResetCounts();
+
+    // Names of operations that fail with E_FAIL; and a record number (from 1) whose values fail.
+    std::set<std::string> Failing;
+    LONG FailingValuesRecord = 0;
+
+    std::vector<CSeriesRecord> Records;
+
+    // IQvxData
+    STDMETHODIMP GetRecords(IQvxDataRecords** records) override;
+    STDMETHODIMP LocateSample(INT64 time, LONG direction, LONG option, LONG* record, LONG* index) override;
+    STDMETHODIMP FindSample(INT64 time, LONG direction, LONG option, INT64* sampleTime, double* value) override;
+    STDMETHODIMP FindTimeOfValue(double value, LONG mode, LONG flag, INT64* time) override;
+    STDMETHODIMP GetValueAt(INT64 time, LONG mode, LONG option, double* value) override;
+    STDMETHODIMP GetSampleTime(INT64 time, LONG direction, LONG option, INT64* sampleTime) override;
+    STDMETHODIMP Reserved6() override { return E_NOTIMPL; }
+    STDMETHODIMP Reserved7() override { return E_NOTIMPL; }
+    // IQvxData2
+    STDMETHODIMP GetLatestValue(double* value) override;
+
+    bool Fails(const char* operation) const { return Failing.count(operation) != 0; }
+
+private:
+    bool Search(qvx::time time, LONG direction, CSamplePosition& at) const;
+};
+
+using CTestSeriesPtr = CComPtr<CComObject<CTestSeries>>;
+
+} // namespace qvxtest
