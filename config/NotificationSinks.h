@@ -45,8 +45,6 @@ template <class I>
 class CSimpleUnknownImpl : public I
 {
 public:
-    using Interface = I;
-
     CSimpleUnknownImpl() noexcept { CComModule::Instance().AddObject(); }
     CSimpleUnknownImpl(const CSimpleUnknownImpl&) = delete;
     CSimpleUnknownImpl& operator=(const CSimpleUnknownImpl&) = delete;

@@ -126,7 +126,8 @@ public:
     STDMETHODIMP_(ULONG) AddRef() override { return Outer ? Outer->AddRef() : Inner.AddRef(); }
     STDMETHODIMP_(ULONG) Release() override { return Outer ? Outer->Release() : Inner.Release(); }
 
-    IUnknown* ControllingUnknown() override { return Outer ? Outer : static_cast<IUnknown*>(&Inner); }
+    // The same pointer that QueryInterface gives for IUnknown, so identities compare by pointer.
+    IUnknown* ControllingUnknown() override { return Outer ? Outer : this->TableIdentity(); }
 
     ~CComObject() override = default;
 
@@ -173,11 +174,24 @@ private:
 // Declares a class's QueryInterface table: QVX_BEGIN_INTERFACES(Class) rows... QVX_END_INTERFACES()
 #define QVX_BEGIN_INTERFACES(Class) \
     using InterfaceTableClass = Class; \
-    HRESULT InternalQueryInterface(REFIID iid, void** out) \
+    static const CInterfaceEntry* InterfaceTable(size_t& count) \
     { \
         static const CInterfaceEntry table[] = {
 #define QVX_END_INTERFACES() \
         }; \
-        return TableQueryInterface(static_cast<InterfaceTableClass*>(this), table, \
-                                   sizeof(table) / sizeof(table[0]), iid, out); \
+        count = sizeof(table) / sizeof(table[0]); \
+        return table; \
+    } \
+    HRESULT InternalQueryInterface(REFIID iid, void** out) \
+    { \
+        size_t count = 0; \
+        const CInterfaceEntry* table = InterfaceTable(count); \
+        return TableQueryInterface(static_cast<InterfaceTableClass*>(this), table, count, iid, out); \
+    } \
+    /* The object's identity when it is not aggregated: what QueryInterface gives for IUnknown. */ \
+    IUnknown* TableIdentity() \
+    { \
+        size_t count = 0; \
+        const CInterfaceEntry* table = InterfaceTable(count); \
+        return static_cast<IUnknown*>(table[0].Cast(static_cast<InterfaceTableClass*>(this))); \
     }

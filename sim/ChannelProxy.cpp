@@ -73,18 +73,18 @@ STDMETHODIMP CChannelProxy::SetValueOffset(double offset)
     ValueOffset = offset;
     // Echoed, also when unchanged: a view that set it waits for this.
     Notifier.Fire<IQvxChannelProxyNotifications>({__uuidof(IQvxChannelProxyNotifications)},
-        [&](IQvxChannelProxyNotifications* sink) { sink->OnValueOffsetChanged(ControllingUnknown()); });
+        [&](IQvxChannelProxyNotifications* sink) { sink->OnValueOffsetChanged(Identity()); });
     return S_OK;
 }
 
 void CChannelProxy::NotifyDataChanged(qvx::time from, qvx::time to)
 {
     Notifier.Fire<IQvxDataNotifications>({__uuidof(IQvxDataNotifications)},
-        [&](IQvxDataNotifications* sink) { sink->OnDataChanged(ControllingUnknown(), from, to); });
+        [&](IQvxDataNotifications* sink) { sink->OnDataChanged(Identity(), from, to); });
 }
 
 void CChannelProxy::NotifyGoingAway()
 {
     Notifier.Fire<IQvxDataNotifications>({__uuidof(IQvxDataNotifications)},
-        [&](IQvxDataNotifications* sink) { sink->OnDataGoingAway(ControllingUnknown()); });
+        [&](IQvxDataNotifications* sink) { sink->OnDataGoingAway(Identity()); });
 }

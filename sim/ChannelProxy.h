@@ -47,6 +47,8 @@ public:
 
     long Uses() const noexcept { return UseCount; }
     long Subscribers() const noexcept { return long(Subscriptions.size()); }
+    // The object's identity, as QueryInterface for IUnknown gives it.
+    IUnknown* Identity() { return static_cast<IQvxChannelProxy*>(this); }
 
 private:
     CObjectPtr<CSeries> Series;

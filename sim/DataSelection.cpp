@@ -70,13 +70,13 @@ STDMETHODIMP CLaps::GetLapName(long index, BSTR* name)
 void CLaps::NotifyMarkersChanged()
 {
     Notifier.Fire<IQvxLapMarkersNotifications>({__uuidof(IQvxLapMarkersNotifications)},
-        [&](IQvxLapMarkersNotifications* sink) { sink->OnMarkersChanged(ControllingUnknown()); });
+        [&](IQvxLapMarkersNotifications* sink) { sink->OnMarkersChanged(Identity()); });
 }
 
 void CLaps::NotifyTimeRangeChanged(qvx::time from, qvx::time to)
 {
     Notifier.Fire<IQvxLapMarkersNotifications>({__uuidof(IQvxLapMarkersNotifications)},
-        [&](IQvxLapMarkersNotifications* sink) { sink->OnTimeRangeChanged(ControllingUnknown(), from, to); });
+        [&](IQvxLapMarkersNotifications* sink) { sink->OnTimeRangeChanged(Identity(), from, to); });
 }
 
 // --- CDataSelection ---
@@ -246,7 +246,7 @@ void CDataSelection::Advance(qvx::time ticks)
 {
     CRecording::CAdvance step = Recording->Advance(ticks);
     // Held: a sink may release the last outside reference during the calls.
-    CComPtr<IUnknown> self(ControllingUnknown());
+    CComPtr<IUnknown> self(Identity());
     CObjectPtr<CLaps> laps = Laps;
     if (step.LapsAfter > step.LapsBefore) laps->NotifyMarkersChanged();
     laps->NotifyTimeRangeChanged(Recording->Start(), Recording->End());
@@ -260,7 +260,7 @@ void CDataSelection::Advance(qvx::time ticks)
     for (size_t set : step.OfferedSets) {
         CBstr name(EventDefinitions()[set].Name);
         Notifier.Fire<IQvxDataFactoryNotifications>({__uuidof(IQvxDataFactoryNotifications)},
-            [&](IQvxDataFactoryNotifications* sink) { sink->OnItemAdded(ControllingUnknown(), EventSetKind, name.Get()); });
+            [&](IQvxDataFactoryNotifications* sink) { sink->OnItemAdded(Identity(), EventSetKind, name.Get()); });
     }
     for (const CRecording::CSpan& span : step.EventSets) {
         auto data = EventSets.find(span.Index);
@@ -279,7 +279,7 @@ void CDataSelection::StopRecording()
 
 void CDataSelection::GoAway()
 {
-    CComPtr<IUnknown> self(ControllingUnknown());
+    CComPtr<IUnknown> self(Identity());
     auto proxies = Proxies;
     for (auto& [index, proxy] : proxies) proxy->NotifyGoingAway();
     auto eventSets = EventSets;

@@ -43,6 +43,7 @@ public:
 
     void NotifyMarkersChanged();
     void NotifyTimeRangeChanged(qvx::time from, qvx::time to);
+    IUnknown* Identity() { return static_cast<IQvxLapNames*>(this); }
 
 private:
     std::shared_ptr<const CRecording> Recording;
@@ -107,6 +108,7 @@ public:
     // Uses and subscriptions of a channel in use; false for a channel not in use.
     bool ChannelUse(const wchar_t* name, long& uses, long& subscribers) const;
     IQvxDataSelection* Self() { return static_cast<IQvxDataSelection3*>(this); }
+    IUnknown* Identity() { return Self(); }
 
 private:
     // Calls each sink of the selection's notifications of version I or later.

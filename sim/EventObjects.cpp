@@ -139,13 +139,13 @@ STDMETHODIMP CEventData::ReleaseUse()
 void CEventData::NotifyDataChanged(qvx::time from, qvx::time to)
 {
     Notifier.Fire<IQvxDataNotifications>({__uuidof(IQvxDataNotifications)},
-        [&](IQvxDataNotifications* sink) { sink->OnDataChanged(ControllingUnknown(), from, to); });
+        [&](IQvxDataNotifications* sink) { sink->OnDataChanged(Identity(), from, to); });
 }
 
 void CEventData::NotifyGoingAway()
 {
     Notifier.Fire<IQvxDataNotifications>({__uuidof(IQvxDataNotifications)},
-        [&](IQvxDataNotifications* sink) { sink->OnDataGoingAway(ControllingUnknown()); });
+        [&](IQvxDataNotifications* sink) { sink->OnDataGoingAway(Identity()); });
 }
 
 // --- CEventPriority, CEventPriorities ---

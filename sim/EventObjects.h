@@ -80,6 +80,7 @@ public:
     void NotifyDataChanged(qvx::time from, qvx::time to);
     void NotifyGoingAway();
     long Uses() const noexcept { return UseCount; }
+    IUnknown* Identity() { return static_cast<IQvxEventData*>(this); }
 
 private:
     std::wstring Name;

@@ -54,8 +54,9 @@ CPropertyViewState::CPropertyViewState() : CNotificationsImpl({__uuidof(IQvxShar
 void CPropertyViewState::NotifyChanged()
 {
     CComPtr<IUnknown> self(ControllingUnknown());
+    IUnknown* identity = static_cast<IQvxPropertyViewState*>(this);
     Notifier.Fire<IQvxSharedStateNotifications>({__uuidof(IQvxSharedStateNotifications)},
-        [&](IQvxSharedStateNotifications* sink) { sink->OnSharedStateChanged(self); });
+        [&](IQvxSharedStateNotifications* sink) { sink->OnSharedStateChanged(identity); });
 }
 
 STDMETHODIMP CPropertyViewState::SetSortMode(long mode)

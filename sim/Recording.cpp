@@ -13,63 +13,69 @@ constexpr qvx::time TicksPerSecond = 10'000'000;
 double Seconds(qvx::time ticks) { return double(ticks) / double(TicksPerSecond); }
 
 // The readings. Noise keys differ by channel, so that channels do not share their noise.
-double ReadSpeed(const CTrackModel& m, const CTrackModel::CState& s, qvx::time, uint64_t key)
+// Readings that do not depend on where the car is spare working that out.
+CTrackModel::CState CarAt(const CTrackModel& m, qvx::time t) { return m.StateAt(Seconds(t)); }
+
+double ReadSpeed(const CTrackModel& m, qvx::time t, uint64_t key)
 {
-    return s.Speed + 0.15 * m.Noise(key);
+    return CarAt(m, t).Speed + 0.15 * m.Noise(key);
 }
-double ReadEngineSpeed(const CTrackModel& m, const CTrackModel::CState& s, qvx::time, uint64_t key)
+double ReadEngineSpeed(const CTrackModel& m, qvx::time t, uint64_t key)
 {
-    return s.EngineSpeed + 25.0 * m.Noise(key);
+    return CarAt(m, t).EngineSpeed + 25.0 * m.Noise(key);
 }
-double ReadThrottle(const CTrackModel& m, const CTrackModel::CState& s, qvx::time, uint64_t key)
+double ReadThrottle(const CTrackModel& m, qvx::time t, uint64_t key)
 {
-    return std::clamp(s.Throttle + 0.01 * m.Noise(key), 0.0, 1.0);
+    return std::clamp(CarAt(m, t).Throttle + 0.01 * m.Noise(key), 0.0, 1.0);
 }
-double ReadBrake(const CTrackModel& m, const CTrackModel::CState& s, qvx::time, uint64_t key)
+double ReadBrake(const CTrackModel& m, qvx::time t, uint64_t key)
 {
-    return s.BrakePressure > 0.0 ? std::max(0.0, s.BrakePressure + 2.0e4 * m.Noise(key)) : 0.0;
+    double pressure = CarAt(m, t).BrakePressure;
+    return pressure > 0.0 ? std::max(0.0, pressure + 2.0e4 * m.Noise(key)) : 0.0;
 }
-double ReadGear(const CTrackModel&, const CTrackModel::CState& s, qvx::time, uint64_t)
+double ReadGear(const CTrackModel& m, qvx::time t, uint64_t)
 {
-    return double(s.Gear);
+    return double(CarAt(m, t).Gear);
 }
-double ReadLateral(const CTrackModel& m, const CTrackModel::CState& s, qvx::time, uint64_t key)
+double ReadLateral(const CTrackModel& m, qvx::time t, uint64_t key)
 {
-    return s.Lateral + 0.3 * m.Noise(key);
+    return CarAt(m, t).Lateral + 0.3 * m.Noise(key);
 }
-double ReadDistance(const CTrackModel&, const CTrackModel::CState& s, qvx::time, uint64_t)
+double ReadDistance(const CTrackModel& m, qvx::time t, uint64_t)
 {
-    return s.Distance;
+    return CarAt(m, t).Distance;
 }
-double ReadLapDistance(const CTrackModel&, const CTrackModel::CState& s, qvx::time, uint64_t)
+double ReadLapDistance(const CTrackModel& m, qvx::time t, uint64_t)
 {
-    return s.LapDistance;
+    return CarAt(m, t).LapDistance;
 }
-double ReadWaterTemperature(const CTrackModel& m, const CTrackModel::CState&, qvx::time t, uint64_t key)
+double ReadWaterTemperature(const CTrackModel& m, qvx::time t, uint64_t key)
 {
     return 273.15 + 88.0 + 4.0 * std::sin(2.0 * Pi * Seconds(t) / 300.0) + 0.1 * m.Noise(key);
 }
-double ReadDamper(const CTrackModel& m, const CTrackModel::CState& s, qvx::time t, uint64_t key)
+double ReadDamper(const CTrackModel& m, qvx::time t, uint64_t key)
 {
-    return 0.030 + 0.004 * std::sin(2.0 * Pi * 2.3 * Seconds(t)) + 0.002 * s.Lateral / 9.80665 + 0.0005 * m.Noise(key);
+    return 0.030 + 0.004 * std::sin(2.0 * Pi * 2.3 * Seconds(t)) + 0.002 * CarAt(m, t).Lateral / 9.80665 +
+           0.0005 * m.Noise(key);
 }
-double ReadVibration(const CTrackModel& m, const CTrackModel::CState&, qvx::time t, uint64_t key)
+double ReadVibration(const CTrackModel& m, qvx::time t, uint64_t key)
 {
     return 6.0 * std::sin(2.0 * Pi * 180.0 * Seconds(t)) + 2.0 * m.Noise(key);
 }
-double ReadTyrePressure(const CTrackModel& m, const CTrackModel::CState&, qvx::time t, uint64_t key)
+double ReadTyrePressure(const CTrackModel& m, qvx::time t, uint64_t key)
 {
     return 1.0e5 * (1.75 + 0.1 * (1.0 - std::exp(-Seconds(t) / 200.0)) + 0.01 * m.Noise(key));
 }
-double ReadGpsSpeed(const CTrackModel& m, const CTrackModel::CState& s, qvx::time, uint64_t key)
+double ReadGpsSpeed(const CTrackModel& m, qvx::time t, uint64_t key)
 {
-    return s.Speed + 0.3 * m.Noise(key);
+    return CarAt(m, t).Speed + 0.3 * m.Noise(key);
 }
 // No reading while the injectors are cut.
-double ReadFuelFlow(const CTrackModel& m, const CTrackModel::CState& s, qvx::time, uint64_t key)
+double ReadFuelFlow(const CTrackModel& m, qvx::time t, uint64_t key)
 {
-    if (s.Throttle < 0.05) return std::numeric_limits<double>::quiet_NaN();
-    return s.Throttle * s.EngineSpeed / 100.0 + 0.5 * m.Noise(key);
+    CTrackModel::CState car = CarAt(m, t);
+    if (car.Throttle < 0.05) return std::numeric_limits<double>::quiet_NaN();
+    return car.Throttle * car.EngineSpeed / 100.0 + 0.5 * m.Noise(key);
 }
 
 constexpr qvx::time Hz(int rate) { return TicksPerSecond / rate; }
@@ -167,8 +173,7 @@ bool CRecording::ExtendChannel(size_t index, qvx::time& from, qvx::time& to)
     const uint64_t channelKey = uint64_t(index + 1) << 56;
     bool any = false;
     auto add = [&](qvx::time sinceStart, bool periodic, bool afterGap) {
-        CTrackModel::CState car = Car->StateAt(Seconds(sinceStart));
-        double value = definition.Read(*Car, car, sinceStart, channelKey ^ uint64_t(sinceStart));
+        double value = definition.Read(*Car, sinceStart, channelKey ^ uint64_t(sinceStart));
         qvx::time time = StartTime + sinceStart;
         data.Append(time, value, periodic, definition.Period, afterGap);
         if (!any) from = time;

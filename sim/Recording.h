@@ -33,8 +33,8 @@ struct CChannelDefinition
     long DecimalPlaces;
     long Interpolation;
     OLE_COLOR Color;
-    // The reading, in the quantity's base unit, of the car in that state at that time.
-    double (*Read)(const CTrackModel& model, const CTrackModel::CState& state, qvx::time sinceStart, uint64_t key);
+    // The reading at a time from the start, in the quantity's base unit; the key seeds its noise.
+    double (*Read)(const CTrackModel& model, qvx::time sinceStart, uint64_t key);
 };
 
 const std::vector<CChannelDefinition>& ChannelDefinitions();

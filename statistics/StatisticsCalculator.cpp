@@ -346,7 +346,7 @@ void CStatisticsCalculator<T, Bin, AllValues>::Calculate(IQvxData2* data, qvx::t
     // A range that ends before it starts holds no data.
     if (from > to) return;
     bool changed = Trim(from, to);
-    if (std::exchange(BinsDropped, false)) changed = true;
+    BinsDropped = false;
 
     // The first and the last sample in the range; the searches are strict.
     qvx::time first = TickBefore(from), last = TickAfter(to), found = 0;

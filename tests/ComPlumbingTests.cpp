@@ -123,3 +123,13 @@ TEST(ComObject, AggregateDelegatesToTheOuterCount)
     outer.Inner = nullptr;
     EXPECT_EQ(1, CSample::Released);
 }
+
+TEST(ComObject, ControllingUnknownIsTheIdentityQueryInterfaceGives)
+{
+    CComPtr<IPersistStreamInit> object;
+    ASSERT_EQ(S_OK, CComObject<CSample>::CreateInstance(object));
+    CComPtr<IUnknown> identity;
+    ASSERT_EQ(S_OK, object->QueryInterface(IID_IUnknown, identity.OutVoid()));
+    auto* root = static_cast<CSample*>(object.Get());
+    EXPECT_EQ(identity.Get(), root->ControllingUnknown());
+}

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <string>
 #include <vector>
+#include "AutomationTypes.h"
 #include "DataNotifications.h"
 #include "DataSelectionNotifications.h"
 #include "LapMarkersNotifications.h"
@@ -101,7 +102,7 @@ protected:
     static double ValueAt(IQvxData* data, qvx::time time)
     {
         double value = std::nan("");
-        EXPECT_EQ(S_OK, data->GetValueAt(time, 2, 0, &value)) << time;
+        EXPECT_TRUE(SUCCEEDED(data->GetValueAt(time, 2, 0, &value))) << time;
         return value;
     }
 };

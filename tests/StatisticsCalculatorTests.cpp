@@ -292,6 +292,39 @@ TEST(StatisticsCalculator, InvalidateInTheMiddleOfThreeBinsReadsOnlyThatGap)
     ExpectSameResults(ResultsOf(calculator), ResultsOf(fresh));
 }
 
+TEST(StatisticsCalculator, InvalidateAtASharedSampleDropsBothBinsThatShareIt)
+{
+    auto series = CTestSeries::Create();
+    series->AddPeriodic(0, 10, Ramp(21));
+    CFiniteMinMax calculator(10);
+    calculator.Calculate(series, 0, 200);
+    ASSERT_EQ(calculator.Bins.size(), 3u);
+    calculator.Invalidate(180, 180);
+    ASSERT_EQ(calculator.Bins.size(), 1u);
+    EXPECT_EQ(calculator.Bins[0]->EndTime, 90);
+}
+
+TEST(StatisticsCalculator, DroppedBinsAreFoldedAgainWhenNothingNewIsRead)
+{
+    // The first bin ends at an edge at 65, between samples: the second starts there.
+    auto series = CTestSeries::Create();
+    series->AddPeriodic(0, 10, {-100.0, -100.0, -100.0, -100.0, -100.0, -100.0, -100.0, 1.0, 2.0, 3.0, 4.0});
+    CFiniteMinMax calculator(1000);
+    calculator.Calculate(series, 65, 100);
+    calculator.Calculate(series, 0, 100);
+    ASSERT_EQ(calculator.Bins.size(), 2u);
+    ASSERT_EQ(calculator.Minimum, -100.0);
+    // The host drops its samples up to 60 and reports that span; there is nothing to read there.
+    series->Records.clear();
+    series->AddPeriodic(70, 10, {1.0, 2.0, 3.0, 4.0});
+    calculator.Invalidate(0, 60);
+    calculator.Calculate(series, 0, 100);
+    ASSERT_TRUE(calculator.Valid);
+    ASSERT_EQ(calculator.Bins.size(), 1u);
+    EXPECT_EQ(calculator.Minimum, calculator.Bins[0]->Minimum);
+    EXPECT_GT(calculator.Minimum, -100.0);
+}
+
 TEST(StatisticsCalculator, InvalidateBeyondAllBinsRemovesNothingAndOnlyNewSamplesAreRead)
 {
     auto series = CTestSeries::Create();
