@@ -105,7 +105,7 @@ bool CStatisticsCalculator<T, Bin, AllValues>::ReadRecord(CFill& fill, IQvxDataR
     }
     LONG count = LONG(values.Size());
     if (firstIndex < 0 || count <= firstIndex) return false;
-    const double* __restrict value = values.Get();
+    const double* value = values.Get();
 
     if (periodic != VARIANT_TRUE) {
         CSafeArray timeArray;
@@ -119,7 +119,7 @@ bool CStatisticsCalculator<T, Bin, AllValues>::ReadRecord(CFill& fill, IQvxDataR
             return false;
         }
         count = std::min(count, LONG(times.Size()));
-        const qvx::time* __restrict time = times.Get();
+        const qvx::time* time = times.Get();
         return Feed(fill, value, firstIndex, count, to, [time](LONG i) { return time[i]; });
     }
 
@@ -133,14 +133,13 @@ bool CStatisticsCalculator<T, Bin, AllValues>::ReadRecord(CFill& fill, IQvxDataR
 
 template <class T, class Bin, bool AllValues>
 template <class TimeOf>
-inline bool CStatisticsCalculator<T, Bin, AllValues>::Feed(CFill& fill, const double* __restrict value, LONG first,
+inline bool CStatisticsCalculator<T, Bin, AllValues>::Feed(CFill& fill, const double* value, LONG first,
                                                            LONG count, qvx::time to, TimeOf timeOf)
 {
     for (LONG i = first; i < count;) {
         if constexpr (std::is_same_v<T, qvx::time>) {
             // Until the current bin is full no other bin can open, so the samples that fit go
-            // straight in, without AddSample's decisions.
-            // They are taken into a copy that can live in registers.
+            // straight in, without AddSample's decisions, through a copy that lives in registers.
             Bin* bin = fill.Current;
             if (bin && !fill.ForceNew && bin->Count < BinSize) {
                 const LONG end = LONG(std::min<LONGLONG>(count, LONGLONG(i) + (BinSize - bin->Count)));
@@ -346,7 +345,7 @@ void CStatisticsCalculator<T, Bin, AllValues>::Calculate(IQvxData2* data, qvx::t
     // A range that ends before it starts holds no data.
     if (from > to) return;
     bool changed = Trim(from, to);
-    BinsDropped = false;
+    if (std::exchange(BinsDropped, false)) changed = true;
 
     // The first and the last sample in the range; the searches are strict.
     qvx::time first = TickBefore(from), last = TickAfter(to), found = 0;

@@ -68,18 +68,27 @@ private:
         bool Failed = false;
     };
 
+    // Takes one sample into the current bin, or into a new one when a break forces it, there is
+    // none, or the current one is full.
     void AddSample(CFill& fill, qvx::time time, double value);
     // Appends a bin that holds one sample and makes it the current one.
     void OpenBin(CFill& fill, qvx::time time, T x, double value);
+    // Feeds a record from sample `firstIndex` up to `to`; true when the next record is to follow.
     bool ReadRecord(CFill& fill, IQvxDataRecord* record, LONG firstIndex, qvx::time to);
     // Takes samples from `first` on, whose times `timeOf` gives, until one lies past `to`. The
     // result is true when all were taken.
     template <class TimeOf>
     bool Feed(CFill& fill, const double* value, LONG first, LONG count, qvx::time to, TimeOf timeOf);
+    // Puts the samples of an uncovered span into bins, with a sample exactly at each edge where
+    // the series has a value there. True when a break comes before any bin.
     bool ReadSpan(CFill& fill, qvx::time from, qvx::time to);
     T CoordinateOf(qvx::time time, const Bin* current);
+    // Drops the bins that stick out of the range; true when any went.
     bool Trim(qvx::time from, qvx::time to);
+    // Reads every stretch of the range that no bin covers and puts the new bins in their places;
+    // true when the bins changed.
     bool ReadGaps(CFill& fill, qvx::time from, qvx::time to, bool& gap);
+    // Sets the results from the bins.
     void Fold(bool gap);
 
     // Invalidate dropped bins since the last Calculate, so the results must be folded again.

@@ -6,7 +6,6 @@
 #include "ChartDrawInfo.h"
 #include "ChartTestSupport.h"
 
-using qvxtest::CDibCanvas;
 using qvxtest::CTestDrawOwner;
 
 namespace {
@@ -15,7 +14,7 @@ constexpr OLE_COLOR SystemColour(int index) { return 0x80000000u | index; }
 
 // Paints with each brush and pen of the context, and expects each pixel in the colour it stands
 // for; the context's text and background colours too.
-void ExpectPaints(CChartDrawInfo& info, const CDibCanvas& canvas, COLORREF back, COLORREF fore, COLORREF grid,
+void ExpectPaints(CChartDrawInfo& info, const CDibSurface& canvas, COLORREF back, COLORREF fore, COLORREF grid,
                   COLORREF activeGrid)
 {
     HDC dc = info.hdcOut;
@@ -61,7 +60,7 @@ class ChartDrawInfoTest : public testing::Test
 protected:
     void SetUp() override { OleInitialize(nullptr); }
     void TearDown() override { OleUninitialize(); }
-    CDibCanvas Canvas{64, 64};
+    CDibSurface Canvas{64, 64};
     CTestDrawOwner Owner;
 };
 
@@ -73,7 +72,7 @@ TEST_F(ChartDrawInfoTest, TranslatesSystemColourIndices)
     Owner.ForeColor = SystemColour(COLOR_WINDOWTEXT);
     Owner.GridColor = SystemColour(COLOR_BTNSHADOW);
     Owner.ActiveTraceGridColour = SystemColour(COLOR_HIGHLIGHT);
-    CChartDrawInfo info(Canvas.Get(), Canvas.Get(), Owner, 0);
+    CChartDrawInfo info(Canvas.Dc(), Canvas.Dc(), Owner, 0);
 
     EXPECT_EQ(info.BackColour, GetSysColor(COLOR_WINDOW));
     EXPECT_EQ(info.ForeColour, GetSysColor(COLOR_WINDOWTEXT));
@@ -90,7 +89,7 @@ TEST_F(ChartDrawInfoTest, PaintsInTheOwnersColoursOnTheScreen)
     Owner.ForeColor = 0x0A0B0C;
     Owner.GridColor = 0x00FF00;
     Owner.ActiveTraceGridColour = 0x0000FF;
-    CChartDrawInfo info(Canvas.Get(), Canvas.Get(), Owner, 7);
+    CChartDrawInfo info(Canvas.Dc(), Canvas.Dc(), Owner, 7);
 
     EXPECT_EQ(info.PointSize, 7);
     ExpectPaints(info, Canvas, 0x123456, 0x0A0B0C, 0x00FF00, 0x0000FF);
@@ -99,7 +98,7 @@ TEST_F(ChartDrawInfoTest, PaintsInTheOwnersColoursOnTheScreen)
 TEST_F(ChartDrawInfoTest, UnsetColoursComeFromTheScheme)
 {
     Owner.Scheme = {{11, 0x102030}, {12, 0x405060}, {13, 0x708090}};
-    CChartDrawInfo info(Canvas.Get(), Canvas.Get(), Owner, 0);
+    CChartDrawInfo info(Canvas.Dc(), Canvas.Dc(), Owner, 0);
 
     EXPECT_EQ(info.BackColour, 0x102030u);
     EXPECT_EQ(info.ForeColour, 0x405060u);
@@ -114,7 +113,7 @@ TEST_F(ChartDrawInfoTest, AColourThatIsNoColourCountsAsUnset)
     Owner.BackColor = SystemColour(0xFF);  // no such system colour
     Owner.ForeColor = 0x7F000000;          // no such colour kind
     Owner.ActiveTraceGridColour = 0xFFFFFFFF;
-    CChartDrawInfo info(Canvas.Get(), Canvas.Get(), Owner, 0);
+    CChartDrawInfo info(Canvas.Dc(), Canvas.Dc(), Owner, 0);
 
     EXPECT_EQ(info.BackColour, 0x102030u);
     EXPECT_EQ(info.ForeColour, 0x405060u);
@@ -131,7 +130,7 @@ TEST_F(ChartDrawInfoTest, PrinterGivesWhitePaperBlackInkAndLightGrid)
     Owner.ForeColor = 0xFFFFFF;
     Owner.GridColor = 0x404040;
     Owner.ActiveTraceGridColour = 0x0000FF;
-    CChartDrawInfo info(Canvas.Get(), printer, Owner, 0);
+    CChartDrawInfo info(Canvas.Dc(), printer, Owner, 0);
 
     // The properties stay as they are; only what paints changes.
     EXPECT_EQ(info.BackColour, 0x000000u);
@@ -144,7 +143,7 @@ TEST_F(ChartDrawInfoTest, DerivedFontsFollowTheNormalFont)
     CComPtr<IFontDisp> font = qvxtest::CreateChartFont();
     ASSERT_TRUE(font);
     Owner.FontObject = font.Get();
-    CChartDrawInfo info(Canvas.Get(), Canvas.Get(), Owner, 0);
+    CChartDrawInfo info(Canvas.Dc(), Canvas.Dc(), Owner, 0);
 
     ASSERT_TRUE(info.Font);
     ASSERT_NE(info.hFontNormal, nullptr);
@@ -186,11 +185,11 @@ TEST_F(ChartDrawInfoTest, FontKeepsItsPhysicalSizeOnPaper)
     Owner.FontObject = font.Get();
     int screenHeight, paperHeight;
     {
-        CChartDrawInfo info(Canvas.Get(), Canvas.Get(), Owner, 0);
+        CChartDrawInfo info(Canvas.Dc(), Canvas.Dc(), Owner, 0);
         screenHeight = std::abs(FontOf(info.hFontNormal).lfHeight);
     }
     {
-        CChartDrawInfo info(Canvas.Get(), printer, Owner, 0);
+        CChartDrawInfo info(Canvas.Dc(), printer, Owner, 0);
         paperHeight = std::abs(FontOf(info.hFontNormal).lfHeight);
     }
     // The ratio is that of the truncated HIMETRIC-per-pixel steps: 26 at 96 dpi, 8 at 300 dpi.
@@ -200,7 +199,7 @@ TEST_F(ChartDrawInfoTest, FontKeepsItsPhysicalSizeOnPaper)
 
 TEST_F(ChartDrawInfoTest, WithoutAFontTheNormalFontIsNull)
 {
-    CChartDrawInfo info(Canvas.Get(), Canvas.Get(), Owner, 0);
+    CChartDrawInfo info(Canvas.Dc(), Canvas.Dc(), Owner, 0);
 
     EXPECT_FALSE(info.Font);
     EXPECT_EQ(info.hFontNormal, nullptr);
@@ -214,7 +213,7 @@ TEST_F(ChartDrawInfoTest, AFontObjectWithoutIFontLeavesTheFontNull)
     CComPtr<IStream> notAFont;
     ASSERT_EQ(CreateStreamOnHGlobal(nullptr, TRUE, notAFont.Out()), S_OK);
     Owner.FontObject = notAFont.Get();
-    CChartDrawInfo info(Canvas.Get(), Canvas.Get(), Owner, 0);
+    CChartDrawInfo info(Canvas.Dc(), Canvas.Dc(), Owner, 0);
 
     EXPECT_FALSE(info.Font);
     EXPECT_EQ(info.hFontNormal, nullptr);
@@ -224,7 +223,7 @@ TEST_F(ChartDrawInfoTest, TeardownPutsBothContextsBack)
 {
     CDeviceContext printer = qvxtest::CreateTestPrinterDC();
     ASSERT_TRUE(printer);
-    HDC out = Canvas.Get();
+    HDC out = Canvas.Dc();
     const HGDIOBJ pen = GetCurrentObject(out, OBJ_PEN);
     const HGDIOBJ brush = GetCurrentObject(out, OBJ_BRUSH);
     const HGDIOBJ font = GetCurrentObject(out, OBJ_FONT);
@@ -256,7 +255,7 @@ TEST_F(ChartDrawInfoTest, TeardownPutsBothContextsBack)
 
 TEST_F(ChartDrawInfoTest, OneContextForBothIsSavedOnce)
 {
-    HDC dc = Canvas.Get();
+    HDC dc = Canvas.Dc();
     const int level = SaveLevel(dc);
     {
         CChartDrawInfo info(dc, dc, Owner, 0);
@@ -274,7 +273,7 @@ TEST_F(ChartDrawInfoTest, TeardownDeletesEverythingItMade)
     std::vector<HGDIOBJ> owned;
     HFONT normal = nullptr;
     {
-        CChartDrawInfo info(Canvas.Get(), Canvas.Get(), Owner, 0);
+        CChartDrawInfo info(Canvas.Dc(), Canvas.Dc(), Owner, 0);
         owned = {info.ForeBrush.Get(), info.BackBrush.Get(), info.GridBrush.Get(), info.ForePen.Get(),
                  info.GridPen.Get(), info.ActiveGridPen.Get(), info.hFontRotate90.Get(),
                  info.hFontRotate270.Get(), info.hFontSymbol.Get(), info.hFontSymbolRotate90.Get()};
@@ -296,7 +295,7 @@ TEST_F(ChartDrawInfoTest, MeasuresTextOnTheReferenceContext)
     Owner.FontObject = font.Get();
     // A tiny font on the output context, the chart's on the reference: only the latter counts.
     CFontHandle tiny(CreateFontW(-6, 0, 0, 0, FW_NORMAL, 0, 0, 0, ANSI_CHARSET, 0, 0, 0, 0, L"Arial"));
-    CChartDrawInfo info(Canvas.Get(), printer, Owner, 0);
+    CChartDrawInfo info(Canvas.Dc(), printer, Owner, 0);
     SelectObject(info.hdcOut, tiny);
     SelectObject(info.hdcRef, info.hFontNormal);
 
@@ -304,7 +303,7 @@ TEST_F(ChartDrawInfoTest, MeasuresTextOnTheReferenceContext)
     SIZE measured{}, onReference{}, onOutput{};
     EXPECT_TRUE(info.GetTextExtent(text, measured));
     GetTextExtentPoint32W(printer, text, static_cast<int>(wcslen(text)), &onReference);
-    GetTextExtentPoint32W(Canvas.Get(), text, static_cast<int>(wcslen(text)), &onOutput);
+    GetTextExtentPoint32W(Canvas.Dc(), text, static_cast<int>(wcslen(text)), &onOutput);
     EXPECT_EQ(measured.cx, onReference.cx);
     EXPECT_EQ(measured.cy, onReference.cy);
     EXPECT_NE(measured.cx, onOutput.cx);

@@ -208,8 +208,8 @@ TEST(ChartRegionBase, SeesTheWindowMadeAfterIt)
 TEST_F(ChartRegionBaseTest, DrawRecalculatesOnlyWhenDirty)
 {
     qvxtest::CTestDrawOwner owner;
-    qvxtest::CDibCanvas canvas(8, 8);
-    CChartDrawInfo info(canvas.Get(), canvas.Get(), owner, 0);
+    CDibSurface canvas(8, 8);
+    CChartDrawInfo info(canvas.Dc(), canvas.Dc(), owner, 0);
     Region.Draw(info);
     EXPECT_EQ(Region.Recalculations, 1);
     EXPECT_EQ(Region.DirtyBits, 0u);
@@ -221,8 +221,8 @@ TEST_F(ChartRegionBaseTest, DrawRecalculatesOnlyWhenDirty)
 TEST_F(ChartRegionBaseTest, HasNoSizeLimitsOfItsOwn)
 {
     qvxtest::CTestDrawOwner owner;
-    qvxtest::CDibCanvas canvas(8, 8);
-    CChartDrawInfo info(canvas.Get(), canvas.Get(), owner, 0);
+    CDibSurface canvas(8, 8);
+    CChartDrawInfo info(canvas.Dc(), canvas.Dc(), owner, 0);
     CChartRegionBase plain(&Cell);
     int minimum = 0, maximum = 0;
     EXPECT_FALSE(plain.GetWidthLimits(info, minimum, maximum));

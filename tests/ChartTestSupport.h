@@ -1,6 +1,6 @@
 #pragma once
-// Drawing fixtures shared by the chart's tests: a DIB canvas whose pixels can be read, a printer
-// reference context, and a chart owner whose colours and font a test sets.
+// Drawing fixtures shared by the chart's tests: a printer reference context, and a chart owner
+// whose colours and font a test sets. Surfaces whose pixels a test reads are CDibSurface.
 #include <windows.h>
 #include <winspool.h>
 #include <olectl.h>
@@ -9,47 +9,9 @@
 #include "ChartDrawInfo.h"
 #include "ComPtr.h"
 #include "GdiHandle.h"
+#include "PngWriter.h"
 
 namespace qvxtest {
-
-// A 32-bit top-down DIB section selected into a memory context.
-class CDibCanvas
-{
-public:
-    CDibCanvas(int width, int height) : Width(width), Height(height), Dc(CreateCompatibleDC(nullptr))
-    {
-        BITMAPINFO info{};
-        info.bmiHeader.biSize = sizeof info.bmiHeader;
-        info.bmiHeader.biWidth = width;
-        info.bmiHeader.biHeight = -height;
-        info.bmiHeader.biPlanes = 1;
-        info.bmiHeader.biBitCount = 32;
-        info.bmiHeader.biCompression = BI_RGB;
-        void* bits = nullptr;
-        Bitmap.Reset(CreateDIBSection(Dc, &info, DIB_RGB_COLORS, &bits, nullptr, 0));
-        Bits = static_cast<const DWORD*>(bits);
-        OldBitmap = SelectObject(Dc, Bitmap);
-    }
-    ~CDibCanvas() { SelectObject(Dc, OldBitmap); }
-
-    HDC Get() const { return Dc; }
-    // The pixel as a COLORREF (0x00BBGGRR).
-    COLORREF Pixel(int x, int y) const
-    {
-        GdiFlush();
-        const DWORD p = Bits[y * Width + x];
-        return RGB((p >> 16) & 0xFF, (p >> 8) & 0xFF, p & 0xFF);
-    }
-
-    const int Width;
-    const int Height;
-
-private:
-    CDeviceContext Dc;
-    CBitmapHandle Bitmap;
-    const DWORD* Bits = nullptr;
-    HGDIOBJ OldBitmap = nullptr;
-};
 
 // A context on the PostScript printer of the prefix, installed on first use with a minimal
 // printer description. Its TECHNOLOGY is DT_RASPRINTER and it runs at 300 dpi.

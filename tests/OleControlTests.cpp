@@ -258,12 +258,12 @@ TEST_F(OleControl, DrawsItsBackgroundIntoADibWithNoWindowAndNoSite)
 {
     ASSERT_EQ(S_OK, InitNew(Control));
     CDibSurface surface(60, 40, Untouched);
-    ASSERT_EQ(S_OK, DrawInto(Control, surface.Context, RECTL{10, 5, 50, 35}));
-    EXPECT_EQ(White, surface.At(10, 5));
-    EXPECT_EQ(White, surface.At(49, 34));
-    EXPECT_EQ(Untouched, surface.At(9, 5));
-    EXPECT_EQ(Untouched, surface.At(50, 20));
-    EXPECT_EQ(Untouched, surface.At(20, 35));
+    ASSERT_EQ(S_OK, DrawInto(Control, surface.Dc(), RECTL{10, 5, 50, 35}));
+    EXPECT_EQ(White, surface.Pixel(10, 5));
+    EXPECT_EQ(White, surface.Pixel(49, 34));
+    EXPECT_EQ(Untouched, surface.Pixel(9, 5));
+    EXPECT_EQ(Untouched, surface.Pixel(50, 20));
+    EXPECT_EQ(Untouched, surface.Pixel(20, 35));
 }
 
 TEST_F(OleControl, DrawUsesTheBackColourOnceSet)
@@ -271,12 +271,12 @@ TEST_F(OleControl, DrawUsesTheBackColourOnceSet)
     ASSERT_EQ(S_OK, InitNew(Control));
     ASSERT_EQ(S_OK, Control->put_BackColor(Red));
     CDibSurface surface(20, 20, Untouched);
-    ASSERT_EQ(S_OK, DrawInto(Control, surface.Context, RECTL{0, 0, 20, 20}));
-    EXPECT_EQ(Red, surface.At(5, 5));
+    ASSERT_EQ(S_OK, DrawInto(Control, surface.Dc(), RECTL{0, 0, 20, 20}));
+    EXPECT_EQ(Red, surface.Pixel(5, 5));
     // A system colour is translated.
     ASSERT_EQ(S_OK, Control->put_BackColor(0x80000000 | COLOR_WINDOW));
-    ASSERT_EQ(S_OK, DrawInto(Control, surface.Context, RECTL{0, 0, 20, 20}));
-    EXPECT_EQ(GetSysColor(COLOR_WINDOW), surface.At(5, 5));
+    ASSERT_EQ(S_OK, DrawInto(Control, surface.Dc(), RECTL{0, 0, 20, 20}));
+    EXPECT_EQ(GetSysColor(COLOR_WINDOW), surface.Pixel(5, 5));
 }
 
 TEST_F(OleControl, DrawConvertsLogicalBoundsAndLeavesTheContextAsItWas)
@@ -284,19 +284,19 @@ TEST_F(OleControl, DrawConvertsLogicalBoundsAndLeavesTheContextAsItWas)
     ASSERT_EQ(S_OK, InitNew(Control));
     CDibSurface surface(60, 60, Untouched);
     // Two logical units to a pixel, shifted by (10, 10) pixels.
-    SetMapMode(surface.Context, MM_ANISOTROPIC);
-    SetWindowExtEx(surface.Context, 2, 2, nullptr);
-    SetViewportExtEx(surface.Context, 1, 1, nullptr);
-    SetViewportOrgEx(surface.Context, 10, 10, nullptr);
-    ASSERT_EQ(S_OK, DrawInto(Control, surface.Context, RECTL{0, 0, 40, 40}));
-    EXPECT_EQ(White, surface.At(10, 10));
-    EXPECT_EQ(White, surface.At(29, 29));
-    EXPECT_EQ(Untouched, surface.At(30, 30));
-    EXPECT_EQ(Untouched, surface.At(9, 9));
+    SetMapMode(surface.Dc(), MM_ANISOTROPIC);
+    SetWindowExtEx(surface.Dc(), 2, 2, nullptr);
+    SetViewportExtEx(surface.Dc(), 1, 1, nullptr);
+    SetViewportOrgEx(surface.Dc(), 10, 10, nullptr);
+    ASSERT_EQ(S_OK, DrawInto(Control, surface.Dc(), RECTL{0, 0, 40, 40}));
+    EXPECT_EQ(White, surface.Pixel(10, 10));
+    EXPECT_EQ(White, surface.Pixel(29, 29));
+    EXPECT_EQ(Untouched, surface.Pixel(30, 30));
+    EXPECT_EQ(Untouched, surface.Pixel(9, 9));
     POINT origin{};
-    GetViewportOrgEx(surface.Context, &origin);
+    GetViewportOrgEx(surface.Dc(), &origin);
     EXPECT_EQ(10, origin.x);
-    EXPECT_EQ(MM_ANISOTROPIC, GetMapMode(surface.Context));
+    EXPECT_EQ(MM_ANISOTROPIC, GetMapMode(surface.Dc()));
 }
 
 TEST_F(OleControl, DrawRefusesMissingBoundsAndOtherAspects)
@@ -304,12 +304,12 @@ TEST_F(OleControl, DrawRefusesMissingBoundsAndOtherAspects)
     CComPtr<IViewObject> view = Query<IViewObject>(Control);
     CDibSurface surface(10, 10, Untouched);
     RECTL bounds{0, 0, 10, 10};
-    EXPECT_EQ(E_INVALIDARG, view->Draw(DVASPECT_CONTENT, -1, nullptr, nullptr, nullptr, surface.Context, nullptr,
+    EXPECT_EQ(E_INVALIDARG, view->Draw(DVASPECT_CONTENT, -1, nullptr, nullptr, nullptr, surface.Dc(), nullptr,
                                        nullptr, nullptr, 0));
-    EXPECT_EQ(DV_E_DVASPECT, view->Draw(DVASPECT_ICON, -1, nullptr, nullptr, nullptr, surface.Context, &bounds,
+    EXPECT_EQ(DV_E_DVASPECT, view->Draw(DVASPECT_ICON, -1, nullptr, nullptr, nullptr, surface.Dc(), &bounds,
                                         nullptr, nullptr, 0));
-    EXPECT_EQ(Untouched, surface.At(5, 5));
-    EXPECT_EQ(S_OK, view->Draw(DVASPECT_OPAQUE, -1, nullptr, nullptr, nullptr, surface.Context, &bounds, nullptr,
+    EXPECT_EQ(Untouched, surface.Pixel(5, 5));
+    EXPECT_EQ(S_OK, view->Draw(DVASPECT_OPAQUE, -1, nullptr, nullptr, nullptr, surface.Dc(), &bounds, nullptr,
                                nullptr, 0));
 }
 
@@ -324,9 +324,9 @@ TEST_F(OleControl, DrawsIntoAnEnhancedMetafile)
     ASSERT_TRUE(picture);
     CDibSurface surface(30, 30, Untouched);
     RECT all{0, 0, 30, 30};
-    PlayEnhMetaFile(surface.Context, picture, &all);
+    PlayEnhMetaFile(surface.Dc(), picture, &all);
     DeleteEnhMetaFile(picture);
-    EXPECT_EQ(Red, surface.At(15, 15));
+    EXPECT_EQ(Red, surface.Pixel(15, 15));
 }
 
 TEST_F(OleControl, ColourSchemeComesFromTheSitesAmbientProperties)
@@ -339,12 +339,12 @@ TEST_F(OleControl, ColourSchemeComesFromTheSitesAmbientProperties)
     ASSERT_EQ(S_OK, InitNew(Control));
     ASSERT_EQ(S_OK, Object->SetClientSite(&site));
     CDibSurface surface(20, 20, Untouched);
-    ASSERT_EQ(S_OK, DrawInto(Control, surface.Context, RECTL{0, 0, 20, 20}));
-    EXPECT_EQ(COLORREF(0x00FF00), surface.At(3, 3));
+    ASSERT_EQ(S_OK, DrawInto(Control, surface.Dc(), RECTL{0, 0, 20, 20}));
+    EXPECT_EQ(COLORREF(0x00FF00), surface.Pixel(3, 3));
     // Without the site the fallback is back.
     ASSERT_EQ(S_OK, Object->SetClientSite(nullptr));
-    ASSERT_EQ(S_OK, DrawInto(Control, surface.Context, RECTL{0, 0, 20, 20}));
-    EXPECT_EQ(White, surface.At(3, 3));
+    ASSERT_EQ(S_OK, DrawInto(Control, surface.Dc(), RECTL{0, 0, 20, 20}));
+    EXPECT_EQ(White, surface.Pixel(3, 3));
     EXPECT_EQ(0u, site.Refs);
 }
 
@@ -686,17 +686,17 @@ TEST_F(InPlaceControl, WindowPaintsThroughTheDrawPath)
     HWND window = FindControlWindow(Container.Window);
     // WM_PAINT with a context in wParam paints into that context.
     CDibSurface surface(100, 50, Untouched);
-    SendMessageW(window, WM_PAINT, reinterpret_cast<WPARAM>(surface.Context), 0);
-    EXPECT_EQ(Red, surface.At(0, 0));
-    EXPECT_EQ(Red, surface.At(99, 49));
+    SendMessageW(window, WM_PAINT, reinterpret_cast<WPARAM>(surface.Dc()), 0);
+    EXPECT_EQ(Red, surface.Pixel(0, 0));
+    EXPECT_EQ(Red, surface.Pixel(99, 49));
     // A real paint reaches the screen.
     InvalidateRect(window, nullptr, FALSE);
     UpdateWindow(window);
     CDibSurface copy(100, 50, Untouched);
     HDC windowContext = GetDC(window);
-    BitBlt(copy.Context, 0, 0, 100, 50, windowContext, 0, 0, SRCCOPY);
+    BitBlt(copy.Dc(), 0, 0, 100, 50, windowContext, 0, 0, SRCCOPY);
     ReleaseDC(window, windowContext);
-    EXPECT_EQ(Red, copy.At(50, 25));
+    EXPECT_EQ(Red, copy.Pixel(50, 25));
 }
 
 TEST_F(InPlaceControl, ForwardedMessagesTakeTheWindowsWay)
@@ -706,9 +706,9 @@ TEST_F(InPlaceControl, ForwardedMessagesTakeTheWindowsWay)
     EXPECT_EQ(S_FALSE, windowless->OnWindowMessage(WM_PAINT, 0, 0, &result));
     ASSERT_EQ(S_OK, Activate());
     CDibSurface surface(100, 50, Untouched);
-    EXPECT_EQ(S_OK, windowless->OnWindowMessage(WM_PAINT, reinterpret_cast<WPARAM>(surface.Context), 0, &result));
+    EXPECT_EQ(S_OK, windowless->OnWindowMessage(WM_PAINT, reinterpret_cast<WPARAM>(surface.Dc()), 0, &result));
     EXPECT_EQ(0, result);
-    EXPECT_EQ(White, surface.At(10, 10));
+    EXPECT_EQ(White, surface.Pixel(10, 10));
     EXPECT_EQ(S_FALSE, windowless->OnWindowMessage(WM_USER + 5, 0, 0, &result));
     EXPECT_EQ(E_POINTER, windowless->OnWindowMessage(WM_PAINT, 0, 0, nullptr));
     CComPtr<IDropTarget> target;

@@ -1,20 +1,23 @@
 #pragma once
 // A minimal OLE container for tests: a client site with in-place site, frame, control site and
-// ambient properties on a real top-level window; notification sinks that record what they hear;
-// a DIB section to draw into. Test objects live on the test's stack: their counts are kept but
-// they are never freed by Release.
+// ambient properties on a real top-level window; notification sinks that record what they hear.
+// Surfaces to draw into are CDibSurface. Test objects live on the test's stack: their counts are
+// kept but they are never freed by Release.
 #include <gtest/gtest.h>
 #include <windows.h>
 #include <ole2.h>
 #include <ocidl.h>
 #include <olectl.h>
+#include <chrono>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 #include "AutomationTypes.h"
 #include "ComPtr.h"
 #include "Linnograph.h"
+#include "PngWriter.h"
 
 namespace qvxtest {
 
@@ -293,58 +296,47 @@ public:
     STDMETHODIMP_(void) OnClose() override { ++Closes; }
 };
 
-// A 32-bit top-down DIB section selected into a memory context.
-class CDibSurface
-{
-public:
-    CDibSurface(int width, int height, COLORREF fill) : Width(width), Height(height)
-    {
-        BITMAPINFO info{};
-        info.bmiHeader.biSize = sizeof(info.bmiHeader);
-        info.bmiHeader.biWidth = width;
-        info.bmiHeader.biHeight = -height;
-        info.bmiHeader.biPlanes = 1;
-        info.bmiHeader.biBitCount = 32;
-        info.bmiHeader.biCompression = BI_RGB;
-        Context = CreateCompatibleDC(nullptr);
-        Bitmap = CreateDIBSection(Context, &info, DIB_RGB_COLORS, reinterpret_cast<void**>(&Bits), nullptr, 0);
-        Old = SelectObject(Context, Bitmap);
-        Fill(fill);
-    }
-    ~CDibSurface()
-    {
-        SelectObject(Context, Old);
-        DeleteObject(Bitmap);
-        DeleteDC(Context);
-    }
-    void Fill(COLORREF colour)
-    {
-        HBRUSH brush = CreateSolidBrush(colour);
-        RECT all{0, 0, Width, Height};
-        FillRect(Context, &all, brush);
-        DeleteObject(brush);
-    }
-    // The pixel as a COLORREF.
-    COLORREF At(int x, int y) const
-    {
-        GdiFlush();
-        DWORD pixel = Bits[y * Width + x];
-        return RGB((pixel >> 16) & 0xFF, (pixel >> 8) & 0xFF, pixel & 0xFF);
-    }
-
-    int Width, Height;
-    HDC Context = nullptr;
-    HBITMAP Bitmap = nullptr;
-    HGDIOBJ Old = nullptr;
-    DWORD* Bits = nullptr;
-};
-
 // Draws the control's content into `context` within `bounds`.
 inline HRESULT DrawInto(IUnknown* control, HDC context, const RECTL& bounds)
 {
     CComPtr<IViewObject> view = Query<IViewObject>(control);
     if (!view) return E_NOINTERFACE;
     return view->Draw(DVASPECT_CONTENT, -1, nullptr, nullptr, nullptr, context, &bounds, nullptr, nullptr, 0);
+}
+
+// Dispatches the thread's messages until `done` says so or `milliseconds` have gone by; gives
+// what `done` said last.
+inline bool PumpUntil(const std::function<bool()>& done, int milliseconds = 2000)
+{
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+    for (;;) {
+        MSG message;
+        while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+            TranslateMessage(&message);
+            DispatchMessageW(&message);
+        }
+        if (done()) return true;
+        if (std::chrono::steady_clock::now() >= end) return false;
+        MsgWaitForMultipleObjects(0, nullptr, FALSE, 5, QS_ALLINPUT);
+    }
+}
+
+// Pumps until `window` has nothing left to paint.
+inline bool PumpUntilPainted(HWND window)
+{
+    return PumpUntil([window] { return !GetUpdateRect(window, nullptr, FALSE); });
+}
+
+// What the screen shows of a window's client area, read back from the window's context.
+inline std::unique_ptr<CDibSurface> CaptureWindow(HWND window)
+{
+    RECT client{};
+    GetClientRect(window, &client);
+    auto copy = std::make_unique<CDibSurface>(client.right, client.bottom);
+    HDC context = GetDC(window);
+    BitBlt(copy->Dc(), 0, 0, client.right, client.bottom, context, 0, 0, SRCCOPY);
+    ReleaseDC(window, context);
+    return copy;
 }
 
 } // namespace qvxtest

@@ -80,6 +80,19 @@ TEST(StatisticsCalculator, NullSeriesEmptiesTheBins)
     EXPECT_TRUE(calculator.Bins.empty());
 }
 
+TEST(StatisticsCalculator, WholeTimeAxisAndReversedRange)
+{
+    auto series = CTestSeries::Create();
+    series->AddPeriodic(-50, 10, {4.0, -3.0, 8.0});
+    CLinearTime calculator(150);
+    calculator.Calculate(series, INT64_MIN, INT64_MAX);
+    ASSERT_TRUE(calculator.Valid);
+    EXPECT_EQ(calculator.Minimum, -3.0);
+    EXPECT_EQ(calculator.Maximum, 8.0);
+    calculator.Calculate(series, 0, -100);
+    EXPECT_FALSE(calculator.Valid);
+}
+
 TEST(StatisticsCalculator, OneSampleInRangeMakesOneBinOfOne)
 {
     auto series = CTestSeries::Create();

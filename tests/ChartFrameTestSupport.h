@@ -1,0 +1,60 @@
+#pragma once
+// The chart control linked into a test: made as the class factory makes it, with its frame's state
+// open to the test, and the uxtheme facts a test needs to know what a border should look like.
+#include <windows.h>
+#include <uxtheme.h>
+#include "CursorsRegion.h"
+#include "GraphRegion.h"
+#include "LinnographCtl.h"
+#include "OleTestSupport.h"
+#include "ResizeRegion.h"
+#include "TaskDataItem.h"
+
+namespace qvxtest {
+
+class CTestChartCtl : public CLinnographCtl
+{
+public:
+    using CBaseChartCtl::Appearance;
+    using CBaseChartCtl::AutoSizeCursorValues;
+    using CBaseChartCtl::BorderStyle;
+    using CBaseChartCtl::CursorsRegion;
+    using CBaseChartCtl::GraphRegion;
+    using CBaseChartCtl::Layout;
+    using CBaseChartCtl::ResizeRegion;
+    using CBaseChartCtl::ShowCursorValues;
+    using CBaseChartCtl::TaskItem;
+    using CLinnographCtl::BackBufferBitmap;
+    using CLinnographCtl::BackBufferDC;
+    using CLinnographCtl::BackBufferSize;
+    using CLinnographCtl::ClientRect;
+    using CLinnographCtl::Window;
+
+    CControlBorderHelper& BorderHelper() { return *this; }
+};
+
+// A chart as its class factory makes it, held by `control`; null when the creation failed.
+inline CTestChartCtl* CreateTestChart(CComPtr<IQvxLinnographCtl4>& control, HRESULT* result = nullptr)
+{
+    HRESULT hr = CComObject<CTestChartCtl>::CreateInstance(control);
+    if (result) *result = hr;
+    return SUCCEEDED(hr) ? static_cast<CTestChartCtl*>(control.Get()) : nullptr;
+}
+
+// Whether uxtheme would give the control a theme now.
+inline bool ThemingActive()
+{
+    return IsThemeActive() && IsAppThemed();
+}
+
+// The content rectangle of an edit field's background inside `outer`, as the theme gives it.
+inline bool ThemedContentRect(HWND window, const RECT& outer, RECT& content)
+{
+    HTHEME theme = OpenThemeData(window, L"EDIT");
+    if (!theme) return false;
+    const bool known = SUCCEEDED(GetThemeBackgroundContentRect(theme, nullptr, 1, 1, &outer, &content));
+    CloseThemeData(theme);
+    return known;
+}
+
+} // namespace qvxtest
