@@ -1,7 +1,12 @@
 #include "LinnographCtl.h"
 #include <algorithm>
+#include <new>
 #include <string_view>
-#include "GdiHandle.h"
+#include "CursorsRegion.h"
+#include "GraphRegion.h"
+#include "ItemFlags.h"
+#include "ResizeRegion.h"
+#include "TaskDataItem.h"
 
 namespace {
 
@@ -23,7 +28,21 @@ constexpr qvx::time ShortestSpan = 10'000'000;
 constexpr qvx::time LongestSpan = 99'990'000'000;
 
 constexpr OLE_COLOR DefaultActiveTraceGridColour = 0xD0D0D0;
-constexpr int SchemeChartBackground = 11;
+
+// Control messages that a parent reflects back to the control, at this offset.
+constexpr UINT ReflectedBase = OCM__BASE;
+const UINT ReflectedMessages[] = {
+    OCM_COMMAND,        OCM_CTLCOLORBTN,     OCM_CTLCOLOREDIT,    OCM_CTLCOLORDLG,  OCM_CTLCOLORLISTBOX,
+    OCM_CTLCOLORMSGBOX, OCM_CTLCOLORSCROLLBAR, OCM_CTLCOLORSTATIC, OCM_DRAWITEM,     OCM_MEASUREITEM,
+    OCM_DELETEITEM,     OCM_VKEYTOITEM,      OCM_CHARTOITEM,      OCM_COMPAREITEM,  OCM_HSCROLL,
+    OCM_VSCROLL,        OCM_PARENTNOTIFY,    OCM_NOTIFY,
+};
+
+bool IsReflected(UINT message)
+{
+    return std::find(std::begin(ReflectedMessages), std::end(ReflectedMessages), message) !=
+           std::end(ReflectedMessages);
+}
 
 // A VARIANT_BOOL is true only at -1.
 uint32_t FlagOf(VARIANT_BOOL value)
@@ -78,21 +97,40 @@ const CLSID* const PropertyPages[] = {
 
 } // namespace
 
-CLinnographCtl::CLinnographCtl() : COleControl(LinnographControlClass)
+CLinnographCtl::CLinnographCtl()
+    : COleControl(LinnographControlClass), CBaseChartCtl(&Window, static_cast<CControlBorderHelper&>(*this))
 {
+}
+
+CLinnographCtl::~CLinnographCtl()
+{
+    DestroyChart();
+    DestroyBackBuffer();
 }
 
 HRESULT CLinnographCtl::FinalConstruct()
 {
     Caption = CBstr(L"Real-time Linnograph");
     if (!Caption.Get()) return E_OUTOFMEMORY;
-    // The chart frame makes the task item, the zoom stack, the regions, the managers and the
-    // configuration objects here.
+    HRESULT hr = E_FAIL;
+    try {
+        hr = CreateChart(DataTimeSpan, *this);
+    } catch (const std::bad_alloc&) {
+        hr = E_OUTOFMEMORY;
+    }
+    if (FAILED(hr)) return hr;
+    // The host-attachment part (the names of the configuration pages and the sinks for the task,
+    // the host root and the factories), the channel configuration on the task's channel list with
+    // at most 32 channels, the single-data-selection and the events configuration, with their
+    // pages, are made here once they exist.
     return S_OK;
 }
 
 void CLinnographCtl::FinalRelease()
 {
+    ReleaseChart();
+    // Then the events configuration lets go of its task, the host is detached and the
+    // single-data-selection object leaves its sources, once they exist.
     COleControl::FinalRelease();
 }
 
@@ -102,10 +140,15 @@ void CLinnographCtl::MarkModified()
     SendOnDataChange();
 }
 
-void CLinnographCtl::InvalidateChart()
+void CLinnographCtl::SetRequiresSave()
 {
-    // The root region's Invalidate, until the frame makes the root: the whole window, no erase.
-    if (Window) InvalidateRect(Window, nullptr, FALSE);
+    RequiresSave = true;
+}
+
+void CLinnographCtl::RelayoutChart()
+{
+    DirtyBits = DirtyAll;
+    Invalidate();
 }
 
 HRESULT CLinnographCtl::Fail(HRESULT hr)
@@ -217,9 +260,11 @@ HRESULT CLinnographCtl::PutFont(IFontDisp* font, bool byReference)
         if (FAILED(hr)) return Fail(hr);
     }
     HRESULT hr = PutStockProperty(DISPID_FONT, [&] { Font = std::move(kept); });
-    // The whole layout follows the font: the root's and the cursors region's dirty bits join
-    // here with the frame.
-    if (hr == S_OK) InvalidateChart();
+    // The whole layout follows the font.
+    if (hr == S_OK) {
+        if (CursorsRegion) CursorsRegion->DirtyBits = DirtyAll;
+        RelayoutChart();
+    }
     return hr;
 }
 
@@ -264,7 +309,7 @@ HRESULT CLinnographCtl::PutOwnColour(OLE_COLOR& field, OLE_COLOR colour, DISPID 
 {
     if (field == colour) return S_OK;
     field = colour;
-    InvalidateChart();
+    Invalidate();
     FireOnChanged(id);
     MarkModified();
     return S_OK;
@@ -291,21 +336,14 @@ STDMETHODIMP CLinnographCtl::get_ActiveTraceGridColor(OLE_COLOR* colour)
     return GetColourProperty(ActiveTraceGridColour, colour);
 }
 
-HRESULT CLinnographCtl::PutOwnFlag(uint32_t& field, VARIANT_BOOL value)
-{
-    uint32_t flag = FlagOf(value);
-    if (field == flag) return S_OK;
-    field = flag;
-    // The panel comes and goes or changes width: the whole layout is redone. The root's (and,
-    // for the auto-size, the cursors region's) dirty bits join here with the frame.
-    InvalidateChart();
-    MarkModified();
-    return S_OK;
-}
-
 STDMETHODIMP CLinnographCtl::put_ShowCursorValues(VARIANT_BOOL show)
 {
-    return PutOwnFlag(ShowCursorValues, show);
+    const uint32_t flag = FlagOf(show);
+    if (ShowCursorValues == flag) return S_OK;
+    ShowCursorValues = flag;
+    RelayoutChart();
+    MarkModified();
+    return S_OK;
 }
 
 STDMETHODIMP CLinnographCtl::get_ShowCursorValues(VARIANT_BOOL* show)
@@ -315,7 +353,13 @@ STDMETHODIMP CLinnographCtl::get_ShowCursorValues(VARIANT_BOOL* show)
 
 STDMETHODIMP CLinnographCtl::put_AutoSizeCursorValues(VARIANT_BOOL autoSize)
 {
-    return PutOwnFlag(AutoSizeCursorValues, autoSize);
+    const uint32_t flag = FlagOf(autoSize);
+    if (AutoSizeCursorValues == flag) return S_OK;
+    AutoSizeCursorValues = flag;
+    if (CursorsRegion) CursorsRegion->DirtyBits = DirtyAll;
+    RelayoutChart();
+    MarkModified();
+    return S_OK;
 }
 
 STDMETHODIMP CLinnographCtl::get_AutoSizeCursorValues(VARIANT_BOOL* autoSize)
@@ -325,10 +369,20 @@ STDMETHODIMP CLinnographCtl::get_AutoSizeCursorValues(VARIANT_BOOL* autoSize)
 
 STDMETHODIMP CLinnographCtl::put_VerticalSplitPos(double inches)
 {
-    // Stored as given: the clamp to the cursors region's width limits comes with that region.
-    if (inches == VerticalSplitInches) return S_OK;
-    VerticalSplitInches = inches;
-    InvalidateChart();
+    if (inches == Layout.VerticalSplitInches) return S_OK;
+    // The panel's width limits on the screen: a width beyond them is stored as the limit.
+    CWindowDC screen(nullptr);
+    const int dpi = std::max(1, GetDeviceCaps(screen, LOGPIXELSX));
+    int minimum = -1, maximum = -1;
+    if (CursorsRegion) {
+        CChartDrawInfo info(screen, screen, *this, 0);
+        CursorsRegion->GetWidthLimits(info, minimum, maximum);
+    }
+    const double pixels = dpi * inches;
+    if (minimum >= 0 && pixels < minimum) inches = static_cast<double>(minimum) / dpi;
+    else if (maximum >= 0 && pixels > maximum) inches = static_cast<double>(maximum) / dpi;
+    Layout.VerticalSplitInches = inches;
+    RelayoutChart();
     MarkModified();
     return S_OK;
 }
@@ -336,7 +390,7 @@ STDMETHODIMP CLinnographCtl::put_VerticalSplitPos(double inches)
 STDMETHODIMP CLinnographCtl::get_VerticalSplitPos(double* inches)
 {
     if (!inches) return Fail(E_POINTER);
-    *inches = VerticalSplitInches;
+    *inches = Layout.VerticalSplitInches;
     return S_OK;
 }
 
@@ -344,15 +398,15 @@ STDMETHODIMP CLinnographCtl::put_DataTimeSpan(INT64 ticks)
 {
     if (ticks < ShortestSpan || ticks > LongestSpan) return Fail(E_INVALIDARG);
     if (ticks == DataTimeSpan) return S_OK;
-    // A longer span first undoes all zooms of the task item, which comes with the data items.
+    if (ticks > DataTimeSpan && TaskItem) TaskItem->UndoAllZooms();
     DataTimeSpan = ticks;
     if (HistoricDataTimeSpan < DataTimeSpan) {
-        // The task item then re-evaluates the span that it retains.
+        // The task item re-evaluates the span that it retains here, once it has one.
         HistoricDataTimeSpan = DataTimeSpan;
     }
-    // The task item is flagged with 0x2003 here, with 0x2000 cleared at once.
+    NotifyTimeSpanChanged();
     MarkModified();
-    InvalidateChart();
+    Invalidate();
     return S_OK;
 }
 
@@ -369,11 +423,18 @@ STDMETHODIMP CLinnographCtl::put_HistoricDataTimeSpan(INT64 ticks)
     qvx::time span = std::max<qvx::time>(ticks, DataTimeSpan);
     if (span == HistoricDataTimeSpan) return S_OK;
     HistoricDataTimeSpan = span;
-    // The task item is flagged with 0x2003 here, with 0x2000 cleared at once, and re-evaluates
-    // the span that it retains.
+    NotifyTimeSpanChanged();
+    // The task item re-evaluates the span that it retains here, once it has one.
     MarkModified();
-    InvalidateChart();
+    Invalidate();
     return S_OK;
+}
+
+void CLinnographCtl::NotifyTimeSpanChanged()
+{
+    if (!TaskItem) return;
+    TaskItem->NotifyChange(TaskTimeSpanChanged | TaskDistanceRangeStale | TaskTimeRangeStale, 1);
+    TaskItem->Flags &= ~TaskTimeSpanChanged;
 }
 
 STDMETHODIMP CLinnographCtl::get_HistoricDataTimeSpan(INT64* ticks)
@@ -508,15 +569,34 @@ STDMETHODIMP CLinnographCtl::Save(IStorage*, BOOL)
 
 STDMETHODIMP CLinnographCtl::OnAmbientPropertyChange(DISPID id)
 {
-    if (!AmbientDispatch) return S_OK;
-    LPOLESTR name = const_cast<LPOLESTR>(L"PrintAllAxes");
     DISPID printAllAxes = DISPID_UNKNOWN;
-    if (FAILED(AmbientDispatch->GetIDsOfNames(IID_NULL, &name, 1, LOCALE_USER_DEFAULT, &printAllAxes)) ||
-        printAllAxes != id)
-        return S_OK;
-    // The graph lays out its axes anew: its dirty bits join here with the graph region.
+    if (FAILED(GetPrintAllAxesId(printAllAxes)) || printAllAxes != id) return S_OK;
+    // The graph lays out its axes anew.
+    if (GraphRegion) GraphRegion->DirtyBits = DirtyAll;
     if (Window) InvalidateRect(Window, nullptr, FALSE);
     return S_OK;
+}
+
+HRESULT CLinnographCtl::GetPrintAllAxesId(DISPID& id)
+{
+    id = DISPID_UNKNOWN;
+    if (!AmbientDispatch) return E_FAIL;
+    LPOLESTR name = const_cast<LPOLESTR>(L"PrintAllAxes");
+    return AmbientDispatch->GetIDsOfNames(IID_NULL, &name, 1, LOCALE_USER_DEFAULT, &id);
+}
+
+BOOL CLinnographCtl::GetPrintAllAxes()
+{
+    // A container that does not know the name prints the active axis only.
+    DISPID id = DISPID_UNKNOWN;
+    CVariant value;
+    if (FAILED(GetPrintAllAxesId(id)) || FAILED(GetAmbientProperty(id, value))) return FALSE;
+    return V_VT(&value) == VT_BOOL && V_BOOL(&value) == VARIANT_TRUE;
+}
+
+IUnknown* CLinnographCtl::GetFontObject()
+{
+    return Font;
 }
 
 COLORREF CLinnographCtl::GetColour(int index)
@@ -563,21 +643,140 @@ STDMETHODIMP CLinnographCtl::GetPages(CAUUID* pages)
     return S_OK;
 }
 
-// --- drawing and window ---
+// --- the divider ---
 
-HRESULT CLinnographCtl::OnDraw(const DrawDescription& draw)
+void CLinnographCtl::GetResizeRange(CResizeRegion& region, int& lowest, int& highest)
 {
-    // Stands in for the chart frame's paint path: the chart's background only.
-    COLORREF background = 0;
-    if (BackColor == Unset || FAILED(OleTranslateColor(BackColor, nullptr, &background)))
-        background = GetColour(SchemeChartBackground);
-    CBrushHandle brush(CreateSolidBrush(background));
-    RECT area{draw.Bounds->left, draw.Bounds->top, draw.Bounds->right, draw.Bounds->bottom};
-    if (brush) FillRect(draw.DrawingContext, &area, brush);
-    return S_OK;
+    lowest = highest = region.DragPosition;
+    if (!GraphRegion || !CursorsRegion) return;
+    CWindowDC context(Window);
+    CChartDrawInfo info(context, context, *this, 0);
+    CRootLayout::GetResizeRange(info, Bounds, *GraphRegion, *CursorsRegion, region.DragPosition, lowest, highest);
+}
+
+void CLinnographCtl::OnResizeDone(CResizeRegion& region)
+{
+    CWindowDC context(Window);
+    AutoSizeCursorValues = 0;
+    Layout.ResizeDone(Bounds, region.DragPosition, GetDeviceCaps(context, LOGPIXELSX));
+    MarkModified();
+    RelayoutChart();
+}
+
+// --- window ---
+
+bool CLinnographCtl::ProcessWindowMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam, LRESULT& result,
+                                          DWORD mapId)
+{
+    // 1. The frame's own map: paint, focus and mouse activation.
+    if (COleControl::ProcessWindowMessage(window, message, wParam, lParam, result, mapId)) return true;
+    // 2, 3. The fragile manager and the drag manager come here, once they exist.
+    // 4 to 6. The divider, the graph and the cursor values panel.
+    if (ResizeRegion && ResizeRegion->ProcessWindowMessage(window, message, wParam, lParam, result, mapId))
+        return true;
+    if (GraphRegion && GraphRegion->ProcessWindowMessage(window, message, wParam, lParam, result, mapId))
+        return true;
+    if (CursorsRegion && CursorsRegion->ProcessWindowMessage(window, message, wParam, lParam, result, mapId))
+        return true;
+    switch (message) {
+    case WM_ERASEBKGND:
+        // The paint covers every pixel.
+        result = 1;
+        return true;
+    case WM_SIZE: {
+        ClientRect.right = LOWORD(lParam);
+        ClientRect.bottom = HIWORD(lParam);
+        CControlBorderHelper::CUpdate update;
+        update.OuterRect = ClientRect;
+        Border.Update(CControlBorderHelper::ResizeUpdate, update);
+        result = 0;
+        return true;
+    }
+    // WM_COMMAND and WM_CONTEXTMENU go to the commands and the context menu here, once they exist.
+    case WM_THEMECHANGED:
+        Border.OnThemeChanged();
+        result = 0;
+        return true;
+    // WM_DRAWITEM and WM_MEASUREITEM of the owner-drawn menu, and the accelerator tail of
+    // WM_COMMAND, WM_SYSCOMMAND, WM_KEYDOWN and WM_KEYUP, come here with the commands.
+    default:
+        break;
+    }
+    if (IsReflected(message)) {
+        result = DefWindowProcW(window, message - ReflectedBase, wParam, lParam);
+        return true;
+    }
+    return false;
 }
 
 void CLinnographCtl::OnWindowCreated()
 {
     if (!Enabled) EnableWindow(Window, FALSE);
+    // The border takes the window, and with it the window's theme.
+    CControlBorderHelper::CUpdate update;
+    update.Window = Window;
+    Border.Update(CControlBorderHelper::WindowPart, update);
+}
+
+// --- the paint path ---
+
+HRESULT CLinnographCtl::OnDraw(const DrawDescription& draw)
+{
+    // The screen's layout, to come back to after a paint for another target.
+    const RECT kept = Border.GetOuterRect();
+    const RECT bounds{draw.Bounds->left, draw.Bounds->top, draw.Bounds->right, draw.Bounds->bottom};
+    SetBounds(bounds);
+
+    // Paper and metafiles are painted directly: a printer needs no double buffer, and a metafile
+    // has to record the drawing itself. An old-style metafile counts as one too.
+    HDC target = draw.DrawingContext;
+    HDC reference = draw.ReferenceContext;
+    const DWORD targetType = GetObjectType(target);
+    const bool metafile = targetType == OBJ_ENHMETADC || targetType == OBJ_METADC;
+    const bool direct = metafile || IsPrinting(reference);
+    HDC surface = direct ? target : PrepareBackBuffer(target, bounds);
+    if (surface) {
+        const int pointSize = GraphRegion ? GraphRegion->PointSize : 0;
+        CChartDrawInfo info(surface, reference, *this, pointSize);
+        CBaseChartCtl::Draw(info);
+    }
+    if (!direct && surface) {
+        BitBlt(target, bounds.left, bounds.top, bounds.right - bounds.left + 1, bounds.bottom - bounds.top + 1,
+               surface, bounds.left, bounds.top, SRCCOPY);
+    }
+
+    const RECT& outer = Border.GetOuterRect();
+    if (EqualRect(&kept, &outer) && !metafile) return S_OK;
+    if (metafile && !IsWindow(Window)) return S_OK;
+    // Back to the window's layout; the window paints itself again in its own size.
+    SetBounds(kept);
+    Invalidate();
+    return S_OK;
+}
+
+HDC CLinnographCtl::PrepareBackBuffer(HDC target, const RECT& bounds)
+{
+    const SIZE size{bounds.right - bounds.left, bounds.bottom - bounds.top};
+    if (size.cx != BackBufferSize.cx || size.cy != BackBufferSize.cy) DestroyBackBuffer();
+    if (!BackBufferDC) {
+        CDeviceContext context(CreateCompatibleDC(target));
+        CBitmapHandle bitmap(context ? CreateCompatibleBitmap(target, size.cx, size.cy) : nullptr);
+        if (!bitmap) return nullptr;
+        BackBufferOldBitmap = SelectObject(context, bitmap);
+        BackBufferDC = std::move(context);
+        BackBufferBitmap = std::move(bitmap);
+        BackBufferSize = size;
+    }
+    // The regions paint in the target's coordinates.
+    SetWindowOrgEx(BackBufferDC, bounds.left, bounds.top, nullptr);
+    return BackBufferDC;
+}
+
+void CLinnographCtl::DestroyBackBuffer()
+{
+    if (BackBufferDC && BackBufferOldBitmap) SelectObject(BackBufferDC, BackBufferOldBitmap);
+    BackBufferOldBitmap = nullptr;
+    BackBufferBitmap.Reset();
+    BackBufferDC.Reset();
+    BackBufferSize = SIZE{};
 }

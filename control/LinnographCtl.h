@@ -1,21 +1,31 @@
 #pragma once
-// The real-time chart control, the one object that a host embeds: its automation interface,
-// its OLE control surface and the properties that the control itself holds.
+// The real-time chart control, the one object that a host embeds: its automation interface, its
+// OLE control surface with the window and the paint path, and the properties that the control
+// itself holds. The chart's regions and data items hang below its root (CBaseChartCtl).
 #include <windows.h>
 #include <ocidl.h>
+#include "BaseChartCtl.h"
 #include "ComObject.h"
-#include "ControlColors.h"
+#include "ControlBorderHelper.h"
 #include "DispatchImpl.h"
+#include "GdiHandle.h"
 #include "Linnograph.h"
+#include "NotificationPoints.h"
 #include "OleControl.h"
 #include "ProvideClassInfoImpl.h"
+#include "ResizeCallback.h"
 #include "Interfaces.h"
 
 class CLinnographCtl : public CDispatchImpl<IQvxLinnographCtl4>,
                        public COleControl,
-                       public CControlColors,
-                       public ICategorizeProperties,
                        public ISpecifyPropertyPages,
+                       public CControlNotificationPoints,
+                       // The channel, events and single-data-selection configurations come here.
+                       public CBaseChartCtl,
+                       public ICategorizeProperties,
+                       public CResizeCallback,
+                       // The accelerator state and the drop target come beside the border.
+                       public CControlBorderHelper,
                        public CSupportErrorInfoImpl<&IID_IQvxLinnographCtl, &IID_IQvxLinnographCtl2,
                                                     &IID_IQvxLinnographCtl3, &IID_IQvxLinnographCtl4>,
                        public CProvideClassInfo2Impl<&CLSID_LinnographCtl, &DIID__IQvxLinnographCtlEvents>
@@ -27,7 +37,7 @@ public:
         QVX_INTERFACE(CLinnographCtl, IQvxLinnographCtl3),
         QVX_INTERFACE(CLinnographCtl, IQvxLinnographCtl4),
         // IQvxControl, IQvxControl2, IQvxControl3 come here, with the host attachment.
-        // IQvxNotifications comes here, with the notification points.
+        QVX_INTERFACE(CLinnographCtl, IQvxNotifications),
         // IQvx1DChannelConfig, IQvx1DChannelConfig2 come here, with the channel configuration.
         // IQvxChannelOrderingProperties comes here, with the channel ordering.
         // IQvxEventsConfig comes here, with the events configuration.
@@ -57,6 +67,9 @@ public:
     QVX_END_INTERFACES()
 
     CLinnographCtl();
+    // Deletes the chart's regions and task item, then the back buffer; the border's theme library
+    // goes last, with its base.
+    ~CLinnographCtl() override;
 
     HRESULT FinalConstruct();
     void FinalRelease();
@@ -156,36 +169,67 @@ public:
     // --- CControlColors ---
     COLORREF GetColour(int index) override;
 
+    // --- CBaseChartCtl ---
+    IUnknown* GetFontObject() override;
+    BOOL GetPrintAllAxes() override;
+    void MarkModified() override;
+    void SetRequiresSave() override;
+
+    // --- CResizeCallback ---
+    void GetResizeRange(CResizeRegion& region, int& lowest, int& highest) override;
+    void OnResizeDone(CResizeRegion& region) override;
+
     // --- COleControl ---
+    // The control's message chain: the frame's own messages, then the regions, then the frame's
+    // handlers; the first that takes a message ends the walk.
+    bool ProcessWindowMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam, LRESULT& result,
+                              DWORD mapId) override;
+    // The paint path: lays the chart out for the target, paints it through the back buffer (or
+    // straight onto paper and into metafiles) and returns to the screen's layout afterwards.
     HRESULT OnDraw(const DrawDescription& draw) override;
     void OnWindowCreated() override;
 
+protected:
+    // The border keeps its own window handle and stock values; the control's are these.
+    using COleControl::Window;
+    using CBaseChartCtl::Appearance;
+    using CBaseChartCtl::BorderStyle;
+
+    // The double-buffer surface, kept between paints while the size stays.
+    HDC PrepareBackBuffer(HDC target, const RECT& bounds);
+    void DestroyBackBuffer();
+
+    CDeviceContext BackBufferDC;
+    CBitmapHandle BackBufferBitmap;
+    HGDIOBJ BackBufferOldBitmap = nullptr;
+    SIZE BackBufferSize{};
+    // Left and top stay 0; right and bottom are the window's size.
+    RECT ClientRect{};
+
 private:
     HRESULT InitialiseNew();
-    // Sets the requires-save flag and tells the data advise sinks.
-    void MarkModified();
-    // Repaints the chart.
-    void InvalidateChart();
+    // The dispatch id of the ambient "PrintAllAxes", from the container.
+    HRESULT GetPrintAllAxesId(DISPID& id);
     // A failure for an automation client: with error information.
     HRESULT Fail(HRESULT hr);
     HRESULT PutFont(IFontDisp* font, bool byReference);
     HRESULT PutOwnColour(OLE_COLOR& field, OLE_COLOR colour, DISPID id);
-    HRESULT PutOwnFlag(uint32_t& field, VARIANT_BOOL value);
     HRESULT GetFlag(uint32_t field, VARIANT_BOOL* value);
     HRESULT GetColourProperty(OLE_COLOR field, OLE_COLOR* value);
 
-    // Fields in the order of the frame's state.
+    // The panel comes, goes or changes width: the root is laid out anew at the next paint.
+    void RelayoutChart();
+    // Flags the task item with a change of a time span; the listeners see TaskTimeSpanChanged, and
+    // the item does not keep it.
+    void NotifyTimeSpanChanged();
+
+    // Fields in the order of the frame's state; Appearance, BorderStyle, ActiveTraceGridColour,
+    // ShowCursorValues, AutoSizeCursorValues and the split lie with the root.
     CBstr Caption;
     uint32_t TabStop = 1;
     uint32_t Enabled = 1;
     CComPtr<IFontDisp> Font;
-    int32_t Appearance = 0;
-    int32_t BorderStyle = 0;
-    OLE_COLOR ActiveTraceGridColour = CControlColors::Unset;
-    uint32_t ShowCursorValues = 1;
-    uint32_t AutoSizeCursorValues = 1;
     qvx::time DataTimeSpan = 200'000'000;
     qvx::time HistoricDataTimeSpan = 3'000'000'000;
-    double VerticalSplitInches = 1.25;
     uint32_t Initialised = 0;
 };

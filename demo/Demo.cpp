@@ -90,6 +90,23 @@ double RenderFrame(IUnknown* control, const std::wstring& path)
     return ms;
 }
 
+// Sets a property of the control by name, as a script would.
+void SetProperty(IUnknown* control, const wchar_t* name, long value)
+{
+    CComPtr<IDispatch> dispatch;
+    if (FAILED(control->QueryInterface(IID_IDispatch, dispatch.OutVoid()))) return;
+    LPOLESTR names[] = {const_cast<LPOLESTR>(name)};
+    DISPID id = DISPID_UNKNOWN;
+    if (FAILED(dispatch->GetIDsOfNames(IID_NULL, names, 1, LOCALE_USER_DEFAULT, &id))) return;
+    VARIANT argument;
+    VariantInit(&argument);
+    argument.vt = VT_I4;
+    argument.lVal = value;
+    DISPID named = DISPID_PROPERTYPUT;
+    DISPPARAMS parameters = {&argument, &named, 1, 1};
+    dispatch->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_PROPERTYPUT, &parameters, nullptr, nullptr, nullptr);
+}
+
 } // namespace
 
 int wmain()
@@ -125,6 +142,9 @@ int wmain()
         return 4;
     }
     std::printf("demo: hosting %ls in the container window\n", ProgId);
+    // The chart in a three-dimensional border, as a host would set it up.
+    SetProperty(control, L"Appearance", 1);
+    SetProperty(control, L"BorderStyle", 1);
 
     int status = 0;
     if (options.Headless) {

@@ -1,6 +1,7 @@
 #include "PngWriter.h"
 #include <wincodec.h>
 #include "ComPtr.h"
+#include "GdiHandle.h"
 
 HRESULT WritePng(const wchar_t* path, const void* bits, UINT width, UINT height)
 {
@@ -47,6 +48,11 @@ CDibSurface::CDibSurface(int width, int height) : W(width), H(height)
     }
 }
 
+CDibSurface::CDibSurface(int width, int height, COLORREF colour) : CDibSurface(width, height)
+{
+    Fill(colour);
+}
+
 CDibSurface::~CDibSurface()
 {
     if (MemoryDc) {
@@ -62,4 +68,12 @@ COLORREF CDibSurface::Pixel(int x, int y) const
     GdiFlush();
     DWORD p = Bits[size_t(y) * size_t(W) + size_t(x)];   // 0x00RRGGBB in memory order BGRX
     return RGB((p >> 16) & 0xFF, (p >> 8) & 0xFF, p & 0xFF);
+}
+
+void CDibSurface::Fill(COLORREF colour)
+{
+    CBrushHandle brush(CreateSolidBrush(colour));
+    if (!Bits || !brush) return;
+    RECT all = {0, 0, W, H};
+    FillRect(MemoryDc, &all, brush);
 }

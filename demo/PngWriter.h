@@ -11,11 +11,14 @@ class CDibSurface
 {
 public:
     CDibSurface(int width, int height);
+    // A surface filled with `colour` throughout.
+    CDibSurface(int width, int height, COLORREF colour);
     CDibSurface(const CDibSurface&) = delete;
     CDibSurface& operator=(const CDibSurface&) = delete;
     ~CDibSurface();
 
     bool Valid() const { return Bits != nullptr; }
+    void Fill(COLORREF colour);
     HDC Dc() const { return MemoryDc; }
     int Width() const { return W; }
     int Height() const { return H; }

@@ -317,16 +317,9 @@ TEST_F(OleControl, DrawsIntoAnEnhancedMetafile)
 {
     ASSERT_EQ(S_OK, InitNew(Control));
     ASSERT_EQ(S_OK, Control->put_BackColor(Red));
-    HDC recorder = CreateEnhMetaFileW(nullptr, nullptr, nullptr, nullptr);
-    ASSERT_TRUE(recorder);
-    ASSERT_EQ(S_OK, DrawInto(Control, recorder, RECTL{0, 0, 30, 30}));
-    HENHMETAFILE picture = CloseEnhMetaFile(recorder);
+    auto picture = DrawPicture(Control, 30, 30, Untouched);
     ASSERT_TRUE(picture);
-    CDibSurface surface(30, 30, Untouched);
-    RECT all{0, 0, 30, 30};
-    PlayEnhMetaFile(surface.Dc(), picture, &all);
-    DeleteEnhMetaFile(picture);
-    EXPECT_EQ(Red, surface.Pixel(15, 15));
+    EXPECT_EQ(Red, picture->Pixel(15, 15));
 }
 
 TEST_F(OleControl, ColourSchemeComesFromTheSitesAmbientProperties)

@@ -304,6 +304,53 @@ inline HRESULT DrawInto(IUnknown* control, HDC context, const RECTL& bounds)
     return view->Draw(DVASPECT_CONTENT, -1, nullptr, nullptr, nullptr, context, &bounds, nullptr, nullptr, 0);
 }
 
+// Records the control's content into an enhanced metafile of `width` by `height` and plays the
+// picture back into a surface filled with `background` first; null when the control refused.
+inline std::unique_ptr<CDibSurface> DrawPicture(IUnknown* control, int width, int height, COLORREF background)
+{
+    HDC recorder = CreateEnhMetaFileW(nullptr, nullptr, nullptr, nullptr);
+    if (!recorder) return nullptr;
+    const HRESULT drawn = DrawInto(control, recorder, RECTL{0, 0, width, height});
+    HENHMETAFILE picture = CloseEnhMetaFile(recorder);
+    if (FAILED(drawn) || !picture) {
+        if (picture) DeleteEnhMetaFile(picture);
+        return nullptr;
+    }
+    auto played = std::make_unique<CDibSurface>(width, height, background);
+    RECT all{0, 0, width, height};
+    PlayEnhMetaFile(played->Dc(), picture, &all);
+    DeleteEnhMetaFile(picture);
+    return played;
+}
+
+// A class factory that makes nothing: registered for a class in the process, it stands for a
+// class that cannot be made.
+class CRefusingFactory : public IClassFactory
+{
+public:
+    HRESULT Answer = CLASS_E_CLASSNOTAVAILABLE;
+    int Requests = 0;
+
+    STDMETHODIMP QueryInterface(REFIID iid, void** out) override
+    {
+        if (IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IClassFactory)) {
+            *out = static_cast<IClassFactory*>(this);
+            return S_OK;
+        }
+        *out = nullptr;
+        return E_NOINTERFACE;
+    }
+    STDMETHODIMP_(ULONG) AddRef() override { return 2; }
+    STDMETHODIMP_(ULONG) Release() override { return 1; }
+    STDMETHODIMP CreateInstance(IUnknown*, REFIID, void** out) override
+    {
+        ++Requests;
+        *out = nullptr;
+        return Answer;
+    }
+    STDMETHODIMP LockServer(BOOL) override { return S_OK; }
+};
+
 // Dispatches the thread's messages until `done` says so or `milliseconds` have gone by; gives
 // what `done` said last.
 inline bool PumpUntil(const std::function<bool()>& done, int milliseconds = 2000)

@@ -1,0 +1,110 @@
+#pragma once
+// What any chart of this family is beside its OLE surface: the root region, which owns the task
+// item and the three children of the root (graph, cursor values panel, divider), lays them out and
+// paints them; the control's colours; and the operations through which regions and data items
+// reach the chart.
+#include <windows.h>
+#include <memory>
+#include <set>
+#include <string>
+#include "ChartDrawInfo.h"
+#include "ChartRegionBase.h"
+#include "ComPtr.h"
+#include "ControlBorderHelper.h"
+#include "ControlColors.h"
+#include "Interfaces.h"
+#include "RootLayout.h"
+
+class CDataItemBase;
+class CDragManager;
+class CFragileManager;
+class CRTCCursorsRegion;
+class CRTCGraphRegion;
+class CRTCTaskDataItem;
+class CResizeCallback;
+class CResizeRegion;
+
+class CBaseChartCtl : public CChartRegionBase, public CControlColors, public CChartDrawOwner
+{
+public:
+    // `windowRef` is the control's cell of the window handle; `border` the control's border, which
+    // the root's rectangle lies within.
+    CBaseChartCtl(const HWND* windowRef, CControlBorderHelper& border);
+    // Deletes what DestroyChart has not deleted yet.
+    ~CBaseChartCtl() override;
+
+    // --- CChartRegionBase ---
+    // The control's area goes to the border; what the border leaves is the root's rectangle.
+    void SetBounds(const RECT& bounds) override;
+    // Background, border, graph, cursor values panel if shown, and the divider on top.
+    void Draw(CChartDrawInfo& info) override;
+    void OnDataItemChanged(CDataItemBase* item, DWORD flags) override;
+    // Shares the root's rectangle between the graph, the panel and the divider.
+    void Recalculate(CChartDrawInfo& info) override;
+
+    // --- what the regions see of the chart ---
+    virtual CFragileManager* GetFragileManager();
+    virtual CDragManager* GetDragManager();
+    virtual CRTCTaskDataItem* GetTaskDataItem();
+    // The item that the segment regions listen to besides the task: none in this chart.
+    virtual CDataItemBase* GetSegmentSource();
+    virtual IQvxDistanceSource* GetDistanceSource();
+    virtual BOOL GetShowCursorValues();
+    virtual BOOL GetAutoSizeCursorValues();
+    virtual int ReservedOperation1();
+    virtual int ReservedOperation2();
+    virtual BOOL GetShowAlarms();
+    OLE_COLOR GetActiveTraceGridColour() override;
+    // The font property object, borrowed; null before the control has a font.
+    IUnknown* GetFontObject() override = 0;
+    virtual const std::set<std::wstring>& GetConfiguredEventNames();
+    virtual const std::set<std::wstring>& GetConfiguredChannelNames();
+    // The active channel or trace may have changed: the host hears of it.
+    virtual void FireActiveChanged();
+    // The container's ambient "PrintAllAxes", read afresh.
+    virtual BOOL GetPrintAllAxes() = 0;
+    virtual void ReservedOperation3();
+    virtual void ReservedOperation4();
+
+    // --- the control's persistence state, which its OLE side keeps ---
+    // Sets the requires-save flag, then tells the data advise sinks.
+    virtual void MarkModified() = 0;
+    // Sets the requires-save flag alone.
+    virtual void SetRequiresSave() = 0;
+
+    // --- CChartDrawOwner ---
+    OLE_COLOR GetBackColor() override { return BackColor; }
+    OLE_COLOR GetForeColor() override { return ForeColor; }
+    OLE_COLOR GetGridColor() override { return GridColor; }
+    COLORREF GetSchemeColour(int index) override { return GetColour(index); }
+
+protected:
+    // The first part of the control's construction: the task item, the zoom stack, the root's
+    // children, and the root among the task's listeners. A failure leaves nothing attached.
+    HRESULT CreateChart(qvx::time dataTimeSpan, CResizeCallback& resizeCallback);
+    // The task item lets go of its zoom stack.
+    void ReleaseChart();
+    // The children in the order of their teardown, then the root leaves the task item and the item
+    // goes. Safe to call twice.
+    void DestroyChart();
+
+    // The border colour that paints: the property, or the scheme's border colour when unset.
+    COLORREF GetBorderPaintColour();
+
+    CControlBorderHelper& Border;
+    // Stock properties that feed the border.
+    int32_t Appearance = 0;
+    int32_t BorderStyle = 0;
+    OLE_COLOR ActiveTraceGridColour = CControlColors::Unset;
+    uint32_t ShowCursorValues = 1;
+    uint32_t AutoSizeCursorValues = 1;
+    std::unique_ptr<CRTCTaskDataItem> TaskItem;
+    std::unique_ptr<CRTCGraphRegion> GraphRegion;
+    std::unique_ptr<CRTCCursorsRegion> CursorsRegion;
+    std::unique_ptr<CResizeRegion> ResizeRegion;
+    // The drag, fragile and flashing-trace managers join the children here.
+    // SplitFraction and VerticalSplitInches, and how the root is shared.
+    CRootLayout Layout;
+    // Fetched from the host when it attaches.
+    CComPtr<IQvxDistanceSource> DistanceSource;
+};

@@ -1,0 +1,132 @@
+// The chart frame as a container meets it, through COM alone: created, given a site, initialised
+// and activated in place on a real window with no host, it paints its empty chart there.
+#include <gtest/gtest.h>
+#include <windows.h>
+#include <uxtheme.h>
+#include "GdiHandle.h"
+#include "OleTestSupport.h"
+
+using namespace qvxtest;
+
+namespace {
+
+constexpr COLORREF Background = RGB(0x44, 0x88, 0xCC);
+constexpr COLORREF SchemeBorderGrey = 0xD0D0D0;
+
+class ChartFrameAcceptance : public testing::Test
+{
+protected:
+    void TearDown() override
+    {
+        if (Object) {
+            Object->Close(OLECLOSE_NOSAVE);
+            Object->SetClientSite(nullptr);
+        }
+    }
+
+    // What a container does, in its order, and the control's first paint on the screen.
+    void Embed(const std::function<void(IQvxLinnographCtl4*)>& configure)
+    {
+        ASSERT_EQ(S_OK, CoCreateInstance(CLSID_LinnographCtl, nullptr, CLSCTX_INPROC_SERVER, IID_IQvxLinnographCtl4,
+                                         Control.OutVoid()));
+        Object = Query<IOleObject>(Control);
+        ASSERT_TRUE(Object);
+        Site.Position = RECT{0, 0, 240, 120};
+        ASSERT_EQ(S_OK, Object->SetClientSite(&Site));
+        ASSERT_EQ(S_OK, InitNew(Control));
+        configure(Control);
+        ASSERT_EQ(S_OK, Object->DoVerb(OLEIVERB_INPLACEACTIVATE, nullptr, &Site, 0, Container.Window, &Site.Position));
+        Window = FindControlWindow(Container.Window);
+        ASSERT_TRUE(Window);
+        ASSERT_TRUE(PumpUntilPainted(Window));
+        Shown = CaptureWindow(Window);
+    }
+
+    // Every pixel of the window against a picture the test drew itself.
+    void ExpectWindowShows(const CDibSurface& expected)
+    {
+        for (int y = 0; y < 120; ++y)
+            for (int x = 0; x < 240; ++x) ASSERT_EQ(expected.Pixel(x, y), Shown->Pixel(x, y)) << x << "," << y;
+    }
+
+    COleScope Ole;
+    CContainerWindow Container;
+    CTestSite Site{Container.Window};
+    CComPtr<IQvxLinnographCtl4> Control;
+    CComPtr<IOleObject> Object;
+    HWND Window = nullptr;
+    std::unique_ptr<CDibSurface> Shown;
+};
+
+} // namespace
+
+TEST_F(ChartFrameAcceptance, TheEmptyChartFillsTheWindowInItsBackgroundColour)
+{
+    Embed([](IQvxLinnographCtl4* control) { control->put_BackColor(Background); });
+    // No border by default; the divider draws nothing while the mouse is elsewhere.
+    ExpectWindowShows(CDibSurface(240, 120, Background));
+}
+
+TEST_F(ChartFrameAcceptance, TheSchemeGivesTheBackgroundWhenNoColourIsSet)
+{
+    Site.Ambients[11].vt = VT_I4;
+    Site.Ambients[11].lVal = 0x203040;
+    Embed([](IQvxLinnographCtl4*) {});
+    ExpectWindowShows(CDibSurface(240, 120, 0x203040));
+}
+
+TEST_F(ChartFrameAcceptance, AFlatBorderIsOnePixelOfTheBorderColour)
+{
+    Embed([](IQvxLinnographCtl4* control) {
+        control->put_BackColor(Background);
+        control->put_BorderStyle(1);
+    });
+    CDibSurface expected(240, 120, Background);
+    CGdiObject<HBRUSH> grey(CreateSolidBrush(SchemeBorderGrey));
+    RECT all{0, 0, 240, 120};
+    FrameRect(expected.Dc(), &all, grey);
+    ExpectWindowShows(expected);
+}
+
+TEST_F(ChartFrameAcceptance, AThreeDimensionalBorderIsTheThemesOrTheSunkenEdge)
+{
+    Embed([](IQvxLinnographCtl4* control) {
+        control->put_BackColor(Background);
+        control->put_Appearance(1);
+        control->put_BorderStyle(1);
+    });
+    CDibSurface expected(240, 120, Background);
+    RECT all{0, 0, 240, 120};
+    HTHEME theme = IsThemeActive() && IsAppThemed() ? OpenThemeData(Window, L"EDIT") : nullptr;
+    if (theme) {
+        // The theme's frame, round the chart's own background.
+        RECT content{};
+        ASSERT_EQ(S_OK, GetThemeBackgroundContentRect(theme, nullptr, 1, 1, &all, &content));
+        ExcludeClipRect(expected.Dc(), content.left, content.top, content.right, content.bottom);
+        DrawThemeBackground(theme, expected.Dc(), 1, 1, &all, nullptr);
+        SelectClipRgn(expected.Dc(), nullptr);
+        CloseThemeData(theme);
+    } else {
+        DrawEdge(expected.Dc(), &all, EDGE_SUNKEN, BF_RECT);
+    }
+    ExpectWindowShows(expected);
+}
+
+TEST_F(ChartFrameAcceptance, AControlWithoutItsZoomStackIsNotCreated)
+{
+    CRefusingFactory factory;
+    DWORD cookie = 0;
+    ASSERT_EQ(S_OK, CoRegisterClassObject(CLSID_QvxZoomStack, &factory, CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE,
+                                          &cookie));
+    CComPtr<IUnknown> refused;
+    EXPECT_EQ(CLASS_E_CLASSNOTAVAILABLE, CoCreateInstance(CLSID_LinnographCtl, nullptr, CLSCTX_INPROC_SERVER,
+                                                          IID_IUnknown, refused.OutVoid()));
+    EXPECT_FALSE(refused);
+    // Nothing of it is left alive in the module.
+    HMODULE module = GetModuleHandleW(L"Linnograph.dll");
+    ASSERT_TRUE(module);
+    auto canUnload = reinterpret_cast<HRESULT(STDAPICALLTYPE*)()>(GetProcAddress(module, "DllCanUnloadNow"));
+    ASSERT_TRUE(canUnload);
+    EXPECT_EQ(S_OK, canUnload());
+    ASSERT_EQ(S_OK, CoRevokeClassObject(cookie));
+}

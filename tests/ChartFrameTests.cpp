@@ -1,0 +1,610 @@
+// The chart frame, linked: the tree that construction builds, the paint path with its kept back
+// buffer, paper and metafiles, the border, the repaint contract through a live window, the
+// properties that lay the root out again, the message chain and the teardown.
+#include <gtest/gtest.h>
+#include "ChartFrameTestSupport.h"
+#include "ChartTestSupport.h"
+#include "ItemFlags.h"
+
+using namespace qvxtest;
+
+namespace {
+
+constexpr COLORREF Untouched = RGB(1, 2, 3);
+constexpr COLORREF Teal = RGB(0x33, 0x99, 0x99);
+constexpr COLORREF Red = RGB(0xFF, 0, 0);
+constexpr COLORREF SchemeBorderGrey = 0xD0D0D0;
+
+bool SameRect(const RECT& a, const RECT& b)
+{
+    return EqualRect(&a, &b) != FALSE;
+}
+
+RECT Deflated(RECT rect, int dx, int dy)
+{
+    InflateRect(&rect, -dx, -dy);
+    return rect;
+}
+
+// A region that listens to an item and keeps a dirty bit of its own for each change.
+class CRecordingRegion : public CChartRegionBase
+{
+public:
+    static constexpr DWORD DirtyData = 0x4;
+    using CChartRegionBase::CChartRegionBase;
+    void OnDataItemChanged(CDataItemBase* item, DWORD flags) override
+    {
+        Heard.push_back(flags);
+        DirtyBits |= DirtyData;
+        CChartRegionBase::OnDataItemChanged(item, flags);
+    }
+    std::vector<DWORD> Heard;
+};
+
+class ChartFrame : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(Chart);
+        ASSERT_EQ(S_OK, InitNew(Control));
+    }
+    HRESULT Paint(HDC context, const RECTL& bounds) { return DrawInto(Control, context, bounds); }
+
+    COleScope Ole;
+    CComPtr<IQvxLinnographCtl4> Control;
+    CTestChartCtl* Chart = CreateTestChart(Control);
+};
+
+// The chart in place in a container's window, 240 by 120 pixels.
+class ChartInPlace : public ChartFrame
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(Container.Window);
+        Site.Position = RECT{0, 0, 240, 120};
+        ChartFrame::SetUp();
+        ASSERT_EQ(S_OK, Query<IOleObject>(Control)->SetClientSite(&Site));
+    }
+    void TearDown() override
+    {
+        if (CComPtr<IOleObject> object = Query<IOleObject>(Control)) {
+            object->Close(OLECLOSE_NOSAVE);
+            object->SetClientSite(nullptr);
+        }
+    }
+    // In-place activation, and the first paint.
+    void Activate()
+    {
+        ASSERT_EQ(S_OK, Query<IOleObject>(Control)->DoVerb(OLEIVERB_INPLACEACTIVATE, nullptr, &Site, 0,
+                                                            Container.Window, &Site.Position));
+        Window = Chart->Window;
+        ASSERT_TRUE(Window);
+        ASSERT_TRUE(PumpUntilPainted(Window));
+    }
+    // The window's update area, and whether it is exactly `rect` (clipped to the window).
+    bool UpdateAreaIs(const RECT& rect) const
+    {
+        CGdiObject<HRGN> update(CreateRectRgn(0, 0, 0, 0));
+        if (GetUpdateRgn(Window, update, FALSE) != SIMPLEREGION) return false;
+        RECT box{};
+        GetRgnBox(update, &box);
+        return SameRect(box, rect);
+    }
+    bool NothingToUpdate() const
+    {
+        CGdiObject<HRGN> update(CreateRectRgn(0, 0, 0, 0));
+        return GetUpdateRgn(Window, update, FALSE) == NULLREGION;
+    }
+    RECT Client() const
+    {
+        RECT client{};
+        GetClientRect(Window, &client);
+        return client;
+    }
+
+    CContainerWindow Container;
+    CTestSite Site{Container.Window};
+    HWND Window = nullptr;
+};
+
+} // namespace
+
+// --- construction and teardown ---
+
+TEST_F(ChartFrame, ConstructionBuildsTheTreeUnderTheRoot)
+{
+    CRTCTaskDataItem* task = Chart->GetTaskDataItem();
+    ASSERT_TRUE(task);
+    EXPECT_EQ(task, Chart->TaskItem.get());
+    EXPECT_EQ(task->GetOwner(), static_cast<CBaseChartCtl*>(Chart));
+    EXPECT_EQ(task->GetDataTimeSpan(), 200'000'000);
+    EXPECT_EQ(task->Flags, 0xFFFFFFFFu);
+    ASSERT_EQ(task->Listeners.size(), 1u);
+    EXPECT_EQ(task->Listeners[0], static_cast<CChartRegionBase*>(Chart));
+
+    // The zoom stack is the host library's own.
+    ASSERT_TRUE(task->GetZoomStack());
+    CComPtr<IPersist> persist = Query<IPersist>(task->GetZoomStack());
+    ASSERT_TRUE(persist);
+    CLSID stackClass{};
+    ASSERT_EQ(S_OK, persist->GetClassID(&stackClass));
+    EXPECT_TRUE(IsEqualCLSID(stackClass, CLSID_QvxZoomStack));
+
+    // The three children share the control's window cell.
+    ASSERT_TRUE(Chart->GraphRegion && Chart->CursorsRegion && Chart->ResizeRegion);
+    EXPECT_EQ(Chart->GraphRegion->WindowRef, &Chart->Window);
+    EXPECT_EQ(Chart->CursorsRegion->WindowRef, &Chart->Window);
+    EXPECT_EQ(Chart->ResizeRegion->WindowRef, &Chart->Window);
+    EXPECT_EQ(Chart->WindowRef, &Chart->Window);
+
+    // What does not exist yet answers nothing.
+    EXPECT_EQ(Chart->GetFragileManager(), nullptr);
+    EXPECT_EQ(Chart->GetDragManager(), nullptr);
+    EXPECT_EQ(Chart->GetSegmentSource(), nullptr);
+    EXPECT_EQ(Chart->GetDistanceSource(), nullptr);
+    EXPECT_TRUE(Chart->GetConfiguredChannelNames().empty());
+    EXPECT_TRUE(Chart->GetConfiguredEventNames().empty());
+    EXPECT_EQ(Chart->GetShowCursorValues(), TRUE);
+    EXPECT_EQ(Chart->GetAutoSizeCursorValues(), TRUE);
+    EXPECT_EQ(Chart->GetShowAlarms(), FALSE);
+    EXPECT_EQ(Chart->GetActiveTraceGridColour(), 0xD0D0D0u);
+    CComPtr<IFontDisp> font;
+    ASSERT_EQ(S_OK, Control->get_Font(font.Out()));
+    EXPECT_TRUE(SameObject(Chart->GetFontObject(), font));
+}
+
+TEST_F(ChartFrame, TheActiveChangeOfTheTaskNeedsSavingAndTellsNoSink)
+{
+    // A control that has not been initialised has nothing to save: construction's own change of
+    // the task reaches no listener, since the root listens only from its last step.
+    CComPtr<IQvxLinnographCtl4> fresh;
+    CTestChartCtl* chart = CreateTestChart(fresh);
+    ASSERT_TRUE(chart);
+    CComPtr<IPersistStreamInit> persist = Query<IPersistStreamInit>(fresh);
+    EXPECT_EQ(S_FALSE, persist->IsDirty());
+    CAdviseSink sink;
+    FORMATETC format{CF_METAFILEPICT, nullptr, DVASPECT_CONTENT, -1, TYMED_MFPICT};
+    DWORD connection = 0;
+    ASSERT_EQ(S_OK, Query<IDataObject>(fresh)->DAdvise(&format, ADVF_NODATA, &sink, &connection));
+
+    chart->TaskItem->NotifyChange(TaskTimeRangeStale | TaskOrderChanged, 1);
+    EXPECT_EQ(S_FALSE, persist->IsDirty());
+    chart->TaskItem->NotifyChange(TaskActiveStale, 1);
+    EXPECT_EQ(S_OK, persist->IsDirty());
+    EXPECT_EQ(0, sink.DataChanges);
+    Query<IDataObject>(fresh)->DUnadvise(connection);
+}
+
+TEST_F(ChartFrame, ReleaseLetsTheZoomStackGo)
+{
+    CComPtr<IQvxZoomStack> stack = Chart->TaskItem->GetZoomStack();
+    ASSERT_TRUE(stack);
+    Chart = nullptr;
+    Control = nullptr;
+    // Only this test's reference is left.
+    EXPECT_EQ(0u, stack.Detach()->Release());
+}
+
+TEST_F(ChartFrame, CreationFailsCleanlyWithoutAZoomStack)
+{
+    CRefusingFactory factory;
+    factory.Answer = E_ACCESSDENIED;
+    DWORD cookie = 0;
+    ASSERT_EQ(S_OK, CoRegisterClassObject(CLSID_QvxZoomStack, &factory, CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE,
+                                          &cookie));
+    const LONG objects = CComModule::Instance().ObjectCount();
+    CComPtr<IQvxLinnographCtl4> refused;
+    HRESULT hr = S_OK;
+    EXPECT_EQ(nullptr, CreateTestChart(refused, &hr));
+    EXPECT_EQ(E_ACCESSDENIED, hr);
+    EXPECT_FALSE(refused);
+    EXPECT_EQ(1, factory.Requests);
+    EXPECT_EQ(objects, CComModule::Instance().ObjectCount());
+
+    // A stack that is no zoom stack fails it too.
+    factory.Answer = E_NOINTERFACE;
+    EXPECT_EQ(nullptr, CreateTestChart(refused, &hr));
+    EXPECT_EQ(E_NOINTERFACE, hr);
+    EXPECT_EQ(objects, CComModule::Instance().ObjectCount());
+
+    ASSERT_EQ(S_OK, CoRevokeClassObject(cookie));
+    EXPECT_NE(nullptr, CreateTestChart(refused, &hr));
+}
+
+// --- the paint path ---
+
+TEST_F(ChartFrame, PaintsTheEmptyChartThroughAKeptBackBuffer)
+{
+    ASSERT_EQ(S_OK, Control->put_BackColor(Teal));
+    CDibSurface surface(200, 100, Untouched);
+    ASSERT_EQ(S_OK, Paint(surface.Dc(), RECTL{0, 0, 200, 100}));
+    for (int x : {0, 100, 199})
+        for (int y : {0, 50, 99}) EXPECT_EQ(Teal, surface.Pixel(x, y)) << x << "," << y;
+
+    ASSERT_TRUE(Chart->BackBufferBitmap);
+    const HBITMAP first = Chart->BackBufferBitmap;
+    const HDC firstContext = Chart->BackBufferDC;
+    EXPECT_EQ(200, Chart->BackBufferSize.cx);
+    EXPECT_EQ(100, Chart->BackBufferSize.cy);
+
+    // The same size again: the same buffer.
+    ASSERT_EQ(S_OK, Paint(surface.Dc(), RECTL{0, 0, 200, 100}));
+    EXPECT_EQ(first, Chart->BackBufferBitmap.Get());
+    EXPECT_EQ(firstContext, Chart->BackBufferDC.Get());
+
+    // Another size: a new buffer of that size.
+    surface.Fill(Untouched);
+    ASSERT_EQ(S_OK, Paint(surface.Dc(), RECTL{0, 0, 150, 80}));
+    EXPECT_NE(first, Chart->BackBufferBitmap.Get());
+    BITMAP made{};
+    ASSERT_TRUE(GetObjectW(Chart->BackBufferBitmap, sizeof made, &made));
+    EXPECT_EQ(150, made.bmWidth);
+    EXPECT_EQ(80, made.bmHeight);
+    EXPECT_EQ(Teal, surface.Pixel(149, 79));
+    EXPECT_EQ(Untouched, surface.Pixel(150, 40));
+    EXPECT_EQ(Untouched, surface.Pixel(75, 80));
+}
+
+TEST_F(ChartFrame, TheBufferHasTheTargetsCoordinates)
+{
+    // Bounds away from the origin: the regions are laid out where the target has them. The panel
+    // is the 1.25 inches at the right (auto-sizing would give it its minimum without groups).
+    ASSERT_EQ(S_OK, Control->put_BackColor(Teal));
+    ASSERT_EQ(S_OK, Control->put_AutoSizeCursorValues(VARIANT_FALSE));
+    CDibSurface surface(300, 200, Untouched);
+    ASSERT_EQ(S_OK, Paint(surface.Dc(), RECTL{40, 30, 240, 130}));
+    EXPECT_EQ(40, Chart->GraphRegion->Bounds.left);
+    EXPECT_EQ(30, Chart->GraphRegion->Bounds.top);
+    EXPECT_EQ(240 - 120, Chart->GraphRegion->Bounds.right);
+    EXPECT_EQ(240 - 120 + 1, Chart->CursorsRegion->Bounds.left);
+    EXPECT_TRUE(SameRect(Chart->ResizeRegion->Bounds, RECT{118, 30, 122, 130}));
+    EXPECT_EQ(Teal, surface.Pixel(40, 30));
+    EXPECT_EQ(Teal, surface.Pixel(239, 129));
+    EXPECT_EQ(Untouched, surface.Pixel(39, 30));
+    EXPECT_EQ(Untouched, surface.Pixel(240, 129));
+    EXPECT_EQ(Untouched, surface.Pixel(239, 130));
+    // Without a window the root goes back to the window's rectangle, which is none.
+    EXPECT_TRUE(IsRectEmpty(&Chart->Bounds));
+}
+
+TEST_F(ChartFrame, BordersFollowAppearanceAndBorderStyle)
+{
+    // Without the panel the graph is laid out on the whole root, which shows what the root was
+    // during the paint.
+    ASSERT_EQ(S_OK, Control->put_BackColor(Teal));
+    ASSERT_EQ(S_OK, Control->put_ShowCursorValues(VARIANT_FALSE));
+    const RECT& root = Chart->GraphRegion->Bounds;
+    CDibSurface surface(100, 60, Untouched);
+    const RECT outer{0, 0, 100, 60};
+
+    // No border: the root is the whole control.
+    ASSERT_EQ(S_OK, Paint(surface.Dc(), RECTL{0, 0, 100, 60}));
+    EXPECT_TRUE(SameRect(root, outer));
+    EXPECT_EQ(Teal, surface.Pixel(0, 0));
+
+    // Flat: one pixel in the scheme's border colour, or the property's.
+    ASSERT_EQ(S_OK, Control->put_BorderStyle(1));
+    ASSERT_EQ(S_OK, Paint(surface.Dc(), RECTL{0, 0, 100, 60}));
+    EXPECT_TRUE(SameRect(root, Deflated(outer, 1, 1)));
+    EXPECT_EQ(SchemeBorderGrey, surface.Pixel(0, 0));
+    EXPECT_EQ(SchemeBorderGrey, surface.Pixel(99, 30));
+    EXPECT_EQ(SchemeBorderGrey, surface.Pixel(50, 59));
+    EXPECT_EQ(Teal, surface.Pixel(1, 1));
+    EXPECT_EQ(Teal, surface.Pixel(98, 58));
+    ASSERT_EQ(S_OK, Control->put_BorderColor(Red));
+    ASSERT_EQ(S_OK, Paint(surface.Dc(), RECTL{0, 0, 100, 60}));
+    EXPECT_EQ(Red, surface.Pixel(0, 30));
+
+    // Three-dimensional without a window, so without a theme: the system's sunken edge.
+    ASSERT_EQ(S_OK, Control->put_Appearance(1));
+    ASSERT_EQ(S_OK, Paint(surface.Dc(), RECTL{0, 0, 100, 60}));
+    EXPECT_FALSE(Chart->BorderHelper().HasTheme());
+    EXPECT_TRUE(SameRect(root, Deflated(outer, GetSystemMetrics(SM_CXEDGE), GetSystemMetrics(SM_CYEDGE))));
+    CDibSurface expected(100, 60, Teal);
+    RECT edge = outer;
+    DrawEdge(expected.Dc(), &edge, EDGE_SUNKEN, BF_RECT);
+    for (int y = 0; y < 60; ++y)
+        for (int x = 0; x < 100; ++x) ASSERT_EQ(expected.Pixel(x, y), surface.Pixel(x, y)) << x << "," << y;
+}
+
+TEST_F(ChartFrame, PaperIsPaintedDirectlyWithThePanelInInches)
+{
+    CDeviceContext printer = CreateTestPrinterDC();
+    ASSERT_TRUE(printer) << "no printer in this prefix";
+    const int printerDpi = GetDeviceCaps(printer, LOGPIXELSX);
+    ASSERT_EQ(300, printerDpi);
+    ASSERT_EQ(S_OK, Control->put_BackColor(0));
+    ASSERT_EQ(S_OK, Control->put_AutoSizeCursorValues(VARIANT_FALSE));
+
+    // The printer is the reference; the pixels land in a surface that the test can read.
+    CDibSurface paper(1200, 600, Untouched);
+    RECTL bounds{0, 0, 1200, 600};
+    CComPtr<IViewObject> view = Query<IViewObject>(Control);
+    ASSERT_EQ(S_OK, view->Draw(DVASPECT_CONTENT, -1, nullptr, nullptr, printer, paper.Dc(), &bounds, nullptr,
+                               nullptr, 0));
+    EXPECT_FALSE(Chart->BackBufferBitmap) << "no back buffer for paper";
+    // A black chart prints on white paper.
+    EXPECT_EQ(RGB(255, 255, 255), paper.Pixel(600, 300));
+    EXPECT_EQ(RGB(255, 255, 255), paper.Pixel(1199, 599));
+    // The panel keeps its 1.25 inches at the printer's resolution, and there is no divider.
+    const int x = 1200 - printerDpi * 5 / 4;
+    EXPECT_EQ(x, Chart->GraphRegion->Bounds.right);
+    EXPECT_EQ(x + 1, Chart->CursorsRegion->Bounds.left);
+    EXPECT_TRUE(IsRectEmpty(&Chart->ResizeRegion->Bounds));
+    // The root is back on the screen's rectangle, which is none without a window.
+    EXPECT_TRUE(SameRect(Chart->BorderHelper().GetOuterRect(), RECT{}));
+
+    // The next screen paint lays out for the screen again.
+    CDibSurface screen(1200, 600, Untouched);
+    ASSERT_EQ(S_OK, Paint(screen.Dc(), bounds));
+    EXPECT_EQ(RGB(0, 0, 0), screen.Pixel(600, 300));
+    EXPECT_EQ(1200 - 120 + 1, Chart->CursorsRegion->Bounds.left);
+    EXPECT_TRUE(SameRect(Chart->ResizeRegion->Bounds, RECT{1078, 0, 1082, 600}));
+    EXPECT_TRUE(Chart->BackBufferBitmap);
+}
+
+TEST_F(ChartInPlace, AMetafilePaintLeavesTheWindowInvalidated)
+{
+    ASSERT_EQ(S_OK, Control->put_BackColor(Teal));
+    ASSERT_EQ(S_OK, Control->put_BorderStyle(1));
+    Activate();
+    const RECT root = Chart->Bounds;
+    ASSERT_TRUE(SameRect(root, Deflated(Client(), 1, 1)));
+    const HBITMAP buffer = Chart->BackBufferBitmap;
+    ASSERT_TRUE(buffer);
+
+    auto picture = DrawPicture(Control, 400, 300, Untouched);
+    ASSERT_TRUE(picture);
+
+    // The layout is the window's again, and the window is to be painted in its own size.
+    EXPECT_TRUE(SameRect(Chart->Bounds, root));
+    EXPECT_TRUE(UpdateAreaIs(RECT{root.left, root.top, root.right + 1, root.bottom + 1}));
+    // The picture was drawn directly: the window's buffer is as it was.
+    EXPECT_EQ(buffer, Chart->BackBufferBitmap.Get());
+    EXPECT_EQ(240, Chart->BackBufferSize.cx);
+    EXPECT_EQ(Teal, picture->Pixel(200, 150));
+}
+
+TEST_F(ChartInPlace, AWindowPaintKeepsItsLayout)
+{
+    Activate();
+    const DWORD before = Chart->GraphRegion->DirtyBits;
+    // A paint of the window's own size is no reason to lay out again, nor to paint again.
+    InvalidateRect(Window, nullptr, FALSE);
+    ASSERT_TRUE(PumpUntilPainted(Window));
+    EXPECT_EQ(before, Chart->GraphRegion->DirtyBits);
+    EXPECT_EQ(0u, Chart->DirtyBits);
+    EXPECT_TRUE(NothingToUpdate());
+}
+
+// --- borders and the theme on a window ---
+
+TEST_F(ChartInPlace, AThreeDimensionalBorderFollowsTheTheme)
+{
+    ASSERT_EQ(S_OK, Control->put_BackColor(Teal));
+    ASSERT_EQ(S_OK, Control->put_Appearance(1));
+    ASSERT_EQ(S_OK, Control->put_BorderStyle(1));
+    Activate();
+    const RECT client = Client();
+    ASSERT_EQ(ThemingActive(), Chart->BorderHelper().HasTheme());
+    if (Chart->BorderHelper().HasTheme()) {
+        RECT content{};
+        ASSERT_TRUE(ThemedContentRect(Window, client, content));
+        EXPECT_TRUE(SameRect(Chart->Bounds, content));
+        // The theme's frame round the chart's own background.
+        CDibSurface expected(client.right, client.bottom, Teal);
+        HTHEME theme = OpenThemeData(Window, L"EDIT");
+        SaveDC(expected.Dc());
+        ExcludeClipRect(expected.Dc(), content.left, content.top, content.right, content.bottom);
+        DrawThemeBackground(theme, expected.Dc(), 1, 1, &client, nullptr);
+        RestoreDC(expected.Dc(), -1);
+        CloseThemeData(theme);
+        auto shown = CaptureWindow(Window);
+        for (int y = 0; y < client.bottom; ++y)
+            for (int x = 0; x < client.right; ++x)
+                ASSERT_EQ(expected.Pixel(x, y), shown->Pixel(x, y)) << x << "," << y;
+    }
+
+    // Without a theme: the sunken edge, and the system's edge metrics.
+    Chart->BorderHelper().CloseTheme();
+    InvalidateRect(Window, nullptr, FALSE);
+    ASSERT_TRUE(PumpUntilPainted(Window));
+    EXPECT_TRUE(SameRect(Chart->Bounds, Deflated(client, GetSystemMetrics(SM_CXEDGE), GetSystemMetrics(SM_CYEDGE))));
+    CDibSurface sunken(client.right, client.bottom, Teal);
+    RECT edge = client;
+    DrawEdge(sunken.Dc(), &edge, EDGE_SUNKEN, BF_RECT);
+    auto shown = CaptureWindow(Window);
+    for (int y = 0; y < client.bottom; ++y)
+        for (int x = 0; x < client.right; ++x) ASSERT_EQ(sunken.Pixel(x, y), shown->Pixel(x, y)) << x << "," << y;
+
+    // A change of the system's style opens the theme again when there is one.
+    SendMessageW(Window, WM_THEMECHANGED, 0, 0);
+    EXPECT_EQ(ThemingActive(), Chart->BorderHelper().HasTheme());
+}
+
+// --- the repaint contract ---
+
+TEST_F(ChartInPlace, ATaskChangeRepaintsTheRootAtTheNextPaint)
+{
+    ASSERT_EQ(S_OK, Control->put_BackColor(Teal));
+    ASSERT_EQ(S_OK, Control->put_BorderStyle(1));
+    Activate();
+    const RECT root = Chart->Bounds;
+    CRecordingRegion listener(&Chart->Window);
+    listener.SetBounds(RECT{10, 10, 40, 30});
+    listener.DirtyBits = 0;
+    Chart->TaskItem->AddListener(&listener);
+
+    // A colour changed behind the chart's back shows only once something repaints.
+    Chart->BackColor = Red;
+    Chart->TaskItem->NotifyChange(TaskTimeRangeStale, 1);
+    EXPECT_EQ(CRecordingRegion::DirtyData, listener.DirtyBits);
+    // The root's rectangle, one column and one row larger; nothing painted yet.
+    EXPECT_TRUE(UpdateAreaIs(RECT{root.left, root.top, root.right + 1, root.bottom + 1}));
+    EXPECT_EQ(Teal, CaptureWindow(Window)->Pixel(120, 60));
+
+    ASSERT_TRUE(PumpUntilPainted(Window));
+    auto shown = CaptureWindow(Window);
+    EXPECT_EQ(Red, shown->Pixel(120, 60));
+    EXPECT_EQ(Red, shown->Pixel(root.left, root.top));
+    EXPECT_EQ(SchemeBorderGrey, shown->Pixel(0, 0));
+
+    // The cursor's bit alone asks for no paint.
+    Chart->TaskItem->NotifyChange(TaskCursorStale, 1);
+    EXPECT_TRUE(NothingToUpdate());
+    Chart->TaskItem->RemoveListener(&listener);
+}
+
+// --- properties that lay the root out again ---
+
+TEST_F(ChartInPlace, LayoutPropertiesDirtyTheRootAndInvalidateIt)
+{
+    ASSERT_EQ(S_OK, Control->put_BorderStyle(1));
+    Activate();
+    const RECT root = Chart->Bounds;
+    const RECT rootArea{root.left, root.top, root.right + 1, root.bottom + 1};
+
+    ASSERT_EQ(S_OK, Control->put_ShowCursorValues(VARIANT_FALSE));
+    EXPECT_EQ(CChartRegionBase::DirtyAll, Chart->DirtyBits);
+    EXPECT_TRUE(UpdateAreaIs(rootArea));
+    ASSERT_TRUE(PumpUntilPainted(Window));
+    // Without the panel the graph has the whole root, and there is no divider.
+    EXPECT_TRUE(SameRect(Chart->GraphRegion->Bounds, root));
+    EXPECT_TRUE(IsRectEmpty(&Chart->ResizeRegion->Bounds));
+
+    ASSERT_EQ(S_OK, Control->put_ShowCursorValues(VARIANT_TRUE));
+    ASSERT_EQ(S_OK, Control->put_AutoSizeCursorValues(VARIANT_FALSE));
+    EXPECT_EQ(CChartRegionBase::DirtyAll, Chart->CursorsRegion->DirtyBits);
+    ASSERT_TRUE(PumpUntilPainted(Window));
+    ASSERT_EQ(S_OK, Control->put_VerticalSplitPos(1.0));
+    EXPECT_EQ(CChartRegionBase::DirtyAll, Chart->DirtyBits);
+    EXPECT_TRUE(UpdateAreaIs(rootArea));
+    ASSERT_TRUE(PumpUntilPainted(Window));
+    EXPECT_EQ(root.right - 96, Chart->GraphRegion->Bounds.right);
+    EXPECT_TRUE(SameRect(Chart->ResizeRegion->Bounds, RECT{root.right - 98, root.top, root.right - 94, root.bottom}));
+
+    Chart->CursorsRegion->DirtyBits = 0;
+    Chart->DirtyBits = 0;
+    ASSERT_EQ(S_OK, Control->putref_Font(CreateChartFont()));
+    EXPECT_EQ(CChartRegionBase::DirtyAll, Chart->DirtyBits);
+    EXPECT_EQ(CChartRegionBase::DirtyAll, Chart->CursorsRegion->DirtyBits);
+}
+
+TEST_F(ChartFrame, VerticalSplitPosStaysWithinThePanelsLimits)
+{
+    CWindowDC screen(nullptr);
+    const double dpi = GetDeviceCaps(screen, LOGPIXELSX);
+    int minimum = 0, maximum = 0;
+    {
+        CChartDrawInfo info(screen, screen, *Chart, 0);
+        Chart->CursorsRegion->GetWidthLimits(info, minimum, maximum);
+    }
+    double inches = 0;
+    ASSERT_EQ(S_OK, Control->put_VerticalSplitPos(2.0));
+    ASSERT_EQ(S_OK, Control->get_VerticalSplitPos(&inches));
+    EXPECT_EQ(2.0, inches);
+    ASSERT_EQ(S_OK, Control->put_VerticalSplitPos(100.0));
+    ASSERT_EQ(S_OK, Control->get_VerticalSplitPos(&inches));
+    EXPECT_DOUBLE_EQ(maximum / dpi, inches);
+    ASSERT_EQ(S_OK, Control->put_VerticalSplitPos(0.01));
+    ASSERT_EQ(S_OK, Control->get_VerticalSplitPos(&inches));
+    EXPECT_DOUBLE_EQ(minimum / dpi, inches);
+}
+
+TEST_F(ChartFrame, TimeSpansFlagTheTaskItemWithoutLeavingTheEventBit)
+{
+    CRecordingRegion listener(&Chart->Window);
+    Chart->TaskItem->AddListener(&listener);
+    Chart->TaskItem->Flags = 0;
+    ASSERT_EQ(S_OK, Control->put_DataTimeSpan(100'000'000));
+    ASSERT_EQ(1u, listener.Heard.size());
+    EXPECT_EQ(0x2003u, listener.Heard[0]);
+    EXPECT_EQ(0x3u, Chart->TaskItem->Flags);
+    ASSERT_EQ(S_OK, Control->put_HistoricDataTimeSpan(400'000'000));
+    ASSERT_EQ(2u, listener.Heard.size());
+    EXPECT_EQ(0x2003u, listener.Heard[1]);
+    EXPECT_EQ(0x3u, Chart->TaskItem->Flags);
+    Chart->TaskItem->RemoveListener(&listener);
+}
+
+TEST_F(ChartFrame, ALongerDataSpanUndoesTheZooms)
+{
+    IQvxZoomStack* stack = Chart->TaskItem->GetZoomStack();
+    ASSERT_TRUE(stack);
+    VARIANT_BOOL zoomed = VARIANT_FALSE;
+    ASSERT_EQ(S_OK, stack->PushTimeZoom(0, 10'000'000));
+    ASSERT_EQ(S_OK, Control->put_DataTimeSpan(100'000'000));
+    ASSERT_EQ(S_OK, stack->GetIsZoomed(&zoomed));
+    EXPECT_EQ(VARIANT_TRUE, zoomed) << "a shorter span keeps the zooms";
+    ASSERT_EQ(S_OK, Control->put_DataTimeSpan(300'000'000));
+    ASSERT_EQ(S_OK, stack->GetIsZoomed(&zoomed));
+    EXPECT_EQ(VARIANT_FALSE, zoomed);
+}
+
+// --- the message chain ---
+
+TEST_F(ChartInPlace, TheMessageChainTakesWhatTheFrameHandles)
+{
+    Activate();
+    // Nothing is erased: the paint covers every pixel.
+    HDC context = GetDC(Window);
+    EXPECT_EQ(1, SendMessageW(Window, WM_ERASEBKGND, reinterpret_cast<WPARAM>(context), 0));
+    ReleaseDC(Window, context);
+
+    // A new size reaches the border's outer rectangle.
+    SetWindowPos(Window, nullptr, 0, 0, 200, 90, SWP_NOZORDER | SWP_NOMOVE | SWP_NOACTIVATE);
+    EXPECT_TRUE(SameRect(Chart->ClientRect, RECT{0, 0, 200, 90}));
+    EXPECT_TRUE(SameRect(Chart->BorderHelper().GetOuterRect(), RECT{0, 0, 200, 90}));
+    ASSERT_TRUE(PumpUntilPainted(Window));
+    EXPECT_TRUE(SameRect(Chart->Bounds, RECT{0, 0, 200, 90}));
+
+    // A reflected control message gets the system's answer to the message that it reflects.
+    HDC paint = GetDC(Window);
+    const LRESULT reflected =
+        SendMessageW(Window, OCM_CTLCOLORSTATIC, reinterpret_cast<WPARAM>(paint), reinterpret_cast<LPARAM>(Window));
+    EXPECT_EQ(DefWindowProcW(Window, WM_CTLCOLORSTATIC, reinterpret_cast<WPARAM>(paint),
+                             reinterpret_cast<LPARAM>(Window)),
+              reflected);
+    EXPECT_NE(0, reflected);
+    ReleaseDC(Window, paint);
+}
+
+// --- the divider ---
+
+TEST_F(ChartInPlace, TheDividerDropsThePanelWidthInInches)
+{
+    Activate();
+    const RECT root = Chart->Bounds;
+    CResizeRegion& divider = *Chart->ResizeRegion;
+    int lowest = 0, highest = 0;
+    Chart->GetResizeRange(divider, lowest, highest);
+    int minimum = 0, maximum = 0, graphMinimum = 0, unused = 0;
+    {
+        CWindowDC screen(Window);
+        CChartDrawInfo info(screen, screen, *Chart, 0);
+        Chart->CursorsRegion->GetWidthLimits(info, minimum, maximum);
+        Chart->GraphRegion->GetWidthLimits(info, graphMinimum, unused);
+    }
+    EXPECT_EQ(std::max(root.right - maximum, root.left + graphMinimum), lowest);
+    EXPECT_EQ(root.right - minimum, highest);
+
+    CAdviseSink sink;
+    FORMATETC format{CF_METAFILEPICT, nullptr, DVASPECT_CONTENT, -1, TYMED_MFPICT};
+    DWORD connection = 0;
+    ASSERT_EQ(S_OK, Query<IDataObject>(Control)->DAdvise(&format, ADVF_NODATA, &sink, &connection));
+    divider.DragPosition = root.right - 48;
+    Chart->OnResizeDone(divider);
+    EXPECT_EQ(1, sink.DataChanges) << "the layout is modified";
+    Query<IDataObject>(Control)->DUnadvise(connection);
+    double inches = 0;
+    ASSERT_EQ(S_OK, Control->get_VerticalSplitPos(&inches));
+    EXPECT_DOUBLE_EQ(0.5, inches);
+    VARIANT_BOOL autoSize = VARIANT_TRUE;
+    ASSERT_EQ(S_OK, Control->get_AutoSizeCursorValues(&autoSize));
+    EXPECT_EQ(VARIANT_FALSE, autoSize);
+    EXPECT_EQ(CChartRegionBase::DirtyAll, Chart->DirtyBits);
+    ASSERT_TRUE(PumpUntilPainted(Window));
+    EXPECT_EQ(root.right - 48 + 1, Chart->CursorsRegion->Bounds.left);
+}

@@ -1,0 +1,392 @@
+// The control's notification points as a host reaches them through IQvxNotifications: the
+// points' numbers, cookies, refused cookies, reuse of freed entries, advising by the text of an
+// interface id, and firing that survives sinks leaving in the middle. The points are fired on an
+// object of their own, and reached through COM on the registered control.
+#include <gtest/gtest.h>
+#include <functional>
+#include <string>
+#include <vector>
+#include "AutomationTypes.h"
+#include "ComObject.h"
+#include "Linnograph.h"
+#include "NotificationPoints.h"
+
+namespace {
+
+// An object with the control's six points, fired directly.
+class CPointOwner : public CComRoot, public CControlNotificationPoints
+{
+public:
+    QVX_BEGIN_INTERFACES(CPointOwner)
+        QVX_INTERFACE(CPointOwner, IQvxNotifications),
+    QVX_END_INTERFACES()
+};
+
+std::vector<std::string> Heard;
+
+// A host's sink for every notification that the control sends. It records each call under its
+// own name, can run an action inside a call, and answers with Result.
+class CRecorder : public CComRoot,
+                  public IQvxControlNotifications2,
+                  public IQvx1DChannelConfigNotifications,
+                  public IQvxEventsConfigNotifications,
+                  public IQvxNavigateToPropertiesNotifications,
+                  public IQvxSingleDataSelectionControlNotifications
+{
+public:
+    QVX_BEGIN_INTERFACES(CRecorder)
+        QVX_INTERFACE(CRecorder, IQvxControlNotifications2),
+        QVX_INTERFACE_VIA(CRecorder, IQvxControlNotifications, IQvxControlNotifications2),
+        QVX_INTERFACE(CRecorder, IQvx1DChannelConfigNotifications),
+        QVX_INTERFACE(CRecorder, IQvxEventsConfigNotifications),
+        QVX_INTERFACE(CRecorder, IQvxNavigateToPropertiesNotifications),
+        QVX_INTERFACE(CRecorder, IQvxSingleDataSelectionControlNotifications),
+    QVX_END_INTERFACES()
+    STDMETHODIMP QueryInterface(REFIID iid, void** out) override = 0;
+    STDMETHODIMP_(ULONG) AddRef() override = 0;
+    STDMETHODIMP_(ULONG) Release() override = 0;
+
+    STDMETHODIMP OnTaskChanged(IQvxControl* control, IQvxTask*) override { return Record("task", control); }
+    STDMETHODIMP OnHostAttached(IQvxControl* control, IUnknown*) override { return Record("host", control); }
+    STDMETHODIMP OnChannelsChanged(IQvxControl* control) override { return Record("channels", control); }
+    STDMETHODIMP OnActiveChanged(IQvxControl* control) override { return Record("active", control); }
+    STDMETHODIMP OnEventSetsChanged(IQvxControl* control) override { return Record("eventsets", control); }
+    STDMETHODIMP OnChannelListChanged(IQvx1DChannelConfig*) override { return Record("list", nullptr); }
+    STDMETHODIMP OnShownChannelsChanged(IQvx1DChannelConfig*) override { return Record("shown", nullptr); }
+    STDMETHODIMP OnEventsChanged(IQvxEventsConfig*) override { return Record("events", nullptr); }
+    STDMETHODIMP OnInclusionsChanged(IQvxEventsConfig*) override { return Record("inclusions", nullptr); }
+    STDMETHODIMP OnExclusionsChanged(IQvxEventsConfig*) override { return Record("exclusions", nullptr); }
+    STDMETHODIMP OnResolvedChanged(IQvxEventsConfig*) override { return Record("resolved", nullptr); }
+    STDMETHODIMP OnNavigateToProperties(IQvxControl* control, long kind, SAFEARRAY* names) override
+    {
+        CSafeArrayAccess<BSTR> access(names);
+        std::string text = "navigate " + std::to_string(kind) + ":";
+        for (ULONG i = 0; access.Valid() && i < access.Size(); ++i) {
+            for (const wchar_t* c = access[i]; c && *c; ++c) text += char(*c);
+            text += ';';
+        }
+        return Record(text, control);
+    }
+    STDMETHODIMP OnSelectionChanged(IUnknown*) override { return Record("selection", nullptr); }
+
+    std::string Name;
+    HRESULT Result = S_OK;
+    IQvxControl* SeenControl = nullptr;
+    std::function<void()> During;
+
+private:
+    HRESULT Record(const std::string& what, IQvxControl* control)
+    {
+        Heard.push_back(Name + ":" + what);
+        SeenControl = control;
+        if (During) During();
+        return Result;
+    }
+};
+
+// A sink that serves none of the control's notification interfaces.
+class CStranger : public CComRoot, public IQvxOrderingNotifications
+{
+public:
+    QVX_BEGIN_INTERFACES(CStranger)
+        QVX_INTERFACE(CStranger, IQvxOrderingNotifications),
+    QVX_END_INTERFACES()
+    STDMETHODIMP OnOrderingChanged(IQvxOrdering*) override { return S_OK; }
+};
+
+ULONG Cookie(ULONG entry, ULONG point) { return (entry << 16) | point; }
+
+ULONG RefCount(IUnknown* object)
+{
+    object->AddRef();
+    return object->Release();
+}
+
+class NotificationPoints : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        Heard.clear();
+        ASSERT_EQ(S_OK, CComObject<CPointOwner>::CreateInstance(Notifications));
+        Owner = static_cast<CPointOwner*>(Notifications.Get());
+    }
+
+    CComPtr<CRecorder> MakeRecorder(const std::string& name)
+    {
+        CComPtr<IUnknown> unknown;
+        EXPECT_EQ(S_OK, CComObject<CRecorder>::CreateInstance(unknown));
+        CComPtr<CRecorder> recorder(static_cast<CRecorder*>(static_cast<IQvxControlNotifications2*>(unknown.Get())));
+        recorder->Name = name;
+        return recorder;
+    }
+
+    ULONG AdviseOn(const IID& iid, CRecorder* recorder)
+    {
+        ULONG cookie = 0;
+        EXPECT_EQ(S_OK, Notifications->Advise(iid, static_cast<IQvxControlNotifications2*>(recorder), &cookie));
+        return cookie;
+    }
+
+    CComPtr<IQvxNotifications> Notifications;
+    CPointOwner* Owner = nullptr;
+};
+
+TEST_F(NotificationPoints, AdviseRefusesWhatNoPointServesAndNullArguments)
+{
+    CComPtr<CRecorder> sink = MakeRecorder("a");
+    IUnknown* unknown = static_cast<IQvxControlNotifications2*>(sink.Get());
+    ULONG cookie = 99;
+    EXPECT_EQ(E_FAIL, Notifications->Advise(IID_IQvxOrderingNotifications, unknown, &cookie));
+    EXPECT_EQ(0u, cookie);
+    EXPECT_EQ(E_FAIL, Notifications->Advise(IID_IUnknown, unknown, &cookie));
+    EXPECT_EQ(E_POINTER, Notifications->Advise(IID_IQvxControlNotifications, nullptr, &cookie));
+    EXPECT_EQ(E_POINTER, Notifications->Advise(IID_IQvxControlNotifications, unknown, nullptr));
+}
+
+TEST_F(NotificationPoints, ASinkWithoutThePointsInterfaceIsNotHeld)
+{
+    CComPtr<IUnknown> stranger;
+    ASSERT_EQ(S_OK, CComObject<CStranger>::CreateInstance(stranger));
+    const ULONG before = RefCount(stranger);
+    ULONG cookie = 99;
+    EXPECT_EQ(E_NOINTERFACE, Notifications->Advise(IID_IQvxControlNotifications, stranger, &cookie));
+    EXPECT_EQ(0u, cookie);
+    EXPECT_EQ(before, RefCount(stranger));
+    // The refused advise took no entry.
+    CComPtr<CRecorder> sink = MakeRecorder("a");
+    EXPECT_EQ(Cookie(1, 1), AdviseOn(IID_IQvxControlNotifications, sink));
+}
+
+TEST_F(NotificationPoints, AdviseByNameTakesTheTextOfAnInterfaceId)
+{
+    CComPtr<CRecorder> sink = MakeRecorder("a");
+    IUnknown* unknown = static_cast<IQvx1DChannelConfigNotifications*>(sink.Get());
+    ULONG cookie = 99;
+    CBstr single(L"{80b78844-4024-4d04-be48-4d79c791b960}");
+    EXPECT_EQ(S_OK, Notifications->AdviseByName(single.Get(), unknown, &cookie));
+    EXPECT_EQ(Cookie(1, 6), cookie);
+    Owner->Fire_OnSelectionChanged(nullptr);
+    EXPECT_EQ(std::vector<std::string>{"a:selection"}, Heard);
+
+    CBstr garbage(L"not an interface id"), ordering(L"{5623A743-B049-45F3-BF69-67E40812ADC2}");
+    EXPECT_EQ(E_FAIL, Notifications->AdviseByName(garbage.Get(), unknown, &cookie));
+    EXPECT_EQ(0u, cookie);
+    EXPECT_EQ(E_FAIL, Notifications->AdviseByName(ordering.Get(), unknown, &cookie));
+    EXPECT_EQ(E_POINTER, Notifications->AdviseByName(single.Get(), nullptr, &cookie));
+    EXPECT_EQ(E_POINTER, Notifications->AdviseByName(single.Get(), unknown, nullptr));
+}
+
+TEST_F(NotificationPoints, UnadviseRefusesCookiesOfNoPointOrNoEntry)
+{
+    CComPtr<CRecorder> sink = MakeRecorder("a");
+    const ULONG cookie = AdviseOn(IID_IQvxControlNotifications, sink);
+    EXPECT_EQ(E_FAIL, Notifications->Unadvise(0));
+    EXPECT_EQ(E_FAIL, Notifications->Unadvise(Cookie(1, 7)));
+    EXPECT_EQ(E_FAIL, Notifications->Unadvise(Cookie(1, 0xFFFF)));
+    EXPECT_EQ(E_INVALIDARG, Notifications->Unadvise(Cookie(0, 1)));
+    EXPECT_EQ(E_INVALIDARG, Notifications->Unadvise(Cookie(2, 1)));
+    EXPECT_EQ(E_INVALIDARG, Notifications->Unadvise(Cookie(1, 2)));
+    EXPECT_EQ(S_OK, Notifications->Unadvise(cookie));
+    // The entry is free now: a second unadvise is refused and frees nothing twice.
+    EXPECT_EQ(E_INVALIDARG, Notifications->Unadvise(cookie));
+    CComPtr<CRecorder> b = MakeRecorder("b"), c = MakeRecorder("c");
+    EXPECT_EQ(Cookie(1, 1), AdviseOn(IID_IQvxControlNotifications, b));
+    EXPECT_EQ(Cookie(2, 1), AdviseOn(IID_IQvxControlNotifications, c));
+}
+
+TEST_F(NotificationPoints, TheMostRecentlyFreedEntryIsReusedFirst)
+{
+    CComPtr<CRecorder> a = MakeRecorder("a"), b = MakeRecorder("b"), c = MakeRecorder("c");
+    const ULONG first = AdviseOn(IID_IQvxEventsConfigNotifications, a);
+    AdviseOn(IID_IQvxEventsConfigNotifications, b);
+    const ULONG third = AdviseOn(IID_IQvxEventsConfigNotifications, c);
+    EXPECT_EQ(S_OK, Notifications->Unadvise(first));
+    EXPECT_EQ(S_OK, Notifications->Unadvise(third));
+    EXPECT_EQ(Cookie(3, 4), AdviseOn(IID_IQvxEventsConfigNotifications, a));
+    EXPECT_EQ(Cookie(1, 4), AdviseOn(IID_IQvxEventsConfigNotifications, c));
+    EXPECT_EQ(Cookie(4, 4), AdviseOn(IID_IQvxEventsConfigNotifications, b));
+    // Entries are fired in their order, not in the order of advising.
+    Owner->Fire_OnResolvedChanged(nullptr);
+    EXPECT_EQ((std::vector<std::string>{"c:resolved", "b:resolved", "a:resolved", "b:resolved"}), Heard);
+}
+
+TEST_F(NotificationPoints, SinksAreHeldWhileAdvisedAndReleasedByUnadviseAndByTheOwner)
+{
+    CComPtr<CRecorder> sink = MakeRecorder("a");
+    IUnknown* unknown = static_cast<IQvxControlNotifications2*>(sink.Get());
+    const ULONG alone = RefCount(unknown);
+    const ULONG cookie = AdviseOn(IID_IQvxControlNotifications2, sink);
+    AdviseOn(IID_IQvxNavigateToPropertiesNotifications, sink);
+    EXPECT_EQ(alone + 2, RefCount(unknown));
+    EXPECT_EQ(S_OK, Notifications->Unadvise(cookie));
+    EXPECT_EQ(alone + 1, RefCount(unknown));
+    Owner = nullptr;
+    Notifications = nullptr;
+    EXPECT_EQ(alone, RefCount(unknown));
+}
+
+TEST_F(NotificationPoints, ControlNotificationsReachBothControlPointsFirstPointFirst)
+{
+    CComPtr<CRecorder> one = MakeRecorder("one"), two = MakeRecorder("two");
+    AdviseOn(IID_IQvxControlNotifications2, two);
+    AdviseOn(IID_IQvxControlNotifications, one);
+    IQvxControl* control = reinterpret_cast<IQvxControl*>(Owner);
+    Owner->Fire_OnTaskChanged(control, nullptr);
+    Owner->Fire_OnHostAttached(control, nullptr);
+    Owner->Fire_OnChannelsChanged(control);
+    Owner->Fire_OnActiveChanged(control);
+    Owner->Fire_OnEventSetsChanged(control);
+    EXPECT_EQ((std::vector<std::string>{"one:task", "two:task", "one:host", "two:host", "one:channels",
+                                        "two:channels", "one:active", "two:active", "two:eventsets"}),
+              Heard);
+    EXPECT_EQ(control, one->SeenControl);
+    EXPECT_EQ(control, two->SeenControl);
+}
+
+TEST_F(NotificationPoints, EachConfigurationNotificationReachesItsOwnPointOnly)
+{
+    CComPtr<CRecorder> channels = MakeRecorder("c"), events = MakeRecorder("e"), navigate = MakeRecorder("n"),
+                       selection = MakeRecorder("s");
+    AdviseOn(IID_IQvx1DChannelConfigNotifications, channels);
+    AdviseOn(IID_IQvxEventsConfigNotifications, events);
+    AdviseOn(IID_IQvxNavigateToPropertiesNotifications, navigate);
+    AdviseOn(IID_IQvxSingleDataSelectionControlNotifications, selection);
+    Owner->Fire_OnChannelListChanged(nullptr);
+    Owner->Fire_OnShownChannelsChanged(nullptr);
+    Owner->Fire_OnEventsChanged(nullptr);
+    Owner->Fire_OnInclusionsChanged(nullptr);
+    Owner->Fire_OnExclusionsChanged(nullptr);
+    Owner->Fire_OnResolvedChanged(nullptr);
+    CBstr name(L"Engine speed");
+    Owner->Fire_OnNavigateToProperties(nullptr, 1, name.Get());
+    Owner->Fire_OnSelectionChanged(nullptr);
+    EXPECT_EQ((std::vector<std::string>{"c:list", "c:shown", "e:events", "e:inclusions", "e:exclusions",
+                                        "e:resolved", "n:navigate 1:Engine speed;", "s:selection"}),
+              Heard);
+}
+
+TEST_F(NotificationPoints, AControlEventGivesItsCallerTheLastSinksResult)
+{
+    CComPtr<CRecorder> a = MakeRecorder("a"), b = MakeRecorder("b"), c = MakeRecorder("c");
+    a->Result = E_ABORT;
+    b->Result = S_FALSE;
+    EXPECT_EQ(S_OK, Owner->Fire_OnActiveChanged(nullptr));
+    AdviseOn(IID_IQvxControlNotifications, a);
+    EXPECT_EQ(E_ABORT, Owner->Fire_OnActiveChanged(nullptr));
+    AdviseOn(IID_IQvxControlNotifications, b);
+    EXPECT_EQ(S_FALSE, Owner->Fire_OnActiveChanged(nullptr));
+    // The second point's sinks come last.
+    AdviseOn(IID_IQvxControlNotifications2, a);
+    EXPECT_EQ(E_ABORT, Owner->Fire_OnActiveChanged(nullptr));
+    AdviseOn(IID_IQvx1DChannelConfigNotifications, c);
+    EXPECT_EQ(S_OK, Owner->Fire_OnChannelListChanged(nullptr));
+}
+
+TEST_F(NotificationPoints, ASinkThatUnadvisesItselfDuringAFiringLeavesTheOthersTold)
+{
+    CComPtr<CRecorder> a = MakeRecorder("a"), b = MakeRecorder("b"), c = MakeRecorder("c");
+    const ULONG cookie = AdviseOn(IID_IQvxControlNotifications, a);
+    AdviseOn(IID_IQvxControlNotifications, b);
+    AdviseOn(IID_IQvxControlNotifications, c);
+    a->During = [&] { EXPECT_EQ(S_OK, Notifications->Unadvise(cookie)); };
+    const ULONG alone = RefCount(static_cast<IQvxControlNotifications2*>(a.Get()));
+    Owner->Fire_OnChannelsChanged(nullptr);
+    EXPECT_EQ((std::vector<std::string>{"a:channels", "b:channels", "c:channels"}), Heard);
+    // The firing's own reference on the sink is gone with the call, and so is the point's.
+    EXPECT_EQ(alone - 1, RefCount(static_cast<IQvxControlNotifications2*>(a.Get())));
+    Heard.clear();
+    Owner->Fire_OnChannelsChanged(nullptr);
+    EXPECT_EQ((std::vector<std::string>{"b:channels", "c:channels"}), Heard);
+}
+
+TEST_F(NotificationPoints, ASinkUnadvisedByAnotherDuringAFiringIsNotCalled)
+{
+    CComPtr<CRecorder> a = MakeRecorder("a"), b = MakeRecorder("b"), c = MakeRecorder("c");
+    AdviseOn(IID_IQvxControlNotifications, a);
+    AdviseOn(IID_IQvxControlNotifications, b);
+    const ULONG third = AdviseOn(IID_IQvxControlNotifications, c);
+    a->During = [&] { EXPECT_EQ(S_OK, Notifications->Unadvise(third)); };
+    Owner->Fire_OnChannelsChanged(nullptr);
+    EXPECT_EQ((std::vector<std::string>{"a:channels", "b:channels"}), Heard);
+}
+
+TEST_F(NotificationPoints, ASinkAdvisedDuringAFiringHearsTheNextOne)
+{
+    CComPtr<CRecorder> a = MakeRecorder("a"), late = MakeRecorder("late");
+    AdviseOn(IID_IQvxControlNotifications, a);
+    bool advised = false;
+    a->During = [&] {
+        if (!advised) AdviseOn(IID_IQvxControlNotifications, late);
+        advised = true;
+    };
+    Owner->Fire_OnChannelsChanged(nullptr);
+    EXPECT_EQ(std::vector<std::string>{"a:channels"}, Heard);
+    Heard.clear();
+    Owner->Fire_OnChannelsChanged(nullptr);
+    EXPECT_EQ((std::vector<std::string>{"a:channels", "late:channels"}), Heard);
+}
+
+TEST_F(NotificationPoints, APointHoldsAtMost65535Sinks)
+{
+    CComPtr<CRecorder> sink = MakeRecorder("a");
+    IUnknown* unknown = static_cast<IQvxControlNotifications2*>(sink.Get());
+    ULONG cookie = 0;
+    for (ULONG entry = 1; entry <= 0xFFFF; ++entry) {
+        ASSERT_EQ(S_OK, Notifications->Advise(IID_IQvxSingleDataSelectionControlNotifications, unknown, &cookie));
+        ASSERT_EQ(Cookie(entry, 6), cookie);
+    }
+    EXPECT_EQ(E_FAIL, Notifications->Advise(IID_IQvxSingleDataSelectionControlNotifications, unknown, &cookie));
+    EXPECT_EQ(S_OK, Notifications->Unadvise(Cookie(70, 6)));
+    EXPECT_EQ(S_OK, Notifications->Advise(IID_IQvxSingleDataSelectionControlNotifications, unknown, &cookie));
+    EXPECT_EQ(Cookie(70, 6), cookie);
+}
+
+// The control made from its registration, as a host makes it.
+class ControlNotificationPoints : public NotificationPoints
+{
+protected:
+    void SetUp() override
+    {
+        NotificationPoints::SetUp();
+        ASSERT_EQ(S_OK, CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED));
+        ASSERT_EQ(S_OK, CoCreateInstance(CLSID_LinnographCtl, nullptr, CLSCTX_INPROC_SERVER,
+                                         __uuidof(IQvxNotifications), Control.OutVoid()));
+    }
+    void TearDown() override
+    {
+        Control = nullptr;
+        CoUninitialize();
+    }
+    CComPtr<IQvxNotifications> Control;
+};
+
+TEST_F(ControlNotificationPoints, TheControlOffersItsSixPointsInTheirOrder)
+{
+    CComPtr<CRecorder> sink = MakeRecorder("a");
+    IUnknown* unknown = static_cast<IQvxControlNotifications2*>(sink.Get());
+    const ULONG alone = RefCount(unknown);
+    const IID* table[] = {&IID_IQvxControlNotifications, &IID_IQvxControlNotifications2,
+                          &IID_IQvx1DChannelConfigNotifications, &IID_IQvxEventsConfigNotifications,
+                          &IID_IQvxNavigateToPropertiesNotifications,
+                          &IID_IQvxSingleDataSelectionControlNotifications};
+    ULONG cookie = 0;
+    for (ULONG point = 1; point <= 6; ++point) {
+        EXPECT_EQ(S_OK, Control->Advise(*table[point - 1], unknown, &cookie));
+        EXPECT_EQ(Cookie(1, point), cookie);
+    }
+    CBstr name(L"{00E5799A-2BA6-4D97-AAE7-79D7678604D4}");
+    EXPECT_EQ(S_OK, Control->AdviseByName(name.Get(), unknown, &cookie));
+    EXPECT_EQ(Cookie(2, 3), cookie);
+    EXPECT_EQ(E_FAIL, Control->Advise(IID_IQvxOrderingNotifications, unknown, &cookie));
+    EXPECT_EQ(E_FAIL, Control->Unadvise(0));
+    EXPECT_EQ(E_FAIL, Control->Unadvise(Cookie(1, 7)));
+    EXPECT_EQ(S_OK, Control->Unadvise(Cookie(1, 3)));
+    EXPECT_EQ(E_INVALIDARG, Control->Unadvise(Cookie(1, 3)));
+    EXPECT_EQ(alone + 6, RefCount(unknown));
+    // The control lets go of its sinks when it goes.
+    Control = nullptr;
+    EXPECT_EQ(alone, RefCount(unknown));
+}
+
+} // namespace
