@@ -29,25 +29,12 @@ const CClassEntry Classes[] = {
 
 } // namespace
 
-extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID)
+CServerDescription ServerDescription()
 {
-    if (reason == DLL_PROCESS_ATTACH) {
-        CComModule::Instance().SetHandle(instance);
-        CComServer::Describe({Classes, sizeof(Classes) / sizeof(Classes[0]), &LIBID_QvxLinnographLib});
-        DisableThreadLibraryCalls(instance);
-    }
-    return TRUE;
+    return {Classes, sizeof(Classes) / sizeof(Classes[0]), &LIBID_QvxLinnographLib};
 }
 
-STDAPI DllCanUnloadNow()
-{
-    return CComModule::Instance().CanUnloadNow();
-}
-
-STDAPI DllGetClassObject(REFCLSID clsid, REFIID iid, void** out)
-{
-    return CComServer::GetClassObject(clsid, iid, out);
-}
+#include "ServerExports.h"
 
 STDAPI DllGetVersion(DLLVERSIONINFO* info)
 {
@@ -58,14 +45,4 @@ STDAPI DllGetVersion(DLLVERSIONINFO* info)
     info->dwBuildNumber = QVX_VERSION_PATCH;
     info->dwPlatformID = DLLVER_PLATFORM_WINDOWS;
     return S_OK;
-}
-
-STDAPI DllRegisterServer()
-{
-    return CComServer::Register();
-}
-
-STDAPI DllUnregisterServer()
-{
-    return CComServer::Unregister();
 }

@@ -31,17 +31,9 @@ const CClassEntry Classes[] = {
 
 } // namespace
 
-extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID)
+CServerDescription ServerDescription()
 {
-    if (reason == DLL_PROCESS_ATTACH) {
-        CComModule::Instance().SetHandle(instance);
-        CComServer::Describe({Classes, sizeof(Classes) / sizeof(Classes[0]), &LIBID_QvxInterfacesLib});
-        DisableThreadLibraryCalls(instance);
-    }
-    return TRUE;
+    return {Classes, sizeof(Classes) / sizeof(Classes[0]), &LIBID_QvxInterfacesLib};
 }
 
-STDAPI DllCanUnloadNow() { return CComModule::Instance().CanUnloadNow(); }
-STDAPI DllGetClassObject(REFCLSID clsid, REFIID iid, void** out) { return CComServer::GetClassObject(clsid, iid, out); }
-STDAPI DllRegisterServer() { return CComServer::Register(); }
-STDAPI DllUnregisterServer() { return CComServer::Unregister(); }
+#include "ServerExports.h"
