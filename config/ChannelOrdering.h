@@ -414,7 +414,7 @@ private:
     long GroupedMode = 0;
 };
 
-class CRTCTaskDataItem;
+class CTaskDataItem;
 
 // An ordering of channel items, owned by the task that makes them. The chart's is
 // CChannelOrdering, on its task item.
@@ -447,4 +447,4 @@ public:
     void DestroyItem(CChannelDataItem* item) override { delete item; }
 };
 
-using CChannelOrdering = CChannelOrderingOf<CRTCTaskDataItem>;
+using CChannelOrdering = CChannelOrderingOf<CTaskDataItem>;

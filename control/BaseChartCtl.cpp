@@ -1,6 +1,7 @@
 #include "BaseChartCtl.h"
 #include <optional>
 #include "CursorsRegion.h"
+#include "DataNames.h"
 #include "GraphRegion.h"
 #include "ItemFlags.h"
 #include "ResizeRegion.h"
@@ -11,10 +12,33 @@ namespace {
 // Scheme index of the border colour.
 constexpr int SchemeBorder = 4;
 
+// What a new or cleared task makes stale: the cursor and the selections first; then the visible
+// ranges and the control mode.
+constexpr DWORD TaskAttachStale = TaskCursorStale | TaskSelectionsStale;
+constexpr DWORD TaskAttachRangeStale = TaskTimeRangeStale | TaskDistanceRangeStale | TaskControlModeStale;
+
+// A list for the host of the names of a set, in the set's order.
+HRESULT GiveNames(const std::set<std::wstring>& names, IQvxDataNames** out)
+{
+    if (!out) return E_POINTER;
+    *out = nullptr;
+    CComPtr<CDataNames> list = CDataNames::Make();
+    if (!list) return E_OUTOFMEMORY;
+    for (const std::wstring& name : names) {
+        HRESULT hr = list->Append(name);
+        if (FAILED(hr)) return hr;
+    }
+    *out = list.Detach();
+    return S_OK;
+}
+
 } // namespace
 
 CBaseChartCtl::CBaseChartCtl(const HWND* windowRef, CControlBorderHelper& border)
-    : CChartRegionBase(windowRef), Border(border)
+    : CChartRegionBase(windowRef),
+      CQvxControlBase(UsesChannelPropertyFactory | UsesEventPropertyFactory | UsesGroupFactory |
+                      PersistsOrderingModes),
+      Border(border)
 {
 }
 
@@ -120,6 +144,11 @@ void CBaseChartCtl::Recalculate(CChartDrawInfo& info)
     DirtyBits = 0;
 }
 
+void CBaseChartCtl::InvalidateWindow()
+{
+    if (WindowRef && *WindowRef) InvalidateRect(*WindowRef, nullptr, FALSE);
+}
+
 COLORREF CBaseChartCtl::GetBorderPaintColour()
 {
     COLORREF colour = 0;
@@ -154,6 +183,16 @@ CDataItemBase* CBaseChartCtl::GetSegmentSource()
 IQvxDistanceSource* CBaseChartCtl::GetDistanceSource()
 {
     return DistanceSource;
+}
+
+IQvxOrvid* CBaseChartCtl::GetOrvid()
+{
+    return GetHostRoot();
+}
+
+IQvxPropertyFactory* CBaseChartCtl::GetChannelFactory()
+{
+    return nullptr;
 }
 
 BOOL CBaseChartCtl::GetShowCursorValues()
@@ -200,15 +239,180 @@ const std::set<std::wstring>& CBaseChartCtl::GetConfiguredChannelNames()
     return none;
 }
 
-void CBaseChartCtl::FireActiveChanged()
-{
-    // Goes out on both control notification points once the control has them.
-}
-
 void CBaseChartCtl::ReservedOperation3()
 {
 }
 
 void CBaseChartCtl::ReservedOperation4()
 {
+}
+
+// --- IQvxControl2, IQvxControl3 ---
+
+STDMETHODIMP CBaseChartCtl::GetChannelNames(IQvxDataNames** names)
+{
+    return GiveNames(GetConfiguredChannelNames(), names);
+}
+
+STDMETHODIMP CBaseChartCtl::GetActiveChannelName(IQvxDataNames** names)
+{
+    if (!names) return E_POINTER;
+    *names = nullptr;
+    if (!TaskItem) return E_UNEXPECTED;
+    CComPtr<CDataNames> list = CDataNames::Make();
+    if (!list) return E_OUTOFMEMORY;
+    if (CChannelDataItem* channel = TaskItem->GetActiveChannel()) {
+        const CBstr& name = channel->GetName();
+        HRESULT hr = list->Append(std::wstring(name.Get() ? name.Get() : L"", SysStringLen(name.Get())));
+        if (FAILED(hr)) return hr;
+    }
+    *names = list.Detach();
+    return S_OK;
+}
+
+STDMETHODIMP CBaseChartCtl::GetEventNames(IQvxDataNames** names)
+{
+    return GiveNames(GetConfiguredEventNames(), names);
+}
+
+// --- attachment ---
+
+HRESULT CBaseChartCtl::OnHostAttached()
+{
+    // 1. The host root's notifications.
+    HRESULT hr = CQvxControlBase::OnHostAttached();
+    if (FAILED(hr)) return hr;
+    // 2. The host's channel defaults, event defaults and group defaults become the parents of the
+    // control's channel property, event property and group factories, as the factory word says,
+    // once the control makes its factories.
+    // 4. The distance source; a host without one leaves distances unknown.
+    DistanceSource = nullptr;
+    GetHostRoot()->GetDistanceSource(DistanceSource.Out());
+    return S_OK;
+}
+
+void CBaseChartCtl::OnHostDetached()
+{
+    CQvxControlBase::OnHostDetached();
+    // The factories are disconnected from the host's defaults here, once the control makes them.
+    DistanceSource = nullptr;
+}
+
+void CBaseChartCtl::OnTaskAttached(IQvxTask* oldTask)
+{
+    if (!TaskItem) return;
+    IQvxTask* task = GetAttachedTask();
+    // A fresh stack for the new task, so that nothing of the last task's zooms stays.
+    CComPtr<IQvxZoomStack> stack;
+    if (SUCCEEDED(CoCreateInstance(CLSID_QvxZoomStack, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IQvxZoomStack),
+                                   stack.OutVoid()))) {
+        TaskItem->SetZoomStack(nullptr);
+        TaskItem->SetTask(task);
+        if (IQvxZoomStack* own = TaskItem->GetOwnZoomStack()) own->SetTask(task);
+        TaskItem->NotifyChange(TaskAttachStale, 1);
+        TaskItem->RebuildDataSelections();
+        if (oldTask) TaskItem->UndoAllZooms();
+        TaskItem->SetZoomStack(stack);
+    }
+    TaskItem->NotifyChange(TaskAttachRangeStale, 1);
+}
+
+void CBaseChartCtl::OnGroupFactoryChanged()
+{
+    // The channel configuration resolves its groups again by name here, once it exists.
+}
+
+bool CBaseChartCtl::IsChannelSelected(const std::wstring& name)
+{
+    return GetConfiguredChannelNames().count(name) != 0;
+}
+
+bool CBaseChartCtl::IsEventSelected(const std::wstring& name)
+{
+    return GetConfiguredEventNames().count(name) != 0;
+}
+
+// --- the host root's notifications ---
+
+void CBaseChartCtl::OnChannelDefaultsChanged(IQvxOrvid*, IQvxPropertyFactory*)
+{
+    // The new defaults become the parent of the control's channel property factory, once the
+    // control makes it.
+}
+
+void CBaseChartCtl::OnSelectionsChanged(IQvxOrvid*)
+{
+    if (!DistanceSource && GetHostRoot()) GetHostRoot()->GetDistanceSource(DistanceSource.Out());
+    if (TaskItem) TaskItem->OnSelectionsChanged();
+}
+
+void CBaseChartCtl::OnGroupDefaultsChanged(IQvxOrvid*, IQvxGroupFactory*)
+{
+    // The new defaults become the parent of the control's group factory, once the control makes it.
+    OnGroupFactoryChanged();
+}
+
+void CBaseChartCtl::OnHostGoingAway(IQvxOrvid*)
+{
+    // A host that goes without closing its task first: the chart lets go of both.
+    if (GetAttachedTask()) SetTask(nullptr);
+    OnHostDetached();
+}
+
+void CBaseChartCtl::OnTimeFormatChanged(IQvxOrvid*)
+{
+    if (TaskItem) TaskItem->NotifyChange(TaskTimeFormatStale, 1);
+}
+
+void CBaseChartCtl::OnEventPrioritiesChanged(IQvxOrvid*)
+{
+    // Unless the selections are to be rebuilt anyway, the event sets of every primary and
+    // secondary selection whose event-set list is not stale read their priority again
+    // (EventSetPriorityStale), once the selections hold their event sets.
+}
+
+void CBaseChartCtl::OnEventDefaultsChanged(IQvxOrvid*, IQvxEventPropertyFactory*)
+{
+    // The new defaults become the parent of the control's event property factory, once the
+    // control makes it.
+}
+
+void CBaseChartCtl::OnTimeDigitsChanged(IQvxOrvid*)
+{
+    if (TaskItem) TaskItem->NotifyChange(TaskTimeDigitsStale, 1);
+}
+
+// --- the task's notifications ---
+
+void CBaseChartCtl::OnCurrentSelectionChanged(IQvxTask*)
+{
+    if (TaskItem) TaskItem->OnCurrentSelectionChanged();
+}
+
+void CBaseChartCtl::OnSelectionsChanged(IQvxTask*)
+{
+    if (!TaskItem) return;
+    TaskItem->OnSelectionsChanged();
+    TaskItem->NotifyChange(TaskTimeRangeStale | TaskDistanceRangeStale, 1);
+}
+
+void CBaseChartCtl::OnTaskGoingAway(IQvxTask*)
+{
+    SetTask(nullptr);
+}
+
+void CBaseChartCtl::OnRunningChanged(IQvxTask* task)
+{
+    VARIANT_BOOL running = VARIANT_FALSE;
+    if (task && SUCCEEDED(task->GetRunning(&running)) && running == VARIANT_TRUE) Running = 1;
+    if (TaskItem) TaskItem->OnRunStateChanged();
+}
+
+void CBaseChartCtl::OnCursorChanged(IQvxTask*, qvx::time time)
+{
+    // A cursor that the chart holds itself, running or paused locally, does not follow the
+    // host's: only a chart without a task or in the host's pause takes it. That test (the control
+    // mode's IsLocallyHeld) comes with the task item's control modes; until then the task item
+    // always hears the host's cursor.
+    if (TaskItem) TaskItem->OnCursorChanged(time);
 }

@@ -1,7 +1,8 @@
 #pragma once
 // What any chart of this family is beside its OLE surface: the root region, which owns the task
 // item and the three children of the root (graph, cursor values panel, divider), lays them out and
-// paints them; the control's colours; and the operations through which regions and data items
+// paints them; the host attachment and the receivers of the host root's and the task's
+// notifications; the control's colours; and the operations through which regions and data items
 // reach the chart.
 #include <windows.h>
 #include <memory>
@@ -13,7 +14,10 @@
 #include "ControlBorderHelper.h"
 #include "ControlColors.h"
 #include "Interfaces.h"
+#include "OrvidNotifications.h"
+#include "QvxControlBase.h"
 #include "RootLayout.h"
+#include "TaskNotifications.h"
 
 class CDataItemBase;
 class CDragManager;
@@ -24,7 +28,14 @@ class CRTCTaskDataItem;
 class CResizeCallback;
 class CResizeRegion;
 
-class CBaseChartCtl : public CChartRegionBase, public CControlColors, public CChartDrawOwner
+class CBaseChartCtl : public CChartRegionBase,
+                      public CQvxControlBase,
+                      public COrvidNotifications4Receiver,
+                      public CTaskNotifications6Receiver,
+                      // The factories' receivers, IQvxChannelOrderingProperties and the context
+                      // menu come here.
+                      public CControlColors,
+                      public CChartDrawOwner
 {
 public:
     // `windowRef` is the control's cell of the window handle; `border` the control's border, which
@@ -49,6 +60,10 @@ public:
     // The item that the segment regions listen to besides the task: none in this chart.
     virtual CDataItemBase* GetSegmentSource();
     virtual IQvxDistanceSource* GetDistanceSource();
+    // The host root and this chart's channel property factory, borrowed; null without a host and
+    // before the chart has its factory.
+    virtual IQvxOrvid* GetOrvid();
+    virtual IQvxPropertyFactory* GetChannelFactory();
     virtual BOOL GetShowCursorValues();
     virtual BOOL GetAutoSizeCursorValues();
     virtual int ReservedOperation1();
@@ -60,17 +75,53 @@ public:
     virtual const std::set<std::wstring>& GetConfiguredEventNames();
     virtual const std::set<std::wstring>& GetConfiguredChannelNames();
     // The active channel or trace may have changed: the host hears of it.
-    virtual void FireActiveChanged();
+    virtual void FireActiveChanged() = 0;
     // The container's ambient "PrintAllAxes", read afresh.
     virtual BOOL GetPrintAllAxes() = 0;
     virtual void ReservedOperation3();
     virtual void ReservedOperation4();
 
-    // --- the control's persistence state, which its OLE side keeps ---
-    // Sets the requires-save flag, then tells the data advise sinks.
-    virtual void MarkModified() = 0;
+    // --- the control's persistence state, which its OLE side keeps (MarkModified is the host
+    // attachment's) ---
     // Sets the requires-save flag alone.
     virtual void SetRequiresSave() = 0;
+
+    // --- IQvxControl2, IQvxControl3: the configured names ---
+    STDMETHODIMP GetChannelNames(IQvxDataNames** names) override;
+    // A list of no name or of one; E_UNEXPECTED without a task item.
+    STDMETHODIMP GetActiveChannelName(IQvxDataNames** names) override;
+    STDMETHODIMP GetEventNames(IQvxDataNames** names) override;
+
+    // --- CQvxControlBase ---
+    // Subscribes to the host root, then gives the factories their parents and fetches the
+    // distance source.
+    HRESULT OnHostAttached() override;
+    // Also lets the factories' parents and the distance source go.
+    void OnHostDetached() override;
+    // The task item takes the task with a new zoom stack; its selections, cursor and control
+    // mode are stale.
+    void OnTaskAttached(IQvxTask* oldTask) override;
+    void OnGroupFactoryChanged() override;
+    bool IsChannelSelected(const std::wstring& name) override;
+    bool IsEventSelected(const std::wstring& name) override;
+
+    // --- COrvidNotifications4Receiver: the host root ---
+    void OnChannelDefaultsChanged(IQvxOrvid* host, IQvxPropertyFactory* factory) override;
+    void OnSelectionsChanged(IQvxOrvid* host) override;
+    void OnGroupDefaultsChanged(IQvxOrvid* host, IQvxGroupFactory* factory) override;
+    // The task goes first, then the host.
+    void OnHostGoingAway(IQvxOrvid* host) override;
+    void OnTimeFormatChanged(IQvxOrvid* host) override;
+    void OnEventPrioritiesChanged(IQvxOrvid* host) override;
+    void OnEventDefaultsChanged(IQvxOrvid* host, IQvxEventPropertyFactory* factory) override;
+    void OnTimeDigitsChanged(IQvxOrvid* host) override;
+
+    // --- CTaskNotifications6Receiver: the task ---
+    void OnCurrentSelectionChanged(IQvxTask* task) override;
+    void OnSelectionsChanged(IQvxTask* task) override;
+    void OnTaskGoingAway(IQvxTask* task) override;
+    void OnRunningChanged(IQvxTask* task) override;
+    void OnCursorChanged(IQvxTask* task, qvx::time time) override;
 
     // --- CChartDrawOwner ---
     OLE_COLOR GetBackColor() override { return BackColor; }
@@ -90,6 +141,8 @@ protected:
 
     // The border colour that paints: the property, or the scheme's border colour when unset.
     COLORREF GetBorderPaintColour();
+    // The whole window, without erasing; nothing before the window exists.
+    void InvalidateWindow();
 
     CControlBorderHelper& Border;
     // Stock properties that feed the border.
@@ -107,4 +160,6 @@ protected:
     CRootLayout Layout;
     // Fetched from the host when it attaches.
     CComPtr<IQvxDistanceSource> DistanceSource;
+    // The control's wish to run: false during a local pause. A host that runs again sets it.
+    uint32_t Running = 1;
 };

@@ -119,18 +119,23 @@ HRESULT CLinnographCtl::FinalConstruct()
         hr = E_OUTOFMEMORY;
     }
     if (FAILED(hr)) return hr;
-    // The host-attachment part (the names of the configuration pages and the sinks for the task,
-    // the host root and the factories), the channel configuration on the task's channel list with
-    // at most 32 channels, the single-data-selection and the events configuration, with their
-    // pages, are made here once they exist.
-    return S_OK;
+    // The host-attachment part: the list of page names and the sinks of the task and the host
+    // root; the factories' sinks join them once the control makes its factories.
+    hr = InitialiseControlBase(this, this);
+    if (FAILED(hr)) return hr;
+    // The channel configuration on the task's channel list, with at most 32 channels, comes here.
+    hr = AddConfigurationPage(L"QvxConfigurationPages.ChannelSelect");
+    if (FAILED(hr)) return hr;
+    // The single-data-selection and the events configuration come here.
+    return AddConfigurationPage(L"QvxConfigurationPages.EventSelect");
 }
 
 void CLinnographCtl::FinalRelease()
 {
     ReleaseChart();
-    // Then the events configuration lets go of its task, the host is detached and the
-    // single-data-selection object leaves its sources, once they exist.
+    // The events configuration lets go of its task here, once it exists.
+    OnHostDetached();
+    // The single-data-selection object leaves its sources here, once it exists.
     COleControl::FinalRelease();
 }
 
@@ -143,6 +148,31 @@ void CLinnographCtl::MarkModified()
 void CLinnographCtl::SetRequiresSave()
 {
     RequiresSave = true;
+}
+
+void CLinnographCtl::FireActiveChanged()
+{
+    CProxyIQvxControlNotifications2::Fire_OnActiveChanged(ControlInterface());
+}
+
+HRESULT CLinnographCtl::OnHostAttached()
+{
+    HRESULT hr = CBaseChartCtl::OnHostAttached();
+    if (FAILED(hr)) return hr;
+    // The channel configuration keeps its group names, clears its groups, resolves them again by
+    // name when there is a group factory and refreshes itself here, once it exists.
+    InvalidateWindow();
+    CProxyIQvxControlNotifications2::Fire_OnHostAttached(ControlInterface(), GetHostRoot());
+    return S_OK;
+}
+
+void CLinnographCtl::OnTaskAttached(IQvxTask* oldTask)
+{
+    // The single-data-selection object is cleared here first, once it exists.
+    CBaseChartCtl::OnTaskAttached(oldTask);
+    // The events configuration takes the task here, once it exists.
+    InvalidateWindow();
+    CProxyIQvxControlNotifications2::Fire_OnTaskChanged(ControlInterface(), GetAttachedTask());
 }
 
 void CLinnographCtl::RelayoutChart()

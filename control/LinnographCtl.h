@@ -36,7 +36,9 @@ public:
         QVX_INTERFACE(CLinnographCtl, IQvxLinnographCtl2),
         QVX_INTERFACE(CLinnographCtl, IQvxLinnographCtl3),
         QVX_INTERFACE(CLinnographCtl, IQvxLinnographCtl4),
-        // IQvxControl, IQvxControl2, IQvxControl3 come here, with the host attachment.
+        QVX_INTERFACE_VIA(CLinnographCtl, IQvxControl, IQvxControl3),
+        QVX_INTERFACE_VIA(CLinnographCtl, IQvxControl2, IQvxControl3),
+        QVX_INTERFACE(CLinnographCtl, IQvxControl3),
         QVX_INTERFACE(CLinnographCtl, IQvxNotifications),
         // IQvx1DChannelConfig, IQvx1DChannelConfig2 come here, with the channel configuration.
         // IQvxChannelOrderingProperties comes here, with the channel ordering.
@@ -171,9 +173,18 @@ public:
 
     // --- CBaseChartCtl ---
     IUnknown* GetFontObject() override;
+    // To the sinks of both control notification points.
+    void FireActiveChanged() override;
     BOOL GetPrintAllAxes() override;
     void MarkModified() override;
     void SetRequiresSave() override;
+
+    // --- CQvxControlBase ---
+    // After the chart's part: the channel configuration's groups, then a repaint, and the host
+    // hears that the control is attached.
+    HRESULT OnHostAttached() override;
+    // The configurations forget the task; then a repaint, and the host hears of the new task.
+    void OnTaskAttached(IQvxTask* oldTask) override;
 
     // --- CResizeCallback ---
     void GetResizeRange(CResizeRegion& region, int& lowest, int& highest) override;

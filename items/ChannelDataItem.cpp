@@ -46,7 +46,7 @@ constexpr CPropertyBits PropertyBits[] = {
 
 } // namespace
 
-CChannelDataItem::CChannelDataItem(CRTCTaskDataItem* task, const CBstr& name, IQvxPropertyFactory* factory)
+CChannelDataItem::CChannelDataItem(CTaskDataItem* task, const CBstr& name, IQvxPropertyFactory* factory)
     : Name(name), Task(task)
 {
     if (factory) factory->GetPropertySet(Name.Get(), Properties.Out());

@@ -14,7 +14,7 @@
 #include "Interfaces.h"
 #include "PropertySetNotifications.h"
 
-class CRTCTaskDataItem;
+class CTaskDataItem;
 
 class CChannelDataItem : public CDataItemBase, public CPropertySetNotifications2Receiver
 {
@@ -22,7 +22,7 @@ public:
     // Takes this chart's property set of the channel from `factory`, advises on it, and reads
     // "Quantity". Without a factory or a set the channel is local: it keeps its defaults, and
     // whether the host knows the channel shows later.
-    CChannelDataItem(CRTCTaskDataItem* task, const CBstr& name, IQvxPropertyFactory* factory);
+    CChannelDataItem(CTaskDataItem* task, const CBstr& name, IQvxPropertyFactory* factory);
     ~CChannelDataItem() override;
 
     const CBstr& GetName() const noexcept { return Name; }
@@ -45,7 +45,7 @@ private:
     CBstr Name;
     CBstr DisplayName;
     int32_t Quantity = 0;
-    CRTCTaskDataItem* Task;
+    CTaskDataItem* Task;
 };
 
 // The channel of a real-time chart.

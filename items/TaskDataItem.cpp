@@ -1,53 +1,694 @@
 #include "TaskDataItem.h"
+#include <algorithm>
+#include <new>
 #include "BaseChartCtl.h"
+#include "DataSelectionDataItem.h"
 #include "ItemFlags.h"
+#include "resources/Resource.h"
 
-CRTCTaskDataItem::CRTCTaskDataItem(ChartOwner* owner, qvx::time dataTimeSpan) noexcept
-    : Owner(owner), DataTimeSpan(dataTimeSpan)
+namespace {
+
+const CYZoom Unzoomed{0.0, 1.0};
+
+// "Time: ", from the module's string table; the text stands also where the module's resources
+// are not linked in.
+CBstr LoadTimePrefix()
 {
+    const wchar_t* text = nullptr;
+    const int length = LoadStringW(CComModule::Instance().Handle(), IDS_TIME_PREFIX,
+                                   reinterpret_cast<wchar_t*>(&text), 0);
+    if (length > 0 && text) return CBstr::Adopt(SysAllocStringLen(text, UINT(length)));
+    return CBstr(L"Time: ");
+}
+
+} // namespace
+
+CTaskDataItem::CTaskDataItem(ChartOwner* owner) : Owner(owner)
+{
+    // Only the real-time task follows a live window.
+    Flags &= ~TaskLiveRangeStale;
     CComPtr<IQvxOrdering> ordering;
     if (SUCCEEDED(CComObject<CChannelOrdering>::Create(nullptr, __uuidof(IQvxOrdering), ordering.OutVoid()))) {
         Ordering = static_cast<CChannelOrdering*>(ordering.Get());
         Ordering->SetTask(this);
     }
+    CoCreateInstance(CLSID_QvxUnitConverter, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IQvxUnitConverter),
+                     UnitConverter.OutVoid());
+    TimePrefix = LoadTimePrefix();
+    // The chart's own stack, in use until the control gives the task's. Without it the chart
+    // shows no range until it gets one.
+    CoCreateInstance(CLSID_QvxZoomStack, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IQvxZoomStack),
+                     OwnZoomStack.OutVoid());
+    ZoomStack = OwnZoomStack;
+    ZoomSink = CreateSink<CZoomSink>(static_cast<CZoomStackNotifications3Receiver*>(this));
+    if (ZoomSink) ZoomSink->Advise(ZoomStack);
 }
 
-CRTCTaskDataItem::~CRTCTaskDataItem()
+CTaskDataItem::~CTaskDataItem()
 {
+    CloseSink(ZoomSink, ZoomStack);
+    ActiveChannel = nullptr;
     if (Ordering) Ordering->Close();
+    Ordering = nullptr;
+    DeleteSelections();
 }
 
-CChannelDataItem* CRTCTaskDataItem::CreateChannel(const CBstr& name)
+// --- task notifications ---
+
+void CTaskDataItem::OnSegmentsAndSplitsChanged()
 {
-    return new CRTCChannelDataItem(this, name, nullptr);
+    if (Flags & TaskSelectionsStale) return;
+    for (CDataSelectionDataItem* selection : Selections) selection->NotifyChange(SelectionSplitsStale | SelectionSegmentsStale, 1);
 }
 
-void CRTCTaskDataItem::MarkModified()
+void CTaskDataItem::OnSegmentsChanged()
 {
-    if (Owner) Owner->MarkModified();
+    if (Flags & TaskSelectionsStale) return;
+    for (CDataSelectionDataItem* selection : Selections) {
+        selection->ForgetSegments();
+        selection->NotifyChange(SelectionSegmentsStale, 1);
+    }
 }
 
-void CRTCTaskDataItem::FireActiveChanged()
+void CTaskDataItem::OnSplitsChanged()
 {
-    if (Owner) Owner->FireActiveChanged();
+    if (Flags & TaskSelectionsStale) return;
+    for (CDataSelectionDataItem* selection : Selections) {
+        selection->ForgetSplits();
+        selection->NotifyChange(SelectionSplitsStale, 1);
+    }
 }
 
-HRESULT CRTCTaskDataItem::SetZoomStack(IUnknown* stack)
+void CTaskDataItem::OnEventSetsChanged()
+{
+    if (Flags & TaskSelectionsStale) return;
+    for (CDataSelectionDataItem* selection : Selections) selection->NotifyChange(SelectionEventSetsStale, 1);
+}
+
+void CTaskDataItem::OnCurrentSelectionChanged()
+{
+    NotifyChange(TaskActiveStale, 1);
+}
+
+void CTaskDataItem::OnRunStateChanged()
+{
+}
+
+void CTaskDataItem::OnSelectionsChanged()
+{
+    NotifyChange(TaskSelectionsStale | TaskActiveStale, 1);
+    InvalidateChannels();
+    ClearYZoom();
+}
+
+void CTaskDataItem::OnCursorChanged(qvx::time time)
+{
+    CursorTime = time;
+    EnsureActiveValueVisible();
+    NotifyChange(TaskCursorStale, 1);
+}
+
+void CTaskDataItem::OnChannelsChanged()
+{
+    NotifyChange(TaskSelectionsStale | TaskActiveStale, 1);
+    InvalidateChannels();
+}
+
+// --- the horizontal axis ---
+
+void CTaskDataItem::UpdateTimeRange()
+{
+    qvx::time minimum = 0, maximum = 0;
+    const bool haveMinimum = ZoomStack && SUCCEEDED(ZoomStack->GetTimeMinimum(&minimum));
+    const bool haveMaximum = ZoomStack && SUCCEEDED(ZoomStack->GetTimeMaximum(&maximum));
+    TimeMinimum = haveMinimum ? minimum : 0;
+    if (haveMaximum) TimeMaximum = maximum;
+    else if (!haveMinimum) TimeMaximum = 0;
+    else TimeMaximum = ActiveSelection ? ActiveSelection->GetLength() : 0;
+    HasTimeRangeFlag = TimeMinimum != TimeMaximum;
+    qvx::time span = 0;
+    if (ZoomStack && SUCCEEDED(ZoomStack->GetFullTimeSpan(&span))) FullTimeSpan = span;
+    Flags &= ~TaskTimeRangeStale;
+}
+
+void CTaskDataItem::UpdateDistanceRange()
+{
+    double minimum = 0.0, maximum = 0.0;
+    const bool haveMinimum = ZoomStack && SUCCEEDED(ZoomStack->GetDistanceMinimum(&minimum));
+    const bool haveMaximum = ZoomStack && SUCCEEDED(ZoomStack->GetDistanceMaximum(&maximum));
+    DistanceMinimum = haveMinimum ? minimum : 0.0;
+    // The selection's length in distance, which stands in for a failed maximum, comes with the
+    // distance items.
+    DistanceMaximum = haveMaximum ? maximum : 0.0;
+    HasDistanceRange = DistanceMinimum != DistanceMaximum;
+    double span = 0.0;
+    if (ZoomStack && SUCCEEDED(ZoomStack->GetFullDistanceSpan(&span))) FullDistanceSpan = span;
+    Flags &= ~TaskDistanceRangeStale;
+}
+
+void CTaskDataItem::RefreshTimeRange()
+{
+    const qvx::time minimum = TimeMinimum, maximum = TimeMaximum, span = FullTimeSpan;
+    UpdateTimeRange();
+    if (minimum == TimeMinimum && maximum == TimeMaximum && span == FullTimeSpan) {
+        Flags |= TaskDistanceRangeStale;
+        return;
+    }
+    NotifyChange(TaskTimeRangeStale | TaskDistanceRangeStale, 1);
+    RedrawNow();
+    Flags &= ~TaskTimeRangeStale;
+}
+
+void CTaskDataItem::RefreshDistanceRange()
+{
+    const double minimum = DistanceMinimum, maximum = DistanceMaximum, span = FullDistanceSpan;
+    UpdateDistanceRange();
+    if (minimum == DistanceMinimum && maximum == DistanceMaximum && span == FullDistanceSpan) {
+        Flags |= TaskTimeRangeStale;
+        return;
+    }
+    NotifyChange(TaskTimeRangeStale | TaskDistanceRangeStale, 1);
+    RedrawNow();
+    Flags &= ~TaskDistanceRangeStale;
+}
+
+void CTaskDataItem::RedrawNow()
+{
+    if (Owner && Owner->WindowRef && *Owner->WindowRef) UpdateWindow(*Owner->WindowRef);
+}
+
+void CTaskDataItem::GetTimeRange(qvx::time& minimum, qvx::time& maximum)
+{
+    if (Flags & (TaskTimeRangeStale | TaskLiveRangeStale)) RefreshTimeRange();
+    minimum = TimeMinimum;
+    maximum = TimeMaximum;
+}
+
+void CTaskDataItem::GetDistanceRange(double& minimum, double& maximum)
+{
+    if (Flags & TaskDistanceRangeStale) RefreshDistanceRange();
+    minimum = DistanceMinimum;
+    maximum = DistanceMaximum;
+}
+
+qvx::time CTaskDataItem::GetFullTimeSpan()
+{
+    if (Flags & (TaskTimeRangeStale | TaskLiveRangeStale)) RefreshTimeRange();
+    return FullTimeSpan;
+}
+
+bool CTaskDataItem::HasTimeRange()
+{
+    if (Flags & (TaskTimeRangeStale | TaskLiveRangeStale)) RefreshTimeRange();
+    return HasTimeRangeFlag != FALSE;
+}
+
+const qvx::time& CTaskDataItem::GetCursorTime()
+{
+    qvx::time time = 0;
+    // A failure leaves the bit set: the next reader asks again.
+    if ((Flags & TaskCursorStale) && Task && SUCCEEDED(Task->GetCursorTime(&time))) {
+        CursorTime = time;
+        Flags &= ~TaskCursorStale;
+    }
+    return CursorTime;
+}
+
+void CTaskDataItem::SetCursor(const qvx::time& time, int constrain)
+{
+    if (!Task) return;
+    qvx::time t = time;
+    // Snapping to a sample of the active trace comes with the trace items.
+    if (constrain) {
+        if (!HasTimeRange()) return;
+        // Without an active trace the nearest time in the range is the limit itself.
+        if (t < TimeMinimum) t = TimeMinimum;
+        else if (t > TimeMaximum) t = TimeMaximum;
+    }
+    Task->SetCursorTime(t);
+}
+
+void CTaskDataItem::SetCursorChecked(const qvx::time& time)
+{
+    CDataSelectionDataItem* selection = GetActiveSelection();
+    if (!selection || time < 0 || time > selection->GetLength()) return;
+    if (Task) Task->SetCursorTime(time);
+    NotifyChange(TaskCursorStale, 1);
+}
+
+void CTaskDataItem::CursorToPreviousSample()
+{
+    StepCursor(-1);
+}
+
+void CTaskDataItem::CursorToNextSample()
+{
+    StepCursor(1);
+}
+
+void CTaskDataItem::CursorToFirstSample()
+{
+    qvx::time minimum = 0, maximum = 0;
+    GetTimeRange(minimum, maximum);
+    CommitCursor(minimum);
+}
+
+void CTaskDataItem::CursorToLastSample()
+{
+    qvx::time minimum = 0, maximum = 0;
+    GetTimeRange(minimum, maximum);
+    CommitCursor(maximum);
+}
+
+void CTaskDataItem::ActivatePreviousTrace()
+{
+    StepActiveSelection(-1);
+}
+
+void CTaskDataItem::ActivateNextTrace()
+{
+    StepActiveSelection(1);
+}
+
+void CTaskDataItem::StepActiveSelection(int step)
+{
+    CDataSelectionDataItem* active = GetActiveSelection();
+    // With an active channel the step runs through the channels' traces, which come with the
+    // trace items.
+    if (active && !ActiveChannel && Task) {
+        const std::vector<CDataSelectionDataItem*>& selections = GetSelections();
+        const auto at = std::find(selections.begin(), selections.end(), active);
+        if (at != selections.end()) {
+            const long count = long(selections.size());
+            const long next = (long(at - selections.begin()) + step % count + count) % count;
+            if (FAILED(Task->SetCurrentDataSelection(selections[size_t(next)]->GetIndex()))) return;
+        }
+    }
+    NotifyChange(TaskActiveStale, 1);
+    SetCursor(GetCursorTime(), 0);
+}
+
+void CTaskDataItem::StepCursor(long percent)
+{
+    qvx::time minimum = 0, maximum = 0;
+    GetTimeRange(minimum, maximum);
+    const qvx::time cursor = GetCursorTime();
+    qvx::time t = cursor + (maximum - minimum) * percent / 100;
+    // Without an active trace there is no neighbouring sample to go to: a step that does not move
+    // ends here.
+    if (t == cursor) return;
+    if (t < minimum) t = minimum;
+    if (t > maximum) t = maximum;
+    SetCursor(t, 0);
+}
+
+// --- zooms ---
+
+bool CTaskDataItem::StackIsZoomed()
+{
+    VARIANT_BOOL zoomed = VARIANT_FALSE;
+    return ZoomStack && SUCCEEDED(ZoomStack->GetIsZoomed(&zoomed)) && zoomed == VARIANT_TRUE;
+}
+
+void CTaskDataItem::PushDistanceZoom(const double& from, const double& to)
+{
+    if (ZoomStack && SUCCEEDED(ZoomStack->PushDistanceZoom(from, to))) MarkModified();
+}
+
+void CTaskDataItem::PushTimeZoom(const qvx::time& from, const qvx::time& to)
+{
+    if (ZoomStack && SUCCEEDED(ZoomStack->PushTimeZoom(from, to))) MarkModified();
+}
+
+void CTaskDataItem::UndoZoom()
+{
+    if (!StackIsZoomed()) return;
+    ZoomStack->Pop();
+    MarkModified();
+}
+
+void CTaskDataItem::UndoAllZooms()
+{
+    if (!StackIsZoomed()) return;
+    ZoomStack->PopAll();
+    MarkModified();
+}
+
+const CYZoom& CTaskDataItem::GetYZoom()
+{
+    return YZoomStack.empty() ? Unzoomed : YZoomStack.back();
+}
+
+bool CTaskDataItem::IsZoomed()
+{
+    return IsXZoomed() || !(GetYZoom() == Unzoomed);
+}
+
+bool CTaskDataItem::IsXZoomed()
+{
+    return StackIsZoomed();
+}
+
+void CTaskDataItem::PushYZoom(const CYZoom& zoom)
+{
+    YZoomStack.push_back(zoom);
+    MarkModified();
+    NotifyChange(TaskYZoomChanged, 1);
+}
+
+void CTaskDataItem::ReplaceYZoom(const CYZoom& zoom, int modified)
+{
+    if (YZoomStack.empty()) return;
+    YZoomStack.back() = zoom;
+    if (modified) MarkModified();
+    NotifyChange(TaskYZoomChanged, 1);
+}
+
+HRESULT CTaskDataItem::ReplaceDistanceZoom(const double& from, const double& to, int modified)
+{
+    if (!(from < to) || !ZoomStack) return E_FAIL;
+    const HRESULT hr = ZoomStack->SetDistanceZoom(from, to, VARIANT_TRUE);
+    if (SUCCEEDED(hr) && modified) MarkModified();
+    return hr;
+}
+
+HRESULT CTaskDataItem::ReplaceTimeZoom(const qvx::time& from, const qvx::time& to, int modified)
+{
+    if (!(from < to) || !ZoomStack) return E_FAIL;
+    const HRESULT hr = ZoomStack->SetTimeZoom(from, to, VARIANT_TRUE);
+    if (SUCCEEDED(hr) && modified) MarkModified();
+    return hr;
+}
+
+HRESULT CTaskDataItem::ScrollX(long percent)
+{
+    if (percent == 0 || !StackIsZoomed()) return E_FAIL;
+    if (DistanceMode) {
+        double minimum = 0.0, maximum = 0.0;
+        GetDistanceRange(minimum, maximum);
+        const double width = maximum - minimum;
+        const double newMaximum = maximum + width * percent / 100.0;
+        return ReplaceDistanceZoom(newMaximum - width, newMaximum, 1);
+    }
+    qvx::time minimum = 0, maximum = 0;
+    GetTimeRange(minimum, maximum);
+    const qvx::time width = maximum - minimum;
+    const qvx::time newMaximum = maximum + width * percent / 100;
+    return ReplaceTimeZoom(newMaximum - width, newMaximum, 1);
+}
+
+void CTaskDataItem::ScrollY(long percent)
+{
+    if (YZoomStack.empty() || percent == 0) return;
+    const CYZoom top = YZoomStack.back();
+    const double width = top.High - top.Low;
+    CYZoom zoom;
+    zoom.High = top.High + percent * width / 100.0;
+    zoom.Low = zoom.High - width;
+    if (zoom.High > 1.0) zoom = {1.0 - width, 1.0};
+    else if (zoom.Low < 0.0) zoom = {0.0, width};
+    ReplaceYZoom(zoom, 1);
+}
+
+void CTaskDataItem::ClearYZoom()
+{
+    if (YZoomStack.empty()) return;
+    YZoomStack.clear();
+    NotifyChange(TaskYZoomChanged, 1);
+    MarkModified();
+}
+
+void CTaskDataItem::UndoZoomBothAxes()
+{
+    UndoZoom();
+    if (YZoomStack.empty()) return;
+    YZoomStack.pop_back();
+    NotifyChange(TaskYZoomChanged, 1);
+    MarkModified();
+}
+
+HRESULT CTaskDataItem::SetZoomStack(IUnknown* stack)
 {
     CComPtr<IQvxZoomStack> taken;
     if (stack) {
-        HRESULT hr = stack->QueryInterface(__uuidof(IQvxZoomStack), taken.OutVoid());
+        const HRESULT hr = taken.QueryFrom(stack, __uuidof(IQvxZoomStack));
         if (FAILED(hr)) return hr;
+    } else {
+        taken = OwnZoomStack;
     }
+    if (ZoomSink) ZoomSink->Unadvise(ZoomStack);
     ZoomStack = std::move(taken);
+    if (ZoomSink) ZoomSink->Advise(ZoomStack);
     NotifyChange(TaskTimeRangeStale | TaskDistanceRangeStale | TaskZoomStackChanged, 1);
     return S_OK;
 }
 
-void CRTCTaskDataItem::UndoAllZooms()
+// --- creation ---
+
+CChannelDataItem* CTaskDataItem::CreateChannel(const CBstr& name)
 {
-    VARIANT_BOOL zoomed = VARIANT_FALSE;
-    if (!ZoomStack || FAILED(ZoomStack->GetIsZoomed(&zoomed)) || zoomed != VARIANT_TRUE) return;
-    ZoomStack->PopAll();
+    return new (std::nothrow) CChannelDataItem(this, name, Owner ? Owner->GetChannelFactory() : nullptr);
+}
+
+CDataSelectionDataItem* CTaskDataItem::CreateDataSelection(IQvxDataSelection* selection, long index)
+{
+    // The selection's lap-marker item joins it here once lap markers exist.
+    return new (std::nothrow) CDataSelectionDataItem(selection, this, index);
+}
+
+HRESULT CTaskDataItem::GetCurrentDataSelection(IQvxDataSelection** selection)
+{
+    if (!selection) return E_POINTER;
+    *selection = nullptr;
+    if (!Task) return E_UNEXPECTED;
+    return Task->GetCurrentDataSelection(selection);
+}
+
+void CTaskDataItem::EnsureActiveValueVisible()
+{
+    // Only a value of the active trace can leave the vertical view, and the trace items, which
+    // have the values, are not made yet: no chart has an active trace.
+}
+
+void CTaskDataItem::CommitCursor(const qvx::time& time)
+{
+    if (Task) Task->SetCursorTime(time);
+}
+
+void CTaskDataItem::ReadDisplayOrder(IQvxDataSelectionList* list)
+{
+    DisplayOrder.clear();
+    if (!Task) return;
+    CComPtr<IQvxTaskOrder> order;
+    SAFEARRAY* array = nullptr;
+    if (SUCCEEDED(Task.As(order)) && SUCCEEDED(order->GetDisplayOrder(&array)) && array) {
+        {
+            CSafeArrayAccess<long> indices(array);
+            for (ULONG i = 0; i < indices.Size(); ++i) DisplayOrder.push_back(indices[i]);
+        }
+        SafeArrayDestroy(array);
+        return;
+    }
+    // Hosts without an order of their own show their selections in their list's order.
+    long count = 0;
+    if (!list || FAILED(list->GetCount(&count))) return;
+    for (long index = 1; index <= count; ++index) DisplayOrder.push_back(index);
+}
+
+void CTaskDataItem::RebuildDataSelections()
+{
+    if (!(Flags & TaskSelectionsStale)) return;
+    DeleteSelections();
+    if (!Task) return;
+    CComPtr<IQvxDataSelectionList> list;
+    if (FAILED(Task->GetDataSelections(list.Out())) || !list) return;
+    ReadDisplayOrder(list);
+    for (long index : DisplayOrder) {
+        CComPtr<IQvxDataSelection> selection;
+        if (FAILED(list->GetItem(index, selection.Out())) || !selection) continue;
+        Selections.reserve(Selections.size() + 1);
+        SecondarySelections.reserve(SecondarySelections.size() + 1);
+        CDataSelectionDataItem* item = CreateDataSelection(selection, index);
+        if (!item) continue;
+        (item->IsSecondary() ? SecondarySelections : Selections).push_back(item);
+    }
+    Flags &= ~TaskSelectionsStale;
+}
+
+const std::vector<CDataSelectionDataItem*>& CTaskDataItem::GetSelections()
+{
+    RebuildDataSelections();
+    return Selections;
+}
+
+const std::vector<CDataSelectionDataItem*>& CTaskDataItem::GetSecondarySelections()
+{
+    RebuildDataSelections();
+    return SecondarySelections;
+}
+
+// --- the active objects ---
+
+CDataSelectionDataItem* CTaskDataItem::GetActiveSelection()
+{
+    FindActiveObjects();
+    return ActiveSelection;
+}
+
+void CTaskDataItem::FindActiveObjects()
+{
+    if (!(Flags & TaskActiveStale)) return;
+    ActiveSelection = nullptr;
+    if (!ActiveChannel && Ordering && !Ordering->GetItems().empty()) ActiveChannel = Ordering->GetItems().front();
+    if (!ActiveChannel && Task) {
+        CComPtr<IQvxDataSelection> current;
+        GetCurrentDataSelection(current.Out());
+        for (CDataSelectionDataItem* selection : GetSelections()) {
+            if (SameObject(selection->GetSelection(), current)) {
+                ActiveSelection = selection;
+                break;
+            }
+        }
+    }
+    // With an active channel the active selection is that of its trace on the current selection.
+    // The channels' traces come with the trace items; until then no trace matches and the
+    // channel has no active trace.
+    FireActiveChanged();
+    Flags &= ~TaskActiveStale;
+}
+
+// --- cached host settings ---
+
+long CTaskDataItem::GetTimeFormat()
+{
+    IQvxOrvid* host = Owner ? Owner->GetOrvid() : nullptr;
+    // Without a host nothing was asked: the bit stays for the first reader after the attachment.
+    if ((Flags & TaskTimeFormatStale) && host) {
+        long format = 0;
+        if (SUCCEEDED(host->GetTimeFormat(&format)) && format >= 0 && format <= 2) TimeFormat = format;
+        Flags &= ~TaskTimeFormatStale;
+    }
+    return TimeFormat;
+}
+
+unsigned short CTaskDataItem::GetTimeDigits()
+{
+    IQvxOrvid* host = Owner ? Owner->GetOrvid() : nullptr;
+    if ((Flags & TaskTimeDigitsStale) && host) {
+        unsigned short digits = 0;
+        if (SUCCEEDED(host->GetTimeDigits(&digits))) TimeDigits = digits;
+        Flags &= ~TaskTimeDigitsStale;
+    }
+    return TimeDigits;
+}
+
+bool CTaskDataItem::IsCursorCentred()
+{
+    if (Flags & TaskZoomStackChanged) {
+        VARIANT_BOOL centred = VARIANT_FALSE;
+        if (ZoomStack && SUCCEEDED(ZoomStack->GetCursorCentred(&centred))) CursorCentred = centred == VARIANT_TRUE;
+        Flags &= ~TaskZoomStackChanged;
+    }
+    return CursorCentred != FALSE;
+}
+
+// --- helpers ---
+
+void CTaskDataItem::InvalidateChannels()
+{
+    if (Ordering) {
+        const std::vector<CChannelDataItem*> channels = Ordering->GetItems();
+        for (CChannelDataItem* channel : channels) channel->NotifyChange(ChannelTracesStale, 1);
+    }
+    NotifyChange(TaskActiveStale, 1);
+}
+
+void CTaskDataItem::RemoveSelection(CDataSelectionDataItem* selection)
+{
+    std::erase(Selections, selection);
+    std::erase(SecondarySelections, selection);
+    if (selection && selection == ActiveSelection) {
+        ActiveSelection = nullptr;
+        NotifyChange(TaskSelectionsStale | TaskActiveStale, 1);
+    } else {
+        NotifyChange(TaskSelectionsStale, 1);
+    }
+}
+
+void CTaskDataItem::DeleteSelections()
+{
+    // The active selection goes with them: it is found again at the next need.
+    if (ActiveSelection) {
+        ActiveSelection = nullptr;
+        Flags |= TaskActiveStale;
+    }
+    std::vector<CDataSelectionDataItem*> doomed = std::move(Selections);
+    Selections.clear();
+    for (CDataSelectionDataItem* selection : SecondarySelections) doomed.push_back(selection);
+    SecondarySelections.clear();
+    for (CDataSelectionDataItem* selection : doomed) delete selection;
+}
+
+// --- the control's side ---
+
+void CTaskDataItem::SetTask(IQvxTask* task)
+{
+    Task = task;
+}
+
+void CTaskDataItem::MarkModified()
+{
     if (Owner) Owner->MarkModified();
+}
+
+void CTaskDataItem::FireActiveChanged()
+{
+    if (Owner) Owner->FireActiveChanged();
+}
+
+// --- the zoom stack's notifications ---
+
+void CTaskDataItem::OnRangeChanged(IQvxZoomStack*)
+{
+    if (DistanceMode) RefreshDistanceRange();
+    else RefreshTimeRange();
+}
+
+void CTaskDataItem::OnStackGoingAway(IQvxZoomStack* stack)
+{
+    if (OwnZoomStack && SameObject(stack, OwnZoomStack)) OwnZoomStack = nullptr;
+    if (ZoomSink) ZoomSink->Unadvise(ZoomStack);
+    ZoomStack = OwnZoomStack;
+    if (ZoomSink) ZoomSink->Advise(ZoomStack);
+    NotifyChange(TaskTimeRangeStale | TaskDistanceRangeStale | TaskZoomStackChanged, 1);
+}
+
+void CTaskDataItem::OnLevelsChanged(IQvxZoomStack*)
+{
+    VARIANT_BOOL kept = VARIANT_TRUE;
+    if (ZoomStack && SUCCEEDED(ZoomStack->GetIsYZoomKept(&kept)) && kept != VARIANT_TRUE) ClearYZoom();
+}
+
+void CTaskDataItem::OnOtherChange(IQvxZoomStack*)
+{
+    NotifyChange(TaskZoomStackChanged, 1);
+}
+
+// --- CRTCTaskDataItem ---
+
+CRTCTaskDataItem::CRTCTaskDataItem(ChartOwner* owner, qvx::time dataTimeSpan)
+    : CTaskDataItem(owner), DataTimeSpan(dataTimeSpan)
+{
+}
+
+void CRTCTaskDataItem::UpdateTimeRange()
+{
+    // The live window's arithmetic joins here with the control modes.
+    CTaskDataItem::UpdateTimeRange();
+    Flags &= ~TaskLiveRangeStale;
+}
+
+CChannelDataItem* CRTCTaskDataItem::CreateChannel(const CBstr& name)
+{
+    return new (std::nothrow) CRTCChannelDataItem(this, name, Owner ? Owner->GetChannelFactory() : nullptr);
 }

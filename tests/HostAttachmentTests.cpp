@@ -1,0 +1,549 @@
+// Host attachment as a host does it: the control and the substitute host made through COM, the
+// host given to the control, tasks attached by id, replaced and going away, and the control's
+// notifications heard by sinks advised on it. The substitute's call counters and its count of
+// advised sinks show what the control asked and what it still listens to.
+#include <gtest/gtest.h>
+#include <functional>
+#include <string>
+#include <vector>
+#include "AutomationTypes.h"
+#include "ChartFrameTestSupport.h"
+#include "ComObject.h"
+#include "ItemFlags.h"
+#include "Linnograph.h"
+#include "QvxSim.h"
+
+namespace {
+
+// The chart linked in, with the flag that the host's run state reaches open to the test.
+class CAttachChartCtl : public qvxtest::CTestChartCtl
+{
+public:
+    using CBaseChartCtl::Running;
+};
+
+struct CHeard
+{
+    std::string What;
+    CComPtr<IUnknown> Control;
+    CComPtr<IUnknown> Subject;   // the task or the host
+};
+
+// A host's sink for the control's notifications; `name` tells the two points apart.
+class CRecorder : public CComRoot, public IQvxControlNotifications2
+{
+public:
+    QVX_BEGIN_INTERFACES(CRecorder)
+        QVX_INTERFACE(CRecorder, IQvxControlNotifications2),
+        QVX_INTERFACE_VIA(CRecorder, IQvxControlNotifications, IQvxControlNotifications2),
+    QVX_END_INTERFACES()
+
+    STDMETHODIMP OnTaskChanged(IQvxControl* control, IQvxTask* task) override
+    {
+        Record("task", control, task);
+        if (OnTask) OnTask(task);
+        return S_OK;
+    }
+    STDMETHODIMP OnHostAttached(IQvxControl* control, IUnknown* host) override { return Record("host", control, host); }
+    STDMETHODIMP OnChannelsChanged(IQvxControl* control) override { return Record("channels", control, nullptr); }
+    STDMETHODIMP OnActiveChanged(IQvxControl* control) override { return Record("active", control, nullptr); }
+    STDMETHODIMP OnEventSetsChanged(IQvxControl* control) override { return Record("eventsets", control, nullptr); }
+
+    std::vector<CHeard> Heard;
+    // Called inside the task notification, as a host that reacts at once would.
+    std::function<void(IQvxTask*)> OnTask;
+
+private:
+    HRESULT Record(const char* what, IUnknown* control, IUnknown* subject)
+    {
+        Heard.push_back({what, control, subject});
+        return S_OK;
+    }
+};
+
+CComPtr<CRecorder> MakeRecorder()
+{
+    CComPtr<IQvxControlNotifications2> sink;
+    EXPECT_EQ(S_OK, CComObject<CRecorder>::CreateInstance(sink));
+    return static_cast<CRecorder*>(sink.Get());
+}
+
+std::vector<std::string> Whats(const CRecorder& recorder)
+{
+    std::vector<std::string> whats;
+    for (const CHeard& heard : recorder.Heard) whats.push_back(heard.What);
+    return whats;
+}
+
+class HostAttachment : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_EQ(S_OK, CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED));
+        ASSERT_EQ(S_OK, CoCreateInstance(CLSID_QvxSimulatedHost, nullptr, CLSCTX_INPROC_SERVER,
+                                         __uuidof(IQvxOrvid), Host.OutVoid()));
+        ASSERT_EQ(S_OK, Host.As(Simulation));
+        ASSERT_EQ(S_OK, Simulation->GetSinkCount(&Empty));
+        ASSERT_EQ(S_OK, CoCreateInstance(CLSID_LinnographCtl, nullptr, CLSCTX_INPROC_SERVER,
+                                         __uuidof(IQvxControl3), Control.OutVoid()));
+        // The chart listens to its own zoom stack, an object of the host's library, from the start.
+        ASSERT_EQ(S_OK, Simulation->GetSinkCount(&Baseline));
+        AdviseRecorders(Control);
+    }
+    void TearDown() override
+    {
+        Control = nullptr;
+        First = Second = nullptr;
+        if (Simulation) Simulation->ClearFaults();
+        Simulation = nullptr;
+        Host = nullptr;
+        CoUninitialize();
+    }
+
+    // One recorder on each of the two control points.
+    void AdviseRecorders(IUnknown* control)
+    {
+        CComPtr<IQvxNotifications> notifications;
+        ASSERT_EQ(S_OK, notifications.QueryFrom(control, __uuidof(IQvxNotifications)));
+        First = MakeRecorder();
+        Second = MakeRecorder();
+        ULONG cookie = 0;
+        ASSERT_EQ(S_OK, notifications->Advise(IID_IQvxControlNotifications,
+                                              static_cast<IQvxControlNotifications2*>(First.Get()), &cookie));
+        ASSERT_EQ(S_OK, notifications->Advise(IID_IQvxControlNotifications2,
+                                              static_cast<IQvxControlNotifications2*>(Second.Get()), &cookie));
+    }
+
+    CComPtr<IQvxTask> HostTask(long id)
+    {
+        CComPtr<IQvxTaskList> tasks;
+        CComPtr<IQvxTask> task;
+        EXPECT_EQ(S_OK, Host->GetTaskList(tasks.Out()));
+        EXPECT_EQ(S_OK, tasks->GetItem(id, task.Out()));
+        return task;
+    }
+
+    long Sinks()
+    {
+        long count = -1;
+        EXPECT_EQ(S_OK, Simulation->GetSinkCount(&count));
+        return count;
+    }
+
+    long Calls(const wchar_t* operation)
+    {
+        CBstr name(operation);
+        long count = -1;
+        EXPECT_EQ(S_OK, Simulation->GetCallCount(name.Get(), &count));
+        return count;
+    }
+
+    void Fault(const wchar_t* operation, HRESULT status)
+    {
+        CBstr name(operation);
+        ASSERT_EQ(S_OK, Simulation->SetFault(name.Get(), status));
+    }
+
+    // The host pauses task `id`; the control, if it listens to that task, asks for its run state.
+    long RunStateQueriesOnPause(long id)
+    {
+        EXPECT_EQ(S_OK, Simulation->ResetCallCounts());
+        EXPECT_EQ(S_OK, Simulation->SetRunning(id, VARIANT_FALSE));
+        return Calls(L"IQvxTask.GetRunning");
+    }
+
+    CComPtr<IQvxTask> AttachedTask()
+    {
+        CComPtr<IQvxTask> task;
+        EXPECT_EQ(S_OK, Control->GetTask(task.Out()));
+        return task;
+    }
+
+    CComPtr<IQvxOrvid> Host;
+    CComPtr<IQvxSimulation> Simulation;
+    CComPtr<IQvxControl3> Control;
+    CComPtr<CRecorder> First;
+    CComPtr<CRecorder> Second;
+    // Sinks advised on the substitute's objects before the control exists, and after.
+    long Empty = 0;
+    long Baseline = 0;
+};
+
+TEST_F(HostAttachment, TheThreeControlInterfacesAreOneTable)
+{
+    CComPtr<IQvxControl> first;
+    CComPtr<IQvxControl2> second;
+    ASSERT_EQ(S_OK, Control.As(first));
+    ASSERT_EQ(S_OK, Control.As(second));
+    EXPECT_TRUE(SameObject(first, Control));
+    EXPECT_TRUE(SameObject(second, Control));
+}
+
+TEST_F(HostAttachment, SetHostSubscribesToTheRootAndTellsBothPoints)
+{
+    ASSERT_EQ(S_OK, Control->SetHost(Host));
+    EXPECT_EQ(Baseline + 1, Sinks());
+    EXPECT_EQ(1, Calls(L"IQvxOrvid.GetDistanceSource"));
+    for (CRecorder* recorder : {First.Get(), Second.Get()}) {
+        ASSERT_EQ(std::vector<std::string>{"host"}, Whats(*recorder));
+        EXPECT_TRUE(SameObject(recorder->Heard[0].Control, Control));
+        EXPECT_TRUE(SameObject(recorder->Heard[0].Subject, Host));
+    }
+    CComPtr<IQvxHost> application;
+    ASSERT_EQ(S_OK, Control->GetHost(application.Out()));
+    EXPECT_TRUE(SameObject(application, Host));
+    CBstr name;
+    EXPECT_EQ(S_OK, application->GetApplicationName(name.Out()));
+}
+
+TEST_F(HostAttachment, ASecondHostIsRefusedAndChangesNothing)
+{
+    CComPtr<IQvxOrvid> other;
+    ASSERT_EQ(S_OK, CoCreateInstance(CLSID_QvxSimulatedHost, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IQvxOrvid),
+                                     other.OutVoid()));
+    ASSERT_EQ(S_OK, Control->SetHost(Host));
+    const long sinks = Sinks();
+    EXPECT_EQ(E_UNEXPECTED, Control->SetHost(other));
+    EXPECT_EQ(E_UNEXPECTED, Control->SetHost(Host));
+    EXPECT_EQ(E_UNEXPECTED, Control->SetHost(nullptr));
+    EXPECT_EQ(sinks, Sinks());
+    CComPtr<IQvxHost> application;
+    ASSERT_EQ(S_OK, Control->GetHost(application.Out()));
+    EXPECT_TRUE(SameObject(application, Host));
+    EXPECT_EQ(std::vector<std::string>{"host"}, Whats(*First));
+}
+
+TEST_F(HostAttachment, NoHostIsRefusedAsArgumentsAre)
+{
+    EXPECT_EQ(E_INVALIDARG, Control->SetHost(nullptr));
+    // An object that is no host root: the control stays without a host.
+    EXPECT_EQ(E_NOINTERFACE, Control->SetHost(static_cast<IQvxControlNotifications2*>(First.Get())));
+    CComPtr<IQvxHost> application;
+    EXPECT_EQ(E_UNEXPECTED, Control->GetHost(application.Out()));
+    EXPECT_EQ(nullptr, application.Get());
+    EXPECT_EQ(E_POINTER, Control->GetHost(nullptr));
+    EXPECT_TRUE(First->Heard.empty());
+    EXPECT_EQ(S_OK, Control->SetHost(Host));
+}
+
+TEST_F(HostAttachment, ARootThatRefusesTheSinkLeavesTheControlWithoutHostButUsable)
+{
+    Fault(L"IQvxNotifications.Advise", E_ACCESSDENIED);
+    EXPECT_EQ(E_FAIL, Control->SetHost(Host));
+    CComPtr<IQvxHost> application;
+    EXPECT_EQ(E_UNEXPECTED, Control->GetHost(application.Out()));
+    EXPECT_EQ(E_UNEXPECTED, Control->SetTaskById(1));
+    EXPECT_TRUE(First->Heard.empty());
+    EXPECT_EQ(Baseline, Sinks());
+    ASSERT_EQ(S_OK, Simulation->ClearFaults());
+    EXPECT_EQ(S_OK, Control->SetHost(Host));
+    EXPECT_EQ(Baseline + 1, Sinks());
+}
+
+TEST_F(HostAttachment, SetTaskByIdNeedsAHost)
+{
+    EXPECT_EQ(E_UNEXPECTED, Control->SetTaskById(1));
+    EXPECT_EQ(nullptr, AttachedTask().Get());
+    EXPECT_EQ(0, Calls(L"GetTaskList"));
+    EXPECT_EQ(E_POINTER, Control->GetTask(nullptr));
+}
+
+TEST_F(HostAttachment, AnUnknownIdKeepsThePresentTask)
+{
+    ASSERT_EQ(S_OK, Control->SetHost(Host));
+    ASSERT_EQ(S_OK, Control->SetTaskById(2));
+    EXPECT_EQ(E_INVALIDARG, Control->SetTaskById(99));
+    EXPECT_TRUE(SameObject(AttachedTask(), HostTask(2)));
+    EXPECT_EQ((std::vector<std::string>{"host", "task"}), Whats(*Second));
+}
+
+TEST_F(HostAttachment, AFailingTaskListGivesEFail)
+{
+    ASSERT_EQ(S_OK, Control->SetHost(Host));
+    Fault(L"IQvxOrvid.GetTaskList", E_OUTOFMEMORY);
+    EXPECT_EQ(E_FAIL, Control->SetTaskById(1));
+    EXPECT_EQ(nullptr, AttachedTask().Get());
+    EXPECT_EQ(std::vector<std::string>{"host"}, Whats(*First));
+}
+
+TEST_F(HostAttachment, HostThenTaskSubscribesToTheTaskAndTellsBothPoints)
+{
+    ASSERT_EQ(S_OK, Control->SetHost(Host));
+    ASSERT_EQ(S_OK, Control->SetTaskById(1));
+    CComPtr<IQvxTask> task = HostTask(1);
+    EXPECT_TRUE(SameObject(AttachedTask(), task));
+    for (CRecorder* recorder : {First.Get(), Second.Get()}) {
+        ASSERT_EQ((std::vector<std::string>{"host", "task"}), Whats(*recorder));
+        EXPECT_TRUE(SameObject(recorder->Heard[1].Control, Control));
+        EXPECT_TRUE(SameObject(recorder->Heard[1].Subject, task));
+    }
+    // The host pauses: the control hears it on its task sink and asks for the run state.
+    EXPECT_EQ(1, RunStateQueriesOnPause(1));
+}
+
+TEST_F(HostAttachment, AReplacedTaskIsNoLongerHeard)
+{
+    ASSERT_EQ(S_OK, Control->SetHost(Host));
+    ASSERT_EQ(S_OK, Control->SetTaskById(1));
+    ASSERT_EQ(S_OK, Control->SetTaskById(2));
+    EXPECT_TRUE(SameObject(AttachedTask(), HostTask(2)));
+    EXPECT_EQ((std::vector<std::string>{"host", "task", "task"}), Whats(*First));
+    EXPECT_TRUE(SameObject(First->Heard[2].Subject, HostTask(2)));
+
+    EXPECT_EQ(0, RunStateQueriesOnPause(1));
+    EXPECT_EQ(1, RunStateQueriesOnPause(2));
+}
+
+TEST_F(HostAttachment, TheSameTaskAgainIsHeardOnce)
+{
+    ASSERT_EQ(S_OK, Control->SetHost(Host));
+    ASSERT_EQ(S_OK, Control->SetTaskById(1));
+    const long sinks = Sinks();
+    ASSERT_EQ(S_OK, Control->SetTaskById(1));
+    EXPECT_EQ(sinks, Sinks());
+    EXPECT_EQ(1, RunStateQueriesOnPause(1));
+}
+
+TEST_F(HostAttachment, AHostThatChangesTheTaskInsideTheNewsListensToItsLastChoice)
+{
+    ASSERT_EQ(S_OK, Control->SetHost(Host));
+    bool once = false;
+    First->OnTask = [&](IQvxTask*) {
+        if (once) return;
+        once = true;
+        EXPECT_EQ(S_OK, Control->SetTaskById(2));
+    };
+    ASSERT_EQ(S_OK, Control->SetTaskById(1));
+    EXPECT_TRUE(SameObject(AttachedTask(), HostTask(2)));
+    EXPECT_EQ(0, RunStateQueriesOnPause(1));
+    EXPECT_EQ(1, RunStateQueriesOnPause(2));
+}
+
+TEST_F(HostAttachment, AHostThatClosesTakesItsTaskAndItselfAway)
+{
+    ASSERT_EQ(S_OK, Control->SetHost(Host));
+    ASSERT_EQ(S_OK, Control->SetTaskById(1));
+    ASSERT_EQ(S_OK, Simulation->Shutdown());
+    // The task went first, as the host closed it, then the host root.
+    EXPECT_EQ((std::vector<std::string>{"host", "task", "task"}), Whats(*Second));
+    EXPECT_EQ(nullptr, Second->Heard[2].Subject.Get());
+    EXPECT_EQ(nullptr, AttachedTask().Get());
+    CComPtr<IQvxHost> application;
+    EXPECT_EQ(E_UNEXPECTED, Control->GetHost(application.Out()));
+    EXPECT_EQ(Baseline, Sinks());
+    // Late notifications reach nothing of the control's.
+    ASSERT_EQ(S_OK, Simulation->SetTimeFormat(2));
+    EXPECT_EQ(Baseline, Sinks());
+    // Without a host, the control takes the next one.
+    CComPtr<IQvxOrvid> next;
+    ASSERT_EQ(S_OK, CoCreateInstance(CLSID_QvxSimulatedHost, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IQvxOrvid),
+                                     next.OutVoid()));
+    EXPECT_EQ(S_OK, Control->SetHost(next));
+    EXPECT_EQ(S_OK, Control->SetTaskById(2));
+}
+
+TEST_F(HostAttachment, NotificationsInFlightWhileTheHostClosesAreHarmless)
+{
+    ASSERT_EQ(S_OK, Control->SetHost(Host));
+    ASSERT_EQ(S_OK, Control->SetTaskById(1));
+    // While the control lets its task go, the host tells of more changes of the root.
+    Second->OnTask = [&](IQvxTask* task) {
+        if (task) return;
+        Simulation->SetTimeFormat(1);
+        Simulation->SetTimeDigits(5);
+        Simulation->ReplaceDistanceSource(CBstr(L"Lap distance").Get());
+    };
+    ASSERT_EQ(S_OK, Simulation->Shutdown());
+    EXPECT_EQ(nullptr, AttachedTask().Get());
+    EXPECT_EQ(Baseline, Sinks());
+}
+
+TEST_F(HostAttachment, AReleasedControlLeavesTheHostWithNoSinkOfItsOwn)
+{
+    ASSERT_EQ(S_OK, Control->SetHost(Host));
+    ASSERT_EQ(S_OK, Control->SetTaskById(1));
+    EXPECT_LT(Baseline + 1, Sinks());
+    // The recorders hold the control that they heard.
+    First->Heard.clear();
+    Second->Heard.clear();
+    Control = nullptr;
+    EXPECT_EQ(Empty, Sinks());
+    // The host goes on and closes; nothing of the control is called.
+    ASSERT_EQ(S_OK, Simulation->SetRunning(1, VARIANT_FALSE));
+    ASSERT_EQ(S_OK, Simulation->Shutdown());
+}
+
+TEST_F(HostAttachment, TheRootsSelectionsNewsFetchesAMissingDistanceSource)
+{
+    Fault(L"IQvxOrvid.GetDistanceSource", E_FAIL);
+    ASSERT_EQ(S_OK, Control->SetHost(Host));
+    ASSERT_EQ(S_OK, Simulation->ClearFaults());
+    ASSERT_EQ(S_OK, Simulation->ResetCallCounts());
+    ASSERT_EQ(S_OK, Simulation->ReplaceDistanceSource(CBstr(L"GPS distance").Get()));
+    EXPECT_EQ(1, Calls(L"IQvxOrvid.GetDistanceSource"));
+    // Once the control has one, the same news asks for nothing.
+    ASSERT_EQ(S_OK, Simulation->ReplaceDistanceSource(CBstr(L"Distance").Get()));
+    EXPECT_EQ(1, Calls(L"IQvxOrvid.GetDistanceSource"));
+}
+
+TEST_F(HostAttachment, TheConfigurationPagesAreChannelsThenEvents)
+{
+    CComPtr<IQvxDataNames> pages;
+    ASSERT_EQ(S_OK, Control->GetConfigurationPages(pages.Out()));
+    long count = 0;
+    ASSERT_EQ(S_OK, pages->GetCount(&count));
+    ASSERT_EQ(2, count);
+    CBstr first, second, none;
+    ASSERT_EQ(S_OK, pages->GetName(1, first.Out()));
+    ASSERT_EQ(S_OK, pages->GetName(2, second.Out()));
+    EXPECT_STREQ(L"QvxConfigurationPages.ChannelSelect", first.Get());
+    EXPECT_STREQ(L"QvxConfigurationPages.EventSelect", second.Get());
+    EXPECT_EQ(E_INVALIDARG, pages->GetName(0, none.Out()));
+    EXPECT_EQ(E_INVALIDARG, pages->GetName(3, none.Out()));
+    EXPECT_EQ(E_POINTER, pages->GetName(1, nullptr));
+    EXPECT_EQ(E_POINTER, Control->GetConfigurationPages(nullptr));
+}
+
+TEST_F(HostAttachment, ANewChartHasNoActiveChannelNamesNorFactories)
+{
+    CComPtr<IQvxDataNames> names;
+    long count = -1;
+    ASSERT_EQ(S_OK, Control->GetActiveChannelName(names.Out()));
+    ASSERT_EQ(S_OK, names->GetCount(&count));
+    EXPECT_EQ(0, count);
+    ASSERT_EQ(S_OK, Control->GetChannelNames(names.Out()));
+    ASSERT_EQ(S_OK, names->GetCount(&count));
+    EXPECT_EQ(0, count);
+    ASSERT_EQ(S_OK, Control->GetEventNames(names.Out()));
+    ASSERT_EQ(S_OK, names->GetCount(&count));
+    EXPECT_EQ(0, count);
+    EXPECT_EQ(E_POINTER, Control->GetActiveChannelName(nullptr));
+
+    CComPtr<IQvxPropertyFactory> channels;
+    CComPtr<IQvxEventPropertyFactory> events;
+    CComPtr<IQvxGroupFactory> groups;
+    EXPECT_EQ(S_FALSE, Control->GetChannelPropertyFactory(channels.Out()));
+    EXPECT_EQ(S_FALSE, Control->GetEventPropertyFactory(events.Out()));
+    EXPECT_EQ(S_FALSE, Control->GetGroupFactory(groups.Out()));
+    EXPECT_FALSE(channels || events || groups);
+}
+
+// The chart linked in: what the receivers do to the task item, and the control's own firing.
+class LinkedHostAttachment : public HostAttachment
+{
+protected:
+    void SetUp() override
+    {
+        HostAttachment::SetUp();
+        Control = nullptr;
+        ASSERT_EQ(S_OK, CComObject<CAttachChartCtl>::CreateInstance(Owner));
+        Chart = static_cast<CAttachChartCtl*>(Owner.Get());
+        ASSERT_EQ(S_OK, Owner.As(Control));
+        AdviseRecorders(Owner);
+        ASSERT_EQ(S_OK, Simulation->GetSinkCount(&Baseline));
+    }
+    void TearDown() override
+    {
+        Chart = nullptr;
+        Owner = nullptr;
+        HostAttachment::TearDown();
+    }
+
+    // The task item's flags that a notification raises.
+    template <class Action>
+    DWORD FlagsRaisedBy(Action&& action)
+    {
+        Chart->TaskItem->Flags = 0;
+        action();
+        return Chart->TaskItem->Flags;
+    }
+
+    CComPtr<IQvxLinnographCtl4> Owner;
+    CAttachChartCtl* Chart = nullptr;
+};
+
+TEST_F(LinkedHostAttachment, ActiveChangedGoesToBothPoints)
+{
+    Chart->FireActiveChanged();
+    EXPECT_EQ(std::vector<std::string>{"active"}, Whats(*First));
+    EXPECT_EQ(std::vector<std::string>{"active"}, Whats(*Second));
+    EXPECT_TRUE(SameObject(First->Heard[0].Control, Owner));
+}
+
+TEST_F(LinkedHostAttachment, AttachingATaskGivesItToTheTaskItemWithAFreshStack)
+{
+    ASSERT_EQ(S_OK, Control->SetHost(Host));
+    IQvxZoomStack* before = Chart->TaskItem->GetZoomStack();
+    const DWORD raised = FlagsRaisedBy([&] { ASSERT_EQ(S_OK, Control->SetTaskById(1)); });
+    EXPECT_TRUE(SameObject(Chart->TaskItem->GetTask(), HostTask(1)));
+    EXPECT_NE(nullptr, Chart->TaskItem->GetZoomStack());
+    EXPECT_NE(before, Chart->TaskItem->GetZoomStack());
+    // The selections were stale too, and have been rebuilt for the new task already.
+    EXPECT_EQ(TaskCursorStale | TaskControlModeStale | TaskTimeRangeStale,
+              raised & (TaskCursorStale | TaskControlModeStale | TaskTimeRangeStale));
+}
+
+TEST_F(LinkedHostAttachment, TheRootsFormatAndDigitsFlagTheTaskItem)
+{
+    ASSERT_EQ(S_OK, Control->SetHost(Host));
+    EXPECT_EQ(TaskTimeFormatStale, FlagsRaisedBy([&] { Simulation->SetTimeFormat(1); }));
+    EXPECT_EQ(TaskTimeDigitsStale, FlagsRaisedBy([&] { Simulation->SetTimeDigits(5); }));
+}
+
+TEST_F(LinkedHostAttachment, TheTasksSelectionNewsFlagTheTaskItem)
+{
+    ASSERT_EQ(S_OK, Control->SetHost(Host));
+    ASSERT_EQ(S_OK, Control->SetTaskById(1));
+    const DWORD added = FlagsRaisedBy([&] { Simulation->AddDataSelection(1, 7, 600'000'000, VARIANT_FALSE); });
+    EXPECT_EQ(TaskTimeRangeStale | TaskDistanceRangeStale | TaskSelectionsStale | TaskActiveStale,
+              added & (TaskTimeRangeStale | TaskDistanceRangeStale | TaskSelectionsStale | TaskActiveStale));
+    CComPtr<IQvxTask> task = HostTask(1);
+    const DWORD current = FlagsRaisedBy([&] { task->SetCurrentDataSelection(2); });
+    EXPECT_EQ(TaskActiveStale, current & TaskActiveStale);
+}
+
+TEST_F(LinkedHostAttachment, AHostThatRunsAgainEndsALocalPause)
+{
+    ASSERT_EQ(S_OK, Control->SetHost(Host));
+    ASSERT_EQ(S_OK, Control->SetTaskById(1));
+    Chart->Running = 0;
+    ASSERT_EQ(S_OK, Simulation->SetRunning(1, VARIANT_FALSE));
+    EXPECT_EQ(0u, Chart->Running);
+    ASSERT_EQ(S_OK, Simulation->SetRunning(1, VARIANT_TRUE));
+    EXPECT_EQ(1u, Chart->Running);
+}
+
+TEST_F(LinkedHostAttachment, ATaskGoingAwayAloneLeavesTheHostAttached)
+{
+    ASSERT_EQ(S_OK, Control->SetHost(Host));
+    ASSERT_EQ(S_OK, Control->SetTaskById(1));
+    CComPtr<IQvxTask> task = HostTask(1);
+    // What the task's sink hands on when the host closes that task alone.
+    Chart->OnTaskGoingAway(task);
+    EXPECT_EQ(nullptr, AttachedTask().Get());
+    EXPECT_EQ(nullptr, Chart->TaskItem->GetTask());
+    EXPECT_EQ((std::vector<std::string>{"host", "task", "task"}), Whats(*First));
+    EXPECT_EQ(nullptr, First->Heard[2].Subject.Get());
+    EXPECT_EQ(0, RunStateQueriesOnPause(1));
+    CComPtr<IQvxHost> application;
+    EXPECT_EQ(S_OK, Control->GetHost(application.Out()));
+    EXPECT_EQ(S_OK, Control->SetTaskById(2));
+    EXPECT_EQ(1, RunStateQueriesOnPause(2));
+}
+
+TEST_F(LinkedHostAttachment, ARootGoingAwayWithItsTaskStillAttachedDetachesBoth)
+{
+    ASSERT_EQ(S_OK, Control->SetHost(Host));
+    ASSERT_EQ(S_OK, Control->SetTaskById(1));
+    // What the root's sink hands on from a host that does not close its tasks first.
+    Chart->OnHostGoingAway(Host);
+    EXPECT_EQ(nullptr, AttachedTask().Get());
+    EXPECT_EQ((std::vector<std::string>{"host", "task", "task"}), Whats(*Second));
+    CComPtr<IQvxHost> application;
+    EXPECT_EQ(E_UNEXPECTED, Control->GetHost(application.Out()));
+    EXPECT_EQ(Baseline, Sinks());
+    EXPECT_EQ(0, RunStateQueriesOnPause(1));
+}
+
+} // namespace
