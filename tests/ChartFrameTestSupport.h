@@ -2,6 +2,7 @@
 // The chart control linked into a test: made as the class factory makes it, with its frame's state
 // open to the test, and the uxtheme facts a test needs to know what a border should look like.
 #include <windows.h>
+#include <gtest/gtest.h>
 #include <uxtheme.h>
 #include "CursorsRegion.h"
 #include "GraphRegion.h"
@@ -55,6 +56,16 @@ inline bool ThemedContentRect(HWND window, const RECT& outer, RECT& content)
     const bool known = SUCCEEDED(GetThemeBackgroundContentRect(theme, nullptr, 1, 1, &outer, &content));
     CloseThemeData(theme);
     return known;
+}
+
+// The host's task of the given id, through its task list.
+inline CComPtr<IQvxTask> TaskOfHost(IQvxOrvid* host, long id)
+{
+    CComPtr<IQvxTaskList> tasks;
+    CComPtr<IQvxTask> task;
+    EXPECT_EQ(S_OK, host->GetTaskList(tasks.Out()));
+    if (tasks) EXPECT_EQ(S_OK, tasks->GetItem(id, task.Out()));
+    return task;
 }
 
 } // namespace qvxtest

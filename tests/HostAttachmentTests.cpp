@@ -115,14 +115,7 @@ protected:
                                               static_cast<IQvxControlNotifications2*>(Second.Get()), &cookie));
     }
 
-    CComPtr<IQvxTask> HostTask(long id)
-    {
-        CComPtr<IQvxTaskList> tasks;
-        CComPtr<IQvxTask> task;
-        EXPECT_EQ(S_OK, Host->GetTaskList(tasks.Out()));
-        EXPECT_EQ(S_OK, tasks->GetItem(id, task.Out()));
-        return task;
-    }
+    CComPtr<IQvxTask> HostTask(long id) { return qvxtest::TaskOfHost(Host, id); }
 
     long Sinks()
     {

@@ -60,14 +60,7 @@ protected:
         Task.reset();
     }
 
-    CComPtr<IQvxTask> HostTask(long id)
-    {
-        CComPtr<IQvxTaskList> tasks;
-        CComPtr<IQvxTask> task;
-        EXPECT_EQ(S_OK, Host->GetTaskList(tasks.Out()));
-        EXPECT_EQ(S_OK, tasks->GetItem(id, task.Out()));
-        return task;
-    }
+    CComPtr<IQvxTask> HostTask(long id) { return qvxtest::TaskOfHost(Host, id); }
 
     // What the control does when it is given a task.
     void Attach(long id)
