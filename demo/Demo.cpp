@@ -9,7 +9,9 @@
 #include <string>
 #include <vector>
 #include "ComPtr.h"
+#include "Interfaces.h"
 #include "PngWriter.h"
+#include "QvxSim.h"
 
 namespace {
 
@@ -107,6 +109,46 @@ void SetProperty(IUnknown* control, const wchar_t* name, long value)
     dispatch->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_PROPERTYPUT, &parameters, nullptr, nullptr, nullptr);
 }
 
+// The simulated host's live recording, attached to the chart as a host application would.
+class CLiveHost
+{
+public:
+    HRESULT Attach(IUnknown* control)
+    {
+        HRESULT hr = CoCreateInstance(CLSID_QvxSimulatedHost, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown,
+                                      Root.OutVoid());
+        if (SUCCEEDED(hr)) hr = Simulation.QueryFrom(Root, __uuidof(IQvxSimulation));
+        CComPtr<IQvxControl> chart;
+        if (SUCCEEDED(hr)) hr = chart.QueryFrom(control, __uuidof(IQvxControl));
+        if (SUCCEEDED(hr)) hr = chart->SetHost(Root);
+        if (SUCCEEDED(hr)) hr = chart->SetTaskById(LiveTask);
+        return hr;
+    }
+    // Moves the recording on by `seconds` of live time.
+    void Advance(double seconds)
+    {
+        if (Simulation) Simulation->Advance(qvx::time(seconds * 10'000'000));
+    }
+    double ClockSeconds() const
+    {
+        qvx::time now = 0, start = 0;
+        if (!Simulation || FAILED(Simulation->GetClock(&now)) || FAILED(Simulation->GetRecordingStart(&start)))
+            return 0;
+        return double(now - start) / 1e7;
+    }
+    void Close()
+    {
+        if (Simulation) Simulation->Shutdown();
+        Simulation = nullptr;
+        Root = nullptr;
+    }
+
+private:
+    static constexpr long LiveTask = 1;
+    CComPtr<IUnknown> Root;
+    CComPtr<IQvxSimulation> Simulation;
+};
+
 } // namespace
 
 int wmain()
@@ -142,6 +184,12 @@ int wmain()
         return 4;
     }
     std::printf("demo: hosting %ls in the container window\n", ProgId);
+    CLiveHost live;
+    if (FAILED(live.Attach(control))) {
+        std::fprintf(stderr, "demo: could not attach the simulated host\n");
+        return 6;
+    }
+    std::printf("demo: attached to the simulated host's live task\n");
     // The chart in a three-dimensional border, as a host would set it up.
     SetProperty(control, L"Appearance", 1);
     SetProperty(control, L"BorderStyle", 1);
@@ -152,12 +200,14 @@ int wmain()
         std::vector<double> frameTimes;
         const int frames = 5;
         for (int i = 0; i < frames; ++i) {
+            live.Advance(1.0);
             if (!PumpFor(options.Seconds / frames)) break;
             wchar_t name[32];
             swprintf(name, 32, L"\\frame-%03d.png", i);
             double ms = RenderFrame(control, options.Output + name);
             if (ms < 0) { status = 5; break; }
             frameTimes.push_back(ms);
+            std::printf("frame %d at %.1f s of live data\n", i, live.ClockSeconds());
         }
         if (status == 0 && RenderFrame(control, options.Output + L"\\demo.png") < 0) status = 5;
         std::wstring figures = options.Output + L"\\frame-times.txt";
@@ -171,12 +221,15 @@ int wmain()
     } else {
         ShowWindow(frame, SW_SHOWNORMAL);
         UpdateWindow(frame);
-        MSG msg;
-        while (GetMessageW(&msg, nullptr, 0, 0) > 0) {
-            TranslateMessage(&msg);
-            DispatchMessageW(&msg);
+        // Live time follows the wall clock, a tenth of a second at a time.
+        auto last = std::chrono::steady_clock::now();
+        while (PumpFor(0.1)) {
+            auto now = std::chrono::steady_clock::now();
+            live.Advance(std::chrono::duration<double>(now - last).count());
+            last = now;
         }
     }
+    live.Close();
     control = nullptr;
     if (IsWindow(frame)) DestroyWindow(frame);
     OleUninitialize();
