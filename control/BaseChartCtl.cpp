@@ -47,10 +47,10 @@ CBaseChartCtl::~CBaseChartCtl()
     DestroyChart();
 }
 
-HRESULT CBaseChartCtl::CreateChart(qvx::time dataTimeSpan, CResizeCallback& resizeCallback)
+HRESULT CBaseChartCtl::CreateChart(const CRTCTimeSettings& settings, CResizeCallback& resizeCallback)
 {
     // 1. The data-item root, everything in it stale.
-    TaskItem = std::make_unique<CRTCTaskDataItem>(this, dataTimeSpan);
+    TaskItem = std::make_unique<CRTCTaskDataItem>(this, settings);
     TaskItem->NotifyChange(0xFFFFFFFF, 1);
 
     // 2. The chart's own zoom stack, from the host's library. A new control has no task yet: the
@@ -312,6 +312,8 @@ void CBaseChartCtl::OnTaskAttached(IQvxTask* oldTask)
         TaskItem->NotifyChange(TaskAttachStale, 1);
         TaskItem->RebuildDataSelections();
         if (oldTask) TaskItem->UndoAllZooms();
+        // The stack that goes into use measures its ranges on the task, so it gets it too.
+        stack->SetTask(task);
         TaskItem->SetZoomStack(stack);
     }
     TaskItem->NotifyChange(TaskAttachRangeStale, 1);
@@ -411,8 +413,6 @@ void CBaseChartCtl::OnRunningChanged(IQvxTask* task)
 void CBaseChartCtl::OnCursorChanged(IQvxTask*, qvx::time time)
 {
     // A cursor that the chart holds itself, running or paused locally, does not follow the
-    // host's: only a chart without a task or in the host's pause takes it. That test (the control
-    // mode's IsLocallyHeld) comes with the task item's control modes; until then the task item
-    // always hears the host's cursor.
-    if (TaskItem) TaskItem->OnCursorChanged(time);
+    // host's: only a chart without a task or in the host's pause takes it.
+    if (TaskItem && !TaskItem->GetMode().IsLocallyHeld()) TaskItem->OnCursorChanged(time);
 }

@@ -25,6 +25,7 @@ class CFragileManager;
 class CRTCCursorsRegion;
 class CRTCGraphRegion;
 class CRTCTaskDataItem;
+struct CRTCTimeSettings;
 class CResizeCallback;
 class CResizeRegion;
 
@@ -132,7 +133,8 @@ public:
 protected:
     // The first part of the control's construction: the task item, the zoom stack, the root's
     // children, and the root among the task's listeners. A failure leaves nothing attached.
-    HRESULT CreateChart(qvx::time dataTimeSpan, CResizeCallback& resizeCallback);
+    // `settings` points at the control's time settings, which the task item reads.
+    HRESULT CreateChart(const CRTCTimeSettings& settings, CResizeCallback& resizeCallback);
     // The task item lets go of its zoom stack.
     void ReleaseChart();
     // The children in the order of their teardown, then the root leaves the task item and the item

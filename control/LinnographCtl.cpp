@@ -114,7 +114,7 @@ HRESULT CLinnographCtl::FinalConstruct()
     if (!Caption.Get()) return E_OUTOFMEMORY;
     HRESULT hr = E_FAIL;
     try {
-        hr = CreateChart(DataTimeSpan, *this);
+        hr = CreateChart({&DataTimeSpan, &HistoricDataTimeSpan, &Running}, *this);
     } catch (const std::bad_alloc&) {
         hr = E_OUTOFMEMORY;
     }
@@ -431,8 +431,8 @@ STDMETHODIMP CLinnographCtl::put_DataTimeSpan(INT64 ticks)
     if (ticks > DataTimeSpan && TaskItem) TaskItem->UndoAllZooms();
     DataTimeSpan = ticks;
     if (HistoricDataTimeSpan < DataTimeSpan) {
-        // The task item re-evaluates the span that it retains here, once it has one.
         HistoricDataTimeSpan = DataTimeSpan;
+        if (TaskItem) TaskItem->UpdateRetainedSpan();
     }
     NotifyTimeSpanChanged();
     MarkModified();
@@ -454,7 +454,7 @@ STDMETHODIMP CLinnographCtl::put_HistoricDataTimeSpan(INT64 ticks)
     if (span == HistoricDataTimeSpan) return S_OK;
     HistoricDataTimeSpan = span;
     NotifyTimeSpanChanged();
-    // The task item re-evaluates the span that it retains here, once it has one.
+    if (TaskItem) TaskItem->UpdateRetainedSpan();
     MarkModified();
     Invalidate();
     return S_OK;

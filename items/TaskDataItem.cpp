@@ -10,15 +10,14 @@ namespace {
 
 const CYZoom Unzoomed{0.0, 1.0};
 
-// "Time: ", from the module's string table; the text stands also where the module's resources
-// are not linked in.
-CBstr LoadTimePrefix()
+// A text of the module's string table; `fallback` stands where the module's resources are not
+// linked in.
+CBstr LoadModuleString(UINT id, const wchar_t* fallback)
 {
     const wchar_t* text = nullptr;
-    const int length = LoadStringW(CComModule::Instance().Handle(), IDS_TIME_PREFIX,
-                                   reinterpret_cast<wchar_t*>(&text), 0);
+    const int length = id ? LoadStringW(CComModule::Instance().Handle(), id, reinterpret_cast<wchar_t*>(&text), 0) : 0;
     if (length > 0 && text) return CBstr::Adopt(SysAllocStringLen(text, UINT(length)));
-    return CBstr(L"Time: ");
+    return CBstr(fallback);
 }
 
 } // namespace
@@ -34,7 +33,7 @@ CTaskDataItem::CTaskDataItem(ChartOwner* owner) : Owner(owner)
     }
     CoCreateInstance(CLSID_QvxUnitConverter, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IQvxUnitConverter),
                      UnitConverter.OutVoid());
-    TimePrefix = LoadTimePrefix();
+    TimePrefix = LoadModuleString(IDS_TIME_PREFIX, L"Time: ");
     // The chart's own stack, in use until the control gives the task's. Without it the chart
     // shows no range until it gets one.
     CoCreateInstance(CLSID_QvxZoomStack, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IQvxZoomStack),
@@ -676,19 +675,270 @@ void CTaskDataItem::OnOtherChange(IQvxZoomStack*)
 
 // --- CRTCTaskDataItem ---
 
-CRTCTaskDataItem::CRTCTaskDataItem(ChartOwner* owner, qvx::time dataTimeSpan)
-    : CTaskDataItem(owner), DataTimeSpan(dataTimeSpan)
+namespace {
+
+constexpr qvx::time HalfSecond = 5'000'000;
+
+} // namespace
+
+CRTCTaskDataItem::CRTCTaskDataItem(ChartOwner* owner, const CRTCTimeSettings& settings)
+    : CTaskDataItem(owner), TimeSettings(settings)
 {
+}
+
+CRTCTaskDataItem::CRTCTaskDataItem(ChartOwner* owner, qvx::time dataTimeSpan)
+    : CTaskDataItem(owner), TimeSettings{&OwnDataTimeSpan, &OwnDataTimeSpan, &OwnRunning},
+      OwnDataTimeSpan(dataTimeSpan)
+{
+}
+
+CRTCTaskDataItem::~CRTCTaskDataItem() = default;
+
+void CRTCTaskDataItem::OnRunStateChanged()
+{
+    RefreshControlMode();
+    // A pause keeps the range where it stood as a zoom level; a chart that runs again is left
+    // unzoomed, or its window would stop following the live end.
+    if (ZoomStack && !Mode->IsRunning()) ZoomStack->PushTimeZoom(TimeMinimum, TimeMaximum);
+}
+
+qvx::time CRTCTaskDataItem::NextHalfSecond(qvx::time dataEnd) noexcept
+{
+    return (dataEnd / HalfSecond + 1) * HalfSecond;
 }
 
 void CRTCTaskDataItem::UpdateTimeRange()
 {
-    // The live window's arithmetic joins here with the control modes.
     CTaskDataItem::UpdateTimeRange();
+    const qvx::time dataTimeSpan = GetDataTimeSpan();
+    qvx::time width = dataTimeSpan;
+    if (StackIsZoomed()) {
+        if (ActiveSelection) FullTimeSpan = ActiveSelection->GetLength();
+        const qvx::time length = FullTimeSpan;
+        if (TimeMaximum > length) {
+            // A zoomed window never looks past the data's end; it keeps its width.
+            width = TimeMaximum - TimeMinimum;
+            TimeMaximum = length;
+            TimeMinimum = length - width;
+        }
+    } else {
+        if (ActiveSelection) {
+            TimeMinimum = 0;
+            FullTimeSpan = TimeMaximum = ActiveSelection->GetLength();
+        }
+        TimeMaximum = TimeMinimum + NextHalfSecond(TimeMaximum - TimeMinimum);
+        TimeMinimum = TimeMaximum - dataTimeSpan;
+    }
+    if (TimeMinimum < 0) {
+        // Until the window is filled it stands at the start.
+        TimeMinimum = 0;
+        TimeMaximum = width;
+    }
+    HasTimeRangeFlag = TimeMinimum != TimeMaximum;
     Flags &= ~TaskLiveRangeStale;
+}
+
+const qvx::time& CRTCTaskDataItem::GetCursorTime()
+{
+    return GetMode().GetCursorTime();
+}
+
+void CRTCTaskDataItem::SetCursor(const qvx::time& time, int constrain)
+{
+    // Samples to snap to come with the real-time traces; until then the time stands as given.
+    qvx::time t = time;
+    if (!constrain) {
+        GetMode().SetCursor(t);
+        return;
+    }
+    if (!HasTimeRange()) return;
+    // Without an active trace there is no sample nearer the range to move to.
+    if (t >= TimeMinimum && t <= TimeMaximum) GetMode().SetCursor(t);
+}
+
+void CRTCTaskDataItem::SetCursorChecked(const qvx::time& time)
+{
+    GetMode().SetCursorChecked(time);
+}
+
+HRESULT CRTCTaskDataItem::SetZoomStack(IUnknown* stack)
+{
+    const HRESULT hr = CTaskDataItem::SetZoomStack(stack);
+    if (SUCCEEDED(hr)) UpdateRetainedSpan();
+    return hr;
 }
 
 CChannelDataItem* CRTCTaskDataItem::CreateChannel(const CBstr& name)
 {
     return new (std::nothrow) CRTCChannelDataItem(this, name, Owner ? Owner->GetChannelFactory() : nullptr);
+}
+
+void CRTCTaskDataItem::CommitCursor(const qvx::time& time)
+{
+    GetMode().SetCursor(time);
+}
+
+CRTCTaskDataItem::CControlMode& CRTCTaskDataItem::GetMode()
+{
+    if (!Mode || (Flags & TaskControlModeStale)) ChooseMode();
+    return *Mode;
+}
+
+void CRTCTaskDataItem::ChooseMode()
+{
+    Mode.reset();
+    VARIANT_BOOL hostRunning = VARIANT_FALSE;
+    if (!Task) {
+        Mode = std::make_unique<CNoTaskControlMode>(*this);
+    } else if (FAILED(Task->GetRunning(&hostRunning)) || hostRunning != VARIANT_TRUE) {
+        Mode = std::make_unique<CGlobalPauseControlMode>(*this);
+    } else if (IsRunWanted()) {
+        Mode = std::make_unique<CRunningControlMode>(*this);
+    } else {
+        qvx::time cursor = 0;
+        Task->GetCursorTime(&cursor);
+        Mode = std::make_unique<CLocalPauseControlMode>(*this, cursor);
+    }
+    Flags &= ~TaskControlModeStale;
+}
+
+void CRTCTaskDataItem::RefreshControlMode()
+{
+    NotifyChange(TaskControlModeStale, 1);
+    ChooseMode();
+    const bool running = Mode->IsRunning();
+    // A chart that runs again tells every trace that its data changed, once channels hold traces.
+    NotifyChange(TaskCursorStale | TaskWindowMoved | TaskDistanceRangeStale | TaskTimeRangeStale, 1);
+    if (Flags & TaskSelectionsStale) RebuildDataSelections();
+    CComPtr<IQvxZoomStackLimits> limits;
+    if (ZoomStack) ZoomStack->QueryInterface(__uuidof(IQvxZoomStackLimits), limits.OutVoid());
+    if (running) {
+        if (limits) limits->SetFreeze(VARIANT_FALSE);
+        ClearYZoom();
+        if (StackIsZoomed()) {
+            ZoomStack->PopAll();
+        } else {
+            NotifyChange(TaskTimeRangeStale | TaskDistanceRangeStale, 1);
+            RedrawNow();
+        }
+        InvalidateChannels();
+    } else if (limits) {
+        if (Mode->IsLocallyHeld()) {
+            limits->SetFreeze(VARIANT_TRUE);
+            limits->SetFrozenRange(TimeMinimum, TimeMaximum);
+        } else {
+            limits->SetFreeze(VARIANT_FALSE);
+        }
+    }
+}
+
+void CRTCTaskDataItem::UpdateRetainedSpan()
+{
+    qvx::time span = GetHistoricDataTimeSpan();
+    if (ZoomStack) ZoomStack->SetFixedTimeSpan(VARIANT_TRUE, &span);
+}
+
+void CRTCTaskDataItem::OnRangeChanged(IQvxZoomStack* stack)
+{
+    if (!IsRunWanted()) CTaskDataItem::OnRangeChanged(stack);
+}
+
+// --- the control modes ---
+
+CRTCTaskDataItem::CControlMode::CControlMode(CRTCTaskDataItem& task, UINT statusText, const wchar_t* statusFallback,
+                                             UINT timeLabel, const wchar_t* timeLabelFallback)
+    : Task(&task), StatusText(LoadModuleString(statusText, statusFallback)),
+      TimeLabel(LoadModuleString(timeLabel, timeLabelFallback))
+{
+}
+
+void CRTCTaskDataItem::CControlMode::SetCursor(const qvx::time&)
+{
+}
+
+void CRTCTaskDataItem::CControlMode::SetCursorChecked(const qvx::time&)
+{
+}
+
+const qvx::time& CRTCTaskDataItem::CControlMode::GetCursorTime()
+{
+    return LocalCursor;
+}
+
+void CRTCTaskDataItem::CControlMode::GetSelectionStart(qvx::time& start)
+{
+    start = 0;
+}
+
+CRTCTaskDataItem::CNoTaskControlMode::CNoTaskControlMode(CRTCTaskDataItem& task)
+    : CControlMode(task, 0, L"", 0, L"")
+{
+}
+
+CRTCTaskDataItem::CRunningControlMode::CRunningControlMode(CRTCTaskDataItem& task)
+    : CControlMode(task, IDS_RUNNING, L"Running ", IDS_ELAPSED_TIME, L"Elapsed Time: ")
+{
+}
+
+CRTCTaskDataItem::CLocalPauseControlMode::CLocalPauseControlMode(CRTCTaskDataItem& task, qvx::time cursor)
+    : CControlMode(task, IDS_LOCAL_PAUSE, L"Local Pause ", IDS_PAUSED_TIME, L"Time: ")
+{
+    LocalCursor = cursor;
+}
+
+void CRTCTaskDataItem::CLocalPauseControlMode::SetCursor(const qvx::time& time)
+{
+    CDataSelectionDataItem* selection = Task->GetActiveSelection();
+    if (!selection) return;
+    LocalCursor = std::min(selection->GetLength(), time);
+    Task->OnCursorChanged(LocalCursor);
+}
+
+void CRTCTaskDataItem::CLocalPauseControlMode::SetCursorChecked(const qvx::time& time)
+{
+    LocalCursor = time;
+    Task->OnCursorChanged(LocalCursor);
+}
+
+CRTCTaskDataItem::CGlobalPauseControlMode::CGlobalPauseControlMode(CRTCTaskDataItem& task)
+    : CControlMode(task, IDS_GLOBAL_PAUSE, L"Global Pause ", IDS_PAUSED_TIME, L"Time: ")
+{
+}
+
+void CRTCTaskDataItem::CGlobalPauseControlMode::SetCursor(const qvx::time& time)
+{
+    if (Task->GetTask()) Task->GetTask()->SetCursorTime(time - HostOffset());
+}
+
+void CRTCTaskDataItem::CGlobalPauseControlMode::SetCursorChecked(const qvx::time& time)
+{
+    CDataSelectionDataItem* selection = Task->GetActiveSelection();
+    if (selection && time >= 0 && time <= selection->GetLength()) SetCursor(time);
+}
+
+const qvx::time& CRTCTaskDataItem::CGlobalPauseControlMode::GetCursorTime()
+{
+    if (!(Task->Flags & TaskCursorStale)) return LocalCursor;
+    // A failing host leaves the bit set: the next reader asks again.
+    qvx::time host = 0;
+    if (Task->GetTask() && SUCCEEDED(Task->GetTask()->GetCursorTime(&host))) {
+        LocalCursor = host + HostOffset();
+        Task->Flags &= ~TaskCursorStale;
+    }
+    return LocalCursor;
+}
+
+void CRTCTaskDataItem::CGlobalPauseControlMode::GetSelectionStart(qvx::time& start)
+{
+    CDataSelectionDataItem* selection = Task->GetActiveSelection();
+    start = selection ? selection->GetStartTime() : 0;
+}
+
+qvx::time CRTCTaskDataItem::CGlobalPauseControlMode::HostOffset()
+{
+    CDataSelectionDataItem* selection = Task->GetActiveSelection();
+    qvx::time hostStart = 0;
+    if (!selection || !selection->GetSelection() || FAILED(selection->GetSelection()->GetStartTime(&hostStart)))
+        return 0;
+    return hostStart - selection->GetStartTime();
 }

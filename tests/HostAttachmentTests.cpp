@@ -138,7 +138,8 @@ protected:
         ASSERT_EQ(S_OK, Simulation->SetFault(name.Get(), status));
     }
 
-    // The host pauses task `id`; the control, if it listens to that task, asks for its run state.
+    // The host pauses task `id`; the control, if it listens to that task, asks for its run state
+    // twice: once for its wish to run, once when its task item chooses the control mode.
     long RunStateQueriesOnPause(long id)
     {
         EXPECT_EQ(S_OK, Simulation->ResetCallCounts());
@@ -272,7 +273,7 @@ TEST_F(HostAttachment, HostThenTaskSubscribesToTheTaskAndTellsBothPoints)
         EXPECT_TRUE(SameObject(recorder->Heard[1].Subject, task));
     }
     // The host pauses: the control hears it on its task sink and asks for the run state.
-    EXPECT_EQ(1, RunStateQueriesOnPause(1));
+    EXPECT_EQ(2, RunStateQueriesOnPause(1));
 }
 
 TEST_F(HostAttachment, AReplacedTaskIsNoLongerHeard)
@@ -285,7 +286,7 @@ TEST_F(HostAttachment, AReplacedTaskIsNoLongerHeard)
     EXPECT_TRUE(SameObject(First->Heard[2].Subject, HostTask(2)));
 
     EXPECT_EQ(0, RunStateQueriesOnPause(1));
-    EXPECT_EQ(1, RunStateQueriesOnPause(2));
+    EXPECT_EQ(2, RunStateQueriesOnPause(2));
 }
 
 TEST_F(HostAttachment, TheSameTaskAgainIsHeardOnce)
@@ -295,7 +296,7 @@ TEST_F(HostAttachment, TheSameTaskAgainIsHeardOnce)
     const long sinks = Sinks();
     ASSERT_EQ(S_OK, Control->SetTaskById(1));
     EXPECT_EQ(sinks, Sinks());
-    EXPECT_EQ(1, RunStateQueriesOnPause(1));
+    EXPECT_EQ(2, RunStateQueriesOnPause(1));
 }
 
 TEST_F(HostAttachment, AHostThatChangesTheTaskInsideTheNewsListensToItsLastChoice)
@@ -310,7 +311,7 @@ TEST_F(HostAttachment, AHostThatChangesTheTaskInsideTheNewsListensToItsLastChoic
     ASSERT_EQ(S_OK, Control->SetTaskById(1));
     EXPECT_TRUE(SameObject(AttachedTask(), HostTask(2)));
     EXPECT_EQ(0, RunStateQueriesOnPause(1));
-    EXPECT_EQ(1, RunStateQueriesOnPause(2));
+    EXPECT_EQ(2, RunStateQueriesOnPause(2));
 }
 
 TEST_F(HostAttachment, AHostThatClosesTakesItsTaskAndItselfAway)
@@ -522,7 +523,7 @@ TEST_F(LinkedHostAttachment, ATaskGoingAwayAloneLeavesTheHostAttached)
     CComPtr<IQvxHost> application;
     EXPECT_EQ(S_OK, Control->GetHost(application.Out()));
     EXPECT_EQ(S_OK, Control->SetTaskById(2));
-    EXPECT_EQ(1, RunStateQueriesOnPause(2));
+    EXPECT_EQ(2, RunStateQueriesOnPause(2));
 }
 
 TEST_F(LinkedHostAttachment, ARootGoingAwayWithItsTaskStillAttachedDetachesBoth)
@@ -540,3 +541,52 @@ TEST_F(LinkedHostAttachment, ARootGoingAwayWithItsTaskStillAttachedDetachesBoth)
 }
 
 } // namespace
+
+TEST_F(LinkedHostAttachment, OnlyAChartInTheHostsPauseFollowsTheHostsCursor)
+{
+    ASSERT_EQ(S_OK, Control->SetHost(Host));
+    ASSERT_EQ(S_OK, Control->SetTaskById(1));
+    CComPtr<IQvxTask> task = HostTask(1);
+    // Running: the chart holds its own cursor, which does not exist.
+    Chart->OnCursorChanged(task, 3 * 10'000'000);
+    EXPECT_EQ(0, Chart->TaskItem->GetCursorTime());
+    ASSERT_EQ(S_OK, Simulation->SetRunning(1, VARIANT_FALSE));
+    ASSERT_FALSE(Chart->TaskItem->GetMode().IsLocallyHeld());
+    ASSERT_EQ(S_OK, task->SetCursorTime(4 * 10'000'000));
+    EXPECT_EQ(4 * 10'000'000, Chart->TaskItem->GetCursorTime());
+}
+
+TEST_F(LinkedHostAttachment, AnUnansweredRunStateKeepsTheWishToRunAndCountsAsThePause)
+{
+    ASSERT_EQ(S_OK, Control->SetHost(Host));
+    ASSERT_EQ(S_OK, Control->SetTaskById(1));
+    Chart->Running = 0;
+    Fault(L"IQvxTask.GetRunning", E_FAIL);
+    ASSERT_EQ(S_OK, Simulation->SetRunning(1, VARIANT_TRUE));
+    EXPECT_EQ(0u, Chart->Running);
+    EXPECT_FALSE(Chart->TaskItem->GetMode().IsLocallyHeld());
+    EXPECT_FALSE(Chart->TaskItem->GetMode().IsRunning());
+}
+
+TEST_F(LinkedHostAttachment, TheTaskItemsStackRetainsTheControlsHistoricSpan)
+{
+    constexpr qvx::time Second = 10'000'000;
+    ASSERT_EQ(S_OK, Control->SetHost(Host));
+    // The archive's selection is 120 seconds long.
+    ASSERT_EQ(S_OK, Control->SetTaskById(2));
+    CComPtr<IQvxLinnographCtl4> chart;
+    ASSERT_EQ(S_OK, Owner.As(chart));
+    ASSERT_EQ(S_OK, chart->put_DataTimeSpan(10 * Second));
+    ASSERT_EQ(S_OK, chart->put_HistoricDataTimeSpan(50 * Second));
+    IQvxZoomStack* stack = Chart->TaskItem->GetZoomStack();
+    ASSERT_TRUE(stack);
+    // The stack measures the task's current selection.
+    ASSERT_EQ(S_OK, stack->SetTask(HostTask(2)));
+    qvx::time span = 0;
+    ASSERT_EQ(S_OK, stack->GetFullTimeSpan(&span));
+    EXPECT_EQ(50 * Second, span);
+    // A wider window pulls the retained span along.
+    ASSERT_EQ(S_OK, chart->put_DataTimeSpan(80 * Second));
+    ASSERT_EQ(S_OK, stack->GetFullTimeSpan(&span));
+    EXPECT_EQ(80 * Second, span);
+}
