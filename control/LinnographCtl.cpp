@@ -126,7 +126,9 @@ HRESULT CLinnographCtl::FinalConstruct()
     // The channel configuration on the task's channel list, with at most 32 channels, comes here.
     hr = AddConfigurationPage(L"QvxConfigurationPages.ChannelSelect");
     if (FAILED(hr)) return hr;
-    // The single-data-selection and the events configuration come here.
+    hr = CreateSelectionSinks();
+    if (FAILED(hr)) return hr;
+    // The events configuration comes here.
     return AddConfigurationPage(L"QvxConfigurationPages.EventSelect");
 }
 
@@ -135,7 +137,7 @@ void CLinnographCtl::FinalRelease()
     ReleaseChart();
     // The events configuration lets go of its task here, once it exists.
     OnHostDetached();
-    // The single-data-selection object leaves its sources here, once it exists.
+    CloseSelectionSinks();
     COleControl::FinalRelease();
 }
 
@@ -168,11 +170,29 @@ HRESULT CLinnographCtl::OnHostAttached()
 
 void CLinnographCtl::OnTaskAttached(IQvxTask* oldTask)
 {
-    // The single-data-selection object is cleared here first, once it exists.
+    // The chosen selection belonged to the old task.
+    SetSelection(nullptr);
     CBaseChartCtl::OnTaskAttached(oldTask);
     // The events configuration takes the task here, once it exists.
     InvalidateWindow();
     CProxyIQvxControlNotifications2::Fire_OnTaskChanged(ControlInterface(), GetAttachedTask());
+}
+
+void CLinnographCtl::OnSelectionChanged()
+{
+    if (TaskItem) {
+        TaskItem->OnSelectionsChanged();
+        TaskItem->NotifyChange(TaskTimeRangeStale | TaskDistanceRangeStale, 1);
+    }
+    CProxyIQvxSingleDataSelectionControlNotifications::Fire_OnSelectionChanged(ControlInterface());
+}
+
+HRESULT CLinnographCtl::GetSelectionTask(IQvxTask** task)
+{
+    if (!task) return E_POINTER;
+    *task = GetAttachedTask();
+    if (*task) (*task)->AddRef();
+    return *task ? S_OK : E_FAIL;
 }
 
 void CLinnographCtl::RelayoutChart()
@@ -465,6 +485,8 @@ void CLinnographCtl::NotifyTimeSpanChanged()
     if (!TaskItem) return;
     TaskItem->NotifyChange(TaskTimeSpanChanged | TaskDistanceRangeStale | TaskTimeRangeStale, 1);
     TaskItem->Flags &= ~TaskTimeSpanChanged;
+    // The live window has a new width and a new column step.
+    TaskItem->RefreshWindows();
 }
 
 STDMETHODIMP CLinnographCtl::get_HistoricDataTimeSpan(INT64* ticks)

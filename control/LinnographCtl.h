@@ -14,14 +14,16 @@
 #include "OleControl.h"
 #include "ProvideClassInfoImpl.h"
 #include "ResizeCallback.h"
+#include "SingleDataSelectionControl.h"
 #include "Interfaces.h"
 
 class CLinnographCtl : public CDispatchImpl<IQvxLinnographCtl4>,
                        public COleControl,
                        public ISpecifyPropertyPages,
                        public CControlNotificationPoints,
-                       // The channel, events and single-data-selection configurations come here.
+                       // The channel and events configurations come here.
                        public CBaseChartCtl,
+                       public IQvxSingleDataSelectionControlImpl,
                        public ICategorizeProperties,
                        public CResizeCallback,
                        // The accelerator state and the drop target come beside the border.
@@ -65,7 +67,7 @@ public:
         QVX_INTERFACE_VIA(CLinnographCtl, IProvideClassInfo, IProvideClassInfo2),
         QVX_INTERFACE(CLinnographCtl, IProvideClassInfo2),
         QVX_INTERFACE(CLinnographCtl, ICategorizeProperties),
-        // IQvxSingleDataSelectionControl comes here, with the single data selection.
+        QVX_INTERFACE(CLinnographCtl, IQvxSingleDataSelectionControl),
     QVX_END_INTERFACES()
 
     CLinnographCtl();
@@ -185,6 +187,9 @@ public:
     HRESULT OnHostAttached() override;
     // The configurations forget the task; then a repaint, and the host hears of the new task.
     void OnTaskAttached(IQvxTask* oldTask) override;
+    // --- IQvxSingleDataSelectionControlImpl ---
+    void OnSelectionChanged() override;
+    HRESULT GetSelectionTask(IQvxTask** task) override;
 
     // --- CResizeCallback ---
     void GetResizeRange(CResizeRegion& region, int& lowest, int& highest) override;

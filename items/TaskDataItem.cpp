@@ -3,6 +3,7 @@
 #include <new>
 #include "BaseChartCtl.h"
 #include "DataSelectionDataItem.h"
+#include "LapMarkersDataItem.h"
 #include "ItemFlags.h"
 #include "resources/Resource.h"
 
@@ -451,8 +452,9 @@ CChannelDataItem* CTaskDataItem::CreateChannel(const CBstr& name)
 
 CDataSelectionDataItem* CTaskDataItem::CreateDataSelection(IQvxDataSelection* selection, long index)
 {
-    // The selection's lap-marker item joins it here once lap markers exist.
-    return new (std::nothrow) CDataSelectionDataItem(selection, this, index);
+    auto* item = new (std::nothrow) CDataSelectionDataItem(selection, this, index);
+    if (item) item->AttachLapMarkers();
+    return item;
 }
 
 HRESULT CTaskDataItem::GetCurrentDataSelection(IQvxDataSelection** selection)
@@ -597,7 +599,7 @@ void CTaskDataItem::InvalidateChannels()
 {
     if (Ordering) {
         const std::vector<CChannelDataItem*> channels = Ordering->GetItems();
-        for (CChannelDataItem* channel : channels) channel->NotifyChange(ChannelTracesStale, 1);
+        for (CChannelDataItem* channel : channels) channel->NotifyChannelChange(ChannelTracesStale);
     }
     NotifyChange(TaskActiveStale, 1);
 }
@@ -633,6 +635,16 @@ void CTaskDataItem::DeleteSelections()
 void CTaskDataItem::SetTask(IQvxTask* task)
 {
     Task = task;
+}
+
+IQvxOrvid* CTaskDataItem::GetOrvid() const
+{
+    return Owner ? Owner->GetOrvid() : nullptr;
+}
+
+int32_t CTaskDataItem::GetTraceGradation() const
+{
+    return Owner ? Owner->TraceGradation : 0;
 }
 
 void CTaskDataItem::MarkModified()
@@ -764,7 +776,12 @@ void CRTCTaskDataItem::SetCursorChecked(const qvx::time& time)
 HRESULT CRTCTaskDataItem::SetZoomStack(IUnknown* stack)
 {
     const HRESULT hr = CTaskDataItem::SetZoomStack(stack);
-    if (SUCCEEDED(hr)) UpdateRetainedSpan();
+    if (FAILED(hr)) return hr;
+    UpdateRetainedSpan();
+    // The stack that comes into use measures against the selection shown, which the last
+    // rebuild gave to the stack before it.
+    if (ZoomStack && !(Flags & TaskSelectionsStale))
+        ZoomStack->SetReferenceSelection(Selections.empty() ? nullptr : Selections.front()->GetSelection());
     return hr;
 }
 
@@ -773,9 +790,73 @@ CChannelDataItem* CRTCTaskDataItem::CreateChannel(const CBstr& name)
     return new (std::nothrow) CRTCChannelDataItem(this, name, Owner ? Owner->GetChannelFactory() : nullptr);
 }
 
+HRESULT CRTCTaskDataItem::GetCurrentDataSelection(IQvxDataSelection** selection)
+{
+    if (!selection) return E_POINTER;
+    *selection = nullptr;
+    CComPtr<IQvxSingleDataSelectionControl> single;
+    if (!Owner || FAILED(Owner->QueryInterface(__uuidof(IQvxSingleDataSelectionControl), single.OutVoid())) || !single)
+        return E_UNEXPECTED;
+    return single->GetSelection(selection);
+}
+
 void CRTCTaskDataItem::CommitCursor(const qvx::time& time)
 {
     GetMode().SetCursor(time);
+}
+
+void CRTCTaskDataItem::RebuildDataSelections()
+{
+    if (!(Flags & TaskSelectionsStale)) return;
+    DeleteSelections();
+    WaitingListener.reset();
+    CComPtr<IQvxDataSelection> reference;
+    CComPtr<IQvxDataSelection> selection;
+    if (SUCCEEDED(GetCurrentDataSelection(selection.Out())) && selection) {
+        // VARIANT_BOOL true is 0xFFFF; other non-zero values are not taken for it.
+        VARIANT_BOOL realTime = VARIANT_FALSE, secondary = VARIANT_FALSE;
+        selection->GetIsRealTime(&realTime);
+        CComPtr<IQvxDataSelection2> selection2;
+        if (SUCCEEDED(selection.As(selection2)) && selection2) selection2->GetIsSecondary(&secondary);
+        if (USHORT(secondary) == 0xFFFF) {
+            SecondarySelections.reserve(SecondarySelections.size() + 1);
+            if (CRTCDataSelectionDataItem* item = CreateRTCDataSelection(selection)) SecondarySelections.push_back(item);
+        } else if (USHORT(realTime) == 0xFFFF) {
+            Selections.reserve(Selections.size() + 1);
+            if (CRTCDataSelectionDataItem* item = CreateRTCDataSelection(selection)) Selections.push_back(item);
+            reference = selection;
+        } else {
+            WaitingListener.reset(new (std::nothrow) CRTCNonRealTimeDataSelectionListener(selection, *this));
+        }
+    }
+    if (ZoomStack) ZoomStack->SetReferenceSelection(reference);
+    Flags &= ~TaskSelectionsStale;
+}
+
+CRTCDataSelectionDataItem* CRTCTaskDataItem::CreateRTCDataSelection(IQvxDataSelection* selection)
+{
+    auto* item = new (std::nothrow) CRTCDataSelectionDataItem(selection, this, 0);
+    if (!item) return nullptr;
+    item->AttachLapMarkers();
+    // The lap object's reports of new data are what move a live window: listen from the start.
+    if (CLapMarkersDataItem* markers = item->GetLapMarkers()) markers->GetMarkers();
+    // A chart attached to a paused recording shows its data at once, not at the next report of
+    // new data.
+    item->RefreshWindow();
+    return item;
+}
+
+void CRTCTaskDataItem::RefreshWindows()
+{
+    std::vector<CDataSelectionDataItem*> selections = Selections;
+    selections.insert(selections.end(), SecondarySelections.begin(), SecondarySelections.end());
+    for (CDataSelectionDataItem* selection : selections)
+        static_cast<CRTCDataSelectionDataItem*>(selection)->RefreshWindow();
+}
+
+void CRTCTaskDataItem::DropWaitingListener()
+{
+    WaitingListener.reset();
 }
 
 CRTCTaskDataItem::CControlMode& CRTCTaskDataItem::GetMode()
@@ -841,6 +922,42 @@ void CRTCTaskDataItem::UpdateRetainedSpan()
 void CRTCTaskDataItem::OnRangeChanged(IQvxZoomStack* stack)
 {
     if (!IsRunWanted()) CTaskDataItem::OnRangeChanged(stack);
+}
+
+// --- the listener that waits for a live selection ---
+
+CRTCTaskDataItem::CRTCNonRealTimeDataSelectionListener::CRTCNonRealTimeDataSelectionListener(
+    IQvxDataSelection* selection, CRTCTaskDataItem& task)
+    : Selection(selection), Task(&task)
+{
+    Sink = CreateSink<CSink>(static_cast<CDataSelectionNotificationsReceiver*>(this));
+    if (Sink) Sink->Advise(Selection);
+}
+
+CRTCTaskDataItem::CRTCNonRealTimeDataSelectionListener::~CRTCNonRealTimeDataSelectionListener()
+{
+    CloseSink(Sink, Selection);
+}
+
+void CRTCTaskDataItem::CRTCNonRealTimeDataSelectionListener::OnContentsChanged(IQvxDataSelection*)
+{
+    CheckRealTime();
+}
+
+void CRTCTaskDataItem::CRTCNonRealTimeDataSelectionListener::OnRealTimeChanged(IQvxDataSelection*)
+{
+    CheckRealTime();
+}
+
+void CRTCTaskDataItem::CRTCNonRealTimeDataSelectionListener::OnSelectionGoingAway(IQvxDataSelection*)
+{
+    Task->DropWaitingListener();
+}
+
+void CRTCTaskDataItem::CRTCNonRealTimeDataSelectionListener::CheckRealTime()
+{
+    VARIANT_BOOL realTime = VARIANT_FALSE;
+    if (SUCCEEDED(Selection->GetIsRealTime(&realTime)) && USHORT(realTime) == 0xFFFF) Task->OnSelectionsChanged();
 }
 
 // --- the control modes ---

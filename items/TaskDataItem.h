@@ -17,10 +17,12 @@
 #include "ComPtr.h"
 #include "DataItemBase.h"
 #include "Interfaces.h"
+#include "DataSelectionNotifications.h"
 #include "ZoomStackNotifications.h"
 
 class CBaseChartCtl;
 class CDataSelectionDataItem;
+class CRTCDataSelectionDataItem;
 // The chart control as the data items see it.
 using ChartOwner = CBaseChartCtl;
 
@@ -166,6 +168,13 @@ public:
     long GetPlotWidth() const noexcept { return PlotWidth; }
     bool IsDistanceMode() const noexcept { return DistanceMode != 0; }
     void SetDistanceMode(bool on) noexcept { DistanceMode = on; }
+    // The second cursor, from the start of the selection.
+    qvx::time GetSecondCursorTime() const noexcept { return SecondCursorTime; }
+    // The host root through the chart; null without a chart or a host.
+    IQvxOrvid* GetOrvid() const;
+    // The chart's gradation of the traces of one selection towards white, 0 to 255; 0 without
+    // a chart.
+    int32_t GetTraceGradation() const;
 
     // --- CZoomStackNotifications3Receiver ---
     void OnRangeChanged(IQvxZoomStack* stack) override;
@@ -257,7 +266,14 @@ public:
     // Also fixes the span that the stack retains to HistoricDataTimeSpan.
     HRESULT SetZoomStack(IUnknown* stack) override;
     CChannelDataItem* CreateChannel(const CBstr& name) override;
+    // The control's single data selection; E_UNEXPECTED when the chart has none to ask.
+    HRESULT GetCurrentDataSelection(IQvxDataSelection** selection) override;
     void CommitCursor(const qvx::time& time) override;
+    // Shows exactly the control's selection: as the selection when it is live, as a secondary
+    // one, or, while it is not live, not at all until it turns live.
+    void RebuildDataSelections() override;
+    // A real-time selection item for `selection`, with its window computed.
+    CRTCDataSelectionDataItem* CreateRTCDataSelection(IQvxDataSelection* selection);
 
     // The mode as it now stands, made again first when TaskControlModeStale is set. The reference
     // lasts only until the next change of mode.
@@ -267,10 +283,16 @@ public:
     void RefreshControlMode();
     // The control's HistoricDataTimeSpan changed: the stack retains the new span.
     void UpdateRetainedSpan();
+    // The control's time spans changed: the selections compute their windows again.
+    void RefreshWindows();
+    // The waiting listener's selection went away.
+    void DropWaitingListener();
+    bool IsWaitingForSelection() const noexcept { return WaitingListener != nullptr; }
 
     qvx::time GetDataTimeSpan() const noexcept { return *TimeSettings.DataTimeSpan; }
     qvx::time GetHistoricDataTimeSpan() const noexcept { return *TimeSettings.HistoricDataTimeSpan; }
     bool IsRunWanted() const noexcept { return *TimeSettings.Running != 0; }
+    const CRTCTimeSettings& GetTimeSettings() const noexcept { return TimeSettings; }
 
     // The right edge of the live window: the next half second strictly after `dataEnd`.
     static qvx::time NextHalfSecond(qvx::time dataEnd) noexcept;
@@ -280,10 +302,13 @@ public:
     void OnRangeChanged(IQvxZoomStack* stack) override;
 
 private:
+    class CRTCNonRealTimeDataSelectionListener;
+
     void ChooseMode();
 
     CRTCTimeSettings TimeSettings;
     std::unique_ptr<CControlMode> Mode;
+    std::unique_ptr<CRTCNonRealTimeDataSelectionListener> WaitingListener;
     // What a task item of no chart points TimeSettings at.
     qvx::time OwnDataTimeSpan = 0;
     uint32_t OwnRunning = 1;
@@ -377,4 +402,25 @@ public:
 private:
     // From the chart's times to the host's: the host selection's start less the item's.
     qvx::time HostOffset();
+};
+
+// Waits for the control's selection to turn live, and then has the task take it up.
+class CRTCTaskDataItem::CRTCNonRealTimeDataSelectionListener : public CDataSelectionNotificationsReceiver
+{
+public:
+    CRTCNonRealTimeDataSelectionListener(IQvxDataSelection* selection, CRTCTaskDataItem& task);
+    ~CRTCNonRealTimeDataSelectionListener();
+
+    void OnContentsChanged(IQvxDataSelection* selection) override;
+    void OnSelectionGoingAway(IQvxDataSelection* selection) override;
+    void OnRealTimeChanged(IQvxDataSelection* selection) override;
+
+private:
+    using CSink = CDataSelectionNotificationsSink<CBaseSingleSourceSink<IQvxDataSelectionNotifications>>;
+
+    void CheckRealTime();
+
+    CComPtr<IQvxDataSelection> Selection;
+    CRTCTaskDataItem* Task;
+    CComPtr<CSink> Sink;
 };

@@ -277,6 +277,13 @@ void CDataSelection::StopRecording()
     FireSelection<IQvxDataSelectionNotifications>([&](IQvxDataSelectionNotifications* sink) { sink->OnRealTimeChanged(Self()); });
 }
 
+void CDataSelection::ResumeRecording()
+{
+    if (!Recording->IsStopped()) return;
+    Recording->Resume();
+    FireSelection<IQvxDataSelectionNotifications>([&](IQvxDataSelectionNotifications* sink) { sink->OnRealTimeChanged(Self()); });
+}
+
 void CDataSelection::GoAway()
 {
     CComPtr<IUnknown> self(Identity());

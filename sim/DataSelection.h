@@ -101,6 +101,8 @@ public:
     bool IsSecondary() const noexcept { return Secondary; }
     void Advance(qvx::time ticks);
     void StopRecording();
+    // Only a recording that was stopped goes on; a finished selection stays finished.
+    void ResumeRecording();
     void GoAway();
     void SetColour(OLE_COLOR colour);
     void SetSecondary(bool secondary);

@@ -77,7 +77,17 @@ public:
     // The newest time for which the recording holds data.
     qvx::time End() const noexcept { return StartTime + Elapsed; }
     bool IsLive() const noexcept { return Live; }
-    void Stop() noexcept { Live = false; }
+    void Stop() noexcept
+    {
+        Stopped = Stopped || Live;
+        Live = false;
+    }
+    bool IsStopped() const noexcept { return Stopped; }
+    void Resume() noexcept
+    {
+        Live = Live || Stopped;
+        Stopped = false;
+    }
     const CTrackModel& Model() const noexcept { return *Car; }
 
     // The samples of a channel, made on first use.
@@ -133,6 +143,7 @@ private:
     qvx::time StartTime;
     qvx::time Elapsed;
     bool Live;
+    bool Stopped = false;
     std::vector<std::shared_ptr<CChannelData>> Channels;
     std::vector<CChannelState> ChannelStates;
     std::vector<std::shared_ptr<CEventSetData>> EventSets;

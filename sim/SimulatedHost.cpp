@@ -388,6 +388,14 @@ STDMETHODIMP CSimulatedHost::StopRecording()
     return S_OK;
 }
 
+STDMETHODIMP CSimulatedHost::ResumeRecording()
+{
+    CComPtr<IUnknown> self(ControllingUnknown());
+    auto tasks = Tasks;
+    for (auto& task : tasks) task->ResumeRecording();
+    return S_OK;
+}
+
 STDMETHODIMP CSimulatedHost::AddDataSelection(long taskId, ULONG seed, __int64 length, VARIANT_BOOL secondary)
 {
     CTask* task = FindTask(taskId);

@@ -127,6 +127,7 @@ public:
     STDMETHODIMP SetSelectionColor(long taskId, long index, OLE_COLOR colour) override;
     STDMETHODIMP GetChannelUse(long taskId, long index, BSTR channel, long* uses, long* subscribers) override;
     STDMETHODIMP Shutdown() override;
+    STDMETHODIMP ResumeRecording() override;
 
 private:
     HRESULT BuildTasks();

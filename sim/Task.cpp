@@ -158,6 +158,12 @@ void CTask::StopRecording()
     for (auto& selection : selections) selection->StopRecording();
 }
 
+void CTask::ResumeRecording()
+{
+    auto selections = SelectionList;
+    for (auto& selection : selections) selection->ResumeRecording();
+}
+
 void CTask::GoAway()
 {
     CComPtr<IUnknown> self(ControllingUnknown());

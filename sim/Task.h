@@ -51,6 +51,7 @@ public:
     void SetRunning(bool running);
     void Advance(qvx::time ticks);
     void StopRecording();
+    void ResumeRecording();
     void GoAway();
     IQvxTask* Self() { return static_cast<IQvxTaskOrder*>(this); }
 

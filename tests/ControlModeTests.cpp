@@ -2,6 +2,7 @@
 // by half seconds, the span that the zoom stack retains, and the control modes (no task, running,
 // local pause, global pause) with the cursor that each of them gives.
 #include <gtest/gtest.h>
+#include <algorithm>
 #include "ChartFrameTestSupport.h"
 #include "DataSelectionDataItem.h"
 #include "ItemFlags.h"
@@ -14,12 +15,23 @@ namespace {
 
 constexpr qvx::time Second = 10'000'000;
 constexpr qvx::time Tick = 1;
-// The substitute's first task is the live recording; its second holds one finished selection of
-// 120 seconds.
+// The substitute's first task holds the live recording, which the chart shows.
 constexpr long SessionTask = 1;
-constexpr long ArchiveTask = 2;
 
 using Mode = CRTCTaskDataItem::CControlMode;
+
+// The control whose choice of selection the task asks: its task is the one that the test attaches.
+class CChoosingChart : public CTestChartCtl
+{
+public:
+    HRESULT GetSelectionTask(IQvxTask** task) override
+    {
+        *task = Chosen;
+        if (Chosen) Chosen->AddRef();
+        return Chosen ? S_OK : E_FAIL;
+    }
+    IQvxTask* Chosen = nullptr;
+};
 
 class RTCTask : public testing::Test
 {
@@ -30,7 +42,9 @@ protected:
                                          Host.OutVoid()));
         Sim = Query<IQvxSimulation>(Host);
         ASSERT_TRUE(Sim);
-        Task = std::make_unique<CRTCTaskDataItem>(nullptr, Settings);
+        ASSERT_EQ(S_OK, CComObject<CChoosingChart>::CreateInstance(Owner));
+        Chart = static_cast<CChoosingChart*>(Owner.Get());
+        Task = std::make_unique<CRTCTaskDataItem>(Chart, Settings);
     }
 
     CComPtr<IQvxTask> HostTask(long id) { return qvxtest::TaskOfHost(Host, id); }
@@ -45,19 +59,20 @@ protected:
         ASSERT_EQ(S_OK, Stack->SetTask(Attached));
         Task->SetZoomStack(nullptr);
         Task->SetTask(Attached);
+        Chart->Chosen = Attached;
         Task->NotifyChange(TaskCursorStale | TaskSelectionsStale | TaskControlModeStale, 1);
         Task->RebuildDataSelections();
         ASSERT_EQ(S_OK, Task->SetZoomStack(Stack));
         Task->NotifyChange(TaskTimeRangeStale | TaskLiveRangeStale, 1);
     }
-    // The archive's task with one more selection of `length`, made current.
-    void AttachArchiveOfLength(qvx::time length)
+    // The live task, whose recording holds `length` of data.
+    void AttachLiveOfLength(qvx::time length)
     {
-        ASSERT_EQ(S_OK, Sim->AddDataSelection(ArchiveTask, 7, length, VARIANT_FALSE));
-        ASSERT_EQ(S_OK, HostTask(ArchiveTask)->SetCurrentDataSelection(2));
-        Attach(ArchiveTask);
+        ASSERT_EQ(S_OK, Sim->Advance(length));
+        Attach(SessionTask);
         ASSERT_TRUE(Task->GetActiveSelection());
-        ASSERT_EQ(length, Task->GetActiveSelection()->GetLength());
+        // The chart's selection is a window of at most the historic span over the data.
+        ASSERT_EQ(std::min(length, HistoricDataTimeSpan), Task->GetActiveSelection()->GetLength());
     }
     void Fault(const wchar_t* operation, HRESULT status) { ASSERT_EQ(S_OK, Sim->SetFault(CBstr(operation).Get(), status)); }
     std::pair<qvx::time, qvx::time> Range()
@@ -94,6 +109,8 @@ protected:
     qvx::time HistoricDataTimeSpan = 300 * Second;
     uint32_t Running = 1;
     CRTCTimeSettings Settings{&DataTimeSpan, &HistoricDataTimeSpan, &Running};
+    CComPtr<IQvxLinnographCtl4> Owner;
+    CChoosingChart* Chart = nullptr;
     std::unique_ptr<CRTCTaskDataItem> Task;
     CComPtr<IQvxTask> Attached;
     CComPtr<IQvxZoomStack> Stack;
@@ -128,7 +145,7 @@ TEST_F(RTCTask, TheTimeSettingsAreReadWhereTheControlKeepsThem)
 
 TEST_F(RTCTask, DataEndingOnAHalfSecondPutsTheEdgeHalfASecondAhead)
 {
-    AttachArchiveOfLength(100 * Second);
+    AttachLiveOfLength(100 * Second);
     EXPECT_EQ(Pair(90 * Second + Second / 2, 100 * Second + Second / 2), Range());
     EXPECT_EQ(100 * Second, Task->GetFullTimeSpan());
     EXPECT_TRUE(Task->HasTimeRange());
@@ -136,27 +153,27 @@ TEST_F(RTCTask, DataEndingOnAHalfSecondPutsTheEdgeHalfASecondAhead)
 
 TEST_F(RTCTask, DataEndingOneTickShortOfAHalfSecondPutsTheEdgeOnIt)
 {
-    AttachArchiveOfLength(100 * Second - Tick);
+    AttachLiveOfLength(100 * Second - Tick);
     EXPECT_EQ(Pair(90 * Second, 100 * Second), Range());
 }
 
 TEST_F(RTCTask, DataEndingOneTickPastAHalfSecondPutsTheEdgeOnTheNextOne)
 {
-    AttachArchiveOfLength(100 * Second + Tick);
+    AttachLiveOfLength(100 * Second + Tick);
     EXPECT_EQ(Pair(90 * Second + Second / 2, 100 * Second + Second / 2), Range());
 }
 
 TEST_F(RTCTask, AWindowLongerThanTheDataStandsAtTheStart)
 {
     DataTimeSpan = 100 * Second;
-    AttachArchiveOfLength(30 * Second);
+    AttachLiveOfLength(30 * Second);
     EXPECT_EQ(Pair(0, 100 * Second), Range());
 }
 
 TEST_F(RTCTask, AFilledWindowEndsAtTheNextHalfSecond)
 {
     DataTimeSpan = 100 * Second;
-    AttachArchiveOfLength(130 * Second + 2 * Second / 10);
+    AttachLiveOfLength(130 * Second + 2 * Second / 10);
     EXPECT_EQ(Pair(30 * Second + Second / 2, 130 * Second + Second / 2), Range());
     // A wider window read from the control at the next update.
     DataTimeSpan = 120 * Second;
@@ -165,7 +182,7 @@ TEST_F(RTCTask, AFilledWindowEndsAtTheNextHalfSecond)
 
 TEST_F(RTCTask, AZoomedWindowInsideTheDataStaysPut)
 {
-    AttachArchiveOfLength(130 * Second);
+    AttachLiveOfLength(130 * Second);
     ASSERT_EQ(S_OK, Stack->PushTimeZoom(10 * Second, 20 * Second));
     EXPECT_EQ(Pair(10 * Second, 20 * Second), Range());
     EXPECT_EQ(130 * Second, Task->GetFullTimeSpan());
@@ -173,14 +190,14 @@ TEST_F(RTCTask, AZoomedWindowInsideTheDataStaysPut)
 
 TEST_F(RTCTask, AZoomedWindowPastTheDataEndsAtTheDataWithItsWidthKept)
 {
-    AttachArchiveOfLength(130 * Second);
+    AttachLiveOfLength(130 * Second);
     ASSERT_EQ(S_OK, Stack->PushTimeZoom(125 * Second, 145 * Second));
     EXPECT_EQ(Pair(110 * Second, 130 * Second), Range());
 }
 
 TEST_F(RTCTask, AZoomedWindowWiderThanTheDataStartsAtZero)
 {
-    AttachArchiveOfLength(10 * Second);
+    AttachLiveOfLength(10 * Second);
     ASSERT_EQ(S_OK, Stack->PushTimeZoom(5 * Second, 25 * Second));
     EXPECT_EQ(Pair(0, 20 * Second), Range());
 }
@@ -190,7 +207,7 @@ TEST_F(RTCTask, AZoomedWindowWiderThanTheDataStartsAtZero)
 TEST_F(RTCTask, TheStackRetainsTheHistoricSpanAndFollowsItsChanges)
 {
     HistoricDataTimeSpan = 50 * Second;
-    AttachArchiveOfLength(130 * Second);
+    AttachLiveOfLength(130 * Second);
     qvx::time span = 0;
     ASSERT_EQ(S_OK, Stack->GetFullTimeSpan(&span));
     EXPECT_EQ(50 * Second, span);
@@ -234,8 +251,8 @@ TEST_F(RTCTask, ARunningChartHasNoCursorAndLeavesTheHostsAlone)
 
 TEST_F(RTCTask, ALocalPauseMovesAPrivateCursorFromWhereTheHostsStood)
 {
-    AttachArchiveOfLength(60 * Second);
-    ASSERT_EQ(S_OK, Sim->SetRunning(ArchiveTask, VARIANT_TRUE));
+    AttachLiveOfLength(60 * Second);
+    ASSERT_EQ(S_OK, Sim->SetRunning(SessionTask, VARIANT_TRUE));
     ASSERT_EQ(S_OK, Attached->SetCursorTime(4 * Second));
     LocalPause();
     Mode& mode = Task->GetMode();
@@ -256,8 +273,8 @@ TEST_F(RTCTask, ALocalPauseMovesAPrivateCursorFromWhereTheHostsStood)
 
 TEST_F(RTCTask, AConstrainedCursorOutsideTheWindowDoesNotMove)
 {
-    AttachArchiveOfLength(60 * Second);
-    ASSERT_EQ(S_OK, Sim->SetRunning(ArchiveTask, VARIANT_TRUE));
+    AttachLiveOfLength(60 * Second);
+    ASSERT_EQ(S_OK, Sim->SetRunning(SessionTask, VARIANT_TRUE));
     ASSERT_EQ(S_OK, Attached->SetCursorTime(55 * Second));
     LocalPause();
     // The window is [50.5 s, 60.5 s].
@@ -344,8 +361,8 @@ TEST_F(RTCTask, ATaskGoingAwayLeavesNoTaskMode)
 
 TEST_F(RTCTask, ARunStateChangeFreezesTheStackOnlyForALocalPause)
 {
-    AttachArchiveOfLength(60 * Second);
-    ASSERT_EQ(S_OK, Sim->SetRunning(ArchiveTask, VARIANT_TRUE));
+    AttachLiveOfLength(60 * Second);
+    ASSERT_EQ(S_OK, Sim->SetRunning(SessionTask, VARIANT_TRUE));
     Task->RefreshControlMode();
     // What the chart showed when the pause came.
     ASSERT_EQ(Pair(50 * Second + Second / 2, 60 * Second + Second / 2), Range());
@@ -361,16 +378,16 @@ TEST_F(RTCTask, ARunStateChangeFreezesTheStackOnlyForALocalPause)
 
 TEST_F(RTCTask, TheHostsPauseKeepsTheRangeAsAZoomAndItsResumeFollowsTheDataAgain)
 {
-    AttachArchiveOfLength(60 * Second);
-    ASSERT_EQ(S_OK, Sim->SetRunning(ArchiveTask, VARIANT_TRUE));
+    AttachLiveOfLength(60 * Second);
+    ASSERT_EQ(S_OK, Sim->SetRunning(SessionTask, VARIANT_TRUE));
     Task->RefreshControlMode();
     ASSERT_EQ(Pair(50 * Second + Second / 2, 60 * Second + Second / 2), Range());
-    ASSERT_EQ(S_OK, Sim->SetRunning(ArchiveTask, VARIANT_FALSE));
+    ASSERT_EQ(S_OK, Sim->SetRunning(SessionTask, VARIANT_FALSE));
     Task->OnRunStateChanged();
     VARIANT_BOOL zoomed = VARIANT_FALSE;
     ASSERT_EQ(S_OK, Stack->GetIsZoomed(&zoomed));
     EXPECT_EQ(VARIANT_TRUE, zoomed);
-    ASSERT_EQ(S_OK, Sim->SetRunning(ArchiveTask, VARIANT_TRUE));
+    ASSERT_EQ(S_OK, Sim->SetRunning(SessionTask, VARIANT_TRUE));
     Task->OnRunStateChanged();
     ASSERT_EQ(S_OK, Stack->GetIsZoomed(&zoomed));
     EXPECT_EQ(VARIANT_FALSE, zoomed);

@@ -103,3 +103,18 @@ TEST_F(Module, EmbeddedTypeLibraryHasTheLibraryId)
     CComPtr<ITypeInfo> control;
     EXPECT_EQ(S_OK, library->GetTypeInfoOfGuid(CLSID_LinnographCtl, control.Out()));
 }
+
+TEST_F(Module, StringTableHoldsTheControlModeTexts)
+{
+    // The control's own texts, as the chart draws them; a lost entry would show the code's
+    // fallback only in tests, never to a user.
+    const std::pair<UINT, const wchar_t*> texts[] = {
+        {114, L"Elapsed Time: "}, {115, L"Running "}, {116, L"Local Pause "},
+        {120, L"Global Pause "},  {122, L"Time: "},   {11018, L"Time: "},
+    };
+    for (const auto& [id, expected] : texts) {
+        wchar_t buffer[64] = {};
+        ASSERT_GT(LoadStringW(Dll, id, buffer, 64), 0) << id;
+        EXPECT_STREQ(expected, buffer) << id;
+    }
+}

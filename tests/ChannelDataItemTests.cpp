@@ -1,0 +1,144 @@
+// The channel item over the substitute host: its lazily read properties, the scale with units,
+// autoscale and the vertical zoom, and what a property notification does to its traces.
+#include <cfloat>
+#include "ChannelTestSupport.h"
+
+using namespace qvxtest;
+
+TEST_F(ChannelItemTest, TheScaleIsTheDisplayRangeInTheQuantitysBaseUnit)
+{
+    Attach(ArchiveTask);
+    Show({L"Speed", L"Fuel flow"});
+    CChannelDataItem* speed = Channel(0);
+    EXPECT_EQ(L"km/h", std::wstring(speed->GetUnitText().View()));
+    EXPECT_EQ(0.0, speed->GetScaleMinimum(1));
+    EXPECT_DOUBLE_EQ(300.0 / 3.6, speed->GetScaleMaximum(1));
+    EXPECT_DOUBLE_EQ(36.0, speed->ToDisplayUnit(10.0));
+    EXPECT_EQ(L"l/h", std::wstring(Channel(1)->GetUnitText().View())) << "no quantity: the user type";
+    // A failing converter keeps the symbol that it gave.
+    Fault(L"GetUnitText");
+    Set(L"Speed", L"Unit", VT_I4, 2);
+    EXPECT_EQ(2, speed->GetUnit());
+    EXPECT_EQ(L"km/h", std::wstring(speed->GetUnitText().View()));
+    // A burst of changes costs one read, and more than nine places read as nine.
+    for (double places : {4.0, 7.0, 12.0}) Set(L"Speed", L"Decimal places", VT_I4, places);
+    Sim->ResetCallCounts();
+    EXPECT_EQ(9, speed->GetDecimalPlaces());
+    EXPECT_EQ(9, speed->GetDecimalPlaces());
+    EXPECT_EQ(1, Calls(L"IQvxPropertySet.GetProperty"));
+}
+
+TEST_F(ChannelItemTest, AConstantChannelScalesToAHundredthOfItsUnitEitherSide)
+{
+    // Five milliseconds of a channel sampled at 100 Hz hold one sample.
+    ASSERT_EQ(S_OK, Sim->AddDataSelection(ArchiveTask, 9, Second / 200, VARIANT_FALSE));
+    ASSERT_EQ(S_OK, Sim->RemoveDataSelection(ArchiveTask, 1));
+    Attach(ArchiveTask);
+    Set(L"Speed", L"Autoscale", VT_BOOL, -1);
+    Show({L"Speed"});
+    __int64 at = 0;
+    double value = 0.0;
+    ASSERT_EQ(S_OK, Series(Trace())->FindSample(Trace()->GetSelection()->GetStartTime(), 2, 1, &at, &value));
+    // A hundredth of a km/h, in m/s.
+    EXPECT_DOUBLE_EQ(value - 0.01 / 3.6, Channel()->GetScaleMinimum(0));
+    EXPECT_DOUBLE_EQ(value + 0.01 / 3.6, Channel()->GetScaleMaximum(0));
+}
+
+TEST_F(ChannelItemTest, AutoscaleSpansEveryTraceWithAFivePercentMargin)
+{
+    Attach(SessionTask);
+    Show({L"Speed"});
+    CChannelDataItem* speed = Channel();
+    ASSERT_EQ(2u, speed->GetTraces().size());
+    EXPECT_DOUBLE_EQ(300.0 / 3.6, speed->GetScaleMaximum(0));
+    CRecordingRegion listener(&NoWindow);
+    speed->AddListener(&listener);
+    Set(L"Speed", L"Autoscale", VT_BOOL, -1);
+    EXPECT_EQ(std::vector<DWORD>{ChannelAutoscaleStale | ChannelRangeStale}, listener.Heard);
+    // The extremes of each series, summed up in one bin.
+    double low = DBL_MAX, high = -DBL_MAX;
+    for (CTraceDataItem* trace : speed->GetTraces()) {
+        CStatisticsCalculator<qvx::time, CMinMaxStatsBin, false> all(1 << 30);
+        all.Calculate(Series(trace), trace->GetSelection()->GetStartTime(), trace->GetSelection()->GetEndTime());
+        low = std::min(low, all.Minimum);
+        high = std::max(high, all.Maximum);
+    }
+    EXPECT_DOUBLE_EQ(low - (high - low) * 0.05, speed->GetScaleMinimum(0));
+    EXPECT_DOUBLE_EQ(high + (high - low) * 0.05, speed->GetScaleMaximum(0));
+    speed->RemoveListener(&listener);
+}
+
+TEST_F(ChannelItemTest, AnInterpolationChangeMakesEveryTraceBuildItsCalculatorAgain)
+{
+    Attach(SessionTask);
+    Show({L"Speed"});
+    CTraceDataItem* live = Trace(0);
+    CTraceDataItem* session = Trace(1);
+    using CExtremes = CStatisticsCalculator<qvx::time, CMinMaxStatsBin, true>;
+    EXPECT_TRUE(dynamic_cast<CExtremes*>(session->GetStatisticsCalculator())) << "nobody wants a mean";
+    session->AddStatisticsUser(this);
+    using CLinear = CStatisticsCalculator<qvx::time, CLinearStatsBin<qvx::time>, true>;
+    EXPECT_TRUE(dynamic_cast<CLinear*>(session->GetStatisticsCalculator()));
+
+    CRecordingRegion listener(&NoWindow);
+    live->AddListener(&listener);
+    Set(L"Speed", L"Interpolation", VT_I4, 1);
+    EXPECT_EQ(std::vector<DWORD>{TraceCalculatorStale}, listener.Heard);
+    EXPECT_TRUE(session->Flags & TraceCalculatorStale);
+    using CHold = CStatisticsCalculator<qvx::time, CHoldStatsBin<qvx::time>, true>;
+    EXPECT_TRUE(dynamic_cast<CHold*>(session->GetStatisticsCalculator()));
+    // A data change builds it too.
+    qvx::time from = live->GetSelection()->GetStartTime(), to = from;
+    live->OnDataChanged(nullptr, &from, &to);
+    EXPECT_FALSE(live->Flags & TraceCalculatorStale);
+    live->RemoveListener(&listener);
+}
+
+TEST_F(ChannelItemTest, YAxisPercentagesSwitchTheVerticalZoomOff)
+{
+    Attach(ArchiveTask);
+    Show({L"Speed"});
+    CChannelDataItem* speed = Channel();
+    Task->PushYZoom({0.5, 1.0});
+    const double bottom = speed->GetScaleMinimum(0), top = speed->GetScaleMaximum(0);
+    const double middle = bottom + (top - bottom) * 0.5;
+    EXPECT_DOUBLE_EQ(middle, speed->GetScaleMinimum(1));
+
+    ASSERT_EQ(S_OK, speed->SetYPercentMinimum(20.0));
+    ASSERT_EQ(S_OK, speed->SetYPercentMaximum(60.0));
+    EXPECT_EQ(100.0, speed->GetYPercentMaximum()) << "while the percentages are off";
+    ASSERT_EQ(S_OK, speed->SetYPercentEnabled(1));
+    EXPECT_EQ(60.0, speed->GetYPercentMaximum());
+    EXPECT_EQ(bottom, speed->GetScaleMinimum(1));
+    EXPECT_EQ(top, speed->GetScaleMaximum(1));
+    // The whole axis (the setters clamp) lets the zoom apply.
+    ASSERT_EQ(S_OK, speed->SetYPercentMinimum(-5.0));
+    ASSERT_EQ(S_OK, speed->SetYPercentMaximum(150.0));
+    EXPECT_DOUBLE_EQ(middle, speed->GetScaleMinimum(1));
+    // The host's shared percentages switch it off too, until they are cleared.
+    Set(L"Speed", L"Y-axis % minimum", VT_R8, 10.0, true);
+    Set(L"Speed", L"Y-axis % enabled", VT_BOOL, -1, true);
+    EXPECT_EQ(10.0, speed->GetDefaultYPercentMinimum());
+    EXPECT_EQ(bottom, speed->GetScaleMinimum(1));
+    ASSERT_EQ(S_OK, speed->ClearDefaultYPercentEnabled());
+    EXPECT_EQ(0.0, speed->GetDefaultYPercentMinimum());
+    EXPECT_DOUBLE_EQ(middle, speed->GetScaleMinimum(1));
+}
+
+TEST_F(ChannelItemTest, ANotificationOfAllPropertiesKeepsTheTraces)
+{
+    Attach(SessionTask);
+    Show({L"Speed"});
+    CChannelDataItem* speed = Channel();
+    const std::vector<CTraceDataItem*> traces = speed->GetTraces();
+    CRecordingRegion channelListener(&NoWindow), traceListener(&NoWindow);
+    speed->AddListener(&channelListener);
+    traces[0]->AddListener(&traceListener);
+    speed->OnPropertyChanged(nullptr, nullptr);
+    EXPECT_EQ(std::vector<DWORD>{~ChannelTracesStale}, channelListener.Heard);
+    EXPECT_EQ((std::vector<DWORD>{TraceColorChanged, TraceCalculatorStale}), traceListener.Heard);
+    EXPECT_FALSE(speed->Flags & ChannelTracesStale);
+    EXPECT_EQ(traces, speed->GetTraces());
+    speed->RemoveListener(&channelListener);
+    traces[0]->RemoveListener(&traceListener);
+}

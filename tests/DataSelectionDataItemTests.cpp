@@ -1,0 +1,510 @@
+// The data-selection items over the substitute host: the real-time window that slides over the
+// live data by whole pixel columns, the control's choice of its one selection, the listener that
+// waits for a selection to turn live, and the historic item's colour, bounds and lists.
+#include <gtest/gtest.h>
+#include <algorithm>
+#include "ChartFrameTestSupport.h"
+#include "DataSelectionDataItem.h"
+#include "ItemFlags.h"
+#include "LapMarkersDataItem.h"
+#include "NotificationSinks.h"
+#include "QvxSim.h"
+#include "TaskDataItem.h"
+
+using namespace qvxtest;
+
+namespace {
+
+constexpr qvx::time Second = 10'000'000;
+constexpr qvx::time Hour = 3600 * Second;
+// The substitute's first task: 1 the live recording, 2 a finished session, 3 a secondary
+// reference lap. Its second task holds one finished selection.
+constexpr long SessionTask = 1;
+constexpr long ArchiveTask = 2;
+
+class CRecordingRegion : public CChartRegionBase
+{
+public:
+    using CChartRegionBase::CChartRegionBase;
+    void OnDataItemChanged(CDataItemBase*, DWORD flags) override { Heard.push_back(flags); }
+    std::vector<DWORD> Heard;
+};
+
+// A host's sink for the control's choice of selection.
+class CSelectionRecorder : public CComRoot, public IQvxSingleDataSelectionControlNotifications
+{
+public:
+    QVX_BEGIN_INTERFACES(CSelectionRecorder)
+        QVX_INTERFACE(CSelectionRecorder, IQvxSingleDataSelectionControlNotifications),
+    QVX_END_INTERFACES()
+
+    STDMETHODIMP OnSelectionChanged(IUnknown*) override
+    {
+        ++Changes;
+        return S_OK;
+    }
+    int Changes = 0;
+};
+
+class CSelectionChart : public CTestChartCtl
+{
+public:
+    using CBaseChartCtl::Running;
+};
+
+// A chart attached to the live task through COM, as a host attaches it.
+class LiveSelection : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_EQ(S_OK, CoCreateInstance(CLSID_QvxSimulatedHost, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IQvxOrvid),
+                                         Host.OutVoid()));
+        Sim = Query<IQvxSimulation>(Host);
+        ASSERT_TRUE(Sim);
+        ASSERT_EQ(S_OK, Sim->GetRecordingStart(&RecordingStart));
+        ASSERT_EQ(S_OK, CComObject<CSelectionChart>::CreateInstance(Owner));
+        Chart = static_cast<CSelectionChart*>(Owner.Get());
+        Control = Query<IQvxControl>(Owner);
+        Single = Query<IQvxSingleDataSelectionControl>(Owner);
+        ASSERT_TRUE(Control && Single);
+        ASSERT_EQ(S_OK, Owner->put_DataTimeSpan(100 * Second));
+        ASSERT_EQ(S_OK, Owner->put_HistoricDataTimeSpan(100 * Second));
+        ASSERT_EQ(S_OK, Control->SetHost(Host));
+        Chart->TaskItem->SetPlotWidth(1000);
+        Chart->TaskItem->AddListener(&Listener);
+    }
+    void TearDown() override
+    {
+        if (Chart) Chart->TaskItem->RemoveListener(&Listener);
+        Single = nullptr;
+        Control = nullptr;
+        Owner = nullptr;
+        if (Sim) Sim->Shutdown();
+    }
+
+    void Attach(long id) { ASSERT_EQ(S_OK, Control->SetTaskById(id)); }
+    CRTCTaskDataItem& Task() { return *Chart->TaskItem; }
+    // The one selection item that the chart shows; null when it shows none.
+    CRTCDataSelectionDataItem* Shown()
+    {
+        const auto& selections = Task().GetSelections();
+        return selections.empty() ? nullptr : static_cast<CRTCDataSelectionDataItem*>(selections.front());
+    }
+    qvx::time DataEnd() { return RecordingStart + Elapsed; }
+    void Advance(qvx::time ticks)
+    {
+        ASSERT_EQ(S_OK, Sim->Advance(ticks));
+        Elapsed += ticks;
+    }
+    long Calls(const wchar_t* operation)
+    {
+        long count = -1;
+        Sim->GetCallCount(CBstr(operation).Get(), &count);
+        return count;
+    }
+    void Fault(const wchar_t* operation, HRESULT status) { ASSERT_EQ(S_OK, Sim->SetFault(CBstr(operation).Get(), status)); }
+
+    COleScope Ole;
+    CComPtr<IQvxOrvid> Host;
+    CComPtr<IQvxSimulation> Sim;
+    CComPtr<IQvxLinnographCtl4> Owner;
+    CSelectionChart* Chart = nullptr;
+    CComPtr<IQvxControl> Control;
+    CComPtr<IQvxSingleDataSelectionControl> Single;
+    CRecordingRegion Listener{nullptr};
+    qvx::time RecordingStart = 0;
+    qvx::time Elapsed = 0;
+};
+
+constexpr qvx::time Column = 100 * Second / 1000;   // one pixel column of a 100 s window 1000 px wide
+
+} // namespace
+
+// --- the control's choice ---
+
+TEST_F(LiveSelection, TheChartShowsTheTasksLiveSelection)
+{
+    Attach(SessionTask);
+    CRTCDataSelectionDataItem* shown = Shown();
+    ASSERT_TRUE(shown);
+    EXPECT_EQ(1u, Task().GetSelections().size());
+    EXPECT_TRUE(Task().GetSecondarySelections().empty());
+    CComPtr<IQvxDataSelection> chosen;
+    ASSERT_EQ(S_OK, Single->GetSelection(chosen.Out()));
+    EXPECT_TRUE(SameObject(chosen, shown->GetSelection()));
+    EXPECT_TRUE(shown->IsRealTime());
+    EXPECT_EQ(0, shown->GetIndex());
+    EXPECT_TRUE(dynamic_cast<CRTCLapMarkersDataItem*>(shown->GetLapMarkers()));
+}
+
+TEST_F(LiveSelection, TheChoiceAnswersItsArgumentsAsTheHostExpects)
+{
+    CComPtr<IQvxDataSelection> chosen;
+    EXPECT_EQ(E_POINTER, Single->GetSelection(nullptr));
+    EXPECT_EQ(E_FAIL, Single->GetSelection(chosen.Out())) << "no task, no selection";
+    EXPECT_EQ(DISP_E_BADINDEX, Single->SetSelectionIndex(0));
+    EXPECT_EQ(E_FAIL, Single->SetSelectionIndex(1)) << "no task";
+    Attach(SessionTask);
+    EXPECT_EQ(E_INVALIDARG, Single->SetSelectionIndex(9)) << "the host's own answer";
+    EXPECT_EQ(S_OK, Single->GetSelection(chosen.Out()));
+}
+
+TEST_F(LiveSelection, AChangedChoiceIsToldToTheHostAndTheChartFollows)
+{
+    Attach(SessionTask);
+    ASSERT_TRUE(Shown());
+    CComPtr<IQvxSingleDataSelectionControlNotifications> sink;
+    ASSERT_EQ(S_OK, CComObject<CSelectionRecorder>::CreateInstance(sink));
+    auto* recorder = static_cast<CSelectionRecorder*>(sink.Get());
+    ULONG cookie = 0;
+    ASSERT_EQ(S_OK, AdviseNotifications(Owner, __uuidof(IQvxSingleDataSelectionControlNotifications), sink, &cookie));
+    // The finished session is not live: the chart waits for it and shows nothing meanwhile.
+    ASSERT_EQ(S_OK, Single->SetSelectionIndex(2));
+    EXPECT_EQ(1, recorder->Changes);
+    EXPECT_FALSE(Shown());
+    EXPECT_TRUE(Task().IsWaitingForSelection());
+    // The same choice again is no change.
+    ASSERT_EQ(S_OK, Single->SetSelectionIndex(2));
+    EXPECT_EQ(1, recorder->Changes);
+    // A new text of the chosen selection is news; the same text is not.
+    ASSERT_EQ(S_OK, Sim->SetSelectionText(SessionTask, 2, CBstr(L"Morning").Get()));
+    EXPECT_EQ(2, recorder->Changes);
+    ASSERT_EQ(S_OK, Sim->SetSelectionText(SessionTask, 2, CBstr(L"Morning").Get()));
+    EXPECT_EQ(2, recorder->Changes);
+    UnadviseNotifications(Owner, cookie);
+}
+
+TEST_F(LiveSelection, ASecondaryChoiceShowsNothing)
+{
+    Attach(SessionTask);
+    ASSERT_EQ(S_OK, Single->SetSelectionIndex(3));
+    CComPtr<IQvxDataSelection> chosen;
+    EXPECT_EQ(E_FAIL, Single->GetSelection(chosen.Out()));
+    EXPECT_TRUE(Task().GetSelections().empty());
+    EXPECT_TRUE(Task().GetSecondarySelections().empty());
+    EXPECT_FALSE(Task().IsWaitingForSelection());
+}
+
+TEST_F(LiveSelection, ANewTaskDropsTheOldChoice)
+{
+    Attach(SessionTask);
+    ASSERT_EQ(S_OK, Single->SetSelectionIndex(2));
+    Attach(ArchiveTask);
+    CComPtr<IQvxDataSelection> chosen;
+    ASSERT_EQ(S_OK, Single->GetSelection(chosen.Out()));
+    CComPtr<IQvxDataSelectionList> list;
+    CComPtr<IQvxDataSelection> archive;
+    ASSERT_EQ(S_OK, TaskOfHost(Host, ArchiveTask)->GetDataSelections(list.Out()));
+    ASSERT_EQ(S_OK, list->GetItem(1, archive.Out()));
+    EXPECT_TRUE(SameObject(chosen, archive));
+    // A finished recording is waited for.
+    EXPECT_FALSE(Shown());
+    EXPECT_TRUE(Task().IsWaitingForSelection());
+}
+
+TEST_F(LiveSelection, WithoutTheControlsChoiceTheTaskHasNoSelection)
+{
+    CRTCTaskDataItem orphan(nullptr, 100 * Second);
+    CComPtr<IQvxDataSelection> selection;
+    EXPECT_EQ(E_UNEXPECTED, orphan.GetCurrentDataSelection(selection.Out()));
+    EXPECT_EQ(E_POINTER, orphan.GetCurrentDataSelection(nullptr));
+    orphan.SetTask(TaskOfHost(Host, SessionTask));
+    orphan.NotifyChange(TaskSelectionsStale, 0);
+    EXPECT_TRUE(orphan.GetSelections().empty());
+    EXPECT_FALSE(orphan.Flags & TaskSelectionsStale);
+}
+
+// --- waiting for a live selection ---
+
+TEST_F(LiveSelection, AStoppedRecordingIsExchangedForAWaitingListenerAndTakenUpAgain)
+{
+    Attach(SessionTask);
+    Advance(5 * Second);
+    ASSERT_TRUE(Shown());
+    long before = 0, after = 0;
+    Sim->GetSinkCount(&before);
+    ASSERT_EQ(S_OK, Sim->StopRecording());
+    EXPECT_TRUE(Task().Flags & TaskSelectionsStale);
+    EXPECT_FALSE(Shown());
+    EXPECT_TRUE(Task().IsWaitingForSelection());
+    ASSERT_EQ(S_OK, Sim->ResumeRecording());
+    EXPECT_TRUE(Task().Flags & TaskSelectionsStale) << "the listener hands the selection back";
+    ASSERT_TRUE(Shown());
+    EXPECT_FALSE(Task().IsWaitingForSelection());
+    EXPECT_TRUE(Shown()->IsRealTime());
+    Sim->GetSinkCount(&after);
+    EXPECT_EQ(before, after) << "the listener left, and the new item listens as the old one did";
+}
+
+TEST_F(LiveSelection, AWaitingListenerLeavesWithItsSelection)
+{
+    Attach(SessionTask);
+    ASSERT_EQ(S_OK, Single->SetSelectionIndex(2));
+    EXPECT_FALSE(Shown());
+    ASSERT_TRUE(Task().IsWaitingForSelection());
+    ASSERT_EQ(S_OK, Sim->RemoveDataSelection(SessionTask, 2));
+    EXPECT_FALSE(Task().IsWaitingForSelection());
+    // The choice went with it; the task's default, the live one, is taken next.
+    ASSERT_TRUE(Shown());
+    EXPECT_TRUE(Shown()->IsRealTime());
+}
+
+// --- the real-time window ---
+
+TEST_F(LiveSelection, AWindowNotYetFullStartsAtTheFirstData)
+{
+    Attach(SessionTask);
+    Advance(30 * Second);
+    CRTCDataSelectionDataItem* shown = Shown();
+    ASSERT_TRUE(shown);
+    shown->RefreshWindow();
+    EXPECT_TRUE(shown->AreTimesValid());
+    EXPECT_EQ(RecordingStart, shown->GetStartTime());
+    EXPECT_EQ(DataEnd(), shown->GetEndTime());
+    EXPECT_EQ(RecordingStart, shown->GetFirstDataTime());
+    EXPECT_EQ(0, shown->GetTimeOffset());
+}
+
+TEST_F(LiveSelection, AFullWindowMovesByWholeColumnsAndKeepsTheNewestDataInside)
+{
+    Attach(SessionTask);
+    Advance(60 * Second);
+    Shown()->RefreshWindow();
+    Advance(40 * Second + 2'500'001);
+    CRTCDataSelectionDataItem* shown = Shown();
+    shown->RefreshWindow();
+    EXPECT_EQ(0, (shown->GetStartTime() - RecordingStart) % Column);
+    EXPECT_EQ(100 * Second, shown->GetEndTime() - shown->GetStartTime());
+    EXPECT_GT(shown->GetEndTime(), DataEnd());
+    EXPECT_LE(shown->GetEndTime(), DataEnd() + Column);
+    // 100.2500001 s of data: the window starts three columns after the first data.
+    EXPECT_EQ(RecordingStart + 3 * Column, shown->GetStartTime());
+}
+
+TEST_F(LiveSelection, HoursOfLiveDataLeaveTheWindowExactlyOnItsColumns)
+{
+    Attach(SessionTask);
+    CRTCDataSelectionDataItem* shown = Shown();
+    ASSERT_TRUE(shown);
+    qvx::time lastStart = shown->GetStartTime();
+    // Uneven steps, as a host delivers them, for three hours of recording.
+    for (int step = 0; Elapsed < 3 * Hour; ++step) {
+        Advance(7'000'000 + (step % 13) * 131'071);
+        shown->RefreshWindow();
+        ASSERT_TRUE(shown->AreTimesValid());
+        ASSERT_GE(shown->GetStartTime(), lastStart) << "never back, at step " << step;
+        lastStart = shown->GetStartTime();
+        if (Elapsed <= 100 * Second) {
+            ASSERT_EQ(RecordingStart, shown->GetStartTime());
+            continue;
+        }
+        ASSERT_EQ(0, (shown->GetStartTime() - RecordingStart) % Column) << "off the columns at step " << step;
+        ASSERT_GT(shown->GetEndTime(), DataEnd()) << step;
+        ASSERT_LE(shown->GetEndTime(), DataEnd() + Column) << step;
+    }
+    EXPECT_EQ(RecordingStart, shown->GetFirstDataTime());
+}
+
+TEST_F(LiveSelection, DataWithinTheLastColumnLeaveTheWindowWhereItIs)
+{
+    Attach(SessionTask);
+    Advance(150 * Second + 100);
+    CRTCDataSelectionDataItem* shown = Shown();
+    shown->RefreshWindow();
+    const qvx::time start = shown->GetStartTime();
+    Listener.Heard.clear();
+    Advance(Column / 2);
+    shown->RefreshWindow();
+    EXPECT_EQ(start, shown->GetStartTime());
+    EXPECT_TRUE(Listener.Heard.empty()) << "nothing moved, nothing told";
+    Advance(Column);
+    shown->RefreshWindow();
+    EXPECT_EQ(start + Column, shown->GetStartTime());
+}
+
+TEST_F(LiveSelection, AMovedWindowTellsTheTaskItsLiveRangeIsStaleOnlyWhileRunning)
+{
+    Attach(SessionTask);
+    CRTCDataSelectionDataItem* shown = Shown();
+    // Running: the lap object's report of new data moves the window.
+    Listener.Heard.clear();
+    Advance(120 * Second);
+    EXPECT_TRUE(std::find(Listener.Heard.begin(), Listener.Heard.end(), TaskWindowMoved | TaskLiveRangeStale)
+                != Listener.Heard.end());
+    // A local pause: the lap object's reports leave the window; a refresh says only that it moved.
+    Chart->Running = 0;
+    Task().RefreshControlMode();
+    const qvx::time end = shown->GetEndTime();
+    Listener.Heard.clear();
+    Advance(10 * Second);
+    EXPECT_EQ(end, shown->GetEndTime());
+    EXPECT_TRUE(std::find(Listener.Heard.begin(), Listener.Heard.end(), TaskWindowMoved) == Listener.Heard.end());
+    shown->RefreshWindow();
+    ASSERT_EQ(1u, Listener.Heard.size());
+    EXPECT_EQ(TaskWindowMoved, Listener.Heard[0]);
+}
+
+TEST_F(LiveSelection, TheLapObjectsReportsMoveTheWindowWhileRunning)
+{
+    Attach(SessionTask);
+    CRTCDataSelectionDataItem* shown = Shown();
+    ASSERT_TRUE(shown);
+    ASSERT_TRUE(Task().GetMode().IsRunning());
+    Advance(130 * Second);
+    EXPECT_GT(shown->GetEndTime(), DataEnd());
+    EXPECT_LE(shown->GetEndTime(), DataEnd() + Column);
+    EXPECT_TRUE(Task().Flags & TaskLiveRangeStale);
+    // The chart's visible range follows: the right edge half a second past the window's data.
+    qvx::time minimum = 0, maximum = 0;
+    Task().GetTimeRange(minimum, maximum);
+    EXPECT_EQ(100 * Second, maximum - minimum);
+    EXPECT_EQ(CRTCTaskDataItem::NextHalfSecond(shown->GetLength()), maximum);
+}
+
+TEST_F(LiveSelection, ANewTimeSpanComputesTheWindowAgain)
+{
+    Attach(SessionTask);
+    Advance(200 * Second);
+    Shown()->RefreshWindow();
+    ASSERT_EQ(S_OK, Owner->put_HistoricDataTimeSpan(150 * Second));
+    EXPECT_EQ(150 * Second, Shown()->GetLength());
+    EXPECT_GT(Shown()->GetEndTime(), DataEnd());
+    EXPECT_LE(Shown()->GetEndTime(), DataEnd() + Column);
+}
+
+TEST_F(LiveSelection, WithoutALapObjectThereIsNoWindow)
+{
+    Attach(SessionTask);
+    Advance(10 * Second);
+    Fault(L"IQvxDataSelection.GetLaps", E_FAIL);
+    CRTCDataSelectionDataItem* shown = Shown();
+    shown->RefreshWindow();
+    EXPECT_FALSE(shown->AreTimesValid());
+    ASSERT_EQ(S_OK, Sim->ClearFaults());
+    shown->RefreshWindow();
+    EXPECT_TRUE(shown->AreTimesValid());
+    EXPECT_EQ(DataEnd(), shown->GetEndTime());
+}
+
+TEST_F(LiveSelection, AHeldWindowIsNotAskedForAgainBetweenRefreshes)
+{
+    Attach(SessionTask);
+    Advance(10 * Second);
+    CRTCDataSelectionDataItem* shown = Shown();
+    shown->RefreshWindow();
+    ASSERT_EQ(S_OK, Sim->ResetCallCounts());
+    qvx::time start = 0, end = 0, offset = -1;
+    ASSERT_TRUE(shown->GetTimes(start, end, offset));
+    EXPECT_EQ(0, Calls(L"IQvxLaps.GetLastTime"));
+    EXPECT_EQ(shown->GetEndTime(), end);
+    EXPECT_EQ(0, offset);
+}
+
+TEST_F(LiveSelection, TheTimeLabelIsTheControlModes)
+{
+    Attach(SessionTask);
+    ASSERT_TRUE(Shown());
+    EXPECT_STREQ(Task().GetMode().GetTimeLabel().c_str(), Shown()->GetTimeLabel());
+}
+
+// --- the historic item ---
+
+class HistoricSelection : public LiveSelection
+{
+protected:
+    // The host's selection at `index` of the live task, as a historic item of a plain task.
+    std::unique_ptr<CDataSelectionDataItem> Make(long index)
+    {
+        HostTask = TaskOfHost(Host, SessionTask);
+        Plain.SetTask(HostTask);
+        CComPtr<IQvxDataSelectionList> list;
+        EXPECT_EQ(S_OK, HostTask->GetDataSelections(list.Out()));
+        CComPtr<IQvxDataSelection> selection;
+        EXPECT_EQ(S_OK, list->GetItem(index, selection.Out()));
+        auto item = std::make_unique<CDataSelectionDataItem>(selection, &Plain, index);
+        item->AttachLapMarkers();
+        return item;
+    }
+
+    CTaskDataItem Plain{nullptr};
+    CComPtr<IQvxTask> HostTask;
+};
+
+TEST_F(HistoricSelection, TheColourIsReadOnceUntilTheHostChangesIt)
+{
+    auto item = Make(2);
+    ASSERT_EQ(S_OK, Sim->ResetCallCounts());
+    EXPECT_EQ(COLORREF(0x00FF0000), item->GetColor());
+    EXPECT_EQ(COLORREF(0x00FF0000), item->GetColor());
+    EXPECT_EQ(1, Calls(L"IQvxDataSelection.GetColor"));
+    ASSERT_EQ(S_OK, Sim->SetSelectionColor(SessionTask, 2, 0x00123456));
+    EXPECT_TRUE(item->Flags & SelectionColorStale);
+    EXPECT_EQ(COLORREF(0x00123456), item->GetColor());
+    // A failing host keeps the last colour.
+    ASSERT_EQ(S_OK, Sim->SetSelectionColor(SessionTask, 2, 0x00654321));
+    Fault(L"IQvxDataSelection.GetColor", E_FAIL);
+    EXPECT_EQ(COLORREF(0x00123456), item->GetColor());
+}
+
+TEST_F(HistoricSelection, AMovedStartForgetsTheListsAndAMovedEndKeepsThem)
+{
+    // The start is not known at first, so the host's start is a move.
+    Fault(L"IQvxDataSelection.GetStartTime", E_FAIL);
+    auto item = Make(1);
+    ASSERT_EQ(S_OK, Sim->ClearFaults());
+    EXPECT_TRUE(item->GetSplits().empty());
+    EXPECT_TRUE(item->GetSegments().empty());
+    EXPECT_EQ(0, item->GetSplitsValidTo());
+    EXPECT_EQ(0, item->GetSegmentsValidTo());
+    ASSERT_EQ(S_OK, item->GetSelection()->SetTimeOffset(0));
+    EXPECT_EQ(CDataSelectionDataItem::UnknownTime, item->GetSplitsValidTo());
+    EXPECT_EQ(CDataSelectionDataItem::UnknownTime, item->GetSegmentsValidTo());
+    EXPECT_EQ(RecordingStart, item->GetStartTime());
+    // Lists known again; live data move only the end.
+    item->GetSplits();
+    item->GetSegments();
+    Listener.Heard.clear();
+    CRecordingRegion heard(nullptr);
+    item->AddListener(&heard);
+    Advance(5 * Second);
+    item->RemoveListener(&heard);
+    EXPECT_EQ(RecordingStart, item->GetSplitsValidTo());
+    EXPECT_EQ(RecordingStart, item->GetSegmentsValidTo());
+    EXPECT_EQ(DataEnd(), item->GetEndTime());
+    ASSERT_FALSE(heard.Heard.empty());
+    EXPECT_EQ(SelectionTimesChanged | SelectionDistanceStale, heard.Heard.front());
+    // Without a map the lists stay empty and stale.
+    EXPECT_TRUE(item->Flags & SelectionSplitsStale);
+    EXPECT_TRUE(item->Flags & SelectionSegmentsStale);
+}
+
+TEST_F(HistoricSelection, TheLapObjectGivesTheDataBoundsAndTheLabelIsTheTasks)
+{
+    auto item = Make(2);
+    qvx::time first = 0, last = 0;
+    ASSERT_TRUE(item->GetDataFirstTime(first));
+    ASSERT_TRUE(item->GetDataLastTime(last));
+    EXPECT_EQ(item->GetStartTime(), first);
+    EXPECT_EQ(200 * Second, last - first);
+    EXPECT_FALSE(item->IsRealTime());
+    EXPECT_TRUE(dynamic_cast<CLapMarkersDataItem*>(item->GetLapMarkers()));
+    EXPECT_FALSE(dynamic_cast<CRTCLapMarkersDataItem*>(item->GetLapMarkers()));
+    EXPECT_EQ(Plain.GetTimePrefix().Get(), item->GetTimeLabel());
+    Fault(L"IQvxDataSelection.GetLaps", E_FAIL);
+    EXPECT_FALSE(item->GetDataFirstTime(first));
+}
+
+TEST_F(HistoricSelection, AGoingSelectionLeavesItsTaskAndTakesItsLapMarkersAlong)
+{
+    Plain.SetTask(TaskOfHost(Host, SessionTask));
+    Plain.NotifyChange(TaskSelectionsStale, 0);
+    ASSERT_EQ(2u, Plain.GetSelections().size());
+    long before = 0, after = 0;
+    Sim->GetSinkCount(&before);
+    Plain.GetSelections()[1]->GetLapMarkers()->GetMarkers();
+    ASSERT_EQ(S_OK, Sim->RemoveDataSelection(SessionTask, 2));
+    EXPECT_EQ(1u, Plain.GetSelections().size());
+    Sim->GetSinkCount(&after);
+    EXPECT_LT(after, before) << "the selection's sink and its lap markers' are gone";
+}

@@ -1,0 +1,284 @@
+// The trace item over the substitute host: its hold on the host's channel, samples and values on
+// the chart's time axis, what a data change costs, colours, and the real-time trace.
+#include "ChannelTestSupport.h"
+
+using namespace qvxtest;
+
+namespace {
+
+constexpr qvx::time Period = Second / 100;   // of "Speed"
+
+// A data change as the host's series reports it.
+void Change(CTraceDataItem* trace, qvx::time from, qvx::time to)
+{
+    trace->OnDataChanged(nullptr, &from, &to);
+}
+
+} // namespace
+
+TEST_F(ChannelItemTest, ATraceUsesAndSubscribesToItsChannelUntilItGoes)
+{
+    Attach(SessionTask);
+    Task->GetSelections();
+    // The factory's set of the channel listens to its parent set for as long as the factory lives.
+    CComPtr<IQvxPropertySet> set;
+    ASSERT_EQ(S_OK, Factory->GetPropertySet(CBstr(L"Speed").Get(), set.Out()));
+    const long before = Sinks();
+    Show({L"Speed"});
+    EXPECT_EQ(before + 5, Sinks()) << "the property set's, and the data and offset sinks of two traces";
+    long uses = -1, subscribers = -1;
+    const auto use = [&] { return Sim->GetChannelUse(SessionTask, 2, CBstr(L"Speed").Get(), &uses, &subscribers); };
+    Task->InvalidateChannels();
+    Channel()->GetTraces();
+    ASSERT_EQ(S_OK, use());
+    EXPECT_EQ(1, uses) << "traces made again take the place of the old ones";
+    EXPECT_EQ(1, subscribers);
+    Task->GetOrdering()->SetNames({});
+    ASSERT_EQ(S_OK, use());
+    EXPECT_EQ(0, uses);
+    EXPECT_EQ(0, subscribers);
+    EXPECT_EQ(before, Sinks());
+}
+
+TEST_F(ChannelItemTest, WithoutTheHostsChannelATraceHasNoDataAndTheChannelNoScale)
+{
+    Attach(ArchiveTask);
+    Set(L"Oil pressure", L"Autoscale", VT_BOOL, -1);
+    Show({L"Oil pressure", L"Speed"});
+    CTraceDataItem* trace = Trace(0, 0);
+    EXPECT_EQ(nullptr, trace->GetProxy());
+    EXPECT_FALSE(trace->GetData());
+    double value = 7.0;
+    qvx::time time = Second;
+    EXPECT_EQ(E_FAIL, trace->GetValueAtCursor(value));
+    EXPECT_EQ(E_FAIL, trace->SampleFrom(time, 1));
+    EXPECT_FALSE(trace->SnapToSample(time));
+    EXPECT_EQ(7.0, value);
+    EXPECT_EQ(Second, time);
+    EXPECT_EQ(0.0, Channel(0)->GetScaleMinimum(0));
+    EXPECT_EQ(-1.0, Channel(0)->GetScaleMaximum(0));
+    // A host that fails to give the series leaves the trace without one until the next change.
+    CTraceDataItem* speed = Trace(0, 1);
+    speed->NotifyChange(TraceDataStale, 0);
+    Fault(L"GetDataFor");
+    EXPECT_FALSE(speed->GetData());
+    Sim->ClearFaults();
+    EXPECT_FALSE(speed->GetData());
+    Change(speed, 0, 0);
+    EXPECT_TRUE(speed->GetData());
+}
+
+TEST_F(ChannelItemTest, SamplesAreFoundOnTheChartsTimeAxis)
+{
+    Attach(ArchiveTask);
+    Show({L"Speed"});
+    CTraceDataItem* speed = Trace();
+    qvx::time t = Second + Period / 4;
+    EXPECT_TRUE(SUCCEEDED(speed->SampleFrom(t, 1)));
+    EXPECT_EQ(Second + Period, t) << "the nearest sample lies before the time";
+    EXPECT_TRUE(SUCCEEDED(speed->SampleFrom(t = Second, 1)));
+    EXPECT_EQ(Second, t);
+    EXPECT_TRUE(SUCCEEDED(speed->SampleFrom(t, 0)));
+    EXPECT_EQ(Second + Period, t);
+    EXPECT_TRUE(speed->SnapToSample(t = Second + Period / 4));
+    EXPECT_EQ(Second, t);
+    EXPECT_TRUE(speed->ToLastSample(t));
+    EXPECT_EQ(120 * Second, t);
+    EXPECT_FALSE(speed->ToPreviousSample(t = 0));
+}
+
+TEST_F(ChannelItemTest, ValuesAreReadWithTheChannelsInterpolation)
+{
+    Attach(ArchiveTask);
+    Set(L"Speed", L"Interpolation", VT_I4, 1);
+    Show({L"Speed"});
+    CTraceDataItem* speed = Trace();
+    const auto sample = [&](qvx::time time) {
+        __int64 at = 0;
+        double value = 0.0;
+        EXPECT_EQ(S_OK, Series(speed)->FindSample(speed->GetSelection()->GetStartTime() + time, 2, 1, &at, &value));
+        return value;
+    };
+    const qvx::time between = Second + Period / 4;
+    ASSERT_EQ(S_OK, Attached->SetCursorTime(between));
+    Task->NotifyChange(TaskCursorStale, 0);
+    double value = 0.0;
+    EXPECT_TRUE(SUCCEEDED(speed->GetValueAtCursor(value)));
+    EXPECT_EQ(sample(Second), value) << "held from the sample before";
+    EXPECT_TRUE(SUCCEEDED(speed->GetLinearValueAt(between, value)));
+    // The host interpolates over absolute times, which a double holds to some ten ticks.
+    const double v0 = sample(Second), v1 = sample(Second + Period);
+    EXPECT_NEAR(v0 * 0.75 + v1 * 0.25, value, std::abs(v1 - v0) * 1e-3);
+    EXPECT_TRUE(SUCCEEDED(speed->GetValueAtOrigin(value)));
+    EXPECT_EQ(sample(0), value) << "the second cursor stands at the start";
+    value = 5.0;
+    EXPECT_TRUE(FAILED(speed->GetLinearValueAt(-Second, value)));
+    EXPECT_EQ(5.0, value) << "outside the data the value stays";
+}
+
+TEST_F(ChannelItemTest, ABurstOfDataChangesCostsOneFetchOfTheSeries)
+{
+    Attach(ArchiveTask);
+    Show({L"Speed"});
+    CTraceDataItem* speed = Trace();
+    speed->GetData();
+    CRecordingRegion listener(&NoWindow);
+    speed->AddListener(&listener);
+    Sim->ResetCallCounts();
+    for (int i = 0; i < 3; ++i) Change(speed, Second, 2 * Second);
+    EXPECT_EQ(std::vector<DWORD>(3, TraceDataStale), listener.Heard);
+    speed->GetData();
+    speed->GetData();
+    EXPECT_EQ(1, Calls(L"GetDataFor"));
+    // A task that is to rebuild its selections redraws anyway: the bit is set, nobody is told.
+    Task->NotifyChange(TaskSelectionsStale, 0);
+    speed->Flags = 0;
+    Change(speed, Second, 2 * Second);
+    EXPECT_EQ(TraceDataStale, speed->Flags);
+    EXPECT_EQ(3u, listener.Heard.size());
+    speed->RemoveListener(&listener);
+}
+
+TEST_F(ChannelItemTest, ADataChangeDropsOnlyTheBinsThatItTouches)
+{
+    Attach(ArchiveTask);
+    Set(L"RPM", L"Autoscale", VT_BOOL, -1);
+    Show({L"RPM"});   // 1000 Hz over 120 seconds: 15 records of the host
+    CChannelDataItem* rpm = Channel();
+    CTraceDataItem* trace = Trace();
+    Sim->ResetCallCounts();
+    const double low = rpm->GetScaleMinimum(0), high = rpm->GetScaleMaximum(0);
+    EXPECT_GE(Calls(L"IQvxDataRecord.GetValues"), 15);
+    CRecordingRegion listener(&NoWindow);
+    rpm->AddListener(&listener);
+    const qvx::time from = trace->GetSelection()->GetStartTime() + 60 * Second, to = from + Second / 2;
+    Change(trace, from, to);
+    EXPECT_EQ(std::vector<DWORD>{ChannelRangeStale}, listener.Heard) << "the channel measures again";
+    EXPECT_EQ(from, trace->GetChangedFrom());
+    EXPECT_EQ(to, trace->GetChangedTo());
+    Sim->ResetCallCounts();
+    EXPECT_EQ(low, rpm->GetScaleMinimum(0));
+    EXPECT_EQ(high, rpm->GetScaleMaximum(0));
+    EXPECT_GE(Calls(L"IQvxDataRecord.GetValues"), 1);
+    EXPECT_LE(Calls(L"IQvxDataRecord.GetValues"), 2) << "only the records under the change are read";
+    rpm->RemoveListener(&listener);
+}
+
+TEST_F(ChannelItemTest, TheValueOffsetIsAskedAgainAfterTheHostChangedIt)
+{
+    Attach(ArchiveTask);
+    Show({L"Speed"});
+    CTraceDataItem* speed = Trace();
+    EXPECT_EQ(0.0, speed->GetValueOffset());
+    ASSERT_EQ(S_OK, Query<IQvxChannelOffset>(speed->GetProxy())->SetValueOffset(2.5));
+    EXPECT_TRUE(speed->Flags & TraceValueOffsetStale);
+    Sim->ResetCallCounts();
+    EXPECT_EQ(2.5, speed->GetValueOffset());
+    EXPECT_EQ(2.5, speed->GetValueOffset());
+    EXPECT_EQ(1, Calls(L"IQvxChannelOffset.GetValueOffset"));
+}
+
+TEST_F(ChannelItemTest, ATraceWhoseSeriesGoesAwayLeavesItsChannel)
+{
+    Attach(SessionTask);
+    Show({L"Speed"});
+    CRecordingRegion listener(&NoWindow);
+    Trace(1)->AddListener(&listener);
+    ASSERT_EQ(S_OK, Sim->RemoveDataSelection(SessionTask, 2));
+    EXPECT_EQ(1, listener.Removed);
+    EXPECT_FALSE(Channel()->Flags & ChannelTracesStale);
+    EXPECT_EQ(1u, Channel()->GetTraces().size());
+}
+
+TEST_F(ChannelItemTest, AHiddenTraceIsHiddenAgainWhenItsChannelRebuildsItsTraces)
+{
+    Attach(SessionTask);
+    Show({L"Speed"});
+    Trace(1)->Visible = FALSE;
+    Task->OnSelectionsChanged();
+    EXPECT_TRUE(Channel()->Flags & ChannelTracesStale);
+    ASSERT_EQ(2u, Channel()->GetTraces().size());
+    EXPECT_TRUE(Trace(0)->Visible);
+    EXPECT_FALSE(Trace(1)->Visible);
+    // Also when the task makes its selections again first: the old items go before the traces,
+    // which forget them.
+    CTraceDataItem* session = Trace(1);
+    Task->OnSelectionsChanged();
+    Task->GetSelections();
+    EXPECT_EQ(nullptr, session->GetSelection());
+    ASSERT_EQ(2u, Channel()->GetTraces().size());
+    EXPECT_FALSE(Trace(1)->Visible);
+}
+
+TEST_F(ChannelItemTest, OneTraceShowsTheChannelsColourAndMoreShowTheirSelectionsGraded)
+{
+    Attach(SessionTask);
+    Chart->TraceGradation = 100;
+    Show({L"Speed", L"RPM"});
+    // The first channel shows the selections' colours (red and blue), the last one graded by 100.
+    EXPECT_EQ(COLORREF(0x0000FF), Trace(0, 0)->GetColor());
+    EXPECT_EQ(COLORREF(0xFF0000), Trace(1, 0)->GetColor());
+    EXPECT_EQ(RGB(255, 100, 100), Trace(0, 1)->GetColor());
+    EXPECT_EQ(RGB(100, 100, 255), Trace(1, 1)->GetColor());
+    CTraceDataItem* stale = Trace(0, 0);
+    stale->NotifyChange(TraceColorChanged, 0);
+    Channel(0)->NotifyChange(ChannelTracesStale, 0);
+    EXPECT_EQ(0u, stale->GetColor()) << "until the traces are made again";
+    EXPECT_FALSE(stale->Flags & TraceColorChanged);
+
+    ASSERT_EQ(S_OK, Sim->RemoveDataSelection(SessionTask, 1));
+    Task->InvalidateChannels();
+    EXPECT_EQ(COLORREF(0x0000FF), Trace(0, 0)->GetColor()) << "Speed's own colour";
+    EXPECT_EQ(COLORREF(0x00A5FF), Trace(0, 1)->GetColor()) << "RPM's own colour";
+}
+
+TEST(TraceGrade, RampsFromTheColourToWhite)
+{
+    EXPECT_EQ(COLORREF(0xFFFFFF), CTraceDataItem::Grade(0xFFFFFF, 0.0));
+    // 100 steps to white, one every 2.55: red and green climb by 1 and 0.5 a step.
+    const COLORREF sky = RGB(155, 205, 255);
+    EXPECT_EQ(sky, CTraceDataItem::Grade(sky, 2.5));
+    EXPECT_EQ(RGB(156, 205, 255), CTraceDataItem::Grade(sky, 2.55));
+    EXPECT_EQ(RGB(194, 224, 255), CTraceDataItem::Grade(sky, 100.0));
+    EXPECT_EQ(RGB(254, 254, 255), CTraceDataItem::Grade(sky, 254.99));
+    EXPECT_EQ(COLORREF(0xFFFFFF), CTraceDataItem::Grade(sky, 255.0));
+    EXPECT_EQ(sky, CTraceDataItem::Grade(sky, -3.0)) << "below the first stop: the colour itself";
+}
+
+TEST_F(ChannelItemTest, APausedRealTimeTraceIgnoresDataBeyondTheEndOfItsSelection)
+{
+    const qvx::time span = 10 * Second;
+    uint32_t running = 0;
+    CRTCTaskDataItem task(Chart, CRTCTimeSettings{&span, &span, &running});
+    ASSERT_EQ(S_OK, Sim->Advance(2 * Second));
+    CComPtr<IQvxDataSelectionList> list;
+    CComPtr<IQvxDataSelection> live;
+    ASSERT_EQ(S_OK, TaskOfHost(Host, SessionTask)->GetDataSelections(list.Out()));
+    ASSERT_EQ(S_OK, list->GetItem(1, live.Out()));
+    CDataSelectionDataItem selection(live, &task, 1);
+    CRTCChannelDataItem channel(&task, CBstr(L"Speed"), Factory);
+    auto* trace = static_cast<CRTCTraceDataItem*>(channel.CreateTrace(&selection));
+    ASSERT_TRUE(trace);
+    EXPECT_EQ(1000, trace->GetRangeBinSize());
+    task.Flags = 0;
+    CRecordingRegion listener(&NoWindow);
+    trace->AddListener(&listener);
+    const qvx::time end = selection.GetEndTime();
+    Change(trace, end + 1, end + Second);
+    EXPECT_FALSE(trace->HasNewData);
+    EXPECT_TRUE(listener.Heard.empty());
+    Change(trace, end, end);
+    EXPECT_TRUE(trace->HasNewData) << "data up to the end still count";
+    running = 1;
+    Change(trace, end + 1, end + Second);
+    EXPECT_EQ(std::vector<DWORD>(2, TraceDataStale), listener.Heard);
+    // The newest value is read once after data arrived.
+    double expected = 0.0, latest = 1.0;
+    ASSERT_EQ(S_OK, Series(trace)->GetLatestValue(&expected));
+    Sim->ResetCallCounts();
+    EXPECT_EQ(S_OK, trace->GetLatestValue(latest));
+    EXPECT_EQ(S_OK, trace->GetLatestValue(latest));
+    EXPECT_EQ(expected, latest);
+    EXPECT_EQ(1, Calls(L"IQvxData2.GetLatestValue"));
+    trace->RemoveListener(&listener);
+}
