@@ -4,6 +4,9 @@
 #include "BaseChartCtl.h"
 #include "DataSelectionDataItem.h"
 #include "LapMarkersDataItem.h"
+#include "ChannelDataItem.h"
+#include "TimeText.h"
+#include "TraceDataItem.h"
 #include "ItemFlags.h"
 #include "resources/Resource.h"
 
@@ -218,14 +221,32 @@ void CTaskDataItem::SetCursor(const qvx::time& time, int constrain)
 {
     if (!Task) return;
     qvx::time t = time;
-    // Snapping to a sample of the active trace comes with the trace items.
+    CTraceDataItem* trace = GetActiveTrace();
+    // The cursor stands on a real sample of the active trace.
+    if (trace) trace->SnapToSample(t);
     if (constrain) {
         if (!HasTimeRange()) return;
-        // Without an active trace the nearest time in the range is the limit itself.
-        if (t < TimeMinimum) t = TimeMinimum;
-        else if (t > TimeMaximum) t = TimeMaximum;
+        ConstrainToRange(t, trace);
+        if (t < TimeMinimum || t > TimeMaximum) return;
     }
     Task->SetCursorTime(t);
+}
+
+void CTaskDataItem::ConstrainToRange(qvx::time& t, CTraceDataItem* trace)
+{
+    if (t < TimeMinimum) {
+        qvx::time first = TimeMinimum - 1;
+        if (!trace)
+            t = TimeMinimum;
+        else if (trace->ToNextSample(first))
+            t = first;
+    } else if (t > TimeMaximum) {
+        qvx::time last = TimeMaximum + 1;
+        if (!trace)
+            t = TimeMaximum;
+        else if (trace->ToPreviousSample(last))
+            t = last;
+    }
 }
 
 void CTaskDataItem::SetCursorChecked(const qvx::time& time)
@@ -238,43 +259,97 @@ void CTaskDataItem::SetCursorChecked(const qvx::time& time)
 
 void CTaskDataItem::CursorToPreviousSample()
 {
-    StepCursor(-1);
+    CTraceDataItem* trace = GetActiveTrace();
+    if (!trace) return StepCursor(-1);
+    qvx::time t = GetCursorTime();
+    if (trace->ToPreviousSample(t)) CommitCursor(t);
 }
 
 void CTaskDataItem::CursorToNextSample()
 {
-    StepCursor(1);
+    CTraceDataItem* trace = GetActiveTrace();
+    if (!trace) return StepCursor(1);
+    qvx::time t = GetCursorTime();
+    if (trace->ToNextSample(t)) CommitCursor(t);
 }
 
 void CTaskDataItem::CursorToFirstSample()
 {
-    qvx::time minimum = 0, maximum = 0;
-    GetTimeRange(minimum, maximum);
-    CommitCursor(minimum);
+    qvx::time t = 0;
+    if (CTraceDataItem* trace = GetActiveTrace()) {
+        if (!trace->ToFirstSample(t)) return;
+    } else {
+        qvx::time maximum = 0;
+        GetTimeRange(t, maximum);
+    }
+    CommitCursor(t);
 }
 
 void CTaskDataItem::CursorToLastSample()
 {
-    qvx::time minimum = 0, maximum = 0;
-    GetTimeRange(minimum, maximum);
-    CommitCursor(maximum);
+    qvx::time t = 0;
+    if (CTraceDataItem* trace = GetActiveTrace()) {
+        if (!trace->ToLastSample(t)) return;
+    } else {
+        qvx::time minimum = 0;
+        GetTimeRange(minimum, t);
+    }
+    CommitCursor(t);
+}
+
+void CTaskDataItem::SetActiveTrace(CChannelDataItem* channel, CTraceDataItem* trace)
+{
+    // In distance mode the cursor would keep its distance in the new selection; the chart offers
+    // no distance axis, so the cursor keeps its time.
+    ActiveChannel = channel;
+    if (!channel || !GetActiveSelection() || !Task) return;
+    if (!trace || !trace->GetSelection()) return;
+    if (FAILED(Task->SetCurrentDataSelection(trace->GetSelection()->GetIndex()))) return;
+    ActiveTraceChosen();
+}
+
+void CTaskDataItem::ActiveTraceChosen()
+{
+    NotifyChange(TaskActiveStale, 1);
+    SetCursor(GetCursorTime(), 0);
 }
 
 void CTaskDataItem::ActivatePreviousTrace()
 {
-    StepActiveSelection(-1);
+    if (!StepActiveTrace(-1)) StepActiveSelection(-1);
 }
 
 void CTaskDataItem::ActivateNextTrace()
 {
-    StepActiveSelection(1);
+    if (!StepActiveTrace(1)) StepActiveSelection(1);
+}
+
+bool CTaskDataItem::StepActiveTrace(int step)
+{
+    if (!ActiveChannel || !Ordering || !Task || !GetActiveSelection()) return false;
+    // Every trace of every channel, in the ordering's order.
+    std::vector<std::pair<CChannelDataItem*, CTraceDataItem*>> all;
+    size_t at = all.size();
+    for (CChannelDataItem* channel : std::vector<CChannelDataItem*>(Ordering->GetItems())) {
+        const std::vector<CTraceDataItem*>& traces = channel->GetTraces();
+        for (size_t i = 0; i < traces.size(); ++i) {
+            if (channel == ActiveChannel && i == ActiveTrace) at = all.size();
+            all.emplace_back(channel, traces[i]);
+        }
+    }
+    if (at == all.size()) return false;
+    const long count = long(all.size());
+    const auto [channel, trace] = all[size_t((long(at) + step % count + count) % count)];
+    ActiveChannel = channel;
+    if (trace->GetSelection() && FAILED(Task->SetCurrentDataSelection(trace->GetSelection()->GetIndex()))) return true;
+    ActiveTraceChosen();
+    return true;
 }
 
 void CTaskDataItem::StepActiveSelection(int step)
 {
     CDataSelectionDataItem* active = GetActiveSelection();
-    // With an active channel the step runs through the channels' traces, which come with the
-    // trace items.
+    // Without an active channel the step runs through the selections.
     if (active && !ActiveChannel && Task) {
         const std::vector<CDataSelectionDataItem*>& selections = GetSelections();
         const auto at = std::find(selections.begin(), selections.end(), active);
@@ -284,8 +359,7 @@ void CTaskDataItem::StepActiveSelection(int step)
             if (FAILED(Task->SetCurrentDataSelection(selections[size_t(next)]->GetIndex()))) return;
         }
     }
-    NotifyChange(TaskActiveStale, 1);
-    SetCursor(GetCursorTime(), 0);
+    ActiveTraceChosen();
 }
 
 void CTaskDataItem::StepCursor(long percent)
@@ -294,9 +368,15 @@ void CTaskDataItem::StepCursor(long percent)
     GetTimeRange(minimum, maximum);
     const qvx::time cursor = GetCursorTime();
     qvx::time t = cursor + (maximum - minimum) * percent / 100;
-    // Without an active trace there is no neighbouring sample to go to: a step that does not move
-    // ends here.
-    if (t == cursor) return;
+    CTraceDataItem* trace = GetActiveTrace();
+    const auto toNeighbour = [&] { percent < 0 ? CursorToPreviousSample() : CursorToNextSample(); };
+    if (trace && !trace->SnapToSample(t)) return toNeighbour();
+    if (t == cursor) {
+        // Without an active trace there is no neighbouring sample: a step that does not move
+        // ends here.
+        if (trace) toNeighbour();
+        return;
+    }
     if (t < minimum) t = minimum;
     if (t > maximum) t = maximum;
     SetCursor(t, 0);
@@ -465,10 +545,41 @@ HRESULT CTaskDataItem::GetCurrentDataSelection(IQvxDataSelection** selection)
     return Task->GetCurrentDataSelection(selection);
 }
 
+CTraceDataItem* CTaskDataItem::GetActiveTrace()
+{
+    FindActiveObjects();
+    if (!ActiveChannel || ActiveTrace == NoTrace) return nullptr;
+    const std::vector<CTraceDataItem*>& traces = ActiveChannel->GetTraces();
+    // A trace that went away since leaves the position past the end.
+    return ActiveTrace < traces.size() ? traces[ActiveTrace] : nullptr;
+}
+
 void CTaskDataItem::EnsureActiveValueVisible()
 {
-    // Only a value of the active trace can leave the vertical view, and the trace items, which
-    // have the values, are not made yet: no chart has an active trace.
+    const CYZoom zoom = GetYZoom();
+    if (zoom == CYZoom{0.0, 1.0}) return;
+    CTraceDataItem* trace = GetActiveTrace();
+    if (!trace) return;
+    double minimum = 0.0, maximum = 0.0, value = 0.0;
+    if (!trace->GetRange(minimum, maximum)) return;
+    if (FAILED(trace->GetValueAtCursor(value))) return;
+    CChannelDataItem* channel = trace->GetChannel();
+    if (channel->GetScaleMinimum(1) <= value && value <= channel->GetScaleMaximum(1)) return;
+    // Centre the vertical zoom on the value, keeping its height and staying within the scale.
+    const double low = channel->GetScaleMinimum(0);
+    const double high = channel->GetScaleMaximum(0);
+    if (high == low) return;
+    const double centre = (value - low) / (high - low);
+    const double height = zoom.High - zoom.Low;
+    CYZoom centred{centre - height * 0.5, centre + height * 0.5};
+    if (centred.Low < 0.0)
+        centred = {0.0, height};
+    else if (centred.High > 1.0)
+        centred = {1.0 - height, 1.0};
+    YZoomStack.back() = centred;
+    MarkModified();
+    NotifyChange(TaskYZoomChanged, 1);
+    NotifyChange(TaskYZoomChanged, 1);
 }
 
 void CTaskDataItem::CommitCursor(const qvx::time& time)
@@ -552,8 +663,19 @@ void CTaskDataItem::FindActiveObjects()
         }
     }
     // With an active channel the active selection is that of its trace on the current selection.
-    // The channels' traces come with the trace items; until then no trace matches and the
-    // channel has no active trace.
+    ActiveTrace = NoTrace;
+    CComPtr<IQvxDataSelection> current;
+    if (ActiveChannel && Task && SUCCEEDED(GetCurrentDataSelection(current.Out())) && current) {
+        const std::vector<CTraceDataItem*>& traces = ActiveChannel->GetTraces();
+        for (size_t i = 0; i < traces.size(); ++i) {
+            CDataSelectionDataItem* selection = traces[i]->GetSelection();
+            if (selection && SameObject(selection->GetSelection(), current)) {
+                ActiveTrace = i;
+                ActiveSelection = selection;
+                break;
+            }
+        }
+    }
     FireActiveChanged();
     Flags &= ~TaskActiveStale;
 }
@@ -581,6 +703,18 @@ unsigned short CTaskDataItem::GetTimeDigits()
         Flags &= ~TaskTimeDigitsStale;
     }
     return TimeDigits;
+}
+
+const wchar_t* CTaskDataItem::FormatTime(const qvx::time& time, long decimals, bool compact, bool stripZeros,
+                                         bool showUnit)
+{
+    return FormatTimeText(time, GetTimeFormat(), decimals, compact, stripZeros, showUnit, false);
+}
+
+const wchar_t* CTaskDataItem::FormatTimeDifference(const qvx::time& time, long decimals, bool compact,
+                                                   bool stripZeros, bool showUnit)
+{
+    return FormatTimeText(time - SecondCursorTime, GetTimeFormat(), decimals, compact, stripZeros, showUnit, true);
 }
 
 bool CTaskDataItem::IsCursorCentred()
@@ -757,15 +891,87 @@ const qvx::time& CRTCTaskDataItem::GetCursorTime()
 
 void CRTCTaskDataItem::SetCursor(const qvx::time& time, int constrain)
 {
-    // Samples to snap to come with the real-time traces; until then the time stands as given.
     qvx::time t = time;
+    CTraceDataItem* trace = GetActiveTrace();
+    if (trace) trace->SnapToSample(t);
     if (!constrain) {
         GetMode().SetCursor(t);
         return;
     }
     if (!HasTimeRange()) return;
     // Without an active trace there is no sample nearer the range to move to.
+    if (t < TimeMinimum || t > TimeMaximum) {
+        if (!trace) return;
+        ConstrainToRange(t, trace);
+    }
     if (t >= TimeMinimum && t <= TimeMaximum) GetMode().SetCursor(t);
+}
+
+void CRTCTaskDataItem::CursorToPreviousSample()
+{
+    if (GetActiveTrace()) CTaskDataItem::CursorToPreviousSample();
+}
+
+void CRTCTaskDataItem::CursorToNextSample()
+{
+    if (GetActiveTrace()) CTaskDataItem::CursorToNextSample();
+}
+
+void CRTCTaskDataItem::CursorToFirstSample()
+{
+    if (GetActiveTrace()) CTaskDataItem::CursorToFirstSample();
+}
+
+void CRTCTaskDataItem::CursorToLastSample()
+{
+    if (GetActiveTrace()) CTaskDataItem::CursorToLastSample();
+}
+
+long CRTCTaskDataItem::CurrentSelectionIndex()
+{
+    CComPtr<IQvxDataSelection> current;
+    CComPtr<IQvxDataSelectionList> list;
+    long count = 0;
+    if (!Task || FAILED(GetCurrentDataSelection(current.Out())) || !current) return -1;
+    if (FAILED(Task->GetDataSelections(list.Out())) || !list || FAILED(list->GetCount(&count))) return -1;
+    for (long index = 1; index <= count; ++index) {
+        CComPtr<IQvxDataSelection> selection;
+        if (SUCCEEDED(list->GetItem(index, selection.Out())) && SameObject(selection, current)) return index;
+    }
+    return -1;
+}
+
+void CRTCTaskDataItem::SetActiveTrace(CChannelDataItem* channel, CTraceDataItem*)
+{
+    ActiveChannel = channel;
+    if (!channel || !GetActiveSelection()) return;
+    const long index = CurrentSelectionIndex();
+    if (index < 1 || FAILED(Task->SetCurrentDataSelection(index))) return;
+    ActiveTraceChosen();
+}
+
+void CRTCTaskDataItem::ActivatePreviousTrace()
+{
+    StepActiveChannel(-1);
+}
+
+void CRTCTaskDataItem::ActivateNextTrace()
+{
+    StepActiveChannel(1);
+}
+
+void CRTCTaskDataItem::StepActiveChannel(int step)
+{
+    if (!ActiveChannel || !Ordering || !GetActiveSelection()) return;
+    const long index = CurrentSelectionIndex();
+    if (index < 1) return;
+    const std::vector<CChannelDataItem*>& channels = Ordering->GetItems();
+    const auto at = std::find(channels.begin(), channels.end(), ActiveChannel);
+    if (at == channels.end()) return;
+    const long count = long(channels.size());
+    ActiveChannel = channels[size_t((long(at - channels.begin()) + step % count + count) % count)];
+    if (FAILED(Task->SetCurrentDataSelection(index))) return;
+    ActiveTraceChosen();
 }
 
 void CRTCTaskDataItem::SetCursorChecked(const qvx::time& time)
@@ -888,7 +1094,10 @@ void CRTCTaskDataItem::RefreshControlMode()
     NotifyChange(TaskControlModeStale, 1);
     ChooseMode();
     const bool running = Mode->IsRunning();
-    // A chart that runs again tells every trace that its data changed, once channels hold traces.
+    // A chart that runs again shows the newest data of every trace.
+    if (running && Ordering)
+        for (CChannelDataItem* channel : std::vector<CChannelDataItem*>(Ordering->GetItems()))
+            channel->NotifyTraces(TraceDataStale);
     NotifyChange(TaskCursorStale | TaskWindowMoved | TaskDistanceRangeStale | TaskTimeRangeStale, 1);
     if (Flags & TaskSelectionsStale) RebuildDataSelections();
     CComPtr<IQvxZoomStackLimits> limits;

@@ -23,6 +23,7 @@
 class CBaseChartCtl;
 class CDataSelectionDataItem;
 class CRTCDataSelectionDataItem;
+class CTraceDataItem;
 // The chart control as the data items see it.
 using ChartOwner = CBaseChartCtl;
 
@@ -76,6 +77,8 @@ public:
     virtual void CursorToNextSample();
     virtual void CursorToFirstSample();
     virtual void CursorToLastSample();
+    // Makes `trace` of `channel` active: its selection becomes the host's current one.
+    virtual void SetActiveTrace(CChannelDataItem* channel, CTraceDataItem* trace);
     // Make the trace before or after the active one active, wrapping; without an active channel,
     // the selection before or after the active one.
     virtual void ActivatePreviousTrace();
@@ -124,6 +127,9 @@ public:
     qvx::time GetFullTimeSpan();
     bool HasTimeRange();
     CChannelDataItem* GetActiveChannel() const noexcept { return ActiveChannel; }
+    // The active channel's trace of the current selection, found again first when stale; null
+    // for none.
+    CTraceDataItem* GetActiveTrace();
     // The item of the host's current selection, found again first when TaskActiveStale is set.
     CDataSelectionDataItem* GetActiveSelection();
     // The selections that get traces, and the secondary ones, rebuilt first when stale.
@@ -132,6 +138,11 @@ public:
     // 0 seconds, 1 minutes and seconds, 2 hours, minutes and seconds.
     long GetTimeFormat();
     unsigned short GetTimeDigits();
+    // The text of a chart time in the host's time format (see FormatTimeText); a static buffer.
+    const wchar_t* FormatTime(const qvx::time& time, long decimals, bool compact, bool stripZeros, bool showUnit);
+    // The text of `time` less the second cursor's, always signed.
+    const wchar_t* FormatTimeDifference(const qvx::time& time, long decimals, bool compact, bool stripZeros,
+                                        bool showUnit);
     bool IsCursorCentred();
     const CBstr& GetTimePrefix() const noexcept { return TimePrefix; }
 
@@ -160,7 +171,11 @@ public:
     // The channel ordering, which owns the channels; null when it could not be made.
     CChannelOrdering* GetOrdering() const noexcept { return Ordering; }
     // The ordering may change the active channel.
-    void SetActiveChannel(CChannelDataItem* channel) noexcept { ActiveChannel = channel; }
+    void SetActiveChannel(CChannelDataItem* channel) noexcept
+    {
+        ActiveChannel = channel;
+        Flags |= TaskActiveStale;
+    }
     void MarkModified();
     void FireActiveChanged();
     // Written by the graph region.
@@ -193,6 +208,15 @@ protected:
     // Makes the selection `step` places from the active one current, then finds the active
     // objects again and puts the cursor where the host has it.
     void StepActiveSelection(int step);
+    // Steps through every trace of every channel of the ordering, wrapping; false when there is
+    // no active trace to step from or no other trace.
+    bool StepActiveTrace(int step);
+    // The last steps of choosing a trace: the active objects are found again and the cursor is
+    // put where the host has it.
+    void ActiveTraceChosen();
+    // The visible range's edge nearest `t` when it lies outside: the trace's first sample inside
+    // it, or the edge itself without a trace.
+    void ConstrainToRange(qvx::time& t, CTraceDataItem* trace);
     void RedrawNow();
 
     qvx::time TimeMinimum = 0;
@@ -203,7 +227,11 @@ protected:
     double FullDistanceSpan = 0.0;
     BOOL HasTimeRangeFlag = FALSE;
     BOOL HasDistanceRange = FALSE;
+    // No active trace: the end of the active channel's trace vector.
+    static constexpr size_t NoTrace = size_t(-1);
+
     CChannelDataItem* ActiveChannel = nullptr;
+    size_t ActiveTrace = NoTrace;
     CDataSelectionDataItem* ActiveSelection = nullptr;
     CComPtr<IQvxTask> Task;
     CComPtr<IQvxZoomStack> ZoomStack;
@@ -262,6 +290,15 @@ public:
     const qvx::time& GetCursorTime() override;
     void SetCursor(const qvx::time& time, int constrain) override;
     void SetCursorChecked(const qvx::time& time) override;
+    void CursorToPreviousSample() override;
+    void CursorToNextSample() override;
+    void CursorToFirstSample() override;
+    void CursorToLastSample() override;
+    // The chart shows one selection, so a channel has one trace: `trace` is not needed.
+    void SetActiveTrace(CChannelDataItem* channel, CTraceDataItem* trace) override;
+    // Step the active channel through the ordering, wrapping.
+    void ActivatePreviousTrace() override;
+    void ActivateNextTrace() override;
     bool IsXZoomed() override { return true; }
     // Also fixes the span that the stack retains to HistoricDataTimeSpan.
     HRESULT SetZoomStack(IUnknown* stack) override;
@@ -303,6 +340,10 @@ public:
 
 private:
     class CRTCNonRealTimeDataSelectionListener;
+
+    // The 1-based place of the current selection in the host's list; -1 when absent.
+    long CurrentSelectionIndex();
+    void StepActiveChannel(int step);
 
     void ChooseMode();
 

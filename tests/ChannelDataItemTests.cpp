@@ -16,7 +16,7 @@ TEST_F(ChannelItemTest, TheScaleIsTheDisplayRangeInTheQuantitysBaseUnit)
     EXPECT_DOUBLE_EQ(36.0, speed->ToDisplayUnit(10.0));
     EXPECT_EQ(L"l/h", std::wstring(Channel(1)->GetUnitText().View())) << "no quantity: the user type";
     // A failing converter keeps the symbol that it gave.
-    Fault(L"GetUnitText");
+    Fault(L"GetUnitText", E_FAIL);
     Set(L"Speed", L"Unit", VT_I4, 2);
     EXPECT_EQ(2, speed->GetUnit());
     EXPECT_EQ(L"km/h", std::wstring(speed->GetUnitText().View()));

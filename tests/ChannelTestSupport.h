@@ -6,33 +6,12 @@
 #include <string>
 #include <vector>
 #include "ChannelDataItem.h"
-#include "ChartFrameTestSupport.h"
 #include "DataSelectionDataItem.h"
 #include "ItemFlags.h"
-#include "QvxSim.h"
+#include "SimTestSupport.h"
 #include "TraceDataItem.h"
 
 namespace qvxtest {
-
-constexpr qvx::time Second = 10'000'000;
-// The substitute's task 1 holds the live recording and a 200-second session (and a secondary
-// lap, which gets no traces); task 2 one finished selection of 120 seconds.
-constexpr long SessionTask = 1;
-constexpr long ArchiveTask = 2;
-
-class CRecordingRegion : public CChartRegionBase
-{
-public:
-    using CChartRegionBase::CChartRegionBase;
-    void OnDataItemChanged(CDataItemBase*, DWORD flags) override { Heard.push_back(flags); }
-    void OnDataItemRemoved(CDataItemBase* item) override
-    {
-        ++Removed;
-        CChartRegionBase::OnDataItemRemoved(item);
-    }
-    std::vector<DWORD> Heard;
-    int Removed = 0;
-};
 
 class CChannelChart : public CTestChartCtl
 {
@@ -46,14 +25,12 @@ public:
     IQvxPropertyFactory* Factory = nullptr;
 };
 
-class ChannelItemTest : public testing::Test
+class ChannelItemTest : public testing::Test, protected CTestHost
 {
 protected:
     void SetUp() override
     {
-        ASSERT_EQ(S_OK, CoCreateInstance(CLSID_QvxSimulatedHost, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IQvxOrvid),
-                                         Host.OutVoid()));
-        Sim = Query<IQvxSimulation>(Host);
+        ASSERT_EQ(S_OK, StartHost());
         ASSERT_EQ(S_OK, Host->GetChannelDefaults(Defaults.Out()));
         ASSERT_EQ(S_OK, CoCreateInstance(CLSID_QvxChannelPropertyFactory, nullptr, CLSCTX_INPROC_SERVER,
                                          __uuidof(IQvxPropertyFactory), Factory.OutVoid()));
@@ -99,25 +76,9 @@ protected:
         ASSERT_EQ(S_OK, VariantChangeType(&variant, &variant, 0, type));
         ASSERT_EQ(S_OK, set->SetProperty(CBstr(property).Get(), variant));
     }
-    long Calls(const wchar_t* operation)
-    {
-        long count = -1;
-        Sim->GetCallCount(CBstr(operation).Get(), &count);
-        return count;
-    }
-    void Fault(const wchar_t* operation) { ASSERT_EQ(S_OK, Sim->SetFault(CBstr(operation).Get(), E_FAIL)); }
-    long Sinks()
-    {
-        long count = -1;
-        Sim->GetSinkCount(&count);
-        return count;
-    }
     // The host's series of a trace, asked directly.
     CComPtr<IQvxData2> Series(CTraceDataItem* trace) { return Query<IQvxData2>(trace->GetData()); }
 
-    COleScope Ole;
-    CComPtr<IQvxOrvid> Host;
-    CComPtr<IQvxSimulation> Sim;
     CComPtr<IQvxPropertyFactory> Defaults;
     CComPtr<IQvxPropertyFactory> Factory;
     CComPtr<IQvxLinnographCtl4> Control;

@@ -64,7 +64,9 @@ inline CComPtr<IQvxTask> TaskOfHost(IQvxOrvid* host, long id)
     CComPtr<IQvxTaskList> tasks;
     CComPtr<IQvxTask> task;
     EXPECT_EQ(S_OK, host->GetTaskList(tasks.Out()));
-    if (tasks) EXPECT_EQ(S_OK, tasks->GetItem(id, task.Out()));
+    if (tasks) {
+        EXPECT_EQ(S_OK, tasks->GetItem(id, task.Out()));
+    }
     return task;
 }
 

@@ -3,20 +3,16 @@
 // local pause, global pause) with the cursor that each of them gives.
 #include <gtest/gtest.h>
 #include <algorithm>
-#include "ChartFrameTestSupport.h"
 #include "DataSelectionDataItem.h"
 #include "ItemFlags.h"
-#include "QvxSim.h"
+#include "SimTestSupport.h"
 #include "TaskDataItem.h"
 
 using namespace qvxtest;
 
 namespace {
 
-constexpr qvx::time Second = 10'000'000;
 constexpr qvx::time Tick = 1;
-// The substitute's first task holds the live recording, which the chart shows.
-constexpr long SessionTask = 1;
 
 using Mode = CRTCTaskDataItem::CControlMode;
 
@@ -33,15 +29,12 @@ public:
     IQvxTask* Chosen = nullptr;
 };
 
-class RTCTask : public testing::Test
+class RTCTask : public testing::Test, protected CTestHost
 {
 protected:
     void SetUp() override
     {
-        ASSERT_EQ(S_OK, CoCreateInstance(CLSID_QvxSimulatedHost, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IQvxOrvid),
-                                         Host.OutVoid()));
-        Sim = Query<IQvxSimulation>(Host);
-        ASSERT_TRUE(Sim);
+        ASSERT_EQ(S_OK, StartHost());
         ASSERT_EQ(S_OK, CComObject<CChoosingChart>::CreateInstance(Owner));
         Chart = static_cast<CChoosingChart*>(Owner.Get());
         Task = std::make_unique<CRTCTaskDataItem>(Chart, Settings);
@@ -74,7 +67,6 @@ protected:
         // The chart's selection is a window of at most the historic span over the data.
         ASSERT_EQ(std::min(length, HistoricDataTimeSpan), Task->GetActiveSelection()->GetLength());
     }
-    void Fault(const wchar_t* operation, HRESULT status) { ASSERT_EQ(S_OK, Sim->SetFault(CBstr(operation).Get(), status)); }
     std::pair<qvx::time, qvx::time> Range()
     {
         Task->NotifyChange(TaskLiveRangeStale, 1);
@@ -102,9 +94,6 @@ protected:
         Task->RefreshControlMode();
     }
 
-    COleScope Ole;
-    CComPtr<IQvxOrvid> Host;
-    CComPtr<IQvxSimulation> Sim;
     qvx::time DataTimeSpan = 10 * Second;
     qvx::time HistoricDataTimeSpan = 300 * Second;
     uint32_t Running = 1;

@@ -3,32 +3,16 @@
 // waits for a selection to turn live, and the historic item's colour, bounds and lists.
 #include <gtest/gtest.h>
 #include <algorithm>
-#include "ChartFrameTestSupport.h"
 #include "DataSelectionDataItem.h"
 #include "ItemFlags.h"
 #include "LapMarkersDataItem.h"
 #include "NotificationSinks.h"
-#include "QvxSim.h"
+#include "SimTestSupport.h"
 #include "TaskDataItem.h"
 
 using namespace qvxtest;
 
 namespace {
-
-constexpr qvx::time Second = 10'000'000;
-constexpr qvx::time Hour = 3600 * Second;
-// The substitute's first task: 1 the live recording, 2 a finished session, 3 a secondary
-// reference lap. Its second task holds one finished selection.
-constexpr long SessionTask = 1;
-constexpr long ArchiveTask = 2;
-
-class CRecordingRegion : public CChartRegionBase
-{
-public:
-    using CChartRegionBase::CChartRegionBase;
-    void OnDataItemChanged(CDataItemBase*, DWORD flags) override { Heard.push_back(flags); }
-    std::vector<DWORD> Heard;
-};
 
 // A host's sink for the control's choice of selection.
 class CSelectionRecorder : public CComRoot, public IQvxSingleDataSelectionControlNotifications
@@ -53,15 +37,12 @@ public:
 };
 
 // A chart attached to the live task through COM, as a host attaches it.
-class LiveSelection : public testing::Test
+class LiveSelection : public testing::Test, protected CTestHost
 {
 protected:
     void SetUp() override
     {
-        ASSERT_EQ(S_OK, CoCreateInstance(CLSID_QvxSimulatedHost, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IQvxOrvid),
-                                         Host.OutVoid()));
-        Sim = Query<IQvxSimulation>(Host);
-        ASSERT_TRUE(Sim);
+        ASSERT_EQ(S_OK, StartHost());
         ASSERT_EQ(S_OK, Sim->GetRecordingStart(&RecordingStart));
         ASSERT_EQ(S_OK, CComObject<CSelectionChart>::CreateInstance(Owner));
         Chart = static_cast<CSelectionChart*>(Owner.Get());
@@ -97,17 +78,7 @@ protected:
         ASSERT_EQ(S_OK, Sim->Advance(ticks));
         Elapsed += ticks;
     }
-    long Calls(const wchar_t* operation)
-    {
-        long count = -1;
-        Sim->GetCallCount(CBstr(operation).Get(), &count);
-        return count;
-    }
-    void Fault(const wchar_t* operation, HRESULT status) { ASSERT_EQ(S_OK, Sim->SetFault(CBstr(operation).Get(), status)); }
 
-    COleScope Ole;
-    CComPtr<IQvxOrvid> Host;
-    CComPtr<IQvxSimulation> Sim;
     CComPtr<IQvxLinnographCtl4> Owner;
     CSelectionChart* Chart = nullptr;
     CComPtr<IQvxControl> Control;
@@ -222,8 +193,7 @@ TEST_F(LiveSelection, AStoppedRecordingIsExchangedForAWaitingListenerAndTakenUpA
     Attach(SessionTask);
     Advance(5 * Second);
     ASSERT_TRUE(Shown());
-    long before = 0, after = 0;
-    Sim->GetSinkCount(&before);
+    const long before = SinkCount();
     ASSERT_EQ(S_OK, Sim->StopRecording());
     EXPECT_TRUE(Task().Flags & TaskSelectionsStale);
     EXPECT_FALSE(Shown());
@@ -233,8 +203,7 @@ TEST_F(LiveSelection, AStoppedRecordingIsExchangedForAWaitingListenerAndTakenUpA
     ASSERT_TRUE(Shown());
     EXPECT_FALSE(Task().IsWaitingForSelection());
     EXPECT_TRUE(Shown()->IsRealTime());
-    Sim->GetSinkCount(&after);
-    EXPECT_EQ(before, after) << "the listener left, and the new item listens as the old one did";
+    EXPECT_EQ(before, SinkCount()) << "the listener left, and the new item listens as the old one did";
 }
 
 TEST_F(LiveSelection, AWaitingListenerLeavesWithItsSelection)
@@ -500,11 +469,9 @@ TEST_F(HistoricSelection, AGoingSelectionLeavesItsTaskAndTakesItsLapMarkersAlong
     Plain.SetTask(TaskOfHost(Host, SessionTask));
     Plain.NotifyChange(TaskSelectionsStale, 0);
     ASSERT_EQ(2u, Plain.GetSelections().size());
-    long before = 0, after = 0;
-    Sim->GetSinkCount(&before);
+    const long before = SinkCount();
     Plain.GetSelections()[1]->GetLapMarkers()->GetMarkers();
     ASSERT_EQ(S_OK, Sim->RemoveDataSelection(SessionTask, 2));
     EXPECT_EQ(1u, Plain.GetSelections().size());
-    Sim->GetSinkCount(&after);
-    EXPECT_LT(after, before) << "the selection's sink and its lap markers' are gone";
+    EXPECT_LT(SinkCount(), before) << "the selection's sink and its lap markers' are gone";
 }

@@ -5,36 +5,19 @@
 #include <gtest/gtest.h>
 #include <atomic>
 #include <thread>
-#include "ChartFrameTestSupport.h"
 #include "DataSelectionDataItem.h"
 #include "ItemFlags.h"
 #include "LapMarkersDataItem.h"
-#include "QvxSim.h"
+#include "SimTestSupport.h"
+#include "TestSource.h"
 
 using namespace qvxtest;
 
 namespace {
 
-constexpr qvx::time Second = 10'000'000;
-// The substitute's first task: the live recording (index 1, no data yet) and a session of 200
-// seconds (index 2).
-constexpr long SessionTask = 1;
+// The session task's selections: the live recording, with no data yet, and the finished session.
 constexpr long LiveIndex = 1;
 constexpr long SessionIndex = 2;
-
-class CRecordingRegion : public CChartRegionBase
-{
-public:
-    using CChartRegionBase::CChartRegionBase;
-    void OnDataItemChanged(CDataItemBase*, DWORD flags) override { Heard.push_back(flags); }
-    bool HeardAny(DWORD bits) const
-    {
-        for (DWORD flags : Heard)
-            if (flags & bits) return true;
-        return false;
-    }
-    std::vector<DWORD> Heard;
-};
 
 // An item whose transaction the test gives, and whose failures are noted instead of shown.
 template <class Item>
@@ -57,32 +40,18 @@ public:
 
 // A notifying host object that keeps the one sink advised on it, also after it was taken off, as
 // a host may.
-class CTestSource : public IQvxNotifications
+class CKeepingSource : public CTestSource
 {
 public:
-    STDMETHODIMP AdviseByName(BSTR, IUnknown*, ULONG*) override { return E_NOTIMPL; }
-    STDMETHODIMP Advise(REFIID iid, IUnknown* sink, ULONG* cookie) override
+    CKeepingSource()
     {
-        if (!sink || !cookie) return E_POINTER;
-        Iid = iid;
-        Sink = sink;
-        *cookie = ++Advises + 40;
-        return S_OK;
+        KeepsSink = true;
+        NextCookie = 41;
     }
-    STDMETHODIMP Unadvise(ULONG cookie) override
-    {
-        Unadvised.push_back(cookie);
-        return S_OK;
-    }
-
-    IID Iid = IID_NULL;
-    CComPtr<IUnknown> Sink;
-    ULONG Advises = 0;
-    std::vector<ULONG> Unadvised;
 };
 
 // A host transaction, as the host would hand one over.
-class CTestTransaction : public CComRoot, public CTestSource
+class CTestTransaction : public CComRoot, public CKeepingSource
 {
 public:
     QVX_BEGIN_INTERFACES(CTestTransaction)
@@ -93,7 +62,7 @@ public:
 };
 
 // A lap object without names, whose single laps can fail.
-class CTestLaps : public CComRoot, public IQvxLaps, public CTestSource
+class CTestLaps : public CComRoot, public IQvxLaps, public CKeepingSource
 {
 public:
     QVX_BEGIN_INTERFACES(CTestLaps)
@@ -188,6 +157,15 @@ CComPtr<T> Make()
     return CComPtr<T>(static_cast<T*>(object.Get()));
 }
 
+// A transaction of the tests' own, handed to `markers` to watch.
+template <class Markers>
+CComPtr<CTestTransaction> Watched(Markers& markers)
+{
+    CComPtr<CTestTransaction> transaction = Make<CTestTransaction, IQvxNotifications>();
+    markers.WatchTransaction(Query<IUnknown>(static_cast<IQvxNotifications*>(transaction.Get())));
+    return transaction;
+}
+
 std::vector<long> IndicesOf(const std::list<LapMarker>& markers)
 {
     std::vector<long> indices;
@@ -195,16 +173,10 @@ std::vector<long> IndicesOf(const std::list<LapMarker>& markers)
     return indices;
 }
 
-class LapMarkers : public testing::Test
+class LapMarkers : public testing::Test, protected CTestHost
 {
 protected:
-    void SetUp() override
-    {
-        ASSERT_EQ(S_OK, CoCreateInstance(CLSID_QvxSimulatedHost, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IQvxOrvid),
-                                         Host.OutVoid()));
-        Sim = Query<IQvxSimulation>(Host);
-        ASSERT_TRUE(Sim);
-    }
+    void SetUp() override { ASSERT_EQ(S_OK, StartHost()); }
 
     CComPtr<IQvxDataSelection> HostSelection(long task, long index)
     {
@@ -222,19 +194,6 @@ protected:
         EXPECT_EQ(S_OK, selection->GetLaps(laps.Out()));
         return Query<IQvxLapNames>(laps);
     }
-    long Calls(const wchar_t* operation)
-    {
-        long count = -1;
-        Sim->GetCallCount(CBstr(operation).Get(), &count);
-        return count;
-    }
-    void Fault(const wchar_t* operation, HRESULT status) { ASSERT_EQ(S_OK, Sim->SetFault(CBstr(operation).Get(), status)); }
-    long Sinks()
-    {
-        long count = -1;
-        Sim->GetSinkCount(&count);
-        return count;
-    }
     // Moves the live clock until a lap is completed.
     void CompleteALap(IQvxDataSelection* live)
     {
@@ -248,9 +207,6 @@ protected:
         ASSERT_GT(after, before);
     }
 
-    COleScope Ole;
-    CComPtr<IQvxOrvid> Host;
-    CComPtr<IQvxSimulation> Sim;
     HWND NoWindow = nullptr;
 };
 
@@ -261,7 +217,7 @@ class RTCLapMarkers : public LapMarkers
 protected:
     void SetUp() override
     {
-        LapMarkers::SetUp();
+        ASSERT_NO_FATAL_FAILURE(LapMarkers::SetUp());
         Task = std::make_unique<CRTCTaskDataItem>(nullptr, Settings);
         Attached = TaskOfHost(Host, SessionTask);
         ASSERT_TRUE(Attached);
@@ -319,18 +275,18 @@ TEST_F(LapMarkers, ANewItemAsksNothingUntilTheFirstReadAndThenMirrorsTheHost)
 {
     CComPtr<IQvxDataSelection> session = HostSelection(SessionTask, SessionIndex);
     CDataSelectionDataItem selection(session, nullptr, SessionIndex);
-    const long sinks = Sinks();
+    const long sinks = SinkCount();
     Sim->ResetCallCounts();
 
     CLapMarkersDataItem markers(&selection);
     EXPECT_EQ(0xFFFFFFFFu, markers.Flags);
     EXPECT_EQ(0, Calls(L"GetLaps"));
     EXPECT_EQ(0, Calls(L"IQvxLaps.GetCount"));
-    EXPECT_EQ(sinks, Sinks());
+    EXPECT_EQ(sinks, SinkCount());
 
     const std::list<LapMarker>& list = markers.GetMarkers();
     EXPECT_EQ(1, Calls(L"GetLaps"));
-    EXPECT_EQ(sinks + 1, Sinks()) << "the item listens to the lap object from its first read on";
+    EXPECT_EQ(sinks + 1, SinkCount()) << "the item listens to the lap object from its first read on";
     EXPECT_EQ(0u, markers.Flags & (LapListStale | LapSourceStale));
 
     CComPtr<IQvxLapNames> laps = HostLaps(session);
@@ -593,8 +549,7 @@ TEST_F(LapMarkers, TheEndOfAWatchedTransactionTakesTheSinkOff)
     CComPtr<IQvxDataSelection> session = HostSelection(SessionTask, SessionIndex);
     CDataSelectionDataItem selection(session, nullptr, SessionIndex);
     CTestLapMarkers<CLapMarkersDataItem> markers(&selection);
-    CComPtr<CTestTransaction> transaction = Make<CTestTransaction, IQvxNotifications>();
-    markers.WatchTransaction(Query<IUnknown>(static_cast<IQvxNotifications*>(transaction.Get())));
+    CComPtr<CTestTransaction> transaction = Watched(markers);
     EXPECT_TRUE(IsEqualIID(transaction->Iid, __uuidof(IQvxTransactionNotifications)));
     CComPtr<IQvxTransactionNotifications> sink = transaction->Notifications();
     ASSERT_TRUE(sink);
@@ -617,8 +572,7 @@ TEST_F(LapMarkers, AFailedTransactionIsShownAndThenLeft)
     CComPtr<IQvxDataSelection> session = HostSelection(SessionTask, SessionIndex);
     CDataSelectionDataItem selection(session, nullptr, SessionIndex);
     CTestLapMarkers<CRTCLapMarkersDataItem> markers(&selection);
-    CComPtr<CTestTransaction> transaction = Make<CTestTransaction, IQvxNotifications>();
-    markers.WatchTransaction(Query<IUnknown>(static_cast<IQvxNotifications*>(transaction.Get())));
+    CComPtr<CTestTransaction> transaction = Watched(markers);
     CComPtr<IQvxTransactionNotifications> sink = transaction->Notifications();
     ASSERT_TRUE(sink);
 
@@ -642,8 +596,7 @@ TEST_F(LapMarkers, AFailureShowsAnErrorBoxOverTheControlsWindow)
         CTaskDataItem task(chart);
         CDataSelectionDataItem selection(HostSelection(SessionTask, SessionIndex), &task, SessionIndex);
         CShowingLapMarkers markers(&selection);
-        CComPtr<CTestTransaction> transaction = Make<CTestTransaction, IQvxNotifications>();
-        markers.WatchTransaction(Query<IUnknown>(static_cast<IQvxNotifications*>(transaction.Get())));
+        CComPtr<CTestTransaction> transaction = Watched(markers);
         CComPtr<IQvxTransactionNotifications> sink = transaction->Notifications();
         ASSERT_TRUE(sink);
 
@@ -688,15 +641,15 @@ TEST_F(LapMarkers, AnItemThatGoesTakesItsSinksOff)
 {
     CComPtr<IQvxDataSelection> session = HostSelection(SessionTask, SessionIndex);
     CDataSelectionDataItem selection(session, nullptr, SessionIndex);
-    const long sinks = Sinks();
-    CComPtr<CTestTransaction> transaction = Make<CTestTransaction, IQvxNotifications>();
+    const long sinks = SinkCount();
+    CComPtr<CTestTransaction> transaction;
     {
         CTestLapMarkers<CLapMarkersDataItem> markers(&selection);
         markers.GetMarkers();
-        markers.WatchTransaction(Query<IUnknown>(static_cast<IQvxNotifications*>(transaction.Get())));
-        EXPECT_EQ(sinks + 1, Sinks());
+        transaction = Watched(markers);
+        EXPECT_EQ(sinks + 1, SinkCount());
     }
-    EXPECT_EQ(sinks, Sinks());
+    EXPECT_EQ(sinks, SinkCount());
     EXPECT_EQ(1u, transaction->Unadvised.size());
     // The transaction still holds the sink: a late report calls nothing and succeeds.
     CComPtr<IQvxTransactionNotifications> late = transaction->Notifications();
@@ -706,15 +659,15 @@ TEST_F(LapMarkers, AnItemThatGoesTakesItsSinksOff)
 
 TEST_F(LapMarkers, TheSelectionsOwnItemGoesWithIt)
 {
-    const long sinks = Sinks();
+    const long sinks = SinkCount();
     {
         CDataSelectionDataItem selection(HostSelection(SessionTask, LiveIndex), nullptr, LiveIndex);
         selection.AttachLapMarkers();
         ASSERT_TRUE(selection.GetLapMarkers());
         selection.GetLapMarkers()->GetMarkers();
-        EXPECT_EQ(sinks + 2, Sinks()) << "the selection's sink and the lap object's";
+        EXPECT_EQ(sinks + 2, SinkCount()) << "the selection's sink and the lap object's";
     }
-    EXPECT_EQ(sinks, Sinks());
+    EXPECT_EQ(sinks, SinkCount());
 }
 
 TEST_F(LapMarkers, ALapObjectThatKeepsTheSinkReachesNothingOnceTheItemWent)

@@ -16,6 +16,7 @@
 #include "PropertySetNotifications.h"
 #include "SharedStateNotifications.h"
 #include "TaskNotifications.h"
+#include "TestSource.h"
 #include "TransactionNotifications.h"
 #include "ZoomStackNotifications.h"
 
@@ -35,38 +36,15 @@ std::vector<std::string> Calls;
 
 #define QVX_RECORD(name, ...) void name(__VA_ARGS__) override { Calls.push_back(#name); }
 
-// A notifying source: advises are counted, and Advise can be made to fail.
-class CTestSource : public CComRoot, public IQvxNotifications
+using qvxtest::CTestSource;
+
+// A notifying source that lets go of a sink when the sink is taken off.
+class CTestSourceObject : public CComRoot, public CTestSource
 {
 public:
-    QVX_BEGIN_INTERFACES(CTestSource)
-        QVX_INTERFACE(CTestSource, IQvxNotifications),
+    QVX_BEGIN_INTERFACES(CTestSourceObject)
+        QVX_INTERFACE(CTestSourceObject, IQvxNotifications),
     QVX_END_INTERFACES()
-
-    STDMETHODIMP AdviseByName(BSTR, IUnknown*, ULONG*) override { return E_NOTIMPL; }
-    STDMETHODIMP Advise(REFIID iid, IUnknown* sink, ULONG* cookie) override
-    {
-        ++Advises;
-        if (FailAdvise) return E_FAIL;
-        Iid = iid;
-        Sink = sink;
-        *cookie = NextCookie++;
-        return S_OK;
-    }
-    STDMETHODIMP Unadvise(ULONG cookie) override
-    {
-        Unadvised.push_back(cookie);
-        Sink = nullptr;
-        return FailUnadvise ? E_FAIL : S_OK;
-    }
-
-    int Advises = 0;
-    bool FailAdvise = false;
-    bool FailUnadvise = false;
-    IID Iid = IID_NULL;
-    CComPtr<IUnknown> Sink;
-    std::vector<ULONG> Unadvised;
-    ULONG NextCookie = 7;
 };
 
 // An object with no notifications at all.
@@ -87,7 +65,7 @@ T* MakeObject(CComPtr<IUnknown>& holder)
     return static_cast<T*>(reinterpret_cast<First*>(holder.Get()));
 }
 
-CTestSource* MakeSource(CComPtr<IUnknown>& holder) { return MakeObject<CTestSource, IQvxNotifications>(holder); }
+CTestSource* MakeSource(CComPtr<IUnknown>& holder) { return MakeObject<CTestSourceObject, IQvxNotifications>(holder); }
 void MakeSilent(CComPtr<IUnknown>& holder) { MakeObject<CSilentObject, IPersist>(holder); }
 
 class CTaskRecorder : public CTaskNotifications6Receiver

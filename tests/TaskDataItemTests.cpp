@@ -3,28 +3,14 @@
 // Task notifications reach the item through the control; here the test calls the receiver
 // operations as the control would.
 #include <gtest/gtest.h>
-#include "ChartFrameTestSupport.h"
 #include "DataSelectionDataItem.h"
 #include "ItemFlags.h"
-#include "QvxSim.h"
+#include "TraceDataItem.h"
+#include "SimTestSupport.h"
 
 using namespace qvxtest;
 
 namespace {
-
-constexpr qvx::time Second = 10'000'000;
-// The substitute's second task holds one finished selection of 120 seconds; its first task the
-// live recording, a session of 200 seconds and a secondary reference lap of 70 seconds.
-constexpr long ArchiveTask = 2;
-constexpr long SessionTask = 1;
-
-class CRecordingRegion : public CChartRegionBase
-{
-public:
-    using CChartRegionBase::CChartRegionBase;
-    void OnDataItemChanged(CDataItemBase*, DWORD flags) override { Heard.push_back(flags); }
-    std::vector<DWORD> Heard;
-};
 
 // A chart whose host root the test gives, and which counts what the task tells it.
 class CHostedChart : public CTestChartCtl
@@ -39,15 +25,12 @@ public:
     int ActiveChanges = 0;
 };
 
-class TaskDataItem : public testing::Test
+class TaskDataItem : public testing::Test, protected CTestHost
 {
 protected:
     void SetUp() override
     {
-        ASSERT_EQ(S_OK, CoCreateInstance(CLSID_QvxSimulatedHost, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IQvxOrvid),
-                                         Host.OutVoid()));
-        Sim = Query<IQvxSimulation>(Host);
-        ASSERT_TRUE(Sim);
+        ASSERT_EQ(S_OK, StartHost());
         ASSERT_EQ(S_OK, CComObject<CHostedChart>::CreateInstance(Control));
         Chart = static_cast<CHostedChart*>(Control.Get());
         Chart->TestHost = Host;
@@ -81,19 +64,6 @@ protected:
         Stack = stack;
     }
 
-    long Calls(const wchar_t* operation)
-    {
-        long count = -1;
-        Sim->GetCallCount(CBstr(operation).Get(), &count);
-        return count;
-    }
-    void Fault(const wchar_t* operation, HRESULT status) { ASSERT_EQ(S_OK, Sim->SetFault(CBstr(operation).Get(), status)); }
-    long Sinks()
-    {
-        long count = -1;
-        Sim->GetSinkCount(&count);
-        return count;
-    }
     std::pair<qvx::time, qvx::time> Range()
     {
         qvx::time minimum = -1, maximum = -1;
@@ -108,9 +78,6 @@ protected:
         return time;
     }
 
-    COleScope Ole;
-    CComPtr<IQvxOrvid> Host;
-    CComPtr<IQvxSimulation> Sim;
     CComPtr<IQvxLinnographCtl4> Control;
     CHostedChart* Chart = nullptr;
     std::unique_ptr<CTaskDataItem> Task;
@@ -128,7 +95,7 @@ using Pair = std::pair<qvx::time, qvx::time>;
 
 TEST_F(TaskDataItem, ConstructionMakesItsOwnStackAndListensToIt)
 {
-    const long before = Sinks();
+    const long before = SinkCount();
     {
         CTaskDataItem task(nullptr);
         EXPECT_EQ(0xFFFFFFFFu & ~TaskLiveRangeStale, task.Flags);
@@ -137,9 +104,9 @@ TEST_F(TaskDataItem, ConstructionMakesItsOwnStackAndListensToIt)
         EXPECT_TRUE(task.GetUnitConverter());
         ASSERT_TRUE(task.GetOrdering());
         EXPECT_EQ(L"Time: ", std::wstring(task.GetTimePrefix().View()));
-        EXPECT_EQ(before + 1, Sinks());
+        EXPECT_EQ(before + 1, SinkCount());
     }
-    EXPECT_EQ(before, Sinks());
+    EXPECT_EQ(before, SinkCount());
 }
 
 TEST_F(TaskDataItem, AGivenStackReplacesTheOwnOneUntilItIsTakenBack)
@@ -148,10 +115,10 @@ TEST_F(TaskDataItem, AGivenStackReplacesTheOwnOneUntilItIsTakenBack)
     CComPtr<IQvxZoomStack> stack;
     ASSERT_EQ(S_OK, CoCreateInstance(CLSID_QvxZoomStack, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IQvxZoomStack),
                                      stack.OutVoid()));
-    const long before = Sinks();
+    const long before = SinkCount();
     ASSERT_EQ(S_OK, Task->SetZoomStack(Query<IUnknown>(stack)));
     EXPECT_EQ(stack.Get(), Task->GetZoomStack());
-    EXPECT_EQ(before, Sinks()) << "the sink moves from one stack to the other";
+    EXPECT_EQ(before, SinkCount()) << "the sink moves from one stack to the other";
     ASSERT_EQ(1u, Listener.Heard.size());
     EXPECT_EQ(0x203u, Listener.Heard[0]);
 
@@ -418,9 +385,9 @@ TEST_F(TaskDataItem, SelectionsAreBuiltInDisplayOrderAndRebuiltWhenTheHostsListC
     EXPECT_EQ(50 * Second, Task->GetSelections()[2]->GetLength());
 
     // A selection that the host lets go leaves the vectors at once.
-    const long sinks = Sinks();
+    const long sinks = SinkCount();
     ASSERT_EQ(S_OK, Sim->RemoveDataSelection(SessionTask, 2));
-    EXPECT_EQ(sinks - 1, Sinks());
+    EXPECT_EQ(sinks - 1, SinkCount());
     EXPECT_TRUE(Task->Flags & TaskSelectionsStale);
     Task->OnSelectionsChanged();
     ASSERT_EQ(2u, Task->GetSelections().size());
@@ -525,15 +492,21 @@ TEST_F(TaskDataItem, WithoutChannelsTheNextTraceIsTheNextSelectionWrapping)
     EXPECT_EQ(2, Task->GetActiveSelection()->GetIndex());
 }
 
-TEST_F(TaskDataItem, TheFirstChannelBecomesActiveAndHasNoTraceYet)
+TEST_F(TaskDataItem, TheFirstChannelBecomesActiveWithItsTraceOfTheCurrentSelection)
 {
     Attach(SessionTask);
     Task->GetOrdering()->SetNames({CBstr(L"Speed"), CBstr(L"Gear")});
     Task->SetActiveChannel(nullptr);
     Task->NotifyChange(TaskActiveStale, 1);
-    EXPECT_EQ(nullptr, Task->GetActiveSelection());
+    CComPtr<IQvxDataSelection> current;
+    ASSERT_EQ(S_OK, Attached->GetCurrentDataSelection(current.Out()));
+    ASSERT_TRUE(Task->GetActiveSelection());
     ASSERT_TRUE(Task->GetActiveChannel());
     EXPECT_EQ(L"Speed", std::wstring(Task->GetActiveChannel()->GetName().View()));
+    EXPECT_TRUE(SameObject(current, Task->GetActiveSelection()->GetSelection()));
+    ASSERT_TRUE(Task->GetActiveTrace());
+    EXPECT_EQ(Task->GetActiveChannel(), Task->GetActiveTrace()->GetChannel());
+    EXPECT_EQ(Task->GetActiveSelection(), Task->GetActiveTrace()->GetSelection());
 
     // A change of the host's selections makes every channel rebuild its traces.
     for (CChannelDataItem* channel : Task->GetOrdering()->GetItems()) channel->Flags = 0;
@@ -592,13 +565,13 @@ TEST_F(TaskDataItem, AFailingSelectionListLeavesNoItemsAndTheBitSet)
 {
     Attach(SessionTask);
     ASSERT_EQ(2u, Task->GetSelections().size());
-    const long sinks = Sinks();
+    const long sinks = SinkCount();
     Fault(L"IQvxTask.GetDataSelections", E_FAIL);
     Task->OnSelectionsChanged();
     EXPECT_TRUE(Task->GetSelections().empty());
     EXPECT_TRUE(Task->GetSecondarySelections().empty());
     EXPECT_TRUE(Task->Flags & TaskSelectionsStale);
-    EXPECT_EQ(sinks - 3, Sinks());
+    EXPECT_EQ(sinks - 3, SinkCount());
     Sim->ClearFaults();
     EXPECT_EQ(2u, Task->GetSelections().size());
 
@@ -611,7 +584,7 @@ TEST_F(TaskDataItem, AFailingSelectionListLeavesNoItemsAndTheBitSet)
 
 TEST_F(TaskDataItem, WithoutATaskNothingIsAskedAndTheDestructorLeavesNoSink)
 {
-    const long before = Sinks();
+    const long before = SinkCount();
     Sim->ResetCallCounts();
     Task->NotifyChange(0xFFFFFFFF & ~TaskLiveRangeStale, 1);
     EXPECT_TRUE(Task->GetSelections().empty());
@@ -625,13 +598,13 @@ TEST_F(TaskDataItem, WithoutATaskNothingIsAskedAndTheDestructorLeavesNoSink)
     EXPECT_EQ(0, Calls(L"SetCursorTime"));
 
     Attach(SessionTask);
-    const long attached = Sinks();
+    const long attached = SinkCount();
     Task->DeleteSelections();
-    EXPECT_EQ(attached - 3, Sinks()) << "one sink for each selection";
+    EXPECT_EQ(attached - 3, SinkCount()) << "one sink for each selection";
     Task->RemoveListener(&Listener);
     Task.reset();
     // The zoom sink, and the own stack's sink on the task, which went with the stack.
-    EXPECT_EQ(attached - 5, Sinks());
+    EXPECT_EQ(attached - 5, SinkCount());
     // Of what the attachment added, only the test's stack still listens to the task.
-    EXPECT_EQ(before, Sinks());
+    EXPECT_EQ(before, SinkCount());
 }

@@ -23,9 +23,9 @@ TEST_F(ChannelItemTest, ATraceUsesAndSubscribesToItsChannelUntilItGoes)
     // The factory's set of the channel listens to its parent set for as long as the factory lives.
     CComPtr<IQvxPropertySet> set;
     ASSERT_EQ(S_OK, Factory->GetPropertySet(CBstr(L"Speed").Get(), set.Out()));
-    const long before = Sinks();
+    const long before = SinkCount();
     Show({L"Speed"});
-    EXPECT_EQ(before + 5, Sinks()) << "the property set's, and the data and offset sinks of two traces";
+    EXPECT_EQ(before + 5, SinkCount()) << "the property set's, and the data and offset sinks of two traces";
     long uses = -1, subscribers = -1;
     const auto use = [&] { return Sim->GetChannelUse(SessionTask, 2, CBstr(L"Speed").Get(), &uses, &subscribers); };
     Task->InvalidateChannels();
@@ -37,7 +37,7 @@ TEST_F(ChannelItemTest, ATraceUsesAndSubscribesToItsChannelUntilItGoes)
     ASSERT_EQ(S_OK, use());
     EXPECT_EQ(0, uses);
     EXPECT_EQ(0, subscribers);
-    EXPECT_EQ(before, Sinks());
+    EXPECT_EQ(before, SinkCount());
 }
 
 TEST_F(ChannelItemTest, WithoutTheHostsChannelATraceHasNoDataAndTheChannelNoScale)
@@ -60,7 +60,7 @@ TEST_F(ChannelItemTest, WithoutTheHostsChannelATraceHasNoDataAndTheChannelNoScal
     // A host that fails to give the series leaves the trace without one until the next change.
     CTraceDataItem* speed = Trace(0, 1);
     speed->NotifyChange(TraceDataStale, 0);
-    Fault(L"GetDataFor");
+    Fault(L"GetDataFor", E_FAIL);
     EXPECT_FALSE(speed->GetData());
     Sim->ClearFaults();
     EXPECT_FALSE(speed->GetData());

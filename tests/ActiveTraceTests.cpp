@@ -1,0 +1,175 @@
+// The active trace: the active channel's trace of the host's current selection, chosen by the
+// user or stepped through, and the cursor that stands on its samples.
+#include <gtest/gtest.h>
+#include "ChannelTestSupport.h"
+
+using namespace qvxtest;
+
+namespace {
+
+// Task 1 shows the live recording and the finished session; the reference lap is secondary.
+constexpr size_t Live = 0;
+constexpr size_t Session = 1;
+
+class ActiveTrace : public ChannelItemTest
+{
+protected:
+    void SetUp() override
+    {
+        ChannelItemTest::SetUp();
+        Attach(SessionTask);
+        ASSERT_EQ(S_OK, Attached->SetCurrentDataSelection(2));
+        Show({L"Speed", L"RPM"});
+        Task->NotifyChange(TaskActiveStale, 0);
+    }
+    long Current()
+    {
+        CComPtr<IQvxDataSelection> current;
+        EXPECT_EQ(S_OK, Attached->GetCurrentDataSelection(current.Out()));
+        for (CDataSelectionDataItem* selection : Task->GetSelections())
+            if (SameObject(selection->GetSelection(), current)) return selection->GetIndex();
+        return -1;
+    }
+    qvx::time HostCursor()
+    {
+        qvx::time time = -1;
+        Attached->GetCursorTime(&time);
+        return time;
+    }
+    CChannelDataItem* Named(const wchar_t* name)
+    {
+        for (CChannelDataItem* channel : Task->GetOrdering()->GetItems())
+            if (channel->GetName().View() == name) return channel;
+        return nullptr;
+    }
+    // The cursor stands on a sample of `trace`.
+    bool OnSample(CTraceDataItem* trace, qvx::time time)
+    {
+        qvx::time snapped = time;
+        return trace->SnapToSample(snapped) && snapped == time;
+    }
+};
+
+} // namespace
+
+TEST_F(ActiveTrace, IsTheActiveChannelsTraceOfTheCurrentSelection)
+{
+    CChannelDataItem* active = Task->GetActiveChannel();
+    ASSERT_TRUE(active == Channel(0) || active == Channel(1));
+    EXPECT_EQ(active->GetTraces()[Session], Task->GetActiveTrace());
+    EXPECT_EQ(Task->GetSelections()[Session], Task->GetActiveSelection());
+    // No channel shown: no trace, and the selection is the current one.
+    Show({});
+    Task->SetActiveChannel(nullptr);
+    EXPECT_EQ(nullptr, Task->GetActiveTrace());
+    EXPECT_EQ(Task->GetSelections()[Session], Task->GetActiveSelection());
+}
+
+TEST_F(ActiveTrace, ChoosingATraceMakesItsSelectionCurrent)
+{
+    Task->SetActiveTrace(Channel(1), Trace(Live, 1));
+    EXPECT_EQ(1, Current());
+    EXPECT_EQ(Channel(1), Task->GetActiveChannel());
+    EXPECT_EQ(Trace(Live, 1), Task->GetActiveTrace());
+    // A host that refuses keeps the current selection; only the channel changes.
+    Fault(L"IQvxTask.SetCurrentDataSelection", E_FAIL);
+    Task->SetActiveTrace(Channel(0), Trace(Session, 0));
+    EXPECT_EQ(1, Current());
+    EXPECT_EQ(Channel(0), Task->GetActiveChannel());
+    EXPECT_EQ(Trace(Live, 0), Task->GetActiveTrace());
+}
+
+TEST_F(ActiveTrace, SteppingRunsThroughEveryTraceOfEveryChannelAndWraps)
+{
+    Task->SetActiveTrace(Channel(0), Trace(Live, 0));
+    const std::pair<size_t, size_t> order[] = {{0, Session}, {1, Live}, {1, Session}, {0, Live}};
+    for (const auto& [channel, selection] : order) {
+        Task->ActivateNextTrace();
+        ASSERT_EQ(Trace(selection, channel), Task->GetActiveTrace()) << channel << "," << selection;
+    }
+    Task->ActivatePreviousTrace();
+    EXPECT_EQ(Trace(Session, 1), Task->GetActiveTrace());
+    EXPECT_EQ(2, Current());
+}
+
+TEST_F(ActiveTrace, TheCursorStepsFromSampleToSample)
+{
+    CTraceDataItem* trace = Task->GetActiveTrace();
+    ASSERT_TRUE(trace);
+    Task->SetCursor(10 * Second + 1, 0);
+    const qvx::time start = HostCursor();
+    EXPECT_TRUE(OnSample(trace, start)) << "snapped to a sample";
+    Task->NotifyChange(TaskCursorStale, 0);
+    Task->CursorToNextSample();
+    const qvx::time next = HostCursor();
+    EXPECT_GT(next, start);
+    EXPECT_TRUE(OnSample(trace, next));
+    qvx::time between = next;
+    ASSERT_TRUE(trace->ToPreviousSample(between));
+    EXPECT_EQ(start, between) << "no sample skipped";
+    Task->NotifyChange(TaskCursorStale, 0);
+    Task->CursorToPreviousSample();
+    EXPECT_EQ(start, HostCursor());
+    Task->CursorToFirstSample();
+    qvx::time first = 0;
+    ASSERT_TRUE(trace->ToFirstSample(first));
+    EXPECT_EQ(first, HostCursor());
+    Task->CursorToLastSample();
+    qvx::time last = 0;
+    ASSERT_TRUE(trace->ToLastSample(last));
+    EXPECT_EQ(last, HostCursor());
+    EXPECT_GT(last, 190 * Second);
+}
+
+TEST_F(ActiveTrace, AConstrainedCursorBeforeTheRangeGoesToItsFirstSample)
+{
+    Task->PushTimeZoom(50 * Second, 60 * Second);
+    Task->NotifyChange(TaskTimeRangeStale, 0);
+    ASSERT_TRUE(Task->HasTimeRange());
+    Task->SetCursor(5 * Second, 1);
+    const qvx::time cursor = HostCursor();
+    EXPECT_GE(cursor, 50 * Second);
+    EXPECT_TRUE(OnSample(Task->GetActiveTrace(), cursor));
+    qvx::time before = cursor;
+    ASSERT_TRUE(Task->GetActiveTrace()->ToPreviousSample(before));
+    EXPECT_LT(before, 50 * Second) << "the first sample inside the range";
+}
+
+TEST_F(ActiveTrace, AZoomedValueOutOfViewIsCentredAndOneInViewLeftAlone)
+{
+    Set(L"Speed", L"Display minimum", VT_R8, 0.0);
+    Set(L"Speed", L"Display maximum", VT_R8, 400.0);
+    CChannelDataItem* speed = Named(L"Speed");
+    Task->SetActiveTrace(speed, speed->GetTraces()[Session]);
+    Task->SetCursor(100 * Second, 0);
+    Task->NotifyChange(TaskCursorStale, 0);
+    double value = 0.0;
+    ASSERT_EQ(S_OK, Task->GetActiveTrace()->GetValueAtCursor(value));
+    // A zoom a twentieth high that leaves the value out.
+    const double place = (value - speed->GetScaleMinimum(0)) / (speed->GetScaleMaximum(0) - speed->GetScaleMinimum(0));
+    Task->PushYZoom(place > 0.5 ? CYZoom{0.0, 0.05} : CYZoom{0.95, 1.0});
+    ASSERT_FALSE(speed->GetScaleMinimum(1) <= value && value <= speed->GetScaleMaximum(1));
+    Task->EnsureActiveValueVisible();
+    EXPECT_LE(speed->GetScaleMinimum(1), value);
+    EXPECT_LE(value, speed->GetScaleMaximum(1));
+    EXPECT_NEAR(0.05, Task->GetYZoom().High - Task->GetYZoom().Low, 1e-12) << "the height is kept";
+    EXPECT_NEAR(place, (Task->GetYZoom().High + Task->GetYZoom().Low) / 2, 1e-9) << "centred";
+    const CYZoom centred = Task->GetYZoom();
+    Task->EnsureActiveValueVisible();
+    EXPECT_EQ(centred, Task->GetYZoom());
+}
+
+// The task writes times in the host's format; a difference counts from the second cursor.
+TEST_F(ChannelItemTest, TimesAreWrittenInTheHostsFormat)
+{
+    wchar_t separator[4] = {};
+    ASSERT_GT(GetLocaleInfoW(LOCALE_USER_DEFAULT, LOCALE_SDECIMAL, separator, 4), 0);
+    const std::wstring dp(separator);
+    ASSERT_EQ(S_OK, Sim->SetTimeFormat(1));
+    Task->NotifyChange(TaskTimeFormatStale, 0);
+    EXPECT_EQ(L"01:15" + dp + L"4 min:sec", std::wstring(Task->FormatTime(754 * Second / 10, 1, false, false, true)));
+    ASSERT_EQ(S_OK, Sim->SetTimeFormat(0));
+    Task->NotifyChange(TaskTimeFormatStale, 0);
+    EXPECT_EQ(L"+2" + dp + L"5", std::wstring(Task->FormatTimeDifference(25 * Second / 10, 3, false, true, false)));
+    EXPECT_EQ(L"-2" + dp + L"500", std::wstring(Task->FormatTimeDifference(-25 * Second / 10, 3, false, false, false)));
+}
