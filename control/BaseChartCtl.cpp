@@ -192,7 +192,7 @@ IQvxOrvid* CBaseChartCtl::GetOrvid()
 
 IQvxPropertyFactory* CBaseChartCtl::GetChannelFactory()
 {
-    return nullptr;
+    return GetChannelFactoryObject();
 }
 
 BOOL CBaseChartCtl::GetShowCursorValues()
@@ -283,8 +283,8 @@ HRESULT CBaseChartCtl::OnHostAttached()
     HRESULT hr = CQvxControlBase::OnHostAttached();
     if (FAILED(hr)) return hr;
     // 2. The host's channel defaults, event defaults and group defaults become the parents of the
-    // control's channel property, event property and group factories, as the factory word says,
-    // once the control makes its factories.
+    // control's channel property, event property and group factories, as the factory word says.
+    ConnectFactories(GetHostRoot());
     // 4. The distance source; a host without one leaves distances unknown.
     DistanceSource = nullptr;
     GetHostRoot()->GetDistanceSource(DistanceSource.Out());
@@ -294,7 +294,7 @@ HRESULT CBaseChartCtl::OnHostAttached()
 void CBaseChartCtl::OnHostDetached()
 {
     CQvxControlBase::OnHostDetached();
-    // The factories are disconnected from the host's defaults here, once the control makes them.
+    ConnectFactories(nullptr);
     DistanceSource = nullptr;
 }
 
@@ -336,10 +336,9 @@ bool CBaseChartCtl::IsEventSelected(const std::wstring& name)
 
 // --- the host root's notifications ---
 
-void CBaseChartCtl::OnChannelDefaultsChanged(IQvxOrvid*, IQvxPropertyFactory*)
+void CBaseChartCtl::OnChannelDefaultsChanged(IQvxOrvid*, IQvxPropertyFactory* factory)
 {
-    // The new defaults become the parent of the control's channel property factory, once the
-    // control makes it.
+    SetChannelFactoryParent(factory);
 }
 
 void CBaseChartCtl::OnSelectionsChanged(IQvxOrvid*)
@@ -348,9 +347,9 @@ void CBaseChartCtl::OnSelectionsChanged(IQvxOrvid*)
     if (TaskItem) TaskItem->OnSelectionsChanged();
 }
 
-void CBaseChartCtl::OnGroupDefaultsChanged(IQvxOrvid*, IQvxGroupFactory*)
+void CBaseChartCtl::OnGroupDefaultsChanged(IQvxOrvid*, IQvxGroupFactory* factory)
 {
-    // The new defaults become the parent of the control's group factory, once the control makes it.
+    SetGroupFactoryParent(factory);
     OnGroupFactoryChanged();
 }
 
@@ -373,10 +372,9 @@ void CBaseChartCtl::OnEventPrioritiesChanged(IQvxOrvid*)
     // (EventSetPriorityStale), once the selections hold their event sets.
 }
 
-void CBaseChartCtl::OnEventDefaultsChanged(IQvxOrvid*, IQvxEventPropertyFactory*)
+void CBaseChartCtl::OnEventDefaultsChanged(IQvxOrvid*, IQvxEventPropertyFactory* factory)
 {
-    // The new defaults become the parent of the control's event property factory, once the
-    // control makes it.
+    SetEventFactoryParent(factory);
 }
 
 void CBaseChartCtl::OnTimeDigitsChanged(IQvxOrvid*)

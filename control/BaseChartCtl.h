@@ -33,8 +33,10 @@ class CBaseChartCtl : public CChartRegionBase,
                       public CQvxControlBase,
                       public COrvidNotifications4Receiver,
                       public CTaskNotifications6Receiver,
-                      // The factories' receivers, IQvxChannelOrderingProperties and the context
-                      // menu come here.
+                      public CChannelPropertyFactoryNotifications2Receiver,
+                      public CEventPropertyFactoryNotificationsReceiver,
+                      public CGroupFactoryNotificationsReceiver,
+                      // IQvxChannelOrderingProperties and the context menu come here.
                       public CControlColors,
                       public CChartDrawOwner
 {

@@ -121,7 +121,7 @@ HRESULT CLinnographCtl::FinalConstruct()
     if (FAILED(hr)) return hr;
     // The host-attachment part: the list of page names and the sinks of the task and the host
     // root; the factories' sinks join them once the control makes its factories.
-    hr = InitialiseControlBase(this, this);
+    hr = InitialiseControlBase(this, this, this, this, this);
     if (FAILED(hr)) return hr;
     // The channel configuration on the task's channel list, with at most 32 channels, comes here.
     hr = AddConfigurationPage(L"QvxConfigurationPages.ChannelSelect");
@@ -566,8 +566,10 @@ HRESULT CLinnographCtl::InitialiseNew()
     if (FAILED(hr)) return hr;
 
     RequiresSave = true;
-    // The channel property factory, the event property factory and the group factory, objects
-    // of the host library, are made and subscribed to here, with the host attachment.
+    // The channel property, event property and group factories of the host library.
+    if (FAILED(CreateFactories())) return E_UNEXPECTED;
+    // A host attached before the layout: its defaults are the new factories' parents at once.
+    if (GetHostRoot()) ConnectFactories(GetHostRoot());
     Initialised = 1;
     // The group factory then goes to the events configuration, which is refreshed.
     ActiveTraceGridColour = DefaultActiveTraceGridColour;

@@ -7,16 +7,105 @@ CQvxControlBase::CQvxControlBase(DWORD factoryUse) noexcept : FactoryUse(factory
 
 CQvxControlBase::~CQvxControlBase()
 {
+    CloseSink(GroupFactorySink, GroupFactory);
+    CloseSink(EventFactorySink, EventFactory);
+    CloseSink(ChannelFactorySink, ChannelFactory);
     CloseSink(TaskSink, Task);
     CloseSink(RootSink, Host);
 }
 
-HRESULT CQvxControlBase::InitialiseControlBase(COrvidNotifications4Receiver* root, CTaskNotifications6Receiver* task)
+HRESULT CQvxControlBase::InitialiseControlBase(COrvidNotifications4Receiver* root, CTaskNotifications6Receiver* task,
+                                               CChannelPropertyFactoryNotifications2Receiver* channels,
+                                               CEventPropertyFactoryNotificationsReceiver* events,
+                                               CGroupFactoryNotificationsReceiver* groups)
 {
     ConfigurationPages = CDataNames::Make();
     TaskSink = CreateSink<CTaskSink>(task);
     RootSink = CreateSink<CRootSink>(root);
-    return ConfigurationPages && TaskSink && RootSink ? S_OK : E_OUTOFMEMORY;
+    if (!ConfigurationPages || !TaskSink || !RootSink) return E_OUTOFMEMORY;
+    if (FactoryUse & UsesChannelPropertyFactory) {
+        ChannelFactorySink = CreateSink<CChannelFactorySink>(channels);
+        if (!ChannelFactorySink) return E_OUTOFMEMORY;
+    }
+    if (FactoryUse & UsesEventPropertyFactory) {
+        EventFactorySink = CreateSink<CEventFactorySink>(events);
+        if (!EventFactorySink) return E_OUTOFMEMORY;
+    }
+    if (FactoryUse & UsesGroupFactory) {
+        GroupFactorySink = CreateSink<CGroupFactorySink>(groups);
+        if (!GroupFactorySink) return E_OUTOFMEMORY;
+    }
+    return S_OK;
+}
+
+namespace {
+
+// A property factory of the host's library, in process, initialised on a compound file in memory.
+template <class I>
+HRESULT MakeStoredFactory(REFCLSID clsid, CComPtr<I>& factory)
+{
+    CComPtr<I> made;
+    CComPtr<IPersistStorage> persist;
+    CComPtr<ILockBytes> bytes;
+    CComPtr<IStorage> storage;
+    HRESULT hr = CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, __uuidof(I), made.OutVoid());
+    if (SUCCEEDED(hr)) hr = made.As(persist);
+    if (SUCCEEDED(hr)) hr = CreateILockBytesOnHGlobal(nullptr, TRUE, bytes.Out());
+    if (SUCCEEDED(hr))
+        hr = StgCreateDocfileOnILockBytes(bytes, STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE, 0, storage.Out());
+    if (SUCCEEDED(hr)) hr = persist->InitNew(storage);
+    if (SUCCEEDED(hr)) factory = std::move(made);
+    return hr;
+}
+
+} // namespace
+
+HRESULT CQvxControlBase::CreateFactories()
+{
+    if ((FactoryUse & UsesChannelPropertyFactory) && !ChannelFactory) {
+        if (FAILED(MakeStoredFactory(CLSID_QvxChannelPropertyFactory, ChannelFactory))) return E_UNEXPECTED;
+        if (ChannelFactorySink) ChannelFactorySink->Advise(ChannelFactory);
+    }
+    if ((FactoryUse & UsesEventPropertyFactory) && !EventFactory) {
+        if (FAILED(MakeStoredFactory(CLSID_QvxEventPropertyFactory, EventFactory))) return E_UNEXPECTED;
+        if (EventFactorySink) EventFactorySink->Advise(EventFactory);
+    }
+    if ((FactoryUse & UsesGroupFactory) && !GroupFactory) {
+        if (FAILED(CoCreateInstance(CLSID_QvxGroupFactory, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IQvxGroupFactory),
+                                    GroupFactory.OutVoid())))
+            return E_UNEXPECTED;
+        if (GroupFactorySink) GroupFactorySink->Advise(GroupFactory);
+    }
+    return S_OK;
+}
+
+void CQvxControlBase::ConnectFactories(IQvxOrvid* host)
+{
+    CComPtr<IQvxPropertyFactory> channels;
+    CComPtr<IQvxEventPropertyFactory> events;
+    CComPtr<IQvxGroupFactory> groups;
+    // A host that has no defaults of a kind leaves that factory without a parent.
+    if (host && (FactoryUse & UsesChannelPropertyFactory)) host->GetChannelDefaults(channels.Out());
+    if (host && (FactoryUse & UsesEventPropertyFactory)) host->GetEventDefaults(events.Out());
+    if (host && (FactoryUse & UsesGroupFactory)) host->GetGroupDefaults(groups.Out());
+    SetChannelFactoryParent(channels);
+    SetEventFactoryParent(events);
+    SetGroupFactoryParent(groups);
+}
+
+void CQvxControlBase::SetChannelFactoryParent(IQvxPropertyFactory* parent)
+{
+    if (ChannelFactory) ChannelFactory->SetParent(parent);
+}
+
+void CQvxControlBase::SetEventFactoryParent(IQvxEventPropertyFactory* parent)
+{
+    if (EventFactory) EventFactory->SetParent(parent);
+}
+
+void CQvxControlBase::SetGroupFactoryParent(IQvxGroupFactory* parent)
+{
+    if (GroupFactory) GroupFactory->SetParent(parent);
 }
 
 HRESULT CQvxControlBase::AddConfigurationPage(const wchar_t* name)
@@ -85,28 +174,35 @@ STDMETHODIMP CQvxControlBase::GetConfigurationPages(IQvxDataNames** pages)
     return S_OK;
 }
 
-// The control makes its channel property, event property and group factories when it is
-// initialised, once they exist; until then it has none to give, whatever its factory word says.
+namespace {
+
+// A factory with a reference, or S_FALSE for none: the control makes its factories when it is
+// initialised.
+template <class I>
+HRESULT GiveFactory(I* held, I** factory)
+{
+    if (!factory) return E_POINTER;
+    *factory = held;
+    if (!held) return S_FALSE;
+    held->AddRef();
+    return S_OK;
+}
+
+} // namespace
 
 STDMETHODIMP CQvxControlBase::GetChannelPropertyFactory(IQvxPropertyFactory** factory)
 {
-    if (!factory) return E_POINTER;
-    *factory = nullptr;
-    return S_FALSE;
+    return GiveFactory<IQvxPropertyFactory>(ChannelFactory, factory);
 }
 
 STDMETHODIMP CQvxControlBase::GetEventPropertyFactory(IQvxEventPropertyFactory** factory)
 {
-    if (!factory) return E_POINTER;
-    *factory = nullptr;
-    return S_FALSE;
+    return GiveFactory<IQvxEventPropertyFactory>(EventFactory, factory);
 }
 
 STDMETHODIMP CQvxControlBase::GetGroupFactory(IQvxGroupFactory** factory)
 {
-    if (!factory) return E_POINTER;
-    *factory = nullptr;
-    return S_FALSE;
+    return GiveFactory<IQvxGroupFactory>(GroupFactory, factory);
 }
 
 // --- attachment ---

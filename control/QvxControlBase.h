@@ -11,7 +11,9 @@
 #include "ComPtr.h"
 #include "DataNames.h"
 #include "Interfaces.h"
+#include "GroupNotifications.h"
 #include "OrvidNotifications.h"
+#include "PropertyFactoryNotifications.h"
 #include "TaskNotifications.h"
 
 class CQvxControlBase : public IQvxControl3
@@ -72,9 +74,23 @@ protected:
     // hold them longer.
     ~CQvxControlBase();
 
-    // The empty list of page names and the sinks, which forward to `root` and `task`. Part of the
+    // The empty list of page names and the sinks, which forward to `root` and `task`, and to the
+    // three factory receivers for the factories that the factory word names. Part of the
     // control's construction: E_OUTOFMEMORY when something cannot be made.
-    HRESULT InitialiseControlBase(COrvidNotifications4Receiver* root, CTaskNotifications6Receiver* task);
+    HRESULT InitialiseControlBase(COrvidNotifications4Receiver* root, CTaskNotifications6Receiver* task,
+                                  CChannelPropertyFactoryNotifications2Receiver* channels,
+                                  CEventPropertyFactoryNotificationsReceiver* events,
+                                  CGroupFactoryNotificationsReceiver* groups);
+    // Makes the factories that the word names and have not been made, in process: the two
+    // property factories initialised on storage in memory. Subscribes to each. E_UNEXPECTED
+    // when one cannot be made.
+    HRESULT CreateFactories();
+    // The host's defaults (or none, for a null host) become the factories' parents.
+    void ConnectFactories(IQvxOrvid* host);
+    void SetChannelFactoryParent(IQvxPropertyFactory* parent);
+    void SetEventFactoryParent(IQvxEventPropertyFactory* parent);
+    void SetGroupFactoryParent(IQvxGroupFactory* parent);
+    IQvxPropertyFactory* GetChannelFactoryObject() const noexcept { return ChannelFactory; }
     HRESULT AddConfigurationPage(const wchar_t* name);
 
     // Stores `task` (null detaches), takes the task sink off the task before, runs OnTaskAttached
@@ -86,12 +102,21 @@ protected:
 private:
     using CRootSink = COrvidNotifications4Sink<CBaseSingleSourceSink<IQvxOrvidNotifications4>>;
     using CTaskSink = CTaskNotifications6Sink<CBaseSingleSourceSink<IQvxTaskNotifications6>>;
+    using CChannelFactorySink =
+        CChannelPropertyFactoryNotifications2Sink<CBaseSingleSourceSink<IQvxChannelPropertyFactoryNotifications2>>;
+    using CEventFactorySink =
+        CEventPropertyFactoryNotificationsSink<CBaseSingleSourceSink<IQvxEventPropertyFactoryNotifications>>;
+    using CGroupFactorySink = CGroupFactoryNotificationsSink<CBaseSingleSourceSink<IQvxGroupFactoryNotifications>>;
 
     CComPtr<IQvxOrvid> Host;
     CComPtr<IQvxTask> Task;
     CComPtr<CDataNames> ConfigurationPages;
     CComPtr<CRootSink> RootSink;
     CComPtr<CTaskSink> TaskSink;
-    // The sinks of the channel property, event property and group factories join these when the
-    // control makes its factories.
+    CComPtr<IQvxPropertyFactory> ChannelFactory;
+    CComPtr<IQvxEventPropertyFactory> EventFactory;
+    CComPtr<IQvxGroupFactory> GroupFactory;
+    CComPtr<CChannelFactorySink> ChannelFactorySink;
+    CComPtr<CEventFactorySink> EventFactorySink;
+    CComPtr<CGroupFactorySink> GroupFactorySink;
 };

@@ -423,6 +423,49 @@ TEST_F(HostAttachment, ANewChartHasNoActiveChannelNamesNorFactories)
     EXPECT_FALSE(channels || events || groups);
 }
 
+// The control's own factories, made by InitNew, take the host's defaults as their parents and
+// follow the host when it replaces them.
+TEST_F(HostAttachment, TheControlsFactoriesStandOnTheHostsDefaults)
+{
+    CComPtr<IPersistStreamInit> persist;
+    ASSERT_EQ(S_OK, persist.QueryFrom(Control, __uuidof(IPersistStreamInit)));
+    ASSERT_EQ(S_OK, persist->InitNew());
+    CComPtr<IQvxPropertyFactory> channels;
+    CComPtr<IQvxEventPropertyFactory> events;
+    CComPtr<IQvxGroupFactory> groups;
+    ASSERT_EQ(S_OK, Control->GetChannelPropertyFactory(channels.Out()));
+    ASSERT_EQ(S_OK, Control->GetEventPropertyFactory(events.Out()));
+    ASSERT_EQ(S_OK, Control->GetGroupFactory(groups.Out()));
+    ASSERT_TRUE(channels && events && groups);
+    EXPECT_EQ(E_POINTER, Control->GetGroupFactory(nullptr));
+
+    const auto parentsAreTheHosts = [&] {
+        CComPtr<IQvxPropertyFactory> channelDefaults, channelParent, eventParent;
+        CComPtr<IQvxEventPropertyFactory> eventDefaults;
+        CComPtr<IQvxGroupFactory> groupDefaults, groupParent;
+        Host->GetChannelDefaults(channelDefaults.Out());
+        Host->GetEventDefaults(eventDefaults.Out());
+        Host->GetGroupDefaults(groupDefaults.Out());
+        channels->GetParent(channelParent.Out());
+        events->GetParent(eventParent.Out());
+        groups->GetParent(groupParent.Out());
+        return channelDefaults && SameObject(channelDefaults, channelParent) && eventDefaults
+               && SameObject(eventDefaults, eventParent) && groupDefaults && SameObject(groupDefaults, groupParent);
+    };
+    EXPECT_FALSE(parentsAreTheHosts());
+    ASSERT_EQ(S_OK, Control->SetHost(Host));
+    EXPECT_TRUE(parentsAreTheHosts());
+    ASSERT_EQ(S_OK, Simulation->ReplaceChannelDefaults());
+    ASSERT_EQ(S_OK, Simulation->ReplaceEventDefaults());
+    ASSERT_EQ(S_OK, Simulation->ReplaceGroupDefaults());
+    EXPECT_TRUE(parentsAreTheHosts());
+    // A host that goes takes its defaults along.
+    ASSERT_EQ(S_OK, Simulation->Shutdown());
+    CComPtr<IQvxPropertyFactory> parent;
+    channels->GetParent(parent.Out());
+    EXPECT_FALSE(parent);
+}
+
 // The chart linked in: what the receivers do to the task item, and the control's own firing.
 class LinkedHostAttachment : public HostAttachment
 {
