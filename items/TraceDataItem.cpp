@@ -328,7 +328,11 @@ void CTraceDataItem::OnDataChanged(IUnknown*, qvx::time* from, qvx::time* to)
 
 void CTraceDataItem::OnDataGoingAway(IUnknown*)
 {
+    // The active trace is a place in its channel's vector: the places after this one move up.
+    CTaskDataItem* task = GetTask();
+    const bool activeChannel = task && task->GetActiveChannel() == Channel;
     delete this;
+    if (activeChannel) task->NotifyChange(TaskActiveStale, 1);
 }
 
 void CTraceDataItem::OnValueOffsetChanged(IUnknown*)

@@ -92,6 +92,20 @@ TEST_F(ActiveTrace, SteppingRunsThroughEveryTraceOfEveryChannelAndWraps)
     EXPECT_EQ(2, Current());
 }
 
+TEST_F(ActiveTrace, TheActiveTraceIsFoundAgainWhenATraceBeforeItGoes)
+{
+    CChannelDataItem* active = Task->GetActiveChannel();
+    Task->SetActiveTrace(active, active->GetTraces()[Session]);
+    ASSERT_EQ(active->GetTraces()[Session], Task->GetActiveTrace());
+    // The live recording goes with its trace: the session's trace moves up a place.
+    ASSERT_EQ(S_OK, Sim->RemoveDataSelection(SessionTask, 1));
+    ASSERT_EQ(1u, active->GetTraces().size());
+    ASSERT_EQ(active->GetTraces()[0], Task->GetActiveTrace());
+    CComPtr<IQvxDataSelection> current;
+    ASSERT_EQ(S_OK, Attached->GetCurrentDataSelection(current.Out()));
+    EXPECT_TRUE(SameObject(current, Task->GetActiveTrace()->GetSelection()->GetSelection()));
+}
+
 TEST_F(ActiveTrace, TheCursorStepsFromSampleToSample)
 {
     CTraceDataItem* trace = Task->GetActiveTrace();
