@@ -124,8 +124,8 @@ void IQvxSingleDataSelectionControlImpl::Unadvise()
 bool IQvxSingleDataSelectionControlImpl::ReadIsSecondary(IQvxDataSelection2* selection)
 {
     VARIANT_BOOL secondary = VARIANT_FALSE;
-    // VARIANT_BOOL true is 0xFFFF; anything else counts as false.
-    return selection && SUCCEEDED(selection->GetIsSecondary(&secondary)) && USHORT(secondary) > 65534;
+    // Only VARIANT_TRUE counts as true.
+    return selection && SUCCEEDED(selection->GetIsSecondary(&secondary)) && secondary == VARIANT_TRUE;
 }
 
 CBstr IQvxSingleDataSelectionControlImpl::ReadText(IQvxDataSelection3* selection)

@@ -94,10 +94,11 @@ double ClampPercent(double percent)
     return std::clamp(percent, 0.0, 100.0);
 }
 
+// Null for a null object.
 CComPtr<IUnknown> IdentityOf(IUnknown* object)
 {
     CComPtr<IUnknown> identity;
-    if (object) identity.QueryFrom(object, IID_IUnknown);
+    identity.QueryFrom(object, IID_IUnknown);
     return identity;
 }
 
@@ -126,6 +127,17 @@ constexpr CPropertyBits PropertyBits[] = {
     {L"Alarm minimum", ChannelAlarmStale},
     {L"Alarm color", ChannelAlarmColorStale},
 };
+
+// The change bits that a notification of the property `name` raises: all but
+// ChannelTracesStale for a null name, none for a name that the channel does not read.
+DWORD ChangeBitsOf(BSTR name)
+{
+    if (!name) return ~ChannelTracesStale;
+    for (const CPropertyBits& property : PropertyBits) {
+        if (lstrcmpiW(name, property.Name) == 0) return property.Bits;
+    }
+    return 0;
+}
 
 constexpr int32_t MostDecimalPlaces = 9;
 // The margin of an autoscaled range: a share of the span, and at least this much of the
@@ -221,7 +233,6 @@ void CChannelDataItem::RebuildTraces()
     if (Task) {
         const std::vector<CDataSelectionDataItem*> selections = Task->GetSelections();
         for (CDataSelectionDataItem* selection : selections) {
-            Traces.reserve(Traces.size() + 1);
             CTraceDataItem* trace = CreateTrace(selection);
             if (!trace || !trace->Visible) continue;
             if (!HiddenSelections.count(IdentityOf(selection->GetSelection()))) continue;
@@ -310,6 +321,11 @@ bool CChannelDataItem::GetAutoscale()
 {
     return Cached(ChannelAutoscaleStale, Autoscale,
                   [this] { return BOOL(ReadFlag(Properties, L"Autoscale")); }) != FALSE;
+}
+
+bool CChannelDataItem::MayAutoscale() const noexcept
+{
+    return Autoscale || (Flags & ChannelAutoscaleStale);
 }
 
 int32_t CChannelDataItem::GetUnit()
@@ -499,15 +515,6 @@ IQvxPropertySet* CChannelDataItem::GetDefaultProperties()
 }
 
 // --- notifications ---
-
-DWORD CChannelDataItem::ChangeBitsOf(BSTR name)
-{
-    if (!name) return ~ChannelTracesStale;
-    for (const CPropertyBits& property : PropertyBits) {
-        if (lstrcmpiW(name, property.Name) == 0) return property.Bits;
-    }
-    return 0;
-}
 
 void CChannelDataItem::OnPropertyChanged(IQvxPropertySet*, BSTR name)
 {

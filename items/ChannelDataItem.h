@@ -71,6 +71,9 @@ public:
     // 2 is linear; any other value is held steps.
     int32_t GetInterpolation();
     bool GetAutoscale();
+    // Whether the scale may follow the traces' data: "Autoscale" on, or changed and not read yet.
+    // Asks the host nothing, so a trace's data-changed handler can test it.
+    bool MayAutoscale() const noexcept;
     int32_t GetUnit();
     // The symbol of the unit: the converter's for a physical quantity, else "User type". A
     // failed read keeps the last text.
@@ -105,10 +108,6 @@ public:
     HRESULT SetDefaultYPercentMinimum(double percent);
     HRESULT ClearDefaultYPercentEnabled();
     HRESULT SetAuxiliaryAxis(int32_t axis);
-
-    // The change bits that a notification of the property `name` raises: all but
-    // ChannelTracesStale for a null name, none for a name that this item does not read.
-    static DWORD ChangeBitsOf(BSTR name);
 
     // --- what a trace does to its channel ---
     void AddTrace(CTraceDataItem* trace);

@@ -70,16 +70,18 @@ COLORREF CDataSelectionDataItem::GetColor()
     return Color;
 }
 
-bool CDataSelectionDataItem::IsSecondary() const
+bool CDataSelectionDataItem::IsSecondary(IQvxDataSelection* selection)
 {
+    CComPtr<IQvxDataSelection2> selection2;
     VARIANT_BOOL secondary = VARIANT_FALSE;
-    return Selection2 && SUCCEEDED(Selection2->GetIsSecondary(&secondary)) && secondary == VARIANT_TRUE;
+    return selection && SUCCEEDED(selection->QueryInterface(__uuidof(IQvxDataSelection2), selection2.OutVoid()))
+           && selection2 && SUCCEEDED(selection2->GetIsSecondary(&secondary)) && secondary == VARIANT_TRUE;
 }
 
-bool CDataSelectionDataItem::IsRealTime() const
+bool CDataSelectionDataItem::IsRealTime(IQvxDataSelection* selection)
 {
     VARIANT_BOOL realTime = VARIANT_FALSE;
-    return Selection && SUCCEEDED(Selection->GetIsRealTime(&realTime)) && realTime == VARIANT_TRUE;
+    return selection && SUCCEEDED(selection->GetIsRealTime(&realTime)) && realTime == VARIANT_TRUE;
 }
 
 CComPtr<IQvxLaps> CDataSelectionDataItem::GetLaps() const
@@ -153,14 +155,15 @@ void CDataSelectionDataItem::UpdateSplits()
 
 void CDataSelectionDataItem::UpdateSegments()
 {
-    // Keep what is good: the segments that ended before SegmentsValidTo. One that runs across it
-    // would be finished by the next stretch of the map's series.
+    // Keep what is good: the segments that ended before SegmentsValidTo, and one that runs
+    // across it, which the next stretch of the map's series would finish.
     if (SegmentsValidTo == UnknownTime) {
         Segments.clear();
         SegmentsValidTo = StartTime;
     } else {
         auto first = std::find_if(Segments.begin(), Segments.end(),
                                   [this](const CSegmentRecord& segment) { return segment.EndTime >= SegmentsValidTo; });
+        if (first != Segments.end() && first->StartTime <= SegmentsValidTo) ++first;
         Segments.erase(first, Segments.end());
     }
     // Without a map region (this chart offers none) nothing can be found, and the bit stays set.
@@ -216,7 +219,7 @@ void CDataSelectionDataItem::NotifyTimesChanged()
     // Autoscaled channels measure their range over the new bounds.
     for (CTraceDataItem* trace : std::vector<CTraceDataItem*>(Traces)) {
         CChannelDataItem* channel = trace->GetChannel();
-        if (channel && channel->GetAutoscale() && !(channel->Flags & ChannelTracesStale))
+        if (channel && channel->MayAutoscale() && !(channel->Flags & ChannelTracesStale))
             channel->NotifyChannelChange(ChannelRangeStale);
     }
 }

@@ -71,9 +71,12 @@ public:
     // The selection's colour, asked again after the host said it changed.
     COLORREF GetColor();
     // GetIsSecondary of the host; false without IQvxDataSelection2 or when the host fails.
-    bool IsSecondary() const;
+    bool IsSecondary() const { return IsSecondary(Selection); }
     // GetIsRealTime of the host is true.
-    bool IsRealTime() const;
+    bool IsRealTime() const { return IsRealTime(Selection); }
+    // The same questions of any host selection (null answers false). Only VARIANT_TRUE counts.
+    static bool IsSecondary(IQvxDataSelection* selection);
+    static bool IsRealTime(IQvxDataSelection* selection);
     // The first and last time of the selection's data, from its lap object; false without one.
     bool GetDataFirstTime(qvx::time& time) const;
     bool GetDataLastTime(qvx::time& time) const;

@@ -24,6 +24,13 @@ CBstr LoadModuleString(UINT id, const wchar_t* fallback)
     return CBstr(fallback);
 }
 
+// The place `step` places from `at` in a ring of `count` (not 0).
+size_t Wrapped(size_t at, int step, size_t count)
+{
+    const long n = long(count);
+    return size_t((long(at) + step % n + n) % n);
+}
+
 } // namespace
 
 CTaskDataItem::CTaskDataItem(ChartOwner* owner) : Owner(owner)
@@ -338,9 +345,9 @@ bool CTaskDataItem::StepActiveTrace(int step)
         }
     }
     if (at == all.size()) return false;
-    const long count = long(all.size());
-    const auto [channel, trace] = all[size_t((long(at) + step % count + count) % count)];
+    const auto [channel, trace] = all[Wrapped(at, step, all.size())];
     ActiveChannel = channel;
+    // A host that refuses the selection leaves it current: the step is taken all the same.
     if (trace->GetSelection() && FAILED(Task->SetCurrentDataSelection(trace->GetSelection()->GetIndex()))) return true;
     ActiveTraceChosen();
     return true;
@@ -354,9 +361,8 @@ void CTaskDataItem::StepActiveSelection(int step)
         const std::vector<CDataSelectionDataItem*>& selections = GetSelections();
         const auto at = std::find(selections.begin(), selections.end(), active);
         if (at != selections.end()) {
-            const long count = long(selections.size());
-            const long next = (long(at - selections.begin()) + step % count + count) % count;
-            if (FAILED(Task->SetCurrentDataSelection(selections[size_t(next)]->GetIndex()))) return;
+            const size_t next = Wrapped(size_t(at - selections.begin()), step, selections.size());
+            if (FAILED(Task->SetCurrentDataSelection(selections[next]->GetIndex()))) return;
         }
     }
     ActiveTraceChosen();
@@ -968,8 +974,7 @@ void CRTCTaskDataItem::StepActiveChannel(int step)
     const std::vector<CChannelDataItem*>& channels = Ordering->GetItems();
     const auto at = std::find(channels.begin(), channels.end(), ActiveChannel);
     if (at == channels.end()) return;
-    const long count = long(channels.size());
-    ActiveChannel = channels[size_t((long(at - channels.begin()) + step % count + count) % count)];
+    ActiveChannel = channels[Wrapped(size_t(at - channels.begin()), step, channels.size())];
     if (FAILED(Task->SetCurrentDataSelection(index))) return;
     ActiveTraceChosen();
 }
@@ -1019,15 +1024,10 @@ void CRTCTaskDataItem::RebuildDataSelections()
     CComPtr<IQvxDataSelection> reference;
     CComPtr<IQvxDataSelection> selection;
     if (SUCCEEDED(GetCurrentDataSelection(selection.Out())) && selection) {
-        // VARIANT_BOOL true is 0xFFFF; other non-zero values are not taken for it.
-        VARIANT_BOOL realTime = VARIANT_FALSE, secondary = VARIANT_FALSE;
-        selection->GetIsRealTime(&realTime);
-        CComPtr<IQvxDataSelection2> selection2;
-        if (SUCCEEDED(selection.As(selection2)) && selection2) selection2->GetIsSecondary(&secondary);
-        if (USHORT(secondary) == 0xFFFF) {
+        if (CDataSelectionDataItem::IsSecondary(selection)) {
             SecondarySelections.reserve(SecondarySelections.size() + 1);
             if (CRTCDataSelectionDataItem* item = CreateRTCDataSelection(selection)) SecondarySelections.push_back(item);
-        } else if (USHORT(realTime) == 0xFFFF) {
+        } else if (CDataSelectionDataItem::IsRealTime(selection)) {
             Selections.reserve(Selections.size() + 1);
             if (CRTCDataSelectionDataItem* item = CreateRTCDataSelection(selection)) Selections.push_back(item);
             reference = selection;
@@ -1165,8 +1165,7 @@ void CRTCTaskDataItem::CRTCNonRealTimeDataSelectionListener::OnSelectionGoingAwa
 
 void CRTCTaskDataItem::CRTCNonRealTimeDataSelectionListener::CheckRealTime()
 {
-    VARIANT_BOOL realTime = VARIANT_FALSE;
-    if (SUCCEEDED(Selection->GetIsRealTime(&realTime)) && USHORT(realTime) == 0xFFFF) Task->OnSelectionsChanged();
+    if (CDataSelectionDataItem::IsRealTime(Selection)) Task->OnSelectionsChanged();
 }
 
 // --- the control modes ---

@@ -297,13 +297,6 @@ void CTraceDataItem::RebuildStatisticsCalculator()
     Flags &= ~TraceCalculatorStale;
 }
 
-void CTraceDataItem::InvalidateStatistics(qvx::time from, qvx::time to)
-{
-    ChangedFrom = from;
-    ChangedTo = to;
-    if (CBaseStatisticsCalculator* calculator = GetStatisticsCalculator()) calculator->Invalidate(from, to);
-}
-
 void CTraceDataItem::DetachSelection()
 {
     if (Selection && !Visible) Channel->HideSelection(Selection->GetSelection());
@@ -315,9 +308,12 @@ void CTraceDataItem::DetachSelection()
 void CTraceDataItem::OnDataChanged(IUnknown*, qvx::time* from, qvx::time* to)
 {
     if (!from || !to) return;
+    ChangedFrom = *from;
+    ChangedTo = *to;
     if (RangeCalculator) RangeCalculator->Invalidate(*from, *to);
-    InvalidateStatistics(*from, *to);
-    if (Channel->GetAutoscale() && !(Channel->Flags & ChannelTracesStale))
+    if (CBaseStatisticsCalculator* statistics = GetStatisticsCalculator()) statistics->Invalidate(*from, *to);
+    // Only bits and fields here: the scale is measured again when a region reads it.
+    if (Channel->MayAutoscale() && !(Channel->Flags & ChannelTracesStale))
         Channel->NotifyChannelChange(ChannelRangeStale);
     CTaskDataItem* task = GetTask();
     if (!task) return;

@@ -76,7 +76,6 @@ public:
     // The span of the latest data change, absolute.
     qvx::time GetChangedFrom() const noexcept { return ChangedFrom; }
     qvx::time GetChangedTo() const noexcept { return ChangedTo; }
-    LONG GetStatisticsBinSize() const noexcept { return StatisticsBinSize; }
     LONG GetRangeBinSize() const noexcept { return RangeBinSize; }
 
     // Whoever shows figures of the statistics calculator (a mean needs the calculator of the
@@ -85,9 +84,6 @@ public:
     void RemoveStatisticsUser(const void* user);
     // The calculator, built again first when TraceCalculatorStale is set; null when out of memory.
     CBaseStatisticsCalculator* GetStatisticsCalculator();
-    // Samples between `from` and `to` (absolute) changed: the statistics calculator drops the
-    // bins there, and the span is the trace's latest change.
-    void InvalidateStatistics(qvx::time from, qvx::time to);
     // The selection item goes before the trace: the trace forgets it, and keeps its place in the
     // hidden set when it is hidden.
     void DetachSelection();

@@ -164,6 +164,29 @@ TEST_F(ChannelItemTest, ADataChangeDropsOnlyTheBinsThatItTouches)
     rpm->RemoveListener(&listener);
 }
 
+TEST_F(ChannelItemTest, ADataChangeReadsNoPropertyOfTheChannel)
+{
+    Attach(ArchiveTask);
+    Show({L"Speed"});
+    CChannelDataItem* speed = Channel();
+    CTraceDataItem* trace = Trace();
+    const double fixedTop = speed->GetScaleMaximum(0);
+    CRecordingRegion listener(&NoWindow);
+    speed->AddListener(&listener);
+    const qvx::time from = trace->GetSelection()->GetStartTime() + Second, to = from + Second;
+    Change(trace, from, to);
+    EXPECT_TRUE(listener.Heard.empty()) << "a fixed scale does not follow the data";
+    // "Autoscale" switched on and not read yet: the scale is measured again, and only when read.
+    Set(L"Speed", L"Autoscale", VT_BOOL, -1);
+    listener.Heard.clear();
+    Sim->ResetCallCounts();
+    Change(trace, from, to);
+    EXPECT_EQ(0, Calls(L"IQvxPropertySet.GetProperty"));
+    EXPECT_EQ(std::vector<DWORD>{ChannelRangeStale}, listener.Heard);
+    EXPECT_NE(fixedTop, speed->GetScaleMaximum(0));
+    speed->RemoveListener(&listener);
+}
+
 TEST_F(ChannelItemTest, TheValueOffsetIsAskedAgainAfterTheHostChangedIt)
 {
     Attach(ArchiveTask);
