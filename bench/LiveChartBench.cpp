@@ -7,12 +7,12 @@
 #include <chrono>
 #include <cstdio>
 #include <vector>
-#include "ChannelDataItem.h"
-#include "DataSelectionDataItem.h"
-#include "LinnographCtl.h"
+#include "items/ChannelDataItem.h"
+#include "items/DataSelectionDataItem.h"
+#include "control/LinnographCtl.h"
 #include "QvxSim.h"
-#include "TaskDataItem.h"
-#include "TraceDataItem.h"
+#include "items/RTCTaskDataItem.h"
+#include "items/TraceDataItem.h"
 
 namespace {
 

@@ -7,9 +7,9 @@
 #include <cmath>
 #include <cstdio>
 #include <vector>
-#include "AutomationTypes.h"
-#include "StatisticsCalculator.h"
-#include "TestSeries.h"
+#include "com/AutomationTypes.h"
+#include "statistics/StatisticsCalculator.h"
+#include "tests/TestSeries.h"
 
 using namespace qvxtest;
 

@@ -18,13 +18,11 @@
 #include <string>
 #include <string_view>
 #include <vector>
-#include "AutomationTypes.h"
-#include "ChannelDataItem.h"
-#include "ComObject.h"
-#include "Groups.h"
+#include "com/AutomationTypes.h"
+#include "com/ComObject.h"
+#include "config/Groups.h"
 #include "Interfaces.h"
-#include "ItemFlags.h"
-#include "NotificationPoints.h"
+#include "control/NotificationPoints.h"
 
 // IQvxDefaultOrdering and IQvxGroupedOrdering name their operations alike: each face gives its
 // pair names of its own.
@@ -119,7 +117,8 @@ private:
 // The order of items keyed by name, told to a task of type TTask. The task offers:
 //     CreateChannel(name)                     a new item, which the ordering owns (CChannelOrderingOf);
 //     GetActiveChannel(), SetActiveChannel()  the active item, or null, which the ordering may change;
-//     NotifyChange(flags, fanOut)             its flag word (TaskOrderChanged, TaskActiveStale);
+//     NotifyOrderChanged(activeToo)           the order changed, and the active item with it or not;
+//     NotifyActiveChanged()                   the active item changed;
 //     MarkModified(), FireActiveChanged()     passed on to the chart.
 // A host may call in again from any notification that the ordering sends, or from a host call
 // that it makes: no position is held over such a call. SetNames and SyncToNames are the chart's
@@ -313,12 +312,12 @@ public:
         CComPtr<IQvxOrdering> self(this);
         if (Task) {
             if (std::find(Items.begin(), Items.end(), Task->GetActiveChannel()) != Items.end()) {
-                Task->NotifyChange(TaskOrderChanged, 1);
+                Task->NotifyOrderChanged(false);
                 MarkModified();
             } else {
                 Task->SetActiveChannel(nullptr);
                 FireActiveChanged();
-                if (Task) Task->NotifyChange(TaskOrderChanged | TaskActiveStale, 1);
+                if (Task) Task->NotifyOrderChanged(true);
                 MarkModified();
             }
         }
@@ -392,7 +391,7 @@ private:
     }
     void TellActiveChanged()
     {
-        if (Task) Task->NotifyChange(TaskActiveStale, 1);
+        if (Task) Task->NotifyActiveChanged();
         FireActiveChanged();
         MarkModified();
     }
@@ -413,38 +412,3 @@ private:
     long DefaultMode = 0;
     long GroupedMode = 0;
 };
-
-class CTaskDataItem;
-
-// An ordering of channel items, owned by the task that makes them. The chart's is
-// CChannelOrdering, on its task item.
-template <class TTask>
-class CChannelOrderingOf : public CComRoot, public C1DOrdering<TTask, CChannelDataItem*>
-{
-public:
-    QVX_BEGIN_INTERFACES(CChannelOrderingOf)
-        QVX_INTERFACE(CChannelOrderingOf, IQvxOrdering),
-        QVX_INTERFACE(CChannelOrderingOf, IQvxDefaultOrdering),
-        QVX_INTERFACE(CChannelOrderingOf, IQvxGroupedOrdering),
-        QVX_INTERFACE(CChannelOrderingOf, IQvxNotifications),
-    QVX_END_INTERFACES()
-
-    // Channels that the task did not have deleted go with the ordering.
-    void FinalRelease() { this->DeleteItems(); }
-
-    // The channel's name.
-    const CBstr& GetItemKey(CChannelDataItem* item) override { return item->GetName(); }
-    // By "Display name", in an ordinal compare.
-    bool ItemLess(CChannelDataItem* first, CChannelDataItem* second) override
-    {
-        return first->GetDisplayName().View() < second->GetDisplayName().View();
-    }
-    CChannelDataItem* CreateItem(const CBstr& key) override
-    {
-        TTask* task = this->GetTask();
-        return task ? task->CreateChannel(key) : nullptr;
-    }
-    void DestroyItem(CChannelDataItem* item) override { delete item; }
-};
-
-using CChannelOrdering = CChannelOrderingOf<CTaskDataItem>;

@@ -1,6 +1,6 @@
 #pragma once
 // IQvxChannelProxyNotifications: the value offset of a channel in a selection changed.
-#include "NotificationSinks.h"
+#include "config/NotificationSinks.h"
 
 class CChannelProxyNotificationsReceiver
 {

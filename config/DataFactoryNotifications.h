@@ -1,7 +1,7 @@
 #pragma once
 // IQvxDataFactoryNotifications: the items that a data factory offers changed. Kind 1 is event
 // sets. Each operation carries its source, so that one sink can serve many factories.
-#include "NotificationSinks.h"
+#include "config/NotificationSinks.h"
 
 class CDataFactoryNotificationsReceiver
 {

@@ -1,4 +1,4 @@
-#include "DataNames.h"
+#include "config/DataNames.h"
 
 CComPtr<CDataNames> CDataNames::Make()
 {

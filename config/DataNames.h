@@ -5,7 +5,7 @@
 #include <new>
 #include <string>
 #include <vector>
-#include "ComObject.h"
+#include "com/ComObject.h"
 #include "Interfaces.h"
 
 class CDataNames : public CComRoot, public IQvxDataNames

@@ -1,6 +1,6 @@
 #pragma once
 // IQvxDataNotifications: a series' samples changed, or the series is going away.
-#include "NotificationSinks.h"
+#include "config/NotificationSinks.h"
 
 class CDataNotificationsReceiver
 {

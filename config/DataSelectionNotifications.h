@@ -1,7 +1,7 @@
 #pragma once
 // IQvxDataSelectionNotifications, 2 and 3: what happens to a data selection. Each operation
 // carries the selection, so that a multi-source sink's receiver can tell its sources apart.
-#include "NotificationSinks.h"
+#include "config/NotificationSinks.h"
 
 class CDataSelectionNotificationsReceiver
 {

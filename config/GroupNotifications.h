@@ -3,7 +3,7 @@
 // A group's receiver has its places in pairs swapped against the interface: interface
 // operations 0 to 5 reach places 1, 0, 3, 2, 5, 4. Interface operation 2 is a query: the sink
 // answers S_OK when the receiver agrees or is gone, and S_FALSE when it does not.
-#include "NotificationSinks.h"
+#include "config/NotificationSinks.h"
 
 class CGroupFactoryNotificationsReceiver
 {

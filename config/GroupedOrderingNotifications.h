@@ -1,6 +1,6 @@
 #pragma once
 // IQvxGroupedOrderingNotifications: the grouped mode of a channel ordering changed.
-#include "NotificationSinks.h"
+#include "config/NotificationSinks.h"
 
 class CGroupedOrderingNotificationsReceiver
 {

@@ -1,4 +1,4 @@
-#include "Groups.h"
+#include "config/Groups.h"
 #include <new>
 #include <utility>
 

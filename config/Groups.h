@@ -6,8 +6,8 @@
 // The parent that the channel configuration is told through, the reactions to a group's
 // contents, and the list's own ordering interface come with the channel configuration.
 #include <vector>
-#include "ComObject.h"
-#include "GroupNotifications.h"
+#include "com/ComObject.h"
+#include "config/GroupNotifications.h"
 #include "Interfaces.h"
 
 class CGroups : public CComRoot, public IQvxGroups, public CGroupNotifications2Receiver

@@ -1,7 +1,7 @@
 #pragma once
 // IQvxLapMarkersNotifications: the lap markers changed, or the stretch of time for which the
 // selection holds data moved.
-#include "NotificationSinks.h"
+#include "config/NotificationSinks.h"
 
 class CLapMarkersNotificationsReceiver
 {

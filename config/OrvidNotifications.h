@@ -1,7 +1,7 @@
 #pragma once
 // IQvxOrvidNotifications to 4: changes of the host root. The receiver's places differ from the
 // interface's: interface operations 0 and 1 reach places 1 and 0, and 7 and 8 reach 8 and 7.
-#include "NotificationSinks.h"
+#include "config/NotificationSinks.h"
 
 class COrvidNotificationsReceiver
 {

@@ -3,7 +3,7 @@
 // and IQvxEventPropertyFactoryNotifications. A set was added or removed, the factory changed as
 // a whole, or (channels, version 2) it was given another parent; the event factory also asks,
 // before it removes a set, how many uses each view still has of it.
-#include "NotificationSinks.h"
+#include "config/NotificationSinks.h"
 
 class CChannelPropertyFactoryNotificationsReceiver
 {

@@ -1,7 +1,7 @@
 #pragma once
 // IQvxPropertySetNotifications and 2: a property changed (a null name: all of them), or the
 // property set is going away.
-#include "NotificationSinks.h"
+#include "config/NotificationSinks.h"
 
 class CPropertySetNotificationsReceiver
 {

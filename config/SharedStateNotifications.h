@@ -1,6 +1,6 @@
 #pragma once
 // IQvxSharedStateNotifications: a shared view state changed, or is going away.
-#include "NotificationSinks.h"
+#include "config/NotificationSinks.h"
 
 class CSharedStateNotificationsReceiver
 {

@@ -2,7 +2,7 @@
 // IQvxTaskNotifications to 6: what happens to a host task. The receiver's places differ from the
 // interface's: interface operations 6, 7 and 8 reach receiver places 7, 8 and 6, so that going
 // away is place 6 and the run state place 8. Versions 2 to 6 add one operation each.
-#include "NotificationSinks.h"
+#include "config/NotificationSinks.h"
 
 class CTaskNotificationsReceiver
 {

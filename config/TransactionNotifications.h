@@ -1,7 +1,7 @@
 #pragma once
 // IQvxTransactionNotifications: a host transaction starts, ends, progresses or fails. The
 // receiver keeps failure before progress: interface operations 2 and 3 reach its places 3 and 2.
-#include "NotificationSinks.h"
+#include "config/NotificationSinks.h"
 
 class CTransactionNotificationsReceiver
 {

@@ -1,7 +1,7 @@
 #pragma once
 // IQvxZoomStackNotifications, 2 and 3: the zoom stack's range, its going away, its levels, and
 // any other change of the stack.
-#include "NotificationSinks.h"
+#include "config/NotificationSinks.h"
 
 class CZoomStackNotificationsReceiver
 {

@@ -1,11 +1,11 @@
-#include "BaseChartCtl.h"
+#include "control/BaseChartCtl.h"
 #include <optional>
-#include "CursorsRegion.h"
-#include "DataNames.h"
-#include "GraphRegion.h"
-#include "ItemFlags.h"
-#include "ResizeRegion.h"
-#include "TaskDataItem.h"
+#include "regions/CursorsRegion.h"
+#include "config/DataNames.h"
+#include "regions/GraphRegion.h"
+#include "items/ItemFlags.h"
+#include "regions/ResizeRegion.h"
+#include "items/RTCTaskDataItem.h"
 
 namespace {
 
@@ -183,6 +183,16 @@ CDataItemBase* CBaseChartCtl::GetSegmentSource()
 IQvxDistanceSource* CBaseChartCtl::GetDistanceSource()
 {
     return DistanceSource;
+}
+
+HRESULT CBaseChartCtl::GetSingleSelection(IQvxDataSelection** selection)
+{
+    if (!selection) return E_POINTER;
+    *selection = nullptr;
+    CComPtr<IQvxSingleDataSelectionControl> single;
+    if (FAILED(QueryInterface(__uuidof(IQvxSingleDataSelectionControl), single.OutVoid())) || !single)
+        return E_UNEXPECTED;
+    return single->GetSelection(selection);
 }
 
 IQvxOrvid* CBaseChartCtl::GetOrvid()

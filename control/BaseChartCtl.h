@@ -8,16 +8,17 @@
 #include <memory>
 #include <set>
 #include <string>
-#include "ChartDrawInfo.h"
-#include "ChartRegionBase.h"
-#include "ComPtr.h"
-#include "ControlBorderHelper.h"
-#include "ControlColors.h"
+#include "control/ChartDrawInfo.h"
+#include "items/ChartOwner.h"
+#include "control/ChartRegionBase.h"
+#include "com/ComPtr.h"
+#include "control/ControlBorderHelper.h"
+#include "control/ControlColors.h"
 #include "Interfaces.h"
-#include "OrvidNotifications.h"
-#include "QvxControlBase.h"
-#include "RootLayout.h"
-#include "TaskNotifications.h"
+#include "config/OrvidNotifications.h"
+#include "control/QvxControlBase.h"
+#include "control/RootLayout.h"
+#include "config/TaskNotifications.h"
 
 class CDataItemBase;
 class CDragManager;
@@ -38,7 +39,8 @@ class CBaseChartCtl : public CChartRegionBase,
                       public CGroupFactoryNotificationsReceiver,
                       // IQvxChannelOrderingProperties and the context menu come here.
                       public CControlColors,
-                      public CChartDrawOwner
+                      public CChartDrawOwner,
+                      public CChartOwner
 {
 public:
     // `windowRef` is the control's cell of the window handle; `border` the control's border, which
@@ -62,11 +64,11 @@ public:
     virtual CRTCTaskDataItem* GetTaskDataItem();
     // The item that the segment regions listen to besides the task: none in this chart.
     virtual CDataItemBase* GetSegmentSource();
-    virtual IQvxDistanceSource* GetDistanceSource();
+    IQvxDistanceSource* GetDistanceSource() override;
     // The host root and this chart's channel property factory, borrowed; null without a host and
     // before the chart has its factory.
-    virtual IQvxOrvid* GetOrvid();
-    virtual IQvxPropertyFactory* GetChannelFactory();
+    IQvxOrvid* GetOrvid() override;
+    IQvxPropertyFactory* GetChannelFactory() override;
     virtual BOOL GetShowCursorValues();
     virtual BOOL GetAutoSizeCursorValues();
     virtual int ReservedOperation1();
@@ -78,11 +80,17 @@ public:
     virtual const std::set<std::wstring>& GetConfiguredEventNames();
     virtual const std::set<std::wstring>& GetConfiguredChannelNames();
     // The active channel or trace may have changed: the host hears of it.
-    virtual void FireActiveChanged() = 0;
+    void FireActiveChanged() override = 0;
     // The container's ambient "PrintAllAxes", read afresh.
     virtual BOOL GetPrintAllAxes() = 0;
     virtual void ReservedOperation3();
     virtual void ReservedOperation4();
+
+    // --- CChartOwner: what the data items see of the chart ---
+    const HWND* GetWindowCell() const override { return WindowRef; }
+    int32_t GetTraceGradation() override { return TraceGradation; }
+    // Through the control's IQvxSingleDataSelectionControl.
+    HRESULT GetSingleSelection(IQvxDataSelection** selection) override;
 
     // --- the control's persistence state, which its OLE side keeps (MarkModified is the host
     // attachment's) ---

@@ -1,4 +1,4 @@
-#include "ChartDrawInfo.h"
+#include "control/ChartDrawInfo.h"
 #include <cwchar>
 
 namespace {

@@ -5,8 +5,8 @@
 #include <windows.h>
 #include <ocidl.h>
 #include <olectl.h>
-#include "ComPtr.h"
-#include "GdiHandle.h"
+#include "com/ComPtr.h"
+#include "control/GdiHandle.h"
 
 class CDIBSection;
 

@@ -1,5 +1,5 @@
-#include "ChartRegionBase.h"
-#include "DataItemBase.h"
+#include "control/ChartRegionBase.h"
+#include "items/DataItemBase.h"
 
 CChartRegionBase::CChartRegionBase(const HWND* windowRef) noexcept
     : WindowRef(windowRef), Bounds{}, DirtyBits(DirtyAll)

@@ -3,11 +3,12 @@
 // data items. A region knows its rectangle and a word of dirty bits; a data change only sets bits
 // and invalidates, and the region brings itself up to date at the next paint.
 #include <windows.h>
+#include "items/DataItemListener.h"
 
 class CChartDrawInfo;
 class CDataItemBase;
 
-class CChartRegionBase
+class CChartRegionBase : public CDataItemListener
 {
 public:
     // The rectangle changed: everything laid out from it is stale.
@@ -24,16 +25,16 @@ public:
     // Never invalidates: the caller lays out inside a paint.
     virtual void SetBounds(const RECT& bounds);
     // Invalidates Bounds, grown by the inclusive last column and row, without erasing.
-    virtual void Invalidate();
+    void Invalidate() override;
     // The base only brings itself up to date; overrides begin with the same test.
     virtual void Draw(CChartDrawInfo& info);
     // -1 means no limit; the result is non-zero when the class has limits.
     virtual BOOL GetWidthLimits(CChartDrawInfo& info, int& minimum, int& maximum);
     virtual BOOL GetHeightLimits(CChartDrawInfo& info, int& minimum, int& maximum);
     // Bit 31 alone tells of a change that needs no repaint by itself.
-    virtual void OnDataItemChanged(CDataItemBase* item, DWORD flags);
+    void OnDataItemChanged(CDataItemBase* item, DWORD flags) override;
     // The item is going away: leave its listeners.
-    virtual void OnDataItemRemoved(CDataItemBase* item);
+    void OnDataItemRemoved(CDataItemBase* item) override;
     virtual void Recalculate(CChartDrawInfo& info);
 
     // The control's cell that holds the window handle, shared by all its regions, so that a

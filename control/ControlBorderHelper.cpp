@@ -1,5 +1,5 @@
-#include "ControlBorderHelper.h"
-#include "GdiHandle.h"
+#include "control/ControlBorderHelper.h"
+#include "control/GdiHandle.h"
 
 namespace {
 

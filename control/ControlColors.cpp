@@ -1,5 +1,5 @@
-#include "ControlColors.h"
-#include "AutomationTypes.h"
+#include "control/ControlColors.h"
+#include "com/AutomationTypes.h"
 
 namespace {
 

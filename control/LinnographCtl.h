@@ -4,17 +4,17 @@
 // itself holds. The chart's regions and data items hang below its root (CBaseChartCtl).
 #include <windows.h>
 #include <ocidl.h>
-#include "BaseChartCtl.h"
-#include "ComObject.h"
-#include "ControlBorderHelper.h"
-#include "DispatchImpl.h"
-#include "GdiHandle.h"
+#include "control/BaseChartCtl.h"
+#include "com/ComObject.h"
+#include "control/ControlBorderHelper.h"
+#include "com/DispatchImpl.h"
+#include "control/GdiHandle.h"
 #include "Linnograph.h"
-#include "NotificationPoints.h"
-#include "OleControl.h"
-#include "ProvideClassInfoImpl.h"
-#include "ResizeCallback.h"
-#include "SingleDataSelectionControl.h"
+#include "control/NotificationPoints.h"
+#include "control/OleControl.h"
+#include "com/ProvideClassInfoImpl.h"
+#include "control/ResizeCallback.h"
+#include "control/SingleDataSelectionControl.h"
 #include "Interfaces.h"
 
 class CLinnographCtl : public CDispatchImpl<IQvxLinnographCtl4>,
@@ -206,6 +206,9 @@ public:
     void OnWindowCreated() override;
 
 protected:
+    // The "ActiveTraceGridColor" of a new control.
+    static constexpr OLE_COLOR DefaultActiveTraceGridColour = 0xD0D0D0;
+
     // The border keeps its own window handle and stock values; the control's are these.
     using COleControl::Window;
     using CBaseChartCtl::Appearance;

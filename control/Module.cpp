@@ -2,11 +2,11 @@
 #include <windows.h>
 #include <shlwapi.h>
 #include <olectl.h>
-#include "ComServer.h"
-#include "LinnographCtl.h"
-#include "PropertyPages.h"
+#include "com/ComServer.h"
+#include "control/LinnographCtl.h"
+#include "pages/PropertyPages.h"
 #include "Linnograph.h"
-#include "../resources/Resource.h"
+#include "resources/Resource.h"
 
 namespace {
 
@@ -34,7 +34,7 @@ CServerDescription ServerDescription()
     return {Classes, sizeof(Classes) / sizeof(Classes[0]), &LIBID_QvxLinnographLib};
 }
 
-#include "ServerExports.h"
+#include "com/ServerExports.h"
 
 STDAPI DllGetVersion(DLLVERSIONINFO* info)
 {

@@ -1,6 +1,6 @@
-#include "NotificationPoints.h"
+#include "control/NotificationPoints.h"
 #include <objbase.h>
-#include "AutomationTypes.h"
+#include "com/AutomationTypes.h"
 
 STDMETHODIMP IQvxNotificationsImpl::AdviseByName(BSTR iid, IUnknown* sink, ULONG* cookie)
 {

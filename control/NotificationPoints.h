@@ -14,7 +14,7 @@
 #include <new>
 #include <span>
 #include <vector>
-#include "ComPtr.h"
+#include "com/ComPtr.h"
 #include "Interfaces.h"
 
 // One point as IQvxNotifications finds it.

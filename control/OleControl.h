@@ -13,9 +13,9 @@
 #include <ole2.h>
 #include <ocidl.h>
 #include <olectl.h>
-#include "AutomationTypes.h"
-#include "ComObject.h"
-#include "ConnectionPoints.h"
+#include "com/AutomationTypes.h"
+#include "com/ComObject.h"
+#include "com/ConnectionPoints.h"
 
 // The description of one paint.
 struct DrawDescription
@@ -57,6 +57,10 @@ class COleControl : public CComRoot,
                     public IDataObject
 {
 public:
+    // What the view tells of itself, and the logical inch of HIMETRIC sizes.
+    static constexpr DWORD ViewStatus = VIEWSTATUS_OPAQUE | VIEWSTATUS_SOLIDBKGND;
+    static constexpr LONG HimetricPerInch = 2540;
+
     explicit COleControl(const COleControlClass& description);
 
     // Destroys the window while the whole object is still there.

@@ -1,4 +1,4 @@
-#include "QvxControlBase.h"
+#include "control/QvxControlBase.h"
 #include <new>
 
 CQvxControlBase::CQvxControlBase(DWORD factoryUse) noexcept : FactoryUse(factoryUse)

@@ -8,13 +8,13 @@
 // source after it has been taken off the last one.
 #include <windows.h>
 #include <string>
-#include "ComPtr.h"
-#include "DataNames.h"
+#include "com/ComPtr.h"
+#include "config/DataNames.h"
 #include "Interfaces.h"
-#include "GroupNotifications.h"
-#include "OrvidNotifications.h"
-#include "PropertyFactoryNotifications.h"
-#include "TaskNotifications.h"
+#include "config/GroupNotifications.h"
+#include "config/OrvidNotifications.h"
+#include "config/PropertyFactoryNotifications.h"
+#include "config/TaskNotifications.h"
 
 class CQvxControlBase : public IQvxControl3
 {

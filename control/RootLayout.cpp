@@ -1,9 +1,9 @@
-#include "RootLayout.h"
+#include "control/RootLayout.h"
 #include <algorithm>
 #include <climits>
 #include <cmath>
-#include "ChartDrawInfo.h"
-#include "ChartRegionBase.h"
+#include "control/ChartDrawInfo.h"
+#include "control/ChartRegionBase.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "SingleDataSelectionControl.h"
+#include "control/SingleDataSelectionControl.h"
 
 STDMETHODIMP IQvxSingleDataSelectionControlImpl::SetSelectionIndex(long index)
 {

@@ -4,9 +4,9 @@
 // selection on first need, follows the selection's secondary flag and text, and tells the
 // control whenever the choice changes.
 #include <windows.h>
-#include "AutomationTypes.h"
-#include "ComPtr.h"
-#include "DataSelectionNotifications.h"
+#include "com/AutomationTypes.h"
+#include "com/ComPtr.h"
+#include "config/DataSelectionNotifications.h"
 #include "Interfaces.h"
 
 class IQvxSingleDataSelectionControlImpl : public IQvxSingleDataSelectionControl,

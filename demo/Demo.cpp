@@ -8,9 +8,9 @@
 #include <cstdio>
 #include <string>
 #include <vector>
-#include "ComPtr.h"
+#include "com/ComPtr.h"
 #include "Interfaces.h"
-#include "PngWriter.h"
+#include "demo/PngWriter.h"
 #include "QvxSim.h"
 
 namespace {

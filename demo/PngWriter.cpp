@@ -1,7 +1,7 @@
-#include "PngWriter.h"
+#include "demo/PngWriter.h"
 #include <wincodec.h>
-#include "ComPtr.h"
-#include "GdiHandle.h"
+#include "com/ComPtr.h"
+#include "control/GdiHandle.h"
 
 HRESULT WritePng(const wchar_t* path, const void* bits, UINT width, UINT height)
 {

@@ -1,13 +1,13 @@
-#include "ChannelDataItem.h"
+#include "items/ChannelDataItem.h"
 #include <algorithm>
 #include <cfloat>
 #include <new>
 #include <olectl.h>
-#include "ChartRegionBase.h"
-#include "DataSelectionDataItem.h"
-#include "ItemFlags.h"
-#include "TaskDataItem.h"
-#include "TraceDataItem.h"
+
+#include "items/DataSelectionDataItem.h"
+#include "items/ItemFlags.h"
+#include "items/TaskDataItem.h"
+#include "items/TraceDataItem.h"
 
 namespace {
 
@@ -237,7 +237,7 @@ void CChannelDataItem::RebuildTraces()
             if (!trace || !trace->Visible) continue;
             if (!HiddenSelections.count(IdentityOf(selection->GetSelection()))) continue;
             trace->Visible = FALSE;
-            for (CChartRegionBase* listener : std::vector<CChartRegionBase*>(trace->Listeners)) {
+            for (CDataItemListener* listener : std::vector<CDataItemListener*>(trace->Listeners)) {
                 if (listener) listener->Invalidate();
             }
         }

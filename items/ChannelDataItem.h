@@ -12,11 +12,11 @@
 #include <cstdint>
 #include <set>
 #include <vector>
-#include "AutomationTypes.h"
-#include "ComPtr.h"
-#include "DataItemBase.h"
+#include "com/AutomationTypes.h"
+#include "com/ComPtr.h"
+#include "items/DataItemBase.h"
 #include "Interfaces.h"
-#include "PropertySetNotifications.h"
+#include "config/PropertySetNotifications.h"
 
 class CDataSelectionDataItem;
 class CTaskDataItem;

@@ -4,7 +4,7 @@
 #include <windows.h>
 #include <vector>
 
-class CChartRegionBase;
+#include "items/DataItemListener.h"
 
 class CDataItemBase
 {
@@ -20,13 +20,13 @@ public:
     void NotifyChange(DWORD flags, int fanOut);
 
     // A region registers by appending itself; it leaves from OnDataItemRemoved or its destructor.
-    void AddListener(CChartRegionBase* listener);
+    void AddListener(CDataItemListener* listener);
     // Erases the first entry equal to `listener`; the others keep their order.
-    void RemoveListener(CChartRegionBase* listener);
-    bool HasListener(const CChartRegionBase* listener) const;
+    void RemoveListener(CDataItemListener* listener);
+    bool HasListener(const CDataItemListener* listener) const;
 
     // Stale and change bits, whose meaning each class gives (ItemFlags.h).
     DWORD Flags;
     // In order of registration; not owned.
-    std::vector<CChartRegionBase*> Listeners;
+    std::vector<CDataItemListener*> Listeners;
 };

@@ -1,10 +1,10 @@
-#include "DataSelectionDataItem.h"
+#include "items/DataSelectionDataItem.h"
 #include <olectl.h>
-#include "ChannelDataItem.h"
-#include "ItemFlags.h"
-#include "LapMarkersDataItem.h"
-#include "TaskDataItem.h"
-#include "TraceDataItem.h"
+#include "items/ChannelDataItem.h"
+#include "items/ItemFlags.h"
+#include "items/LapMarkersDataItem.h"
+#include "items/RTCTaskDataItem.h"
+#include "items/TraceDataItem.h"
 
 CDataSelectionDataItem::CDataSelectionDataItem(IQvxDataSelection* selection, CTaskDataItem* task, long index)
     : Selection(selection), Task(task), Index(index)

@@ -9,9 +9,9 @@
 #include <windows.h>
 #include <memory>
 #include <vector>
-#include "ComPtr.h"
-#include "DataItemBase.h"
-#include "DataSelectionNotifications.h"
+#include "com/ComPtr.h"
+#include "items/DataItemBase.h"
+#include "config/DataSelectionNotifications.h"
 #include "Interfaces.h"
 
 class CTaskDataItem;

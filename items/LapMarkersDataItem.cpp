@@ -1,9 +1,9 @@
-#include "LapMarkersDataItem.h"
+#include "items/LapMarkersDataItem.h"
 #include <cwchar>
-#include "BaseChartCtl.h"
-#include "DataSelectionDataItem.h"
-#include "ItemFlags.h"
-#include "TaskDataItem.h"
+#include "items/ChartOwner.h"
+#include "items/DataSelectionDataItem.h"
+#include "items/ItemFlags.h"
+#include "items/RTCTaskDataItem.h"
 
 CLapMarkersDataItem::CLapMarkersDataItem(CDataSelectionDataItem* selection)
     : Selection(selection),
@@ -95,8 +95,8 @@ void CLapMarkersDataItem::ShowFailure(const wchar_t* text)
 {
     HWND window = nullptr;
     CTaskDataItem* task = Selection ? Selection->GetTask() : nullptr;
-    ChartOwner* owner = task ? task->GetOwner() : nullptr;
-    if (owner && owner->WindowRef) window = *owner->WindowRef;
+    CChartOwner* owner = task ? task->GetOwner() : nullptr;
+    if (owner) window = owner->GetWindow();
     MessageBoxW(window, text, L"Morvane", MB_ICONERROR);
 }
 

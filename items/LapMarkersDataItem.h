@@ -9,12 +9,12 @@
 #include <windows.h>
 #include <cstdint>
 #include <list>
-#include "AutomationTypes.h"
-#include "ComPtr.h"
-#include "DataItemBase.h"
+#include "com/AutomationTypes.h"
+#include "com/ComPtr.h"
+#include "items/DataItemBase.h"
 #include "Interfaces.h"
-#include "LapMarkersNotifications.h"
-#include "TransactionNotifications.h"
+#include "config/LapMarkersNotifications.h"
+#include "config/TransactionNotifications.h"
 
 class CDataSelectionDataItem;
 

@@ -3,7 +3,7 @@
 // about the horizontal axis (the visible time and distance range, the shared cursor, the active
 // channel and selection), holds the vertical zoom stack, creates the other items, owns the data
 // selections and the channel ordering, and turns the task notifications that the control passes
-// on into item changes. Every item reaches the chart control (its ChartOwner) through the task.
+// on into item changes. Every item reaches the chart control (its CChartOwner) through the task.
 //
 // Every cached value has a stale bit (ItemFlags.h): a notification sets it, the next reader asks
 // the host, and a failing host call keeps the last value.
@@ -12,20 +12,19 @@
 #include <deque>
 #include <memory>
 #include <vector>
-#include "AutomationTypes.h"
-#include "ChannelOrdering.h"
-#include "ComPtr.h"
-#include "DataItemBase.h"
+#include "com/AutomationTypes.h"
+#include "items/ChannelItemOrdering.h"
+#include "com/ComPtr.h"
+#include "items/DataItemBase.h"
+#include "items/ItemFlags.h"
 #include "Interfaces.h"
-#include "DataSelectionNotifications.h"
-#include "ZoomStackNotifications.h"
+#include "config/DataSelectionNotifications.h"
+#include "config/ZoomStackNotifications.h"
 
-class CBaseChartCtl;
+class CChartOwner;
 class CDataSelectionDataItem;
 class CRTCDataSelectionDataItem;
 class CTraceDataItem;
-// The chart control as the data items see it.
-using ChartOwner = CBaseChartCtl;
 
 // A vertical zoom level: fractions of the channels' unzoomed display range, Low at the bottom.
 struct CYZoom
@@ -40,7 +39,7 @@ class CTaskDataItem : public CDataItemBase, public CZoomStackNotifications3Recei
 public:
     // Makes the ordering, the unit converter and the chart's own zoom stack, which is the stack in
     // use until the control gives another. `owner` may be null (a task with no chart).
-    explicit CTaskDataItem(ChartOwner* owner);
+    explicit CTaskDataItem(CChartOwner* owner);
     // Leaves the zoom stack, has the ordering delete its channels, deletes the selections.
     ~CTaskDataItem() override;
 
@@ -167,7 +166,7 @@ public:
     IQvxZoomStack* GetZoomStack() const noexcept { return ZoomStack; }
     IQvxZoomStack* GetOwnZoomStack() const noexcept { return OwnZoomStack; }
     IQvxUnitConverter* GetUnitConverter() const noexcept { return UnitConverter; }
-    ChartOwner* GetOwner() const noexcept { return Owner; }
+    CChartOwner* GetOwner() const noexcept { return Owner; }
     // The channel ordering, which owns the channels; null when it could not be made.
     CChannelOrdering* GetOrdering() const noexcept { return Ordering; }
     // The ordering may change the active channel.
@@ -178,6 +177,10 @@ public:
     }
     void MarkModified();
     void FireActiveChanged();
+    // The ordering's news, as change flags for the listeners: the order changed (TaskOrderChanged),
+    // with the active channel (TaskActiveStale) when `activeToo`; the active channel alone changed.
+    void NotifyOrderChanged(bool activeToo);
+    void NotifyActiveChanged();
     // Written by the graph region.
     void SetPlotWidth(long width) noexcept { PlotWidth = width; }
     long GetPlotWidth() const noexcept { return PlotWidth; }
@@ -240,7 +243,7 @@ protected:
     std::vector<CDataSelectionDataItem*> SecondarySelections;
     std::vector<long> DisplayOrder;
     qvx::time CursorTime = 0;
-    ChartOwner* Owner;
+    CChartOwner* Owner;
     CComPtr<IQvxUnitConverter> UnitConverter;
     std::deque<CYZoom> YZoomStack;
     BOOL DistanceMode = FALSE;
@@ -253,215 +256,11 @@ protected:
     BOOL CursorCentred = FALSE;
     long PlotWidth = 0;
     CComPtr<CChannelOrdering> Ordering;
-};
-
-// The control's time settings, read where the control keeps them: the width of the running
-// window, how far back from the newest data the chart can look (never less than the width), and
-// the control's wish to run (cleared by a local pause).
-struct CRTCTimeSettings
-{
-    const qvx::time* DataTimeSpan;
-    const qvx::time* HistoricDataTimeSpan;
-    const uint32_t* Running;
-};
-
-// The task item of the real-time chart, the only one that the control makes. It shows the live
-// end of the data: it computes the visible range from the data's end and the control's time
-// settings, and hands every cursor and pause question to its control mode, an object whose class
-// is the state.
-class CRTCTaskDataItem : public CTaskDataItem
-{
-public:
-    class CControlMode;
-    class CNoTaskControlMode;
-    class CRunningControlMode;
-    class CLocalPauseControlMode;
-    class CGlobalPauseControlMode;
-
-    // Reads the control's settings through `settings`, whose pointers must outlive the item.
-    CRTCTaskDataItem(ChartOwner* owner, const CRTCTimeSettings& settings);
-    // A task item of no chart: a window of `dataTimeSpan`, which is also all that it retains,
-    // and the wish to run.
-    CRTCTaskDataItem(ChartOwner* owner, qvx::time dataTimeSpan);
-    ~CRTCTaskDataItem() override;
-
-    void OnRunStateChanged() override;
-    void UpdateTimeRange() override;
-    const qvx::time& GetCursorTime() override;
-    void SetCursor(const qvx::time& time, int constrain) override;
-    void SetCursorChecked(const qvx::time& time) override;
-    void CursorToPreviousSample() override;
-    void CursorToNextSample() override;
-    void CursorToFirstSample() override;
-    void CursorToLastSample() override;
-    // The chart shows one selection, so a channel has one trace: `trace` is not needed.
-    void SetActiveTrace(CChannelDataItem* channel, CTraceDataItem* trace) override;
-    // Step the active channel through the ordering, wrapping.
-    void ActivatePreviousTrace() override;
-    void ActivateNextTrace() override;
-    bool IsXZoomed() override { return true; }
-    // Also fixes the span that the stack retains to HistoricDataTimeSpan.
-    HRESULT SetZoomStack(IUnknown* stack) override;
-    CChannelDataItem* CreateChannel(const CBstr& name) override;
-    // The control's single data selection; E_UNEXPECTED when the chart has none to ask.
-    HRESULT GetCurrentDataSelection(IQvxDataSelection** selection) override;
-    void CommitCursor(const qvx::time& time) override;
-    // Shows exactly the control's selection: as the selection when it is live, as a secondary
-    // one, or, while it is not live, not at all until it turns live.
-    void RebuildDataSelections() override;
-    // A real-time selection item for `selection`, with its window computed.
-    CRTCDataSelectionDataItem* CreateRTCDataSelection(IQvxDataSelection* selection);
-
-    // The mode as it now stands, made again first when TaskControlModeStale is set. The reference
-    // lasts only until the next change of mode.
-    CControlMode& GetMode();
-    // After the local pause command or a change of the host's run state: a new mode, and the
-    // traces, the range and the stack's freeze made to agree with it.
-    void RefreshControlMode();
-    // The control's HistoricDataTimeSpan changed: the stack retains the new span.
-    void UpdateRetainedSpan();
-    // The control's time spans changed: the selections compute their windows again.
-    void RefreshWindows();
-    // The waiting listener's selection went away.
-    void DropWaitingListener();
-    bool IsWaitingForSelection() const noexcept { return WaitingListener != nullptr; }
-
-    qvx::time GetDataTimeSpan() const noexcept { return *TimeSettings.DataTimeSpan; }
-    qvx::time GetHistoricDataTimeSpan() const noexcept { return *TimeSettings.HistoricDataTimeSpan; }
-    bool IsRunWanted() const noexcept { return *TimeSettings.Running != 0; }
-    const CRTCTimeSettings& GetTimeSettings() const noexcept { return TimeSettings; }
-
-    // The right edge of the live window: the next half second strictly after `dataEnd`.
-    static qvx::time NextHalfSecond(qvx::time dataEnd) noexcept;
-
-    // --- CZoomStackNotifications3Receiver ---
-    // A running chart's range is its own: the stack's is ignored until it pauses.
-    void OnRangeChanged(IQvxZoomStack* stack) override;
-
-private:
-    class CRTCNonRealTimeDataSelectionListener;
-
-    // The 1-based place of the current selection in the host's list; -1 when absent.
-    long CurrentSelectionIndex();
-    void StepActiveChannel(int step);
-
-    void ChooseMode();
-
-    CRTCTimeSettings TimeSettings;
-    std::unique_ptr<CControlMode> Mode;
-    std::unique_ptr<CRTCNonRealTimeDataSelectionListener> WaitingListener;
-    // What a task item of no chart points TimeSettings at.
-    qvx::time OwnDataTimeSpan = 0;
-    uint32_t OwnRunning = 1;
-};
-
-// The state of a real-time chart, as far as cursors and pauses go. A mode is made for one state
-// and replaced, never changed, when the state changes.
-class CRTCTaskDataItem::CControlMode
-{
-public:
-    CControlMode(CRTCTaskDataItem& task, UINT statusText, const wchar_t* statusFallback, UINT timeLabel,
-                 const wchar_t* timeLabelFallback);
-    virtual ~CControlMode() = default;
-
-    virtual void SetCursor(const qvx::time& time);
-    virtual void SetCursorChecked(const qvx::time& time);
-    virtual const qvx::time& GetCursorTime();
-    virtual bool HasScrollBars() = 0;
-    virtual bool IsRunning() = 0;
-    virtual bool ValuesAtCursor() = 0;
-    virtual bool HasCursors() = 0;
-    virtual bool IsLocallyHeld() = 0;
-    virtual void GetSelectionStart(qvx::time& start);
-
-    // Drawn in the graph's corner, and put before the time on the x-axis.
-    const CBstr& GetStatusText() const noexcept { return StatusText; }
-    const CBstr& GetTimeLabel() const noexcept { return TimeLabel; }
 
 protected:
-    CRTCTaskDataItem* Task;
-    CBstr StatusText;
-    CBstr TimeLabel;
-    qvx::time LocalCursor = 0;
-};
-
-// No task attached: no cursor, no scroll bars, nothing held.
-class CRTCTaskDataItem::CNoTaskControlMode : public CControlMode
-{
-public:
-    explicit CNoTaskControlMode(CRTCTaskDataItem& task);
-    bool HasScrollBars() override { return false; }
-    bool IsRunning() override { return false; }
-    bool ValuesAtCursor() override { return false; }
-    bool HasCursors() override { return false; }
-    bool IsLocallyHeld() override { return false; }
-};
-
-// The window follows the live end; no cursor exists.
-class CRTCTaskDataItem::CRunningControlMode : public CControlMode
-{
-public:
-    explicit CRunningControlMode(CRTCTaskDataItem& task);
-    bool HasScrollBars() override { return false; }
-    bool IsRunning() override { return true; }
-    bool ValuesAtCursor() override { return false; }
-    bool HasCursors() override { return false; }
-    bool IsLocallyHeld() override { return true; }
-};
-
-// This chart alone is paused: it moves a private cursor and leaves the host's alone.
-class CRTCTaskDataItem::CLocalPauseControlMode : public CControlMode
-{
-public:
-    // `cursor` is where the host's cursor stood when the pause began.
-    CLocalPauseControlMode(CRTCTaskDataItem& task, qvx::time cursor);
-    void SetCursor(const qvx::time& time) override;
-    void SetCursorChecked(const qvx::time& time) override;
-    bool HasScrollBars() override { return true; }
-    bool IsRunning() override { return false; }
-    bool ValuesAtCursor() override { return true; }
-    bool HasCursors() override { return true; }
-    bool IsLocallyHeld() override { return true; }
-};
-
-// The host has paused all its views: the chart shares the host's cursor, whose times count from
-// the start of the host's selection.
-class CRTCTaskDataItem::CGlobalPauseControlMode : public CControlMode
-{
-public:
-    explicit CGlobalPauseControlMode(CRTCTaskDataItem& task);
-    void SetCursor(const qvx::time& time) override;
-    void SetCursorChecked(const qvx::time& time) override;
-    const qvx::time& GetCursorTime() override;
-    bool HasScrollBars() override { return true; }
-    bool IsRunning() override { return false; }
-    bool ValuesAtCursor() override { return true; }
-    bool HasCursors() override { return true; }
-    bool IsLocallyHeld() override { return false; }
-    void GetSelectionStart(qvx::time& start) override;
-
-private:
-    // From the chart's times to the host's: the host selection's start less the item's.
-    qvx::time HostOffset();
-};
-
-// Waits for the control's selection to turn live, and then has the task take it up.
-class CRTCTaskDataItem::CRTCNonRealTimeDataSelectionListener : public CDataSelectionNotificationsReceiver
-{
-public:
-    CRTCNonRealTimeDataSelectionListener(IQvxDataSelection* selection, CRTCTaskDataItem& task);
-    ~CRTCNonRealTimeDataSelectionListener();
-
-    void OnContentsChanged(IQvxDataSelection* selection) override;
-    void OnSelectionGoingAway(IQvxDataSelection* selection) override;
-    void OnRealTimeChanged(IQvxDataSelection* selection) override;
-
-private:
-    using CSink = CDataSelectionNotificationsSink<CBaseSingleSourceSink<IQvxDataSelectionNotifications>>;
-
-    void CheckRealTime();
-
-    CComPtr<IQvxDataSelection> Selection;
-    CRTCTaskDataItem* Task;
-    CComPtr<CSink> Sink;
+    // A text of the module's string table; `fallback` stands where the module's resources are not
+    // linked in.
+    static CBstr LoadModuleString(UINT id, const wchar_t* fallback);
+    // The place `step` places from `at` in a ring of `count` (not 0).
+    static size_t Wrapped(size_t at, int step, size_t count);
 };

@@ -1,11 +1,11 @@
-#include "TraceDataItem.h"
+#include "items/TraceDataItem.h"
 #include <algorithm>
 #include <cmath>
 #include <new>
-#include "ChannelDataItem.h"
-#include "DataSelectionDataItem.h"
-#include "ItemFlags.h"
-#include "TaskDataItem.h"
+#include "items/ChannelDataItem.h"
+#include "items/DataSelectionDataItem.h"
+#include "items/ItemFlags.h"
+#include "items/RTCTaskDataItem.h"
 
 namespace {
 

@@ -12,13 +12,13 @@
 #include <windows.h>
 #include <memory>
 #include <set>
-#include "ChannelProxyNotifications.h"
-#include "ComPtr.h"
-#include "DataItemBase.h"
-#include "DataNotifications.h"
-#include "DistanceCursor.h"
+#include "config/ChannelProxyNotifications.h"
+#include "com/ComPtr.h"
+#include "items/DataItemBase.h"
+#include "config/DataNotifications.h"
+#include "statistics/DistanceCursor.h"
 #include "Interfaces.h"
-#include "StatisticsCalculator.h"
+#include "statistics/StatisticsCalculator.h"
 
 class CChannelDataItem;
 class CDataSelectionDataItem;

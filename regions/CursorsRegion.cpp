@@ -1,5 +1,5 @@
-#include "CursorsRegion.h"
-#include "ChartDrawInfo.h"
+#include "regions/CursorsRegion.h"
+#include "control/ChartDrawInfo.h"
 
 BOOL CCursorsRegion::GetWidthLimits(CChartDrawInfo& info, int& minimum, int& maximum)
 {

@@ -2,7 +2,7 @@
 // Placeholder of the cursor values panel at the right of the chart. It has the panel's width and
 // height limits and its property members, and no channel groups yet: it paints nothing, and
 // auto-sizing finds no content.
-#include "ChartRegionBase.h"
+#include "control/ChartRegionBase.h"
 
 class CCursorsRegion : public CChartRegionBase
 {

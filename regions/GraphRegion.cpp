@@ -1,5 +1,5 @@
-#include "GraphRegion.h"
-#include "ChartDrawInfo.h"
+#include "regions/GraphRegion.h"
+#include "control/ChartDrawInfo.h"
 
 BOOL CGraphRegion::GetWidthLimits(CChartDrawInfo& info, int& minimum, int& maximum)
 {

@@ -2,7 +2,7 @@
 // Placeholder of the graph region: the left child of the root. It takes its place in the layout
 // with the graph's minimum width and the members the control reads, and paints nothing of its
 // own; the axes, traces and cursors come with the full region.
-#include "ChartRegionBase.h"
+#include "control/ChartRegionBase.h"
 
 class CGraphRegion : public CChartRegionBase
 {

@@ -2,7 +2,7 @@
 // Placeholder of the divider between the graph and the cursor values panel. It is laid out by the
 // root and keeps the position the control reads; the drag, the highlight and the bar come with
 // the full region, so it paints nothing.
-#include "ChartRegionBase.h"
+#include "control/ChartRegionBase.h"
 
 class CResizeCallback;
 

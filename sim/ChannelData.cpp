@@ -1,4 +1,4 @@
-#include "ChannelData.h"
+#include "sim/ChannelData.h"
 #include <algorithm>
 
 void CChannelData::Append(qvx::time time, double value, bool periodic, qvx::time period, bool afterGap)

@@ -1,4 +1,4 @@
-#include "ChannelProxy.h"
+#include "sim/ChannelProxy.h"
 
 CChannelProxy::CChannelProxy()
     : CNotificationsImpl({__uuidof(IQvxDataNotifications), __uuidof(IQvxChannelProxyNotifications)})

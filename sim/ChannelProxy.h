@@ -4,8 +4,8 @@
 // (IQvxDataNotifications), value offset changed (IQvxChannelProxyNotifications).
 #include <map>
 #include <memory>
-#include "Notifier.h"
-#include "Series.h"
+#include "sim/Notifier.h"
+#include "sim/Series.h"
 
 class CChannelProxy : public CComRoot,
                       public IQvxChannelProxy,

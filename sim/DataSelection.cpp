@@ -1,7 +1,7 @@
-#include "DataSelection.h"
+#include "sim/DataSelection.h"
 #include <cstdio>
 #include <type_traits>
-#include "NameList.h"
+#include "sim/NameList.h"
 
 namespace {
 

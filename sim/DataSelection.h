@@ -11,10 +11,10 @@
 #include <memory>
 #include <string>
 #include <vector>
-#include "ChannelProxy.h"
-#include "EventObjects.h"
-#include "Notifier.h"
-#include "Recording.h"
+#include "sim/ChannelProxy.h"
+#include "sim/EventObjects.h"
+#include "sim/Notifier.h"
+#include "sim/Recording.h"
 
 class CLaps : public CComRoot, public IQvxLapNames, public CNotificationsImpl
 {

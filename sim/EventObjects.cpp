@@ -1,4 +1,4 @@
-#include "EventObjects.h"
+#include "sim/EventObjects.h"
 #include <algorithm>
 
 // --- CEventItem ---

@@ -5,9 +5,9 @@
 #include <map>
 #include <memory>
 #include <string>
-#include "Notifier.h"
-#include "Recording.h"
-#include "SimObject.h"
+#include "sim/Notifier.h"
+#include "sim/Recording.h"
+#include "sim/SimObject.h"
 
 class CEventItem : public CComRoot, public IQvxEvent
 {

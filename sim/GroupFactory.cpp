@@ -1,6 +1,6 @@
-#include "GroupFactory.h"
+#include "sim/GroupFactory.h"
 #include <algorithm>
-#include "StreamIO.h"
+#include "sim/StreamIO.h"
 
 namespace {
 

@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 #include <ocidl.h>
-#include "Notifier.h"
-#include "SimObject.h"
+#include "sim/Notifier.h"
+#include "sim/SimObject.h"
 
 class CGroup : public CComRoot, public IQvxGroup, public CNotificationsImpl
 {

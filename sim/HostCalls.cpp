@@ -1,4 +1,4 @@
-#include "HostCalls.h"
+#include "sim/HostCalls.h"
 #include <map>
 #include <vector>
 

@@ -1,14 +1,14 @@
 // Entry points of QvxHost.dll, the substitute host library, and its class table.
 #include <windows.h>
 #include <olectl.h>
-#include "ComServer.h"
-#include "GroupFactory.h"
+#include "com/ComServer.h"
+#include "sim/GroupFactory.h"
 #include "Interfaces.h"
-#include "PropertyFactory.h"
-#include "PropertyViewState.h"
-#include "SimulatedHost.h"
-#include "UnitConverter.h"
-#include "ZoomStack.h"
+#include "sim/PropertyFactory.h"
+#include "sim/PropertyViewState.h"
+#include "sim/SimulatedHost.h"
+#include "sim/UnitConverter.h"
+#include "sim/ZoomStack.h"
 
 namespace {
 
@@ -36,4 +36,4 @@ CServerDescription ServerDescription()
     return {Classes, sizeof(Classes) / sizeof(Classes[0]), &LIBID_QvxInterfacesLib};
 }
 
-#include "ServerExports.h"
+#include "com/ServerExports.h"

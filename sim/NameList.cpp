@@ -1,4 +1,4 @@
-#include "NameList.h"
+#include "sim/NameList.h"
 
 STDMETHODIMP CNameList::GetCount(long* count)
 {

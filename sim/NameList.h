@@ -2,7 +2,7 @@
 // A fixed list of names (IQvxDataNames), positions from 1.
 #include <string>
 #include <vector>
-#include "SimObject.h"
+#include "sim/SimObject.h"
 
 class CNameList : public CComRoot, public IQvxDataNames
 {

@@ -1,7 +1,7 @@
-#include "Notifier.h"
+#include "sim/Notifier.h"
 #include <algorithm>
 #include <olectl.h>
-#include "HostCalls.h"
+#include "sim/HostCalls.h"
 
 namespace {
 

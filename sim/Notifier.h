@@ -8,7 +8,7 @@
 #include <windows.h>
 #include <initializer_list>
 #include <vector>
-#include "ComPtr.h"
+#include "com/ComPtr.h"
 #include "Interfaces.h"
 
 class CNotifier

@@ -1,7 +1,7 @@
-#include "PropertyFactory.h"
+#include "sim/PropertyFactory.h"
 #include <vector>
-#include "Recording.h"
-#include "StreamIO.h"
+#include "sim/Recording.h"
+#include "sim/StreamIO.h"
 
 namespace {
 

@@ -11,10 +11,10 @@
 #include <map>
 #include <string>
 #include <ocidl.h>
-#include "AutomationTypes.h"
-#include "Notifier.h"
-#include "PropertySetNotifications.h"
-#include "SimObject.h"
+#include "com/AutomationTypes.h"
+#include "sim/Notifier.h"
+#include "config/PropertySetNotifications.h"
+#include "sim/SimObject.h"
 
 // Property names are compared without regard to case.
 struct CNoCaseLess

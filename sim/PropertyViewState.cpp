@@ -1,4 +1,4 @@
-#include "PropertyViewState.h"
+#include "sim/PropertyViewState.h"
 
 // --- CPathNode ---
 

@@ -4,8 +4,8 @@
 // change is told to the sinks of IQvxSharedStateNotifications.
 #include <set>
 #include <string>
-#include "Notifier.h"
-#include "SimObject.h"
+#include "sim/Notifier.h"
+#include "sim/SimObject.h"
 
 // One step of a kept selection path.
 class CPathNode : public CComRoot, public IQvxTreeNode

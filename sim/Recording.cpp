@@ -1,4 +1,4 @@
-#include "Recording.h"
+#include "sim/Recording.h"
 #include <algorithm>
 #include <cmath>
 #include <cstdio>

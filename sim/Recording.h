@@ -9,8 +9,8 @@
 #include <memory>
 #include <string>
 #include <vector>
-#include "ChannelData.h"
-#include "TrackModel.h"
+#include "sim/ChannelData.h"
+#include "sim/TrackModel.h"
 
 enum class CSampling
 {

@@ -1,4 +1,4 @@
-#include "Series.h"
+#include "sim/Series.h"
 #include <algorithm>
 #include <cmath>
 #include <cstring>

@@ -8,8 +8,8 @@
 // S_FALSE between samples (interpolated or held), and E_FAIL outside the data or in a gap.
 #include <memory>
 #include <vector>
-#include "ChannelData.h"
-#include "SimObject.h"
+#include "sim/ChannelData.h"
+#include "sim/SimObject.h"
 
 class CDataRecord : public CComRoot, public IQvxDataRecord
 {

@@ -2,9 +2,9 @@
 // Small helpers shared by the objects of the substitute host.
 #include <windows.h>
 #include <oleauto.h>
-#include "AutomationTypes.h"
-#include "ComObject.h"
-#include "HostCalls.h"
+#include "com/AutomationTypes.h"
+#include "com/ComObject.h"
+#include "sim/HostCalls.h"
 #include "Interfaces.h"
 
 // An object of the substitute held through its implementation class.

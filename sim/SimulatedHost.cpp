@@ -1,6 +1,6 @@
-#include "SimulatedHost.h"
+#include "sim/SimulatedHost.h"
 #include <type_traits>
-#include "TrackModel.h"
+#include "sim/TrackModel.h"
 
 namespace {
 

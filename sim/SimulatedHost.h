@@ -7,13 +7,13 @@
 // finished secondary lap ("Reference lap"); task 2 a finished session ("Archive").
 #include <string>
 #include <vector>
-#include "DataSelection.h"
-#include "EventObjects.h"
-#include "GroupFactory.h"
-#include "Notifier.h"
-#include "PropertyFactory.h"
+#include "sim/DataSelection.h"
+#include "sim/EventObjects.h"
+#include "sim/GroupFactory.h"
+#include "sim/Notifier.h"
+#include "sim/PropertyFactory.h"
 #include "QvxSim.h"
-#include "Task.h"
+#include "sim/Task.h"
 
 class CDistanceSource : public CComRoot, public IQvxMapSource
 {

@@ -1,4 +1,4 @@
-#include "StreamIO.h"
+#include "sim/StreamIO.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <objidl.h>
 #include <string>
 #include <string_view>
-#include "AutomationTypes.h"
+#include "com/AutomationTypes.h"
 
 HRESULT WriteBytes(IStream* stream, const void* data, ULONG size);
 // A short read is a failure.

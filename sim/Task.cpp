@@ -1,4 +1,4 @@
-#include "Task.h"
+#include "sim/Task.h"
 
 CTask::CTask()
     : CNotificationsImpl({__uuidof(IQvxTaskNotifications), __uuidof(IQvxTaskNotifications2),

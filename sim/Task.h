@@ -4,7 +4,7 @@
 // host's list of tasks by id.
 #include <string>
 #include <vector>
-#include "DataSelection.h"
+#include "sim/DataSelection.h"
 
 class CTask : public CComRoot, public IQvxTaskOrder, public CNotificationsImpl
 {

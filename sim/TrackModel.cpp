@@ -1,4 +1,4 @@
-#include "TrackModel.h"
+#include "sim/TrackModel.h"
 #include <algorithm>
 #include <cmath>
 

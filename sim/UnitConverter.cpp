@@ -1,4 +1,4 @@
-#include "UnitConverter.h"
+#include "sim/UnitConverter.h"
 #include <iterator>
 #include <vector>
 

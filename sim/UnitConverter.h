@@ -2,7 +2,7 @@
 // The host's units: for each quantity a base unit (unit 0) and further units, each a scale
 // and an offset from the base; and the names of quantities, which are also the texts of
 // channel key ids.
-#include "SimObject.h"
+#include "sim/SimObject.h"
 
 class CUnitConverter : public CComRoot, public IQvxUnitConverter
 {

@@ -1,6 +1,6 @@
-#include "ZoomStack.h"
+#include "sim/ZoomStack.h"
 #include <algorithm>
-#include "StreamIO.h"
+#include "sim/StreamIO.h"
 
 namespace {
 

@@ -14,10 +14,10 @@
 // centred cursor and the vertical-zoom setting; going away when its task goes away.
 #include <ocidl.h>
 #include <vector>
-#include "DataSelectionNotifications.h"
-#include "Notifier.h"
-#include "SimObject.h"
-#include "TaskNotifications.h"
+#include "config/DataSelectionNotifications.h"
+#include "sim/Notifier.h"
+#include "sim/SimObject.h"
+#include "config/TaskNotifications.h"
 
 class CZoomStack : public CComRoot,
                    public IQvxZoomStack,

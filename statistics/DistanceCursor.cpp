@@ -1,4 +1,4 @@
-#include "DistanceCursor.h"
+#include "statistics/DistanceCursor.h"
 
 void DistanceCursor::SetData(IQvxData* data)
 {

@@ -3,8 +3,8 @@
 // with one pass over the samples, reading the host's arrays in place.
 #include <windows.h>
 #include <optional>
-#include "AutomationTypes.h"
-#include "ComPtr.h"
+#include "com/AutomationTypes.h"
+#include "com/ComPtr.h"
 #include "Interfaces.h"
 
 class DistanceCursor

@@ -1,12 +1,12 @@
-#include "StatisticsCalculator.h"
+#include "statistics/StatisticsCalculator.h"
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <type_traits>
 #include <utility>
-#include "AutomationTypes.h"
-#include "ComPtr.h"
-#include "DistanceCursor.h"
+#include "com/AutomationTypes.h"
+#include "com/ComPtr.h"
+#include "statistics/DistanceCursor.h"
 
 namespace {
 

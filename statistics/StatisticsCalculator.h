@@ -5,7 +5,7 @@
 #include <memory>
 #include <vector>
 #include "Interfaces.h"
-#include "StatisticsBin.h"
+#include "statistics/StatisticsBin.h"
 
 class DistanceCursor;
 

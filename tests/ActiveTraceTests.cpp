@@ -1,7 +1,7 @@
 // The active trace: the active channel's trace of the host's current selection, chosen by the
 // user or stepped through, and the cursor that stands on its samples.
 #include <gtest/gtest.h>
-#include "ChannelTestSupport.h"
+#include "tests/ChannelTestSupport.h"
 
 using namespace qvxtest;
 

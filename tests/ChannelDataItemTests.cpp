@@ -1,7 +1,7 @@
 // The channel item over the substitute host: its lazily read properties, the scale with units,
 // autoscale and the vertical zoom, and what a property notification does to its traces.
 #include <cfloat>
-#include "ChannelTestSupport.h"
+#include "tests/ChannelTestSupport.h"
 
 using namespace qvxtest;
 

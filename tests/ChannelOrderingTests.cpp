@@ -6,13 +6,13 @@
 #include <functional>
 #include <string>
 #include <vector>
-#include "AutomationTypes.h"
-#include "ChannelDataItem.h"
-#include "ChannelOrdering.h"
-#include "ComObject.h"
-#include "ItemFlags.h"
+#include "com/AutomationTypes.h"
+#include "items/ChannelDataItem.h"
+#include "config/ChannelOrdering.h"
+#include "com/ComObject.h"
+#include "items/ItemFlags.h"
 #include "QvxSim.h"
-#include "TaskDataItem.h"
+#include "items/RTCTaskDataItem.h"
 
 namespace {
 
@@ -32,11 +32,8 @@ public:
     CChannelDataItem* CreateChannel(const CBstr& name) { return new CRTCChannelDataItem(nullptr, name, Factory); }
     CChannelDataItem* GetActiveChannel() const { return ActiveChannel; }
     void SetActiveChannel(CChannelDataItem* channel) { ActiveChannel = channel; }
-    void NotifyChange(DWORD flags, int fanOut)
-    {
-        EXPECT_EQ(1, fanOut);
-        Changes.push_back(flags);
-    }
+    void NotifyOrderChanged(bool activeToo) { Changes.push_back(TaskOrderChanged | (activeToo ? TaskActiveStale : 0)); }
+    void NotifyActiveChanged() { Changes.push_back(TaskActiveStale); }
     void MarkModified() { Owner->MarkModified(); }
     void FireActiveChanged() { Owner->FireActiveChanged(); }
 

@@ -5,11 +5,11 @@
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
-#include "ChannelDataItem.h"
-#include "DataSelectionDataItem.h"
-#include "ItemFlags.h"
-#include "SimTestSupport.h"
-#include "TraceDataItem.h"
+#include "items/ChannelDataItem.h"
+#include "items/DataSelectionDataItem.h"
+#include "items/ItemFlags.h"
+#include "tests/SimTestSupport.h"
+#include "items/TraceDataItem.h"
 
 namespace qvxtest {
 

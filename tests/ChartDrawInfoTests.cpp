@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 #include <cstdlib>
 #include <cwchar>
-#include "ChartDrawInfo.h"
-#include "ChartTestSupport.h"
+#include "control/ChartDrawInfo.h"
+#include "tests/ChartTestSupport.h"
 
 using qvxtest::CTestDrawOwner;
 

@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 #include <uxtheme.h>
-#include "GdiHandle.h"
-#include "OleTestSupport.h"
+#include "control/GdiHandle.h"
+#include "tests/OleTestSupport.h"
 
 using namespace qvxtest;
 

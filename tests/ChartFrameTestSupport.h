@@ -4,12 +4,12 @@
 #include <windows.h>
 #include <gtest/gtest.h>
 #include <uxtheme.h>
-#include "CursorsRegion.h"
-#include "GraphRegion.h"
-#include "LinnographCtl.h"
-#include "OleTestSupport.h"
-#include "ResizeRegion.h"
-#include "TaskDataItem.h"
+#include "regions/CursorsRegion.h"
+#include "regions/GraphRegion.h"
+#include "control/LinnographCtl.h"
+#include "tests/OleTestSupport.h"
+#include "regions/ResizeRegion.h"
+#include "items/RTCTaskDataItem.h"
 
 namespace qvxtest {
 

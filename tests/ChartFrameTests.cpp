@@ -2,9 +2,10 @@
 // buffer, paper and metafiles, the border, the repaint contract through a live window, the
 // properties that lay the root out again, the message chain and the teardown.
 #include <gtest/gtest.h>
-#include "ChartFrameTestSupport.h"
-#include "ChartTestSupport.h"
-#include "ItemFlags.h"
+#include "tests/ChartFrameTestSupport.h"
+#include "tests/ChartTestSupport.h"
+#include "items/ItemFlags.h"
+#include "items/RTCTaskDataItem.h"
 
 using namespace qvxtest;
 

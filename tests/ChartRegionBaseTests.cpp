@@ -1,10 +1,10 @@
 // The region base and the repaint contract: a data change sets dirty bits and invalidates the
 // region's rectangle, grown by its inclusive last column and row, without erasing; it never paints.
 #include <gtest/gtest.h>
-#include "ChartDrawInfo.h"
-#include "ChartRegionBase.h"
-#include "ChartTestSupport.h"
-#include "DataItemBase.h"
+#include "control/ChartDrawInfo.h"
+#include "control/ChartRegionBase.h"
+#include "tests/ChartTestSupport.h"
+#include "items/DataItemBase.h"
 
 namespace {
 
@@ -243,11 +243,11 @@ TEST_F(ChartRegionBaseTest, RemovalTakesOutTheFirstEntryAndKeepsTheOrder)
     Item.AddListener(&Region);
     Region.OnDataItemRemoved(&Item);
 
-    EXPECT_EQ(Item.Listeners, (std::vector<CChartRegionBase*>{&a, &b, &Region}));
+    EXPECT_EQ(Item.Listeners, (std::vector<CDataItemListener*>{&a, &b, &Region}));
     CDataItemBase stranger;
     stranger.AddListener(&a);
     Region.OnDataItemRemoved(&stranger);
-    EXPECT_EQ(stranger.Listeners, (std::vector<CChartRegionBase*>{&a}));
+    EXPECT_EQ(stranger.Listeners, (std::vector<CDataItemListener*>{&a}));
     stranger.Listeners.clear();
     Region.OnDataItemRemoved(nullptr);
     Item.Listeners.clear();

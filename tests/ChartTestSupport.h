@@ -6,10 +6,10 @@
 #include <olectl.h>
 #include <map>
 #include <vector>
-#include "ChartDrawInfo.h"
-#include "ComPtr.h"
-#include "GdiHandle.h"
-#include "PngWriter.h"
+#include "control/ChartDrawInfo.h"
+#include "com/ComPtr.h"
+#include "control/GdiHandle.h"
+#include "demo/PngWriter.h"
 
 namespace qvxtest {
 

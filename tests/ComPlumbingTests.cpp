@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 #include <ocidl.h>
 #include <oleidl.h>
-#include "ComObject.h"
+#include "com/ComObject.h"
 
 namespace {
 

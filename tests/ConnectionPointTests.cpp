@@ -2,8 +2,8 @@
 // leaving in the middle.
 #include <gtest/gtest.h>
 #include <ocidl.h>
-#include "ConnectionPoints.h"
-#include "OleTestSupport.h"
+#include "com/ConnectionPoints.h"
+#include "tests/OleTestSupport.h"
 
 using qvxtest::CPropertySink;
 

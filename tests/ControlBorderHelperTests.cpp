@@ -1,7 +1,7 @@
 // The control's border: which parts an update takes, the inner rectangle of each kind of border,
 // the frame's pixels, and the theme, which belongs to a window.
 #include <gtest/gtest.h>
-#include "ChartFrameTestSupport.h"
+#include "tests/ChartFrameTestSupport.h"
 
 using namespace qvxtest;
 

@@ -1,8 +1,8 @@
 // The colour-scheme lookup: the container's ambient answer, else the fallback table.
 #include <gtest/gtest.h>
 #include <map>
-#include "AutomationTypes.h"
-#include "ControlColors.h"
+#include "com/AutomationTypes.h"
+#include "control/ControlColors.h"
 
 namespace {
 

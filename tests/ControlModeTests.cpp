@@ -3,10 +3,10 @@
 // local pause, global pause) with the cursor that each of them gives.
 #include <gtest/gtest.h>
 #include <algorithm>
-#include "DataSelectionDataItem.h"
-#include "ItemFlags.h"
-#include "SimTestSupport.h"
-#include "TaskDataItem.h"
+#include "items/DataSelectionDataItem.h"
+#include "items/ItemFlags.h"
+#include "tests/SimTestSupport.h"
+#include "items/RTCTaskDataItem.h"
 
 using namespace qvxtest;
 

@@ -1,5 +1,5 @@
 // The control's properties, late binding, categories, pages and connection points, through COM.
-#include "OleTestSupport.h"
+#include "tests/OleTestSupport.h"
 #include <memory>
 
 using namespace qvxtest;

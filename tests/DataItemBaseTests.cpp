@@ -5,11 +5,11 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
-#include "ChartRegionBase.h"
-#include "ComObject.h"
-#include "DataItemBase.h"
-#include "DataNotifications.h"
-#include "ItemFlags.h"
+#include "control/ChartRegionBase.h"
+#include "com/ComObject.h"
+#include "items/DataItemBase.h"
+#include "config/DataNotifications.h"
+#include "items/ItemFlags.h"
 
 namespace {
 

@@ -3,12 +3,12 @@
 // waits for a selection to turn live, and the historic item's colour, bounds and lists.
 #include <gtest/gtest.h>
 #include <algorithm>
-#include "DataSelectionDataItem.h"
-#include "ItemFlags.h"
-#include "LapMarkersDataItem.h"
-#include "NotificationSinks.h"
-#include "SimTestSupport.h"
-#include "TaskDataItem.h"
+#include "items/DataSelectionDataItem.h"
+#include "items/ItemFlags.h"
+#include "items/LapMarkersDataItem.h"
+#include "config/NotificationSinks.h"
+#include "tests/SimTestSupport.h"
+#include "items/RTCTaskDataItem.h"
 
 using namespace qvxtest;
 

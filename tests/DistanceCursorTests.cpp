@@ -1,8 +1,8 @@
 // The forward walk over a distance series: exact samples, interpolation across records, breaks,
 // the ends of the data, and one record fetch per record for increasing lookups.
 #include <gtest/gtest.h>
-#include "DistanceCursor.h"
-#include "TestSeries.h"
+#include "statistics/DistanceCursor.h"
+#include "tests/TestSeries.h"
 
 using namespace qvxtest;
 

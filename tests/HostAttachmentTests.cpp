@@ -6,10 +6,10 @@
 #include <functional>
 #include <string>
 #include <vector>
-#include "AutomationTypes.h"
-#include "ChartFrameTestSupport.h"
-#include "ComObject.h"
-#include "ItemFlags.h"
+#include "com/AutomationTypes.h"
+#include "tests/ChartFrameTestSupport.h"
+#include "com/ComObject.h"
+#include "items/ItemFlags.h"
 #include "Linnograph.h"
 #include "QvxSim.h"
 

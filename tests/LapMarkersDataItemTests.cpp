@@ -5,11 +5,12 @@
 #include <gtest/gtest.h>
 #include <atomic>
 #include <thread>
-#include "DataSelectionDataItem.h"
-#include "ItemFlags.h"
-#include "LapMarkersDataItem.h"
-#include "SimTestSupport.h"
-#include "TestSource.h"
+#include "items/DataSelectionDataItem.h"
+#include "items/ItemFlags.h"
+#include "items/RTCTaskDataItem.h"
+#include "items/LapMarkersDataItem.h"
+#include "tests/SimTestSupport.h"
+#include "tests/TestSource.h"
 
 using namespace qvxtest;
 

@@ -4,7 +4,7 @@
 #include <shlwapi.h>
 #include <ole2.h>
 #include <string>
-#include "ComPtr.h"
+#include "com/ComPtr.h"
 #include "Linnograph.h"
 
 namespace {

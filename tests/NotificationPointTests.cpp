@@ -6,10 +6,10 @@
 #include <functional>
 #include <string>
 #include <vector>
-#include "AutomationTypes.h"
-#include "ComObject.h"
+#include "com/AutomationTypes.h"
+#include "com/ComObject.h"
 #include "Linnograph.h"
-#include "NotificationPoints.h"
+#include "control/NotificationPoints.h"
 
 namespace {
 

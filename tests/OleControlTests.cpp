@@ -1,7 +1,7 @@
 // The control's OLE surface, driven through COM as a container drives it: creation and
 // aggregation, in-place activation on a real window, drawing, extent, hit tests, persistence
 // and advises.
-#include "OleTestSupport.h"
+#include "tests/OleTestSupport.h"
 
 using namespace qvxtest;
 

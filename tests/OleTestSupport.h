@@ -14,10 +14,10 @@
 #include <memory>
 #include <string>
 #include <vector>
-#include "AutomationTypes.h"
-#include "ComPtr.h"
+#include "com/AutomationTypes.h"
+#include "com/ComPtr.h"
 #include "Linnograph.h"
-#include "PngWriter.h"
+#include "demo/PngWriter.h"
 
 namespace qvxtest {
 

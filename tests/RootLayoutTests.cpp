@@ -2,13 +2,13 @@
 // its width in inches, within its limits, and a graph that keeps its minimum when room runs out.
 #include <gtest/gtest.h>
 #include <cmath>
-#include "ChartDrawInfo.h"
-#include "ChartTestSupport.h"
-#include "CursorsRegion.h"
-#include "GraphRegion.h"
-#include "ResizeCallback.h"
-#include "ResizeRegion.h"
-#include "RootLayout.h"
+#include "control/ChartDrawInfo.h"
+#include "tests/ChartTestSupport.h"
+#include "regions/CursorsRegion.h"
+#include "regions/GraphRegion.h"
+#include "control/ResizeCallback.h"
+#include "regions/ResizeRegion.h"
+#include "control/RootLayout.h"
 
 namespace {
 

@@ -5,12 +5,12 @@
 #include <cmath>
 #include <string>
 #include <vector>
-#include "AutomationTypes.h"
-#include "DataNotifications.h"
-#include "DataSelectionNotifications.h"
-#include "LapMarkersNotifications.h"
+#include "com/AutomationTypes.h"
+#include "config/DataNotifications.h"
+#include "config/DataSelectionNotifications.h"
+#include "config/LapMarkersNotifications.h"
 #include "QvxSim.h"
-#include "ZoomStackNotifications.h"
+#include "config/ZoomStackNotifications.h"
 
 namespace {
 

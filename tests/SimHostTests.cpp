@@ -4,18 +4,18 @@
 #include <string>
 #include <vector>
 #include <olectl.h>
-#include "ChannelProxyNotifications.h"
-#include "DataNotifications.h"
-#include "DataSelectionNotifications.h"
-#include "GroupNotifications.h"
-#include "OrvidNotifications.h"
-#include "PropertyFactoryNotifications.h"
-#include "PropertySetNotifications.h"
-#include "SimulatedHost.h"
-#include "TaskNotifications.h"
-#include "UnitConverter.h"
-#include "ZoomStack.h"
-#include "ZoomStackNotifications.h"
+#include "config/ChannelProxyNotifications.h"
+#include "config/DataNotifications.h"
+#include "config/DataSelectionNotifications.h"
+#include "config/GroupNotifications.h"
+#include "config/OrvidNotifications.h"
+#include "config/PropertyFactoryNotifications.h"
+#include "config/PropertySetNotifications.h"
+#include "sim/SimulatedHost.h"
+#include "config/TaskNotifications.h"
+#include "sim/UnitConverter.h"
+#include "sim/ZoomStack.h"
+#include "config/ZoomStackNotifications.h"
 
 namespace {
 

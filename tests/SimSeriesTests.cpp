@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 #include <cmath>
 #include <limits>
-#include "Recording.h"
-#include "Series.h"
+#include "sim/Recording.h"
+#include "sim/Series.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 // it listens to tell it, and the host itself with the counts and faults it keeps for a test.
 #include <gtest/gtest.h>
 #include <vector>
-#include "ChartFrameTestSupport.h"
+#include "tests/ChartFrameTestSupport.h"
 #include "QvxSim.h"
 
 namespace qvxtest {

@@ -6,9 +6,9 @@
 #include <cmath>
 #include <limits>
 #include <random>
-#include "DistanceCursor.h"
-#include "StatisticsCalculator.h"
-#include "TestSeries.h"
+#include "statistics/DistanceCursor.h"
+#include "statistics/StatisticsCalculator.h"
+#include "tests/TestSeries.h"
 
 using namespace qvxtest;
 

@@ -3,10 +3,10 @@
 // Task notifications reach the item through the control; here the test calls the receiver
 // operations as the control would.
 #include <gtest/gtest.h>
-#include "DataSelectionDataItem.h"
-#include "ItemFlags.h"
-#include "TraceDataItem.h"
-#include "SimTestSupport.h"
+#include "items/DataSelectionDataItem.h"
+#include "items/ItemFlags.h"
+#include "items/TraceDataItem.h"
+#include "tests/SimTestSupport.h"
 
 using namespace qvxtest;
 

@@ -1,8 +1,8 @@
-#include "TestSeries.h"
+#include "tests/TestSeries.h"
 #include <algorithm>
 #include <cstring>
 #include <utility>
-#include "AutomationTypes.h"
+#include "com/AutomationTypes.h"
 
 namespace qvxtest {
 

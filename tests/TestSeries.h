@@ -7,7 +7,7 @@
 #include <set>
 #include <string>
 #include <vector>
-#include "ComObject.h"
+#include "com/ComObject.h"
 #include "Interfaces.h"
 
 namespace qvxtest {

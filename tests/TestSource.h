@@ -3,7 +3,7 @@
 // its other interfaces.
 #include <windows.h>
 #include <vector>
-#include "ComPtr.h"
+#include "com/ComPtr.h"
 #include "Interfaces.h"
 
 namespace qvxtest {

@@ -2,7 +2,9 @@
 #include <gtest/gtest.h>
 #include <climits>
 #include <string>
-#include "TimeText.h"
+#include <windows.h>
+#include "Interfaces.h"
+#include "scales/TimeText.h"
 
 namespace {
 

@@ -1,6 +1,7 @@
 // The trace item over the substitute host: its hold on the host's channel, samples and values on
 // the chart's time axis, what a data change costs, colours, and the real-time trace.
-#include "ChannelTestSupport.h"
+#include "tests/ChannelTestSupport.h"
+#include "items/RTCTaskDataItem.h"
 
 using namespace qvxtest;
 

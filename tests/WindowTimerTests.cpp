@@ -2,8 +2,8 @@
 #include <gtest/gtest.h>
 #include <chrono>
 #include <functional>
-#include "OleTestSupport.h"
-#include "WindowTimer.h"
+#include "tests/OleTestSupport.h"
+#include "control/WindowTimer.h"
 
 using namespace qvxtest;
 

@@ -7,7 +7,7 @@
 // with the vtable.
 #include <windows.h>
 #include <oleauto.h>
-#include "ComObject.h"
+#include "com/ComObject.h"
 
 // The type information of one dual interface: its dispatch description, for clients that ask,
 // and its vtable description, through which ITypeInfo::Invoke calls the object.

@@ -3,7 +3,7 @@
 // library and its default source interface.
 #include <windows.h>
 #include <ocidl.h>
-#include "ComServer.h"
+#include "com/ComServer.h"
 
 template <const CLSID* ClassId, const IID* SourceIid>
 class CProvideClassInfo2Impl : public IProvideClassInfo2

@@ -1,4 +1,4 @@
-#include "ComServer.h"
+#include "com/ComServer.h"
 #include <olectl.h>
 #include <string>
 

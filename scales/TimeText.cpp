@@ -1,13 +1,13 @@
-#include "TimeText.h"
+#include "scales/TimeText.h"
 #include <windows.h>
 #include <cstdarg>
 #include <cwchar>
 
 namespace {
 
-constexpr qvx::time TicksPerSecond = 10'000'000;
-constexpr qvx::time TicksPerMinute = 60 * TicksPerSecond;
-constexpr qvx::time TicksPerHour = 60 * TicksPerMinute;
+constexpr std::int64_t TicksPerSecond = 10'000'000;
+constexpr std::int64_t TicksPerMinute = 60 * TicksPerSecond;
+constexpr std::int64_t TicksPerHour = 60 * TicksPerMinute;
 // The fraction is written with all seven digits of a tick and cut afterwards.
 constexpr long TickDigits = 7;
 
@@ -41,13 +41,13 @@ long long Magnitude(long long value) noexcept { return value < 0 ? -value : valu
 
 // Half of the last digit shown, in ticks, with the sign of the time: added, it rounds half away
 // from zero. Beyond seven digits it is less than a tick and nothing is added.
-qvx::time RoundToDigits(qvx::time time, long decimals) noexcept
+std::int64_t RoundToDigits(std::int64_t time, long decimals) noexcept
 {
-    qvx::time digit = 1;
+    std::int64_t digit = 1;
     for (long i = decimals; i < TickDigits; ++i)
         digit *= 10;
-    qvx::time half = time < 0 ? -(digit / 2) : digit / 2;
-    qvx::time rounded;
+    std::int64_t half = time < 0 ? -(digit / 2) : digit / 2;
+    std::int64_t rounded;
     // At the very ends of the range the time stays as it is rather than wrap round.
     if (__builtin_add_overflow(time, half, &rounded))
         return time;
@@ -58,7 +58,7 @@ const wchar_t* const Units[] = {L" sec", L" min:sec", L" hr:min:sec"};
 
 } // namespace
 
-const wchar_t* FormatTimeText(const qvx::time& time, long format, long decimals, bool compact,
+const wchar_t* FormatTimeText(std::int64_t time, long format, long decimals, bool compact,
                               bool stripZeros, bool showUnit, bool showPlus)
 {
     // The locale gives at most three characters and the terminator.
@@ -68,14 +68,14 @@ const wchar_t* FormatTimeText(const qvx::time& time, long format, long decimals,
     return FormatTimeText(time, format, decimals, compact, stripZeros, showUnit, showPlus, separator);
 }
 
-const wchar_t* FormatTimeText(const qvx::time& time, long format, long decimals, bool compact,
+const wchar_t* FormatTimeText(std::int64_t time, long format, long decimals, bool compact,
                               bool stripZeros, bool showUnit, bool showPlus, const wchar_t* separator)
 {
     if (format < 0 || format > 2 || separator == nullptr)
         return nullptr;
     if (decimals < 0)
         decimals = 3;
-    const qvx::time t = RoundToDigits(time, decimals);
+    const std::int64_t t = RoundToDigits(time, decimals);
 
     // The fields that the format needs, each truncated towards zero and signed like t.
     long long hours = 0, minutes = 0, seconds = 0;

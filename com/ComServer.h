@@ -3,7 +3,7 @@
 // its objects (plain or aggregated), its registration and its embedded type library.
 #include <windows.h>
 #include <oleauto.h>
-#include "ComObject.h"
+#include "com/ComObject.h"
 
 // Registry details that only a control class has.
 struct CControlRegistration

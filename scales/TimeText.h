@@ -1,7 +1,7 @@
 #pragma once
 // The one routine that turns a chart time into text: the axis labels, the cursor values and the
 // time edit box all read times through it.
-#include "Interfaces.h"
+#include <cstdint>
 
 // The text of `time` (signed 100 ns ticks) in `format` 0 seconds, 1 minutes and seconds,
 // 2 hours, minutes and seconds; null for an unknown format. A static buffer, valid until the next call.
@@ -11,10 +11,10 @@
 //   showUnit    " sec", " min:sec" or " hr:min:sec" follows, by format.
 //   showPlus    a time that is not negative reads with a "+".
 // The decimal separator is the user's, from the locale.
-const wchar_t* FormatTimeText(const qvx::time& time, long format, long decimals, bool compact,
+const wchar_t* FormatTimeText(std::int64_t time, long format, long decimals, bool compact,
                               bool stripZeros, bool showUnit, bool showPlus);
 
 // The same with a given decimal separator in place of the locale's. Null also when the separator
 // is null or empty, or is not found in the text after its first character.
-const wchar_t* FormatTimeText(const qvx::time& time, long format, long decimals, bool compact,
+const wchar_t* FormatTimeText(std::int64_t time, long format, long decimals, bool compact,
                               bool stripZeros, bool showUnit, bool showPlus, const wchar_t* separator);

@@ -1,5 +1,5 @@
-#include "DispatchImpl.h"
-#include "ComServer.h"
+#include "com/DispatchImpl.h"
+#include "com/ComServer.h"
 
 HRESULT CDispatchTypeInfo::Load()
 {

@@ -4,7 +4,7 @@
 #include <memory>
 #include <new>
 #include <vector>
-#include "ComObject.h"
+#include "com/ComObject.h"
 
 // HandOut gives the caller its own copy of an element (with a reference added where the element
 // holds an interface).

@@ -1,6 +1,6 @@
-#include "ConnectionPoints.h"
+#include "com/ConnectionPoints.h"
 #include <algorithm>
-#include "Enumerator.h"
+#include "com/Enumerator.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <olectl.h>
 #include <span>
 #include <vector>
-#include "ComObject.h"
+#include "com/ComObject.h"
 
 class CConnectionPoint final : public IConnectionPoint
 {

@@ -2,7 +2,7 @@
 // The entry points every server module of the project exports. Included by exactly one source
 // file of a module, which also defines ServerDescription(): its class table and type library.
 #include <windows.h>
-#include "ComServer.h"
+#include "com/ComServer.h"
 
 CServerDescription ServerDescription();
 

@@ -12,7 +12,7 @@
 #include <memory>
 #include <new>
 #include <string>
-#include "ComPtr.h"
+#include "com/ComPtr.h"
 
 // One row of a QueryInterface table: an interface id and how to reach it from the object.
 struct CInterfaceEntry

@@ -1,0 +1,146 @@
+#include "control/LinnographCtl.h"
+#include <algorithm>
+#include "items/RTCTaskDataItem.h"
+#include "regions/CursorsRegion.h"
+#include "regions/GraphRegion.h"
+#include "regions/ResizeRegion.h"
+
+// The control's window: its messages, in the order that the regions and the control take them,
+// and the paint path through the back buffer.
+
+namespace {
+
+// Control messages that a parent reflects back to the control, at this offset.
+constexpr UINT ReflectedBase = OCM__BASE;
+const UINT ReflectedMessages[] = {
+    OCM_COMMAND,        OCM_CTLCOLORBTN,     OCM_CTLCOLOREDIT,    OCM_CTLCOLORDLG,  OCM_CTLCOLORLISTBOX,
+    OCM_CTLCOLORMSGBOX, OCM_CTLCOLORSCROLLBAR, OCM_CTLCOLORSTATIC, OCM_DRAWITEM,     OCM_MEASUREITEM,
+    OCM_DELETEITEM,     OCM_VKEYTOITEM,      OCM_CHARTOITEM,      OCM_COMPAREITEM,  OCM_HSCROLL,
+    OCM_VSCROLL,        OCM_PARENTNOTIFY,    OCM_NOTIFY,
+};
+
+bool IsReflected(UINT message)
+{
+    return std::find(std::begin(ReflectedMessages), std::end(ReflectedMessages), message) !=
+           std::end(ReflectedMessages);
+}
+
+} // namespace
+
+// --- window ---
+
+bool CLinnographCtl::ProcessWindowMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam, LRESULT& result,
+                                          DWORD mapId)
+{
+    // 1. The frame's own map: paint, focus and mouse activation.
+    if (COleControl::ProcessWindowMessage(window, message, wParam, lParam, result, mapId)) return true;
+    // 2, 3. The fragile manager and the drag manager come here, once they exist.
+    // 4 to 6. The divider, the graph and the cursor values panel.
+    if (ResizeRegion && ResizeRegion->ProcessWindowMessage(window, message, wParam, lParam, result, mapId))
+        return true;
+    if (GraphRegion && GraphRegion->ProcessWindowMessage(window, message, wParam, lParam, result, mapId))
+        return true;
+    if (CursorsRegion && CursorsRegion->ProcessWindowMessage(window, message, wParam, lParam, result, mapId))
+        return true;
+    switch (message) {
+    case WM_ERASEBKGND:
+        // The paint covers every pixel.
+        result = 1;
+        return true;
+    case WM_SIZE: {
+        ClientRect.right = LOWORD(lParam);
+        ClientRect.bottom = HIWORD(lParam);
+        CControlBorderHelper::CUpdate update;
+        update.OuterRect = ClientRect;
+        Border.Update(CControlBorderHelper::ResizeUpdate, update);
+        result = 0;
+        return true;
+    }
+    // WM_COMMAND and WM_CONTEXTMENU go to the commands and the context menu here, once they exist.
+    case WM_THEMECHANGED:
+        Border.OnThemeChanged();
+        result = 0;
+        return true;
+    // WM_DRAWITEM and WM_MEASUREITEM of the owner-drawn menu, and the accelerator tail of
+    // WM_COMMAND, WM_SYSCOMMAND, WM_KEYDOWN and WM_KEYUP, come here with the commands.
+    default:
+        break;
+    }
+    if (IsReflected(message)) {
+        result = DefWindowProcW(window, message - ReflectedBase, wParam, lParam);
+        return true;
+    }
+    return false;
+}
+
+void CLinnographCtl::OnWindowCreated()
+{
+    if (!Enabled) EnableWindow(Window, FALSE);
+    // The border takes the window, and with it the window's theme.
+    CControlBorderHelper::CUpdate update;
+    update.Window = Window;
+    Border.Update(CControlBorderHelper::WindowPart, update);
+}
+
+// --- the paint path ---
+
+HRESULT CLinnographCtl::OnDraw(const DrawDescription& draw)
+{
+    // The screen's layout, to come back to after a paint for another target.
+    const RECT kept = Border.GetOuterRect();
+    const RECT bounds{draw.Bounds->left, draw.Bounds->top, draw.Bounds->right, draw.Bounds->bottom};
+    SetBounds(bounds);
+
+    // Paper and metafiles are painted directly: a printer needs no double buffer, and a metafile
+    // has to record the drawing itself. An old-style metafile counts as one too.
+    HDC target = draw.DrawingContext;
+    HDC reference = draw.ReferenceContext;
+    const DWORD targetType = GetObjectType(target);
+    const bool metafile = targetType == OBJ_ENHMETADC || targetType == OBJ_METADC;
+    const bool direct = metafile || IsPrinting(reference);
+    HDC surface = direct ? target : PrepareBackBuffer(target, bounds);
+    if (surface) {
+        const int pointSize = GraphRegion ? GraphRegion->PointSize : 0;
+        CChartDrawInfo info(surface, reference, *this, pointSize);
+        CBaseChartCtl::Draw(info);
+    }
+    if (!direct && surface) {
+        BitBlt(target, bounds.left, bounds.top, bounds.right - bounds.left + 1, bounds.bottom - bounds.top + 1,
+               surface, bounds.left, bounds.top, SRCCOPY);
+    }
+
+    const RECT& outer = Border.GetOuterRect();
+    if (EqualRect(&kept, &outer) && !metafile) return S_OK;
+    if (metafile && !IsWindow(Window)) return S_OK;
+    // Back to the window's layout; the window paints itself again in its own size.
+    SetBounds(kept);
+    Invalidate();
+    return S_OK;
+}
+
+HDC CLinnographCtl::PrepareBackBuffer(HDC target, const RECT& bounds)
+{
+    const SIZE size{bounds.right - bounds.left, bounds.bottom - bounds.top};
+    if (size.cx != BackBufferSize.cx || size.cy != BackBufferSize.cy) DestroyBackBuffer();
+    if (!BackBufferDC) {
+        CDeviceContext context(CreateCompatibleDC(target));
+        CBitmapHandle bitmap(context ? CreateCompatibleBitmap(target, size.cx, size.cy) : nullptr);
+        if (!bitmap) return nullptr;
+        BackBufferOldBitmap = SelectObject(context, bitmap);
+        BackBufferDC = std::move(context);
+        BackBufferBitmap = std::move(bitmap);
+        BackBufferSize = size;
+    }
+    // The regions paint in the target's coordinates.
+    SetWindowOrgEx(BackBufferDC, bounds.left, bounds.top, nullptr);
+    return BackBufferDC;
+}
+
+void CLinnographCtl::DestroyBackBuffer()
+{
+    if (BackBufferDC && BackBufferOldBitmap) SelectObject(BackBufferDC, BackBufferOldBitmap);
+    BackBufferOldBitmap = nullptr;
+    BackBufferBitmap.Reset();
+    BackBufferDC.Reset();
+    BackBufferSize = SIZE{};
+}
