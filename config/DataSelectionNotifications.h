@@ -3,6 +3,7 @@
 // carries the selection, so that a multi-source sink's receiver can tell its sources apart.
 #include "config/NotificationSinks.h"
 
+// Reserved places stand where the host's interface has operations the chart does not act on.
 class CDataSelectionNotificationsReceiver
 {
 public:

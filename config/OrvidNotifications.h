@@ -3,6 +3,7 @@
 // interface's: interface operations 0 and 1 reach places 1 and 0, and 7 and 8 reach 8 and 7.
 #include "config/NotificationSinks.h"
 
+// Reserved places stand where the host's interface has operations the chart does not act on.
 class COrvidNotificationsReceiver
 {
 public:
@@ -21,6 +22,7 @@ protected:
     ~COrvidNotificationsReceiver() = default;
 };
 
+// Reserved places stand where the host's interface has operations the chart does not act on.
 class COrvidNotifications2Receiver : public COrvidNotificationsReceiver
 {
 public:
@@ -41,6 +43,7 @@ protected:
     ~COrvidNotifications3Receiver() = default;
 };
 
+// Reserved places stand where the host's interface has operations the chart does not act on.
 class COrvidNotifications4Receiver : public COrvidNotifications3Receiver
 {
 public:

@@ -4,6 +4,7 @@
 // away is place 6 and the run state place 8. Versions 2 to 6 add one operation each.
 #include "config/NotificationSinks.h"
 
+// Reserved places stand where the host's interface has operations the chart does not act on.
 class CTaskNotificationsReceiver
 {
 public:
@@ -23,6 +24,7 @@ protected:
     ~CTaskNotificationsReceiver() = default;
 };
 
+// Reserved places stand where the host's interface has operations the chart does not act on.
 class CTaskNotifications2Receiver : public CTaskNotificationsReceiver
 {
 public:
@@ -32,6 +34,7 @@ protected:
     ~CTaskNotifications2Receiver() = default;
 };
 
+// Reserved places stand where the host's interface has operations the chart does not act on.
 class CTaskNotifications3Receiver : public CTaskNotifications2Receiver
 {
 public:
@@ -41,6 +44,7 @@ protected:
     ~CTaskNotifications3Receiver() = default;
 };
 
+// Reserved places stand where the host's interface has operations the chart does not act on.
 class CTaskNotifications4Receiver : public CTaskNotifications3Receiver
 {
 public:
@@ -50,6 +54,7 @@ protected:
     ~CTaskNotifications4Receiver() = default;
 };
 
+// Reserved places stand where the host's interface has operations the chart does not act on.
 class CTaskNotifications5Receiver : public CTaskNotifications4Receiver
 {
 public:
@@ -59,6 +64,7 @@ protected:
     ~CTaskNotifications5Receiver() = default;
 };
 
+// Reserved places stand where the host's interface has operations the chart does not act on.
 class CTaskNotifications6Receiver : public CTaskNotifications5Receiver
 {
 public:

@@ -49,30 +49,29 @@ CBaseChartCtl::~CBaseChartCtl()
 
 HRESULT CBaseChartCtl::CreateChart(const CRTCTimeSettings& settings, CResizeCallback& resizeCallback)
 {
-    // 1. The data-item root, everything in it stale.
+    // The data-item root, everything in it stale.
     TaskItem = std::make_unique<CRTCTaskDataItem>(this, settings);
-    TaskItem->NotifyChange(0xFFFFFFFF, 1);
+    TaskItem->NotifyChange(DirtyAll, 1);
 
-    // 2. The chart's own zoom stack, from the host's library. A new control has no task yet: the
-    // stack gets one when the host gives the control its task.
+    // The chart's own zoom stack, from the host's library, which the task item uses. A new
+    // control has no task yet: the stack gets one when the host gives the control its task.
     CComPtr<IQvxZoomStack> stack;
     HRESULT hr = CoCreateInstance(CLSID_QvxZoomStack, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IQvxZoomStack),
                                   stack.OutVoid());
-    // 3.
     if (SUCCEEDED(hr)) hr = TaskItem->SetZoomStack(stack);
     if (FAILED(hr)) {
         DestroyChart();
         return hr;
     }
 
-    // 4. The graph region; its scroll bars, x axis and events region come with the full region.
+    // The root's children: the graph (its scroll bars, x axis and events region come with the
+    // full graph region), the cursor values panel, and the divider, which asks the control for
+    // its range.
     GraphRegion = std::make_unique<CRTCGraphRegion>(WindowRef);
-    // 5. The cursor values panel. The drag manager (on the window cell), the fragile manager (on
-    // the root) and the flashing-trace manager (on the task item) are made here once they exist.
     CursorsRegion = std::make_unique<CRTCCursorsRegion>(WindowRef);
-    // 6. The divider, which asks the control for its range; its drag manager comes with it.
+    // TODO: make the drag manager (on the window cell), the fragile manager (on the root) and the
+    // flashing-trace manager (on the task item) here, between the panel and the divider.
     ResizeRegion = std::make_unique<CResizeRegion>(WindowRef, resizeCallback);
-    // 7.
     TaskItem->AddListener(this);
     return S_OK;
 }
@@ -84,7 +83,7 @@ void CBaseChartCtl::ReleaseChart()
 
 void CBaseChartCtl::DestroyChart()
 {
-    // The flashing-trace, fragile and drag managers go after the divider, once they exist.
+    // TODO: the flashing-trace, fragile and drag managers go after the divider.
     ResizeRegion.reset();
     CursorsRegion.reset();
     GraphRegion.reset();
@@ -125,12 +124,12 @@ void CBaseChartCtl::OnDataItemChanged(CDataItemBase* item, DWORD flags)
     if (item && item == TaskItem.get()) {
         // A new active trace, channel or selection is part of the layout to save.
         if (flags & TaskActiveStale) SetRequiresSave();
-        // TaskOrderChanged rebuilds the watch on the channels of the task's ordering, and
-        // TaskControlModeStale carries the control mode to the scroll bars and the graph's cursors,
-        // once the task item has an ordering and modes.
+        // TODO: TaskOrderChanged rebuilds the watch on the channels of the task's ordering, and
+        // TaskControlModeStale carries the control mode to the scroll bars and the graph's cursors.
     }
-    // A change of a watched channel that may change the panel's width (0x9D) sets the root to
-    // DirtyAll, once the root watches channels.
+    // TODO: a change of a watched channel that may change the panel's width (ChannelTracesStale,
+    // ChannelRangeStale, ChannelUnitStale, ChannelDecimalsStale or ChannelNameStale) sets the
+    // root to DirtyAll.
 }
 
 void CBaseChartCtl::Recalculate(CChartDrawInfo& info)
@@ -237,14 +236,14 @@ OLE_COLOR CBaseChartCtl::GetActiveTraceGridColour()
 
 const std::set<std::wstring>& CBaseChartCtl::GetConfiguredEventNames()
 {
-    // The events configuration holds the set once it exists; until then nothing is configured.
+    // TODO: the events configuration holds the set; until then nothing is configured.
     static const std::set<std::wstring> none;
     return none;
 }
 
 const std::set<std::wstring>& CBaseChartCtl::GetConfiguredChannelNames()
 {
-    // The channel configuration holds the set once it exists; until then nothing is configured.
+    // TODO: the channel configuration holds the set; until then nothing is configured.
     static const std::set<std::wstring> none;
     return none;
 }
@@ -331,7 +330,7 @@ void CBaseChartCtl::OnTaskAttached(IQvxTask* oldTask)
 
 void CBaseChartCtl::OnGroupFactoryChanged()
 {
-    // The channel configuration resolves its groups again by name here, once it exists.
+    // TODO: the channel configuration resolves its groups again by name.
 }
 
 bool CBaseChartCtl::IsChannelSelected(const std::wstring& name)

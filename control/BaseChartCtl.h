@@ -37,7 +37,7 @@ class CBaseChartCtl : public CChartRegionBase,
                       public CChannelPropertyFactoryNotifications2Receiver,
                       public CEventPropertyFactoryNotificationsReceiver,
                       public CGroupFactoryNotificationsReceiver,
-                      // IQvxChannelOrderingProperties and the context menu come here.
+                      // TODO: IQvxChannelOrderingProperties and the context menu (channel ordering properties, commands).
                       public CControlColors,
                       public CChartDrawOwner,
                       public CChartOwner
@@ -59,6 +59,8 @@ public:
     void Recalculate(CChartDrawInfo& info) override;
 
     // --- what the regions see of the chart ---
+    // The reserved operations keep the places of operations that this chart has no use for, so
+    // that the order stays that of the chart family; nothing calls them.
     virtual CFragileManager* GetFragileManager();
     virtual CDragManager* GetDragManager();
     virtual CRTCTaskDataItem* GetTaskDataItem();
@@ -167,7 +169,7 @@ protected:
     std::unique_ptr<CRTCGraphRegion> GraphRegion;
     std::unique_ptr<CRTCCursorsRegion> CursorsRegion;
     std::unique_ptr<CResizeRegion> ResizeRegion;
-    // The drag, fragile and flashing-trace managers join the children here.
+    // TODO: the drag, fragile and flashing-trace managers (drag managers and graph cursors).
     // SplitFraction and VerticalSplitInches, and how the root is shared.
     CRootLayout Layout;
     // Fetched from the host when it attaches.

@@ -46,7 +46,7 @@ BOOL CChartRegionBase::GetHeightLimits(CChartDrawInfo&, int& minimum, int& maxim
 
 void CChartRegionBase::OnDataItemChanged(CDataItemBase*, DWORD flags)
 {
-    if (flags & 0x7FFFFFFF) Invalidate();
+    if (flags & ~DirtyBounds) Invalidate();
 }
 
 void CChartRegionBase::OnDataItemRemoved(CDataItemBase* item)

@@ -91,19 +91,19 @@ HRESULT CLinnographCtl::FinalConstruct()
     // root; the factories' sinks join them once the control makes its factories.
     hr = InitialiseControlBase(this, this, this, this, this);
     if (FAILED(hr)) return hr;
-    // The channel configuration on the task's channel list, with at most 32 channels, comes here.
+    // TODO: the channel configuration on the task's channel list, with at most 32 channels.
     hr = AddConfigurationPage(L"QvxConfigurationPages.ChannelSelect");
     if (FAILED(hr)) return hr;
     hr = CreateSelectionSinks();
     if (FAILED(hr)) return hr;
-    // The events configuration comes here.
+    // TODO: the events configuration.
     return AddConfigurationPage(L"QvxConfigurationPages.EventSelect");
 }
 
 void CLinnographCtl::FinalRelease()
 {
     ReleaseChart();
-    // The events configuration lets go of its task here, once it exists.
+    // TODO: the events configuration lets go of its task.
     OnHostDetached();
     CloseSelectionSinks();
     COleControl::FinalRelease();
@@ -129,8 +129,8 @@ HRESULT CLinnographCtl::OnHostAttached()
 {
     HRESULT hr = CBaseChartCtl::OnHostAttached();
     if (FAILED(hr)) return hr;
-    // The channel configuration keeps its group names, clears its groups, resolves them again by
-    // name when there is a group factory and refreshes itself here, once it exists.
+    // TODO: the channel configuration keeps its group names, clears its groups, resolves them
+    // again by name when there is a group factory, and refreshes itself.
     InvalidateWindow();
     CProxyIQvxControlNotifications2::Fire_OnHostAttached(ControlInterface(), GetHostRoot());
     return S_OK;
@@ -141,7 +141,7 @@ void CLinnographCtl::OnTaskAttached(IQvxTask* oldTask)
     // The chosen selection belonged to the old task.
     SetSelection(nullptr);
     CBaseChartCtl::OnTaskAttached(oldTask);
-    // The events configuration takes the task here, once it exists.
+    // TODO: the events configuration takes the task.
     InvalidateWindow();
     CProxyIQvxControlNotifications2::Fire_OnTaskChanged(ControlInterface(), GetAttachedTask());
 }
@@ -227,7 +227,7 @@ STDMETHODIMP CLinnographCtl::InitNew(IStorage* storage)
     return InitialiseNew();
 }
 
-// The persisted layout comes with its own work; until then nothing is read or written.
+// TODO: the persisted layout; until then nothing is read or written.
 
 STDMETHODIMP CLinnographCtl::Load(IStream*)
 {

@@ -21,12 +21,12 @@ class CLinnographCtl : public CDispatchImpl<IQvxLinnographCtl4>,
                        public COleControl,
                        public ISpecifyPropertyPages,
                        public CControlNotificationPoints,
-                       // The channel and events configurations come here.
+                       // TODO: the channel and events configurations.
                        public CBaseChartCtl,
                        public IQvxSingleDataSelectionControlImpl,
                        public ICategorizeProperties,
                        public CResizeCallback,
-                       // The accelerator state and the drop target come beside the border.
+                       // TODO: the accelerator state and the drop target, beside the border.
                        public CControlBorderHelper,
                        public CSupportErrorInfoImpl<&IID_IQvxLinnographCtl, &IID_IQvxLinnographCtl2,
                                                     &IID_IQvxLinnographCtl3, &IID_IQvxLinnographCtl4>,
@@ -42,9 +42,8 @@ public:
         QVX_INTERFACE_VIA(CLinnographCtl, IQvxControl2, IQvxControl3),
         QVX_INTERFACE(CLinnographCtl, IQvxControl3),
         QVX_INTERFACE(CLinnographCtl, IQvxNotifications),
-        // IQvx1DChannelConfig, IQvx1DChannelConfig2 come here, with the channel configuration.
-        // IQvxChannelOrderingProperties comes here, with the channel ordering.
-        // IQvxEventsConfig comes here, with the events configuration.
+        // TODO: IQvx1DChannelConfig, IQvx1DChannelConfig2 (channel configuration),
+        // IQvxChannelOrderingProperties (channel ordering), IQvxEventsConfig (events configuration).
         QVX_INTERFACE(CLinnographCtl, ISupportErrorInfo),
         QVX_INTERFACE(CLinnographCtl, IDispatch),
         QVX_INTERFACE(CLinnographCtl, IViewObjectEx),
@@ -63,7 +62,7 @@ public:
         QVX_INTERFACE(CLinnographCtl, IQuickActivate),
         QVX_INTERFACE(CLinnographCtl, IPersistStorage),
         QVX_INTERFACE(CLinnographCtl, IDataObject),
-        // IDropTarget comes here, with channel drag and drop.
+        // TODO: IDropTarget, with channel drag and drop.
         QVX_INTERFACE_VIA(CLinnographCtl, IProvideClassInfo, IProvideClassInfo2),
         QVX_INTERFACE(CLinnographCtl, IProvideClassInfo2),
         QVX_INTERFACE(CLinnographCtl, ICategorizeProperties),

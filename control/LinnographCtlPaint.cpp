@@ -34,7 +34,7 @@ bool CLinnographCtl::ProcessWindowMessage(HWND window, UINT message, WPARAM wPar
 {
     // 1. The frame's own map: paint, focus and mouse activation.
     if (COleControl::ProcessWindowMessage(window, message, wParam, lParam, result, mapId)) return true;
-    // 2, 3. The fragile manager and the drag manager come here, once they exist.
+    // TODO: 2, 3. The fragile manager and the drag manager.
     // 4 to 6. The divider, the graph and the cursor values panel.
     if (ResizeRegion && ResizeRegion->ProcessWindowMessage(window, message, wParam, lParam, result, mapId))
         return true;
@@ -56,13 +56,13 @@ bool CLinnographCtl::ProcessWindowMessage(HWND window, UINT message, WPARAM wPar
         result = 0;
         return true;
     }
-    // WM_COMMAND and WM_CONTEXTMENU go to the commands and the context menu here, once they exist.
+    // TODO: WM_COMMAND and WM_CONTEXTMENU go to the commands and the context menu.
     case WM_THEMECHANGED:
         Border.OnThemeChanged();
         result = 0;
         return true;
-    // WM_DRAWITEM and WM_MEASUREITEM of the owner-drawn menu, and the accelerator tail of
-    // WM_COMMAND, WM_SYSCOMMAND, WM_KEYDOWN and WM_KEYUP, come here with the commands.
+    // TODO: WM_DRAWITEM and WM_MEASUREITEM of the owner-drawn menu, and the accelerator tail of
+    // WM_COMMAND, WM_SYSCOMMAND, WM_KEYDOWN and WM_KEYUP, with the commands.
     default:
         break;
     }

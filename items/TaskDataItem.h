@@ -44,6 +44,8 @@ public:
     ~CTaskDataItem() override;
 
     // --- task notifications, which the control passes on ---
+    // The reserved operations keep the places of the task notifications that the chart does not
+    // act on, so that the order stays the host's; nothing calls them.
     virtual void OnSegmentsAndSplitsChanged();
     virtual void OnSegmentsChanged();
     virtual void OnSplitsChanged();
