@@ -7,6 +7,7 @@
 #include <limits>
 #include <random>
 #include "statistics/DistanceCursor.h"
+#include "sim/HostArrays.h"
 #include "statistics/StatisticsCalculator.h"
 #include "tests/TestSeries.h"
 
@@ -56,9 +57,23 @@ void ExpectSameResults(const CResults& a, const CResults& b)
     EXPECT_EQ(a.HasGap, b.HasGap);
 }
 
+// Every test ends with each array that the series handed out destroyed and none left locked.
+class StatisticsCalculator : public ::testing::Test
+{
+protected:
+    void SetUp() override { CHostArrays::Reset(); }
+    void TearDown() override
+    {
+        const CArrayBalance balance = CHostArrays::Balance();
+        EXPECT_TRUE(balance.Watching);
+        EXPECT_EQ(balance.Outstanding(), 0) << "arrays not destroyed, of " << balance.HandedOut;
+        EXPECT_EQ(balance.Locked, 0) << "arrays left locked";
+    }
+};
+
 } // namespace
 
-TEST(StatisticsCalculator, EmptySeriesIsNotValid)
+TEST_F(StatisticsCalculator, EmptySeriesIsNotValid)
 {
     auto series = CTestSeries::Create();
     CFiniteMinMax calculator(1000);
@@ -67,7 +82,7 @@ TEST(StatisticsCalculator, EmptySeriesIsNotValid)
     EXPECT_TRUE(calculator.Bins.empty());
 }
 
-TEST(StatisticsCalculator, NullSeriesEmptiesTheBins)
+TEST_F(StatisticsCalculator, NullSeriesEmptiesTheBins)
 {
     auto series = CTestSeries::Create();
     series->AddPeriodic(0, 10, Ramp(20));
@@ -80,7 +95,7 @@ TEST(StatisticsCalculator, NullSeriesEmptiesTheBins)
     EXPECT_TRUE(calculator.Bins.empty());
 }
 
-TEST(StatisticsCalculator, WholeTimeAxisAndReversedRange)
+TEST_F(StatisticsCalculator, WholeTimeAxisAndReversedRange)
 {
     auto series = CTestSeries::Create();
     series->AddPeriodic(-50, 10, {4.0, -3.0, 8.0});
@@ -93,7 +108,7 @@ TEST(StatisticsCalculator, WholeTimeAxisAndReversedRange)
     EXPECT_FALSE(calculator.Valid);
 }
 
-TEST(StatisticsCalculator, OneSampleInRangeMakesOneBinOfOne)
+TEST_F(StatisticsCalculator, OneSampleInRangeMakesOneBinOfOne)
 {
     auto series = CTestSeries::Create();
     series->AddAperiodic({10, 50, 90}, {1.0, 5.0, 9.0});
@@ -108,7 +123,7 @@ TEST(StatisticsCalculator, OneSampleInRangeMakesOneBinOfOne)
     EXPECT_EQ(calculator.MinimumTime, 50);
 }
 
-TEST(StatisticsCalculator, RangeBetweenTwoSamplesTakesBothInterpolatedEdges)
+TEST_F(StatisticsCalculator, RangeBetweenTwoSamplesTakesBothInterpolatedEdges)
 {
     auto series = CTestSeries::Create();
     series->AddAperiodic({0, 100}, {0.0, 10.0});
@@ -126,7 +141,7 @@ TEST(StatisticsCalculator, RangeBetweenTwoSamplesTakesBothInterpolatedEdges)
     EXPECT_DOUBLE_EQ(calculator.Mean, 4.0);
 }
 
-TEST(StatisticsCalculator, EdgesAreInterpolatedEvenForHeldValues)
+TEST_F(StatisticsCalculator, EdgesAreInterpolatedEvenForHeldValues)
 {
     // The held mean of 0 then 10 over [0, 20] is 5; the edge at 5 is a linear 5, held to 20.
     auto series = CTestSeries::Create();
@@ -139,7 +154,7 @@ TEST(StatisticsCalculator, EdgesAreInterpolatedEvenForHeldValues)
     EXPECT_DOUBLE_EQ(cut.Mean, (5.0 * 5 + 10.0 * 10) / 15);
 }
 
-TEST(StatisticsCalculator, SkippingCalculatorIgnoresValuesThatAreNotFinite)
+TEST_F(StatisticsCalculator, SkippingCalculatorIgnoresValuesThatAreNotFinite)
 {
     auto series = CTestSeries::Create();
     series->AddPeriodic(0, 10, {NaN, 3.0, Inf, -2.0, NaN, 7.0, -Inf, 1.0});
@@ -163,7 +178,7 @@ TEST(StatisticsCalculator, SkippingCalculatorIgnoresValuesThatAreNotFinite)
     EXPECT_TRUE(std::isnan(all.Minimum));
 }
 
-TEST(StatisticsCalculator, SeriesOfOnlyNaNHoldsNoData)
+TEST_F(StatisticsCalculator, SeriesOfOnlyNaNHoldsNoData)
 {
     auto series = CTestSeries::Create();
     series->AddPeriodic(0, 10, {NaN, NaN, NaN});
@@ -173,7 +188,7 @@ TEST(StatisticsCalculator, SeriesOfOnlyNaNHoldsNoData)
     EXPECT_TRUE(calculator.Bins.empty());
 }
 
-TEST(StatisticsCalculator, BinFullAtTheLastSampleOpensContinuationWithTheNext)
+TEST_F(StatisticsCalculator, BinFullAtTheLastSampleOpensContinuationWithTheNext)
 {
     auto series = CTestSeries::Create();
     series->AddPeriodic(0, 10, Ramp(8, 1.0));
@@ -194,7 +209,7 @@ TEST(StatisticsCalculator, BinFullAtTheLastSampleOpensContinuationWithTheNext)
     EXPECT_DOUBLE_EQ(calculator.Mean, 3.0);
 }
 
-TEST(StatisticsCalculator, NonContinuousRecordStartsNewBinAndItsBreakCountsForNothing)
+TEST_F(StatisticsCalculator, NonContinuousRecordStartsNewBinAndItsBreakCountsForNothing)
 {
     auto series = CTestSeries::Create();
     series->AddPeriodic(0, 10, {1.0, 1.0, 1.0, 1.0});
@@ -222,7 +237,7 @@ TEST(StatisticsCalculator, NonContinuousRecordStartsNewBinAndItsBreakCountsForNo
     EXPECT_FALSE(within.HasGap);
 }
 
-TEST(StatisticsCalculator, TiesKeepTheEarliestTime)
+TEST_F(StatisticsCalculator, TiesKeepTheEarliestTime)
 {
     auto series = CTestSeries::Create();
     series->AddPeriodic(0, 1, {5.0, 1.0, 9.0, 1.0, 9.0, 5.0, 1.0});
@@ -235,7 +250,7 @@ TEST(StatisticsCalculator, TiesKeepTheEarliestTime)
     }
 }
 
-TEST(StatisticsCalculator, ArraysWithAnyLowerBound)
+TEST_F(StatisticsCalculator, ArraysWithAnyLowerBound)
 {
     auto series = CTestSeries::Create();
     series->AddAperiodic({5, 10, 20}, {3.0, -1.0, 4.0}, true, 1);
@@ -249,7 +264,7 @@ TEST(StatisticsCalculator, ArraysWithAnyLowerBound)
     EXPECT_EQ(calculator.MaximumTime, 40);
 }
 
-TEST(StatisticsCalculator, SecondCalculateWithoutChangeReadsNothingAndKeepsTheResults)
+TEST_F(StatisticsCalculator, SecondCalculateWithoutChangeReadsNothingAndKeepsTheResults)
 {
     auto series = CTestSeries::Create();
     series->AddPeriodic(0, 10, Ramp(100));
@@ -271,7 +286,7 @@ TEST(StatisticsCalculator, SecondCalculateWithoutChangeReadsNothingAndKeepsTheRe
     EXPECT_EQ(calculator.Maximum, first.Maximum);
 }
 
-TEST(StatisticsCalculator, InvalidateInTheMiddleOfThreeBinsReadsOnlyThatGap)
+TEST_F(StatisticsCalculator, InvalidateInTheMiddleOfThreeBinsReadsOnlyThatGap)
 {
     // 21 samples in records of 5: bins [0..9], [9..18], [18..20] in samples.
     auto series = CTestSeries::Create();
@@ -292,11 +307,11 @@ TEST(StatisticsCalculator, InvalidateInTheMiddleOfThreeBinsReadsOnlyThatGap)
 
     series->ResetCounts();
     calculator.Calculate(series, 0, 200);
-    // Sample 9 comes back as the edge of the gap; samples 10..18 lie in records 3 and 4, and
-    // only those were read.
+    // The first bin goes on from sample 9, which it holds; samples 10..18 lie in records 3 and 4,
+    // and only those were read, with no edge to ask for.
     EXPECT_EQ(series->RecordsFetched, (std::vector<LONG>{3, 4}));
     EXPECT_EQ(series->ValuesHandedOut, 10);
-    EXPECT_EQ(series->ValueQueries, 1);
+    EXPECT_EQ(series->ValueQueries, 0);
     EXPECT_EQ(calculator.Maximum, 100.0);
     EXPECT_EQ(calculator.MaximumTime, 130);
 
@@ -305,7 +320,7 @@ TEST(StatisticsCalculator, InvalidateInTheMiddleOfThreeBinsReadsOnlyThatGap)
     ExpectSameResults(ResultsOf(calculator), ResultsOf(fresh));
 }
 
-TEST(StatisticsCalculator, InvalidateAtASharedSampleDropsBothBinsThatShareIt)
+TEST_F(StatisticsCalculator, InvalidateAtASharedSampleDropsBothBinsThatShareIt)
 {
     auto series = CTestSeries::Create();
     series->AddPeriodic(0, 10, Ramp(21));
@@ -317,7 +332,7 @@ TEST(StatisticsCalculator, InvalidateAtASharedSampleDropsBothBinsThatShareIt)
     EXPECT_EQ(calculator.Bins[0]->EndTime, 90);
 }
 
-TEST(StatisticsCalculator, DroppedBinsAreFoldedAgainWhenNothingNewIsRead)
+TEST_F(StatisticsCalculator, DroppedBinsAreFoldedAgainWhenNothingNewIsRead)
 {
     // The first bin ends at an edge at 65, between samples: the second starts there.
     auto series = CTestSeries::Create();
@@ -338,7 +353,7 @@ TEST(StatisticsCalculator, DroppedBinsAreFoldedAgainWhenNothingNewIsRead)
     EXPECT_GT(calculator.Minimum, -100.0);
 }
 
-TEST(StatisticsCalculator, InvalidateBeyondAllBinsRemovesNothingAndOnlyNewSamplesAreRead)
+TEST_F(StatisticsCalculator, InvalidateBeyondAllBinsRemovesNothingAndOnlyNewSamplesAreRead)
 {
     auto series = CTestSeries::Create();
     const std::vector<double> first = Ramp(1000);
@@ -361,7 +376,7 @@ TEST(StatisticsCalculator, InvalidateBeyondAllBinsRemovesNothingAndOnlyNewSample
     EXPECT_EQ(series->RecordsFetched, (std::vector<LONG>{11, 12, 13}));
 }
 
-TEST(StatisticsCalculator, SlidingStartReadsOnlyTheFirstGap)
+TEST_F(StatisticsCalculator, SlidingStartReadsOnlyTheFirstGap)
 {
     auto series = CTestSeries::Create();
     const std::vector<double> values = Ramp(100);
@@ -379,7 +394,7 @@ TEST(StatisticsCalculator, SlidingStartReadsOnlyTheFirstGap)
     ExpectSameResults(ResultsOf(calculator), ResultsOf(fresh));
 }
 
-TEST(StatisticsCalculator, FailedReadIsAttemptedAgainAtTheNextCalculate)
+TEST_F(StatisticsCalculator, FailedReadIsAttemptedAgainAtTheNextCalculate)
 {
     auto series = CTestSeries::Create();
     for (int r = 0; r < 5; ++r) series->AddPeriodic(r * 100, 10, Ramp(10, r * 10.0));
@@ -396,7 +411,48 @@ TEST(StatisticsCalculator, FailedReadIsAttemptedAgainAtTheNextCalculate)
     EXPECT_EQ(calculator.MaximumTime, 490);
 }
 
-TEST(StatisticsCalculator, FailingSearchesAndRecordsNeverCrash)
+TEST_F(StatisticsCalculator, EmptyValuesEndTheReadWithoutAnEdgeOverWhatWasNotRead)
+{
+    auto series = CTestSeries::Create();
+    for (int r = 0; r < 3; ++r) series->AddPeriodic(r * 100, 10, Ramp(10, r * 10.0));
+    series->EmptyValuesRecord = 2;
+    CFiniteMinMax calculator(1000);
+    calculator.Calculate(series, 0, 290);
+    ASSERT_TRUE(calculator.Valid);
+    EXPECT_EQ(calculator.Bins.back()->EndTime, 90);
+    EXPECT_EQ(calculator.Maximum, 9.0);
+
+    series->EmptyValuesRecord = 0;
+    calculator.Calculate(series, 0, 290);
+    EXPECT_EQ(calculator.Maximum, 29.0);
+    EXPECT_EQ(calculator.MaximumTime, 290);
+}
+
+TEST_F(StatisticsCalculator, RepeatedCalculateAtABreakOrTheLiveTailAddsNothing)
+{
+    struct CRow
+    {
+        const char* Name;
+        qvx::time To;
+    };
+    // Bins of 4 fill up exactly at the last sample before the break (30) and at the end (130).
+    const CRow rows[] = {{"range ends inside the break", 60}, {"range ends after the data", 200}};
+    for (const CRow& row : rows) {
+        auto series = CTestSeries::Create();
+        series->AddPeriodic(0, 10, Ramp(4));
+        series->AddPeriodic(100, 10, Ramp(4, 10.0), false);
+        CLinearTime calculator(4);
+        calculator.Calculate(series, 0, row.To);
+        std::vector<std::pair<qvx::time, LONG>> first;
+        for (const auto& bin : calculator.Bins) first.emplace_back(bin->EndTime, bin->Count);
+        for (int again = 0; again < 3; ++again) calculator.Calculate(series, 0, row.To);
+        std::vector<std::pair<qvx::time, LONG>> later;
+        for (const auto& bin : calculator.Bins) later.emplace_back(bin->EndTime, bin->Count);
+        EXPECT_EQ(later, first) << row.Name;
+    }
+}
+
+TEST_F(StatisticsCalculator, FailingSearchesAndRecordsNeverCrash)
 {
     auto series = CTestSeries::Create();
     series->AddPeriodic(0, 10, Ramp(10));
@@ -414,7 +470,7 @@ TEST(StatisticsCalculator, FailingSearchesAndRecordsNeverCrash)
     }
 }
 
-TEST(StatisticsCalculator, DistanceCalculatorsIntegrateOverDistance)
+TEST_F(StatisticsCalculator, DistanceCalculatorsIntegrateOverDistance)
 {
     auto distance = CTestSeries::Create();
     distance->AddAperiodic({0, 10, 20}, {0.0, 10.0, 40.0});
@@ -630,12 +686,12 @@ void RunRandomComparison(unsigned seed, double nanShare, bool mean)
     }
 }
 
-TEST(StatisticsCalculator, RandomRangesOfRandomSeriesMatchBruteForce)
+TEST_F(StatisticsCalculator, RandomRangesOfRandomSeriesMatchBruteForce)
 {
     RunRandomComparison<CLinearTime>(20240601, 0.0, true);
 }
 
-TEST(StatisticsCalculator, RandomRangesWithNaNMatchBruteForceInSkippingCalculator)
+TEST_F(StatisticsCalculator, RandomRangesWithNaNMatchBruteForceInSkippingCalculator)
 {
     RunRandomComparison<CFiniteMinMax>(77, 0.15, false);
 }

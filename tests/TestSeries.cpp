@@ -1,8 +1,8 @@
 #include "tests/TestSeries.h"
 #include <algorithm>
-#include <cstring>
 #include <utility>
 #include "com/AutomationTypes.h"
+#include "sim/HostArrays.h"
 
 namespace qvxtest {
 
@@ -18,23 +18,6 @@ CComPtr<CComObject<T>> MakeObject()
     CComPtr<I> object;
     if (FAILED(CComObject<T>::template CreateInstance<I>(object))) return nullptr;
     return static_cast<CComObject<T>*>(static_cast<T*>(object.Get()));
-}
-
-// A new one-dimensional array with the given lower bound, holding a copy of `items`.
-template <class E>
-HRESULT MakeArray(VARTYPE type, const std::vector<E>& items, LONG lowerBound, SAFEARRAY** out)
-{
-    if (!out) return E_POINTER;
-    SAFEARRAYBOUND bound{ULONG(items.size()), lowerBound};
-    CSafeArray array(SafeArrayCreate(type, 1, &bound));
-    if (!array.Get()) return E_OUTOFMEMORY;
-    {
-        CSafeArrayAccess<E> access(array.Get());
-        if (!access.Valid()) return E_FAIL;
-        if (!items.empty()) std::memcpy(access.Get(), items.data(), items.size() * sizeof(E));
-    }
-    *out = array.Detach();
-    return S_OK;
 }
 
 class CTestRecord : public CComRoot, public IQvxDataRecord
@@ -82,14 +65,18 @@ public:
     STDMETHODIMP GetTimes(SAFEARRAY** times) override
     {
         if (Data().Periodic || Series->Fails("GetTimes")) return E_FAIL;
-        return MakeArray(VT_I8, Data().Times, Data().LowerBound, times);
+        if (!times) return E_POINTER;
+        return CHostArrays::Make(VT_I8, Data().LowerBound, Data().Times.data(), ULONG(Data().Times.size()), times);
     }
     STDMETHODIMP Reserved7() override { return E_NOTIMPL; }
     STDMETHODIMP GetValues(SAFEARRAY** values) override
     {
         if (Series->Fails("GetValues") || Series->FailingValuesRecord == LONG(Number + 1)) return E_FAIL;
-        const HRESULT hr = MakeArray(VT_R8, Data().Values, Data().LowerBound, values);
-        if (SUCCEEDED(hr)) Series->ValuesHandedOut += LONG(Data().Size());
+        if (!values) return E_POINTER;
+        // A record that hides its values hands out an empty array, as one being filled may.
+        const ULONG count = Series->EmptyValuesRecord == LONG(Number + 1) ? 0 : ULONG(Data().Size());
+        const HRESULT hr = CHostArrays::Make(VT_R8, Data().LowerBound, Data().Values.data(), count, values);
+        if (SUCCEEDED(hr)) Series->ValuesHandedOut += count;
         return hr;
     }
 };

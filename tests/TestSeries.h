@@ -78,9 +78,11 @@ public:
     int SampleTimeQueries = 0;
     void ResetCounts();
 
-    // Names of operations that fail with E_FAIL; and a record number (from 1) whose values fail.
+    // Names of operations that fail with E_FAIL; a record number (from 1) whose values fail; and
+    // one whose values come as an empty array.
     std::set<std::string> Failing;
     LONG FailingValuesRecord = 0;
+    LONG EmptyValuesRecord = 0;
 
     std::vector<CSeriesRecord> Records;
 
