@@ -39,10 +39,11 @@ struct CLedger
     bool Watching = false;
 };
 
+// Never destroyed: the allocator may call the watch while the process ends.
 CLedger& Ledger()
 {
-    static CLedger ledger;
-    return ledger;
+    static CLedger* ledger = new CLedger;
+    return *ledger;
 }
 
 // Sees every allocation and release of the task allocator, and changes none.
@@ -96,11 +97,16 @@ public:
     STDMETHODIMP_(void) PostHeapMinimize() override {}
 };
 
-// Watches the allocator from the first array on; only one watch can hold a process.
+// Watches the allocator from the first array on; only one watch can hold a process. The watch
+// is never revoked, so the module that holds it stays loaded for the life of the process.
 bool StartWatching()
 {
     static const bool watching = [] {
         static CAllocatorWatch watch;
+        HMODULE self = nullptr;
+        if (!GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
+                                reinterpret_cast<LPCWSTR>(&watch), &self))
+            return false;
         return SUCCEEDED(CoRegisterMallocSpy(&watch));
     }();
     return watching;
