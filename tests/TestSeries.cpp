@@ -155,13 +155,6 @@ void CTestSeries::Append(const double* values, size_t count, qvx::time period, s
     }
 }
 
-size_t CTestSeries::SampleCount() const noexcept
-{
-    size_t count = 0;
-    for (const CSeriesRecord& record : Records) count += record.Size();
-    return count;
-}
-
 bool CTestSeries::FirstAfter(qvx::time time, CSamplePosition& at) const
 {
     const auto record = std::partition_point(Records.begin(), Records.end(), [time](const CSeriesRecord& r) {
@@ -195,23 +188,11 @@ bool CTestSeries::LastBefore(qvx::time time, CSamplePosition& at) const
     return true;
 }
 
-bool CTestSeries::Nearest(qvx::time time, CSamplePosition& at) const
-{
-    CSamplePosition before, after;
-    const bool hasBefore = LastBefore(TickAfter(time), before);
-    const bool hasAfter = FirstAfter(time, after);
-    if (!hasBefore && !hasAfter) return false;
-    // Equally near: the earlier sample.
-    at = (hasBefore && (!hasAfter || time - TimeOf(before) <= TimeOf(after) - time)) ? before : after;
-    return true;
-}
-
 bool CTestSeries::Search(qvx::time time, LONG direction, CSamplePosition& at) const
 {
     switch (direction) {
     case 0: return FirstAfter(time, at);
     case 1: return LastBefore(time, at);
-    case 2: return Nearest(time, at);
     default: return false;
     }
 }
@@ -268,20 +249,6 @@ STDMETHODIMP CTestSeries::LocateSample(INT64 time, LONG direction, LONG, LONG* r
     return S_OK;
 }
 
-STDMETHODIMP CTestSeries::FindSample(INT64 time, LONG direction, LONG, INT64* sampleTime, double* value)
-{
-    if (!sampleTime || !value) return E_POINTER;
-    CSamplePosition at;
-    if (Fails("FindSample") || !Search(time, direction, at)) return E_FAIL;
-    *sampleTime = TimeOf(at);
-    *value = ValueOf(at);
-    return S_OK;
-}
-
-STDMETHODIMP CTestSeries::FindTimeOfValue(double, LONG, LONG, INT64*)
-{
-    return E_NOTIMPL;
-}
 
 STDMETHODIMP CTestSeries::GetValueAt(INT64 time, LONG mode, LONG, double* value)
 {
@@ -298,14 +265,6 @@ STDMETHODIMP CTestSeries::GetSampleTime(INT64 time, LONG direction, LONG, INT64*
     CSamplePosition at;
     if (Fails("GetSampleTime") || !Search(time, direction, at)) return E_FAIL;
     *sampleTime = TimeOf(at);
-    return S_OK;
-}
-
-STDMETHODIMP CTestSeries::GetLatestValue(double* value)
-{
-    if (!value) return E_POINTER;
-    if (Records.empty()) return E_FAIL;
-    *value = Records.back().Values.back();
     return S_OK;
 }
 
