@@ -300,41 +300,6 @@ TEST_F(SimHost, TheSubstitutesOwnCallsAreNotCounted)
 
 // --- tasks and selections ---
 
-TEST_F(SimHost, TaskCursorIsEchoedAndSelectionChangesAreTold)
-{
-    auto host = MakeHost();
-    auto task = TaskOf(host, 1);
-    CTaskListener listener(task);
-    EXPECT_EQ(S_OK, task->SetCursorTime(12345));
-    EXPECT_EQ(E_INVALIDARG, task->SetCurrentDataSelection(4));
-    EXPECT_EQ(E_INVALIDARG, task->SetCurrentDataSelection(0));
-    EXPECT_EQ(S_OK, task->SetCurrentDataSelection(2));
-    EXPECT_EQ(S_OK, task->SetCurrentDataSelection(2));
-    CComPtr<IQvxDataSelection> current;
-    task->GetCurrentDataSelection(current.Out());
-    EXPECT_TRUE(SameObject(current, SelectionOf(task, 2)));
-    EXPECT_EQ((std::vector<std::string>{"cursor 12345", "current"}), Heard);
-}
-
-TEST_F(SimHost, TheOrderOfDisplayPutsTheSecondarySelectionLast)
-{
-    auto task = TaskOf(MakeHost(), 1);
-    CComPtr<IQvxDataSelection3> reference;
-    ASSERT_EQ(S_OK, SelectionOf(task, 3).As(reference));
-    VARIANT_BOOL secondary = 0;
-    reference->GetIsSecondary(&secondary);
-    EXPECT_EQ(VARIANT_TRUE, secondary);
-    CComPtr<IQvxTaskOrder> order;
-    ASSERT_EQ(S_OK, task.As(order));
-    CSafeArray indices;
-    ASSERT_EQ(S_OK, order->GetDisplayOrder(indices.Out()));
-    LONG lower = 0;
-    SafeArrayGetLBound(indices.Get(), 1, &lower);
-    EXPECT_EQ(1, lower);
-    CSafeArrayAccess<long> access(indices.Get());
-    EXPECT_EQ((std::vector<long>{1, 2, 3}), std::vector<long>(access.Get(), access.Get() + access.Size()));
-}
-
 TEST_F(SimHost, SelectionChangesReachTheirVersionsOfSinks)
 {
     auto host = MakeHost();
@@ -367,33 +332,6 @@ TEST_F(SimHost, SelectionChangesReachTheirVersionsOfSinks)
     EXPECT_EQ(0x123456u, colour);
     CloseSink(sink1, selection);
     CloseSink(sink3, selection);
-}
-
-TEST_F(SimHost, RemovingASelectionSendsGoingAwayToItsSeriesAndItself)
-{
-    auto host = MakeHost();
-    auto task = TaskOf(host, 1);
-    auto session = SelectionOf(task, 2);
-    CComPtr<IQvxDataSelectionChannels> channels;
-    CComPtr<IUnknown> proxy;
-    CBstr name(L"Gear");
-    session.As(channels);
-    channels->GetChannel(name.Get(), proxy.Out());
-    CDataListener data("gear");
-    data.Advise(proxy);
-    CTaskListener listener(task);
-    ASSERT_EQ(S_OK, host->RemoveDataSelection(1, 2));
-    EXPECT_EQ((std::vector<std::string>{"gear going", "selections"}), Heard);
-    long count = 0;
-    CComPtr<IQvxDataSelectionList> list;
-    task->GetDataSelections(list.Out());
-    list->GetCount(&count);
-    EXPECT_EQ(2, count);
-    // The series stays readable for those who hold it.
-    CComPtr<IQvxChannelProxy> held;
-    proxy.As(held);
-    CComPtr<IQvxData> series;
-    EXPECT_EQ(S_OK, held->GetData(series.Out()));
 }
 
 TEST_F(SimHost, ChannelProxyCountsUsesAndSubscriptions)

@@ -49,6 +49,26 @@ void ExpectSameAsFresh(const Calculator& c, IQvxData2* series, qvx::time from, q
     EXPECT_EQ(c.HasGap, fresh.HasGap);
 }
 
+// One calculation by a new calculator: its results and the counts of its bins.
+struct CRun
+{
+    BOOL Valid;
+    double Minimum, Maximum, Mean;
+    qvx::time MinimumTime, MaximumTime;
+    BOOL HasGap;
+    std::vector<LONG> Counts;
+};
+
+template <class Calculator>
+CRun CalculateOnce(IQvxData2* series, LONG binSize, qvx::time from, qvx::time to)
+{
+    Calculator c(binSize);
+    c.Calculate(series, from, to);
+    CRun run{c.Valid, c.Minimum, c.Maximum, c.Mean, c.MinimumTime, c.MaximumTime, c.HasGap, {}};
+    for (const auto& bin : c.Bins) run.Counts.push_back(bin->Count);
+    return run;
+}
+
 // Periodic records of ten samples at 0, 100, 200 ...: record r holds r*10 .. r*10+9.
 CTestSeriesPtr TenSampleRecords(int records)
 {
@@ -75,12 +95,12 @@ protected:
 
 TEST_F(StatisticsCalculator, ResultsOfOneCalculation)
 {
-    enum CKind { FiniteMinMax, AllMinMax, LinearTime, HoldTime };
+    using CRunOf = CRun (*)(IQvxData2*, LONG, qvx::time, qvx::time);
     struct CRow
     {
         const char* Name;
         std::function<void(CTestSeries&)> Fill;
-        CKind Kind;
+        CRunOf Run;
         LONG BinSize;
         qvx::time From, To;
         BOOL Valid;
@@ -106,71 +126,54 @@ TEST_F(StatisticsCalculator, ResultsOfOneCalculation)
     };
     const std::vector<double> ties{5.0, 1.0, 9.0, 1.0, 9.0, 5.0, 1.0}, odd{NaN, 3.0, Inf, -2.0, NaN, 7.0, -Inf, 1.0};
     const CRow rows[] = {
-        {"an empty series", [](CTestSeries&) {}, FiniteMinMax, 1000, 0, 1000, FALSE, 0, 0, 0, 0, NaN, FALSE, {}},
-        {"a range that ends before it starts", periodic({4.0, -3.0}), LinearTime, 150, 0, -100, FALSE, 0, 0, 0, 0, NaN,
+        {"an empty series", [](CTestSeries&) {}, CalculateOnce<CFiniteMinMax>, 1000, 0, 1000, FALSE, 0, 0, 0, 0, NaN, FALSE, {}},
+        {"a range that ends before it starts", periodic({4.0, -3.0}), CalculateOnce<CLinearTime>, 150, 0, -100, FALSE, 0, 0, 0, 0, NaN,
          FALSE, {}},
-        {"the whole time axis", aperiodic({-50, -40, -30}, {4.0, -3.0, 8.0}), LinearTime, 150, INT64_MIN, INT64_MAX,
+        {"the whole time axis", aperiodic({-50, -40, -30}, {4.0, -3.0, 8.0}), CalculateOnce<CLinearTime>, 150, INT64_MIN, INT64_MAX,
          TRUE, -3.0, -40, 8.0, -30, NaN, FALSE, {3}},
-        {"one sample in the range", aperiodic({10, 50, 90}, {1.0, 5.0, 9.0}), LinearTime, 150, 40, 60, TRUE, 5.0, 50,
+        {"one sample in the range", aperiodic({10, 50, 90}, {1.0, 5.0, 9.0}), CalculateOnce<CLinearTime>, 150, 40, 60, TRUE, 5.0, 50,
          5.0, 50, 5.0, FALSE, {1}},
         // The two interpolated edges make one bin.
-        {"a range between two samples", aperiodic({0, 100}, {0.0, 10.0}), LinearTime, 150, 20, 60, TRUE, 2.0, 20, 6.0,
+        {"a range between two samples", aperiodic({0, 100}, {0.0, 10.0}), CalculateOnce<CLinearTime>, 150, 20, 60, TRUE, 2.0, 20, 6.0,
          60, 4.0, FALSE, {2}},
-        {"held values", periodic({0.0, 10.0, 10.0}), HoldTime, 150, 0, 20, TRUE, 0.0, 0, 10.0, 10, 5.0, FALSE, {3}},
+        {"held values", periodic({0.0, 10.0, 10.0}), CalculateOnce<CHoldTime>, 150, 0, 20, TRUE, 0.0, 0, 10.0, 10, 5.0, FALSE, {3}},
         // The edge at 5 is a linear 5 even for held values, held to 20.
-        {"held values from an edge", periodic({0.0, 10.0, 10.0}), HoldTime, 150, 5, 20, TRUE, 5.0, 5, 10.0, 10,
+        {"held values from an edge", periodic({0.0, 10.0, 10.0}), CalculateOnce<CHoldTime>, 150, 5, 20, TRUE, 5.0, 5, 10.0, 10,
          (5.0 * 5 + 10.0 * 10) / 15, FALSE, {3}},
-        {"values that are not finite left out", periodic(odd), FiniteMinMax, 1000, 0, 70, TRUE, -2.0, 30, 7.0, 50, NaN,
+        {"values that are not finite left out", periodic(odd), CalculateOnce<CFiniteMinMax>, 1000, 0, 70, TRUE, -2.0, 30, 7.0, 50, NaN,
          FALSE, {4}},
         // A NaN first in the bin is replaced by no comparison.
-        {"values that are not finite taken in", periodic(odd), AllMinMax, 1000, 0, 70, TRUE, NaN, 0, NaN, 0, NaN, FALSE,
+        {"values that are not finite taken in", periodic(odd), CalculateOnce<CAllMinMax>, 1000, 0, 70, TRUE, NaN, 0, NaN, 0, NaN, FALSE,
          {8}},
-        {"only NaN", periodic({NaN, NaN, NaN}), FiniteMinMax, 1000, 0, 20, FALSE, 0, 0, 0, 0, NaN, FALSE, {}},
-        {"ties in one bin", [&](CTestSeries& s) { s.AddPeriodic(0, 1, ties); }, FiniteMinMax, 100, 0, 6, TRUE, 1.0, 1,
+        {"only NaN", periodic({NaN, NaN, NaN}), CalculateOnce<CFiniteMinMax>, 1000, 0, 20, FALSE, 0, 0, 0, 0, NaN, FALSE, {}},
+        {"ties in one bin", [&](CTestSeries& s) { s.AddPeriodic(0, 1, ties); }, CalculateOnce<CFiniteMinMax>, 100, 0, 6, TRUE, 1.0, 1,
          9.0, 2, NaN, FALSE, {7}},
-        {"ties across bins", [&](CTestSeries& s) { s.AddPeriodic(0, 1, ties); }, FiniteMinMax, 2, 0, 6, TRUE, 1.0, 1,
+        {"ties across bins", [&](CTestSeries& s) { s.AddPeriodic(0, 1, ties); }, CalculateOnce<CFiniteMinMax>, 2, 0, 6, TRUE, 1.0, 1,
          9.0, 2, NaN, FALSE, {2, 2, 2, 2, 2, 2}},
-        {"arrays from any lower bound", bounds, FiniteMinMax, 1000, 0, 50, TRUE, -1.0, 10, 8.0, 40, NaN, FALSE, {6}},
+        {"arrays from any lower bound", bounds, CalculateOnce<CFiniteMinMax>, 1000, 0, 50, TRUE, -1.0, 10, 8.0, 40, NaN, FALSE, {6}},
         // A new bin after the break; the stretch of the break counts for nothing in the mean.
-        {"a record that does not continue", broken, LinearTime, 150, 0, 130, TRUE, 1.0, 0, 3.0, 100, 2.0, TRUE, {4, 4}},
-        {"a range that starts inside a break", broken, LinearTime, 150, 50, 130, TRUE, 3.0, 100, 3.0, 100, 3.0, TRUE,
+        {"a record that does not continue", broken, CalculateOnce<CLinearTime>, 150, 0, 130, TRUE, 1.0, 0, 3.0, 100, 2.0, TRUE, {4, 4}},
+        {"a range that starts inside a break", broken, CalculateOnce<CLinearTime>, 150, 50, 130, TRUE, 3.0, 100, 3.0, 100, 3.0, TRUE,
          {4}},
-        {"a range inside one record", broken, LinearTime, 150, 100, 130, TRUE, 3.0, 100, 3.0, 100, 3.0, FALSE, {4}},
+        {"a range inside one record", broken, CalculateOnce<CLinearTime>, 150, 100, 130, TRUE, 3.0, 100, 3.0, 100, 3.0, FALSE, {4}},
     };
     for (const CRow& row : rows) {
         auto series = CTestSeries::Create();
         row.Fill(*series);
-        std::unique_ptr<CBaseStatisticsCalculator> c;
-        switch (row.Kind) {
-        case FiniteMinMax: c = std::make_unique<CFiniteMinMax>(row.BinSize); break;
-        case AllMinMax: c = std::make_unique<CAllMinMax>(row.BinSize); break;
-        case LinearTime: c = std::make_unique<CLinearTime>(row.BinSize); break;
-        case HoldTime: c = std::make_unique<CHoldTime>(row.BinSize); break;
-        }
-        c->Calculate(series, row.From, row.To);
-        std::vector<LONG> counts;
-        auto countBins = [&](const auto& calculator) {
-            for (const auto& bin : calculator.Bins) counts.push_back(bin->Count);
-        };
-        switch (row.Kind) {
-        case FiniteMinMax: countBins(static_cast<CFiniteMinMax&>(*c)); break;
-        case AllMinMax: countBins(static_cast<CAllMinMax&>(*c)); break;
-        case LinearTime: countBins(static_cast<CLinearTime&>(*c)); break;
-        case HoldTime: countBins(static_cast<CHoldTime&>(*c)); break;
-        }
-        EXPECT_EQ(row.Counts, counts) << row.Name;
-        ASSERT_EQ(row.Valid, c->Valid) << row.Name;
+        const CRun run = row.Run(series, row.BinSize, row.From, row.To);
+        EXPECT_EQ(row.Counts, run.Counts) << row.Name;
+        ASSERT_EQ(row.Valid, run.Valid) << row.Name;
         if (!row.Valid) continue;
         if (std::isnan(row.Minimum)) {
-            EXPECT_TRUE(std::isnan(c->Minimum)) << row.Name;
+            EXPECT_TRUE(std::isnan(run.Minimum)) << row.Name;
             continue;
         }
-        EXPECT_DOUBLE_EQ(row.Minimum, c->Minimum) << row.Name;
-        EXPECT_EQ(row.MinimumTime, c->MinimumTime) << row.Name;
-        EXPECT_DOUBLE_EQ(row.Maximum, c->Maximum) << row.Name;
-        EXPECT_EQ(row.MaximumTime, c->MaximumTime) << row.Name;
-        if (!std::isnan(row.Mean)) EXPECT_DOUBLE_EQ(row.Mean, c->Mean) << row.Name;
-        EXPECT_EQ(row.HasGap, c->HasGap) << row.Name;
+        EXPECT_DOUBLE_EQ(row.Minimum, run.Minimum) << row.Name;
+        EXPECT_EQ(row.MinimumTime, run.MinimumTime) << row.Name;
+        EXPECT_DOUBLE_EQ(row.Maximum, run.Maximum) << row.Name;
+        EXPECT_EQ(row.MaximumTime, run.MaximumTime) << row.Name;
+        if (!std::isnan(row.Mean)) EXPECT_DOUBLE_EQ(row.Mean, run.Mean) << row.Name;
+        EXPECT_EQ(row.HasGap, run.HasGap) << row.Name;
     }
 }
 

@@ -3,6 +3,7 @@
 #include <utility>
 #include "com/AutomationTypes.h"
 #include "sim/HostArrays.h"
+#include "sim/SimObject.h"
 
 namespace qvxtest {
 
@@ -10,15 +11,6 @@ namespace {
 
 // One tick later, without leaving the range of qvx::time.
 qvx::time TickAfter(qvx::time t) noexcept { return t == INT64_MAX ? t : t + 1; }
-
-// Makes an object of our own class and gives it through its class pointer.
-template <class T, class I>
-CComPtr<CComObject<T>> MakeObject()
-{
-    CComPtr<I> object;
-    if (FAILED(CComObject<T>::template CreateInstance<I>(object))) return nullptr;
-    return static_cast<CComObject<T>*>(static_cast<T*>(object.Get()));
-}
 
 class CTestRecord : public CComRoot, public IQvxDataRecord
 {
@@ -102,12 +94,12 @@ public:
         if (!record) return E_POINTER;
         *record = nullptr;
         if (number < 1 || size_t(number) > Series->Records.size() || Series->Fails("GetRecord")) return E_FAIL;
-        auto object = MakeObject<CTestRecord, IQvxDataRecord>();
-        if (!object) return E_OUTOFMEMORY;
+        CObjectPtr<CTestRecord> object;
+        if (FAILED((CreateObject<CTestRecord, IQvxDataRecord>(object)))) return E_OUTOFMEMORY;
         object->Series = Series;
         object->Number = size_t(number - 1);
         Series->RecordsFetched.push_back(number);
-        return object->QueryInterface(IID_IQvxDataRecord, reinterpret_cast<void**>(record));
+        return GiveOut(object, record);
     }
 };
 
@@ -115,7 +107,9 @@ public:
 
 CTestSeriesPtr CTestSeries::Create()
 {
-    return MakeObject<CTestSeries, IQvxData2>();
+    CTestSeriesPtr series;
+    CreateObject<CTestSeries, IQvxData2>(series);
+    return series;
 }
 
 CSeriesRecord& CTestSeries::AddPeriodic(qvx::time start, qvx::time period, std::vector<double> values,
@@ -231,10 +225,10 @@ STDMETHODIMP CTestSeries::GetRecords(IQvxDataRecords** records)
     if (!records) return E_POINTER;
     *records = nullptr;
     if (Fails("GetRecords")) return E_FAIL;
-    auto object = MakeObject<CTestRecords, IQvxDataRecords>();
-    if (!object) return E_OUTOFMEMORY;
+    CObjectPtr<CTestRecords> object;
+    if (FAILED((CreateObject<CTestRecords, IQvxDataRecords>(object)))) return E_OUTOFMEMORY;
     object->Series = static_cast<CComObject<CTestSeries>*>(this);
-    return object->QueryInterface(IID_IQvxDataRecords, reinterpret_cast<void**>(records));
+    return GiveOut(object, records);
 }
 
 STDMETHODIMP CTestSeries::LocateSample(INT64 time, LONG direction, LONG, LONG* record, LONG* index)
