@@ -11,7 +11,6 @@
 #include "config/PropertyFactoryNotifications.h"
 #include "config/PropertySetNotifications.h"
 #include "sim/SimulatedHost.h"
-#include "config/TaskNotifications.h"
 #include "sim/UnitConverter.h"
 #include "sim/ZoomStack.h"
 #include "config/ZoomStackNotifications.h"
@@ -47,16 +46,21 @@ CComPtr<IQvxDataSelection> SelectionOf(IQvxTask* task, long index)
     return selection;
 }
 
-CComPtr<IQvxData> DataOf(IQvxDataSelection* selection, const wchar_t* name)
+CComPtr<IUnknown> ChannelOf(IQvxDataSelection* selection, const wchar_t* name)
 {
     CComPtr<IQvxDataSelectionChannels> channels;
     CComPtr<IUnknown> channel;
-    CComPtr<IQvxChannelProxy> proxy;
-    CComPtr<IQvxData> data;
     CBstr text(name);
     EXPECT_EQ(S_OK, selection->QueryInterface(__uuidof(IQvxDataSelectionChannels), channels.OutVoid()));
     EXPECT_EQ(S_OK, channels->GetChannel(text.Get(), channel.Out()));
-    EXPECT_EQ(S_OK, channel.As(proxy));
+    return channel;
+}
+
+CComPtr<IQvxData> DataOf(IQvxDataSelection* selection, const wchar_t* name)
+{
+    CComPtr<IQvxChannelProxy> proxy;
+    CComPtr<IQvxData> data;
+    EXPECT_EQ(S_OK, ChannelOf(selection, name).As(proxy));
     EXPECT_EQ(S_OK, proxy->GetData(data.Out()));
     return data;
 }
@@ -88,22 +92,6 @@ public:
     CComPtr<IUnknown> Source;
     CDataListener* TakeOff = nullptr;
     qvx::time From = 0, To = 0;
-};
-
-class CTaskListener : public CTaskNotifications6Receiver
-{
-public:
-    using CSink = CTaskNotifications6Sink<CBaseSingleSourceSink<IQvxTaskNotifications6>>;
-    explicit CTaskListener(IQvxTask* task) : Task(task), Sink(CreateSink<CSink>(this)) { EXPECT_TRUE(Sink->Advise(task)); }
-    ~CTaskListener() { CloseSink(Sink, Task); }
-    void OnCurrentSelectionChanged(IQvxTask*) override { Heard.push_back("current"); }
-    void OnSelectionsChanged(IQvxTask*) override { Heard.push_back("selections"); }
-    void OnRunningChanged(IQvxTask*) override { Heard.push_back("running"); }
-    void OnTaskGoingAway(IQvxTask*) override { Heard.push_back("task going"); }
-    void OnCursorChanged(IQvxTask*, qvx::time time) override { Heard.push_back("cursor " + std::to_string(time)); }
-
-    CComPtr<IQvxTask> Task;
-    CComPtr<CSink> Sink;
 };
 
 class CZoomListener : public CZoomStackNotifications3Receiver
@@ -170,45 +158,23 @@ protected:
 
 // --- delivery ---
 
-TEST_F(SimHost, NotificationsGoToSinksInTheOrderOfAdvise)
+TEST_F(SimHost, NotificationsGoInTheOrderOfAdviseAndASinkMayTakeItselfOrAnotherOff)
 {
     auto host = MakeHost();
-    auto live = SelectionOf(TaskOf(host, 1), 1);
-    CComPtr<IQvxData> data = DataOf(live, L"Speed");
-    CComPtr<IQvxDataSelectionChannels> channels;
-    CComPtr<IUnknown> proxy;
-    CBstr name(L"Speed");
-    live.As(channels);
-    channels->GetChannel(name.Get(), proxy.Out());
-    CDataListener a("a"), b("b"), c("c");
-    b.Advise(proxy);
-    a.Advise(proxy);
-    c.Advise(proxy);
+    CComPtr<IUnknown> proxy = ChannelOf(SelectionOf(TaskOf(host, 1), 1), L"RPM");
+    CDataListener a("a"), b("b"), c("c"), d("d");
+    for (CDataListener* listener : {&b, &a, &c, &d}) listener->Advise(proxy);
     host->Advance(Second);
-    EXPECT_EQ((std::vector<std::string>{"b", "a", "c"}), Heard);
-}
-
-TEST_F(SimHost, ASinkMayTakeItselfOrAnotherOffDuringDelivery)
-{
-    auto host = MakeHost();
-    auto live = SelectionOf(TaskOf(host, 1), 1);
-    CComPtr<IQvxDataSelectionChannels> channels;
-    CComPtr<IUnknown> proxy;
-    CBstr name(L"RPM");
-    live.As(channels);
-    channels->GetChannel(name.Get(), proxy.Out());
-    CDataListener a("a"), b("b"), c("c");
-    a.Advise(proxy);
-    b.Advise(proxy);
-    c.Advise(proxy);
+    EXPECT_EQ((std::vector<std::string>{"b", "a", "c", "d"}), Heard);
+    Heard.clear();
     a.TakeOff = &c;   // a takes c off before c's turn
     b.TakeOff = &b;   // b takes itself off
     host->Advance(Second);
-    EXPECT_EQ((std::vector<std::string>{"a", "b"}), Heard);
+    EXPECT_EQ((std::vector<std::string>{"b", "a", "d"}), Heard);
     Heard.clear();
     a.TakeOff = nullptr;
     host->Advance(Second);
-    EXPECT_EQ(std::vector<std::string>{"a"}, Heard);
+    EXPECT_EQ((std::vector<std::string>{"a", "d"}), Heard);
 }
 
 TEST_F(SimHost, AdviseChecksTheInterfaceAndUnadviseTheCookie)
@@ -224,7 +190,6 @@ TEST_F(SimHost, AdviseChecksTheInterfaceAndUnadviseTheCookie)
     EXPECT_EQ(E_NOINTERFACE, notifications->Advise(__uuidof(IQvxOrvidNotifications4), listener.Sink->Unknown(), &cookie));
     EXPECT_EQ(E_POINTER, notifications->Advise(__uuidof(IQvxOrvidNotifications4), nullptr, &cookie));
     EXPECT_EQ(CONNECT_E_NOCONNECTION, notifications->Unadvise(12345));
-
 }
 
 // --- fault switch and counters ---
@@ -338,14 +303,9 @@ TEST_F(SimHost, ChannelProxyCountsUsesAndSubscriptions)
 {
     auto host = MakeHost();
     auto live = SelectionOf(TaskOf(host, 1), 1);
-    CComPtr<IQvxDataSelectionChannels> channels;
-    CComPtr<IUnknown> channel;
+    CComPtr<IUnknown> channel = ChannelOf(live, L"Throttle");
+    EXPECT_EQ(channel.Get(), ChannelOf(live, L"Throttle").Get());
     CBstr name(L"Throttle");
-    live.As(channels);
-    channels->GetChannel(name.Get(), channel.Out());
-    CComPtr<IUnknown> again;
-    channels->GetChannel(name.Get(), again.Out());
-    EXPECT_EQ(channel.Get(), again.Get());
     CComPtr<IQvxChannelUse> use;
     CComPtr<IQvxChannelProxyClients> clients;
     CComPtr<IQvxChannelOffset> offset;
