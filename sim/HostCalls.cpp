@@ -1,4 +1,5 @@
 #include "sim/HostCalls.h"
+#include "sim/HostArrays.h"
 #include <map>
 #include <vector>
 
@@ -101,6 +102,7 @@ void CHostCalls::ClearFaults()
 LONG CHostCalls::CallCount(std::wstring_view name)
 {
     LONG total = 0;
+    if (CHostArrays::Figure(name, total)) return total;
     for (const CHostCall* call : Faults().Calls) {
         if (call->Name() == name || call->Operation() == name) total += call->Count;
     }
@@ -110,4 +112,5 @@ LONG CHostCalls::CallCount(std::wstring_view name)
 void CHostCalls::ResetCounts()
 {
     for (CHostCall* call : Faults().Calls) call->Count = 0;
+    CHostArrays::Reset();
 }

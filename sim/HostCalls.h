@@ -35,8 +35,10 @@ public:
     // status 0 (S_OK) removes the fault; a status that is not a failure is refused.
     static HRESULT SetFault(std::wstring_view name, HRESULT status);
     static void ClearFaults();
-    // Calls of every site whose full name, or whose operation name, is `name`.
+    // Calls of every site whose full name, or whose operation name, is `name`; or a figure of
+    // the balance of arrays handed out (see CHostArrays::Figure).
     static LONG CallCount(std::wstring_view name);
+    // Resets the array balance too.
     static void ResetCounts();
 
 private:

@@ -1,27 +1,7 @@
 #include "sim/Series.h"
 #include <algorithm>
 #include <cmath>
-#include <cstring>
-
-namespace {
-
-template <class T>
-HRESULT MakeVector(VARTYPE type, LONG lowerBound, const T* data, size_t count, SAFEARRAY** out)
-{
-    SAFEARRAY* array = SafeArrayCreateVector(type, lowerBound, ULONG(count));
-    if (!array) return E_OUTOFMEMORY;
-    void* target = nullptr;
-    if (FAILED(SafeArrayAccessData(array, &target))) {
-        SafeArrayDestroy(array);
-        return E_FAIL;
-    }
-    if (count) std::memcpy(target, data, count * sizeof(T));
-    SafeArrayUnaccessData(array);
-    *out = array;
-    return S_OK;
-}
-
-} // namespace
+#include "sim/HostArrays.h"
 
 // --- CDataRecord ---
 
@@ -71,11 +51,12 @@ STDMETHODIMP CDataRecord::GetTimes(SAFEARRAY** times)
     if (!times) return E_POINTER;
     *times = nullptr;
     const CChannelData::CRecord& record = Record();
-    if (!record.Periodic) return MakeVector(VT_I8, record.LowerBound, record.Times.data(), record.Times.size(), times);
+    if (!record.Periodic)
+        return CHostArrays::Make(VT_I8, record.LowerBound, record.Times.data(), ULONG(record.Times.size()), times);
     // A periodic record's times are worked out for the caller.
     std::vector<qvx::time> computed(record.Count());
     for (size_t i = 0; i < computed.size(); ++i) computed[i] = record.TimeAt(i);
-    return MakeVector(VT_I8, record.LowerBound, computed.data(), computed.size(), times);
+    return CHostArrays::Make(VT_I8, record.LowerBound, computed.data(), ULONG(computed.size()), times);
 }
 
 STDMETHODIMP CDataRecord::GetValues(SAFEARRAY** values)
@@ -84,7 +65,7 @@ STDMETHODIMP CDataRecord::GetValues(SAFEARRAY** values)
     if (!values) return E_POINTER;
     *values = nullptr;
     const CChannelData::CRecord& record = Record();
-    return MakeVector(VT_R8, record.LowerBound, record.Values.data(), record.Values.size(), values);
+    return CHostArrays::Make(VT_R8, record.LowerBound, record.Values.data(), ULONG(record.Values.size()), values);
 }
 
 // --- CDataRecords ---

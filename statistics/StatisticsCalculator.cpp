@@ -104,7 +104,12 @@ bool CStatisticsCalculator<T, Bin, AllValues>::ReadRecord(CFill& fill, IQvxDataR
         return false;
     }
     LONG count = LONG(values.Size());
-    if (firstIndex < 0 || count <= firstIndex) return false;
+    // Fewer samples than the search found there: what follows was not read, so this read fails
+    // and no edge sample may stand for it.
+    if (firstIndex < 0 || count <= firstIndex) {
+        fill.Failed = true;
+        return false;
+    }
     const double* value = values.Get();
 
     if (periodic != VARIANT_TRUE) {
@@ -114,11 +119,10 @@ bool CStatisticsCalculator<T, Bin, AllValues>::ReadRecord(CFill& fill, IQvxDataR
             return false;
         }
         const CSafeArrayAccess<qvx::time> times(timeArray.Get());
-        if (!times.Valid()) {
+        if (!times.Valid() || LONG(times.Size()) < count) {
             fill.Failed = true;
             return false;
         }
-        count = std::min(count, LONG(times.Size()));
         const qvx::time* time = times.Get();
         return Feed(fill, value, firstIndex, count, to, [time](LONG i) { return time[i]; });
     }
@@ -186,9 +190,11 @@ bool CStatisticsCalculator<T, Bin, AllValues>::ReadSpan(CFill& fill, qvx::time f
     fill.ForceNew = false;
 
     // The span starts with a sample exactly at `from`, interpolated linearly whatever the
-    // channel's interpolation.
+    // channel's interpolation; a bin resumed at its last sample holds that one already, and
+    // taking it again would pile up samples of no width.
     double value = 0.0;
-    if (SUCCEEDED(data->GetValueAt(from, Interpolated, Option, &value))) {
+    const bool resumedAtFrom = fill.Current && fill.Current->EndTime == from;
+    if (!resumedAtFrom && SUCCEEDED(data->GetValueAt(from, Interpolated, Option, &value))) {
         if (fill.Current) {
             LONG number = 0, index = 0;
             if (data->LocateSample(TickAfter(from), LastBefore, Option, &number, &index) == S_OK && index == 0

@@ -21,6 +21,43 @@ CTestSeriesPtr MakeDistances()
 
 } // namespace
 
+TEST(DistanceCursor, LookupsAloneAndInOneIncreasingWalk)
+{
+    struct CRow
+    {
+        const char* Name;
+        qvx::time Time;
+        DistanceCursor::Result Status;
+        double Distance;
+    };
+    // In increasing time, so that one cursor can walk them all.
+    const CRow rows[] = {
+        {"before the data", -5, DistanceCursor::BeforeFirstSample, 0},
+        {"at a sample", 10, DistanceCursor::HasValue, 10.0},
+        {"within a record", 15, DistanceCursor::HasValue, 20.0},
+        {"at the last sample of a record", 20, DistanceCursor::HasValue, 30.0},
+        {"across continuous records", 25, DistanceCursor::HasValue, 35.0},
+        {"in a periodic record", 35, DistanceCursor::HasValue, 50.0},
+        {"inside a break", 70, DistanceCursor::BeforeFirstSample, 0},
+        {"after a break", 105, DistanceCursor::HasValue, 105.0},
+        {"after the data", 200, DistanceCursor::NoValue, 0},
+        {"long after the data", 300, DistanceCursor::NoValue, 0},
+    };
+    auto series = MakeDistances();
+    DistanceCursor walk;
+    walk.SetData(series);
+    for (const CRow& row : rows) {
+        DistanceCursor alone;
+        alone.SetData(series);
+        for (DistanceCursor* cursor : {&alone, &walk}) {
+            double distance = 0;
+            EXPECT_EQ(row.Status, cursor->TimeToDistance(row.Time, distance)) << row.Name;
+            if (row.Status == DistanceCursor::HasValue) EXPECT_DOUBLE_EQ(row.Distance, distance) << row.Name;
+        }
+    }
+    EXPECT_EQ(walk.SampleIndex, -1);
+}
+
 TEST(DistanceCursor, WithoutDataThereIsNoValue)
 {
     DistanceCursor cursor;
@@ -29,57 +66,6 @@ TEST(DistanceCursor, WithoutDataThereIsNoValue)
     cursor.SetData(nullptr);
     EXPECT_EQ(cursor.TimeToDistance(5, distance), DistanceCursor::NoValue);
     EXPECT_EQ(distance, -1);
-}
-
-TEST(DistanceCursor, ExactSampleTimeGivesItsValue)
-{
-    auto series = MakeDistances();
-    DistanceCursor cursor;
-    cursor.SetData(series);
-    double distance = 0;
-    EXPECT_EQ(cursor.TimeToDistance(10, distance), DistanceCursor::HasValue);
-    EXPECT_EQ(distance, 10.0);
-    EXPECT_EQ(cursor.TimeToDistance(20, distance), DistanceCursor::HasValue);
-    EXPECT_EQ(distance, 30.0);
-}
-
-TEST(DistanceCursor, InterpolatesWithinAndAcrossContinuousRecords)
-{
-    auto series = MakeDistances();
-    DistanceCursor cursor;
-    cursor.SetData(series);
-    double distance = 0;
-    EXPECT_EQ(cursor.TimeToDistance(15, distance), DistanceCursor::HasValue);
-    EXPECT_DOUBLE_EQ(distance, 20.0);
-    // From the last sample of the first record to the first of the second.
-    EXPECT_EQ(cursor.TimeToDistance(25, distance), DistanceCursor::HasValue);
-    EXPECT_DOUBLE_EQ(distance, 35.0);
-    EXPECT_EQ(cursor.TimeToDistance(35, distance), DistanceCursor::HasValue);
-    EXPECT_DOUBLE_EQ(distance, 50.0);
-}
-
-TEST(DistanceCursor, TimeInsideABreakIsBeforeTheFirstSample)
-{
-    auto series = MakeDistances();
-    DistanceCursor cursor;
-    cursor.SetData(series);
-    double distance = 0;
-    EXPECT_EQ(cursor.TimeToDistance(35, distance), DistanceCursor::HasValue);
-    EXPECT_EQ(cursor.TimeToDistance(70, distance), DistanceCursor::BeforeFirstSample);
-    EXPECT_EQ(cursor.TimeToDistance(105, distance), DistanceCursor::HasValue);
-    EXPECT_DOUBLE_EQ(distance, 105.0);
-}
-
-TEST(DistanceCursor, EndsOfTheData)
-{
-    auto series = MakeDistances();
-    DistanceCursor cursor;
-    cursor.SetData(series);
-    double distance = 0;
-    EXPECT_EQ(cursor.TimeToDistance(-5, distance), DistanceCursor::BeforeFirstSample);
-    EXPECT_EQ(cursor.TimeToDistance(200, distance), DistanceCursor::NoValue);
-    EXPECT_EQ(cursor.SampleIndex, -1);
-    EXPECT_EQ(cursor.TimeToDistance(300, distance), DistanceCursor::NoValue);
 }
 
 TEST(DistanceCursor, IncreasingLookupsFetchEachRecordOnce)
@@ -93,7 +79,7 @@ TEST(DistanceCursor, IncreasingLookupsFetchEachRecordOnce)
     EXPECT_EQ(series->ValueQueries, 0);
 }
 
-TEST(DistanceCursor, DroppingTheRecordStartsANewWalk)
+TEST(DistanceCursor, ADroppedOrUnreadableRecordStartsANewWalk)
 {
     auto series = MakeDistances();
     DistanceCursor cursor;
@@ -104,18 +90,13 @@ TEST(DistanceCursor, DroppingTheRecordStartsANewWalk)
     // The walk starts from the last sample up to the time, so the sample before it is known.
     EXPECT_EQ(cursor.TimeToDistance(15, distance), DistanceCursor::HasValue);
     EXPECT_DOUBLE_EQ(distance, 20.0);
-}
 
-TEST(DistanceCursor, UnreadableRecordGivesNoValueAndIsTriedAgain)
-{
-    auto series = MakeDistances();
-    DistanceCursor cursor;
-    cursor.SetData(series);
+    DistanceCursor fresh;
+    fresh.SetData(series);
     series->Failing = {"GetValues"};
-    double distance = 0;
-    EXPECT_EQ(cursor.TimeToDistance(15, distance), DistanceCursor::NoValue);
-    EXPECT_FALSE(cursor.Record);
+    EXPECT_EQ(fresh.TimeToDistance(15, distance), DistanceCursor::NoValue);
+    EXPECT_FALSE(fresh.Record);
     series->Failing.clear();
-    EXPECT_EQ(cursor.TimeToDistance(15, distance), DistanceCursor::HasValue);
+    EXPECT_EQ(fresh.TimeToDistance(15, distance), DistanceCursor::HasValue);
     EXPECT_DOUBLE_EQ(distance, 20.0);
 }

@@ -10,7 +10,6 @@
 #include "config/DataSelectionNotifications.h"
 #include "config/LapMarkersNotifications.h"
 #include "QvxSim.h"
-#include "config/ZoomStackNotifications.h"
 
 namespace {
 
@@ -115,9 +114,7 @@ TEST_F(SimAcceptance, LiveDataAndLapsArriveThroughSinksInOrder)
     CComPtr<IQvxSimulation> simulation;
     ASSERT_EQ(S_OK, host->QueryInterface(__uuidof(IQvxSimulation), simulation.OutVoid()));
     qvx::time start = 0;
-    double lapLength = 0;
     simulation->GetRecordingStart(&start);
-    simulation->GetLapLength(&lapLength);
 
     CComPtr<IQvxDataSelection> live = LiveSelection(host);
     CComPtr<IUnknown> lapsObject;
@@ -168,18 +165,8 @@ TEST_F(SimAcceptance, LiveDataAndLapsArriveThroughSinksInOrder)
     EXPECT_EQ(markers, count);
     ASSERT_GE(count, 2);
 
-    // What arrived makes one recording: distance at each marker is a whole number of laps,
-    // and the distance covered is what the speed says.
+    // The newest sample is the one the last notification told of.
     CComPtr<IQvxData> distanceData = Data(distance), speedData = Data(listener.Speed);
-    for (long lap = 1; lap <= count; ++lap) {
-        qvx::time at = 0;
-        laps->GetLapTime(lap, &at);
-        EXPECT_NEAR(lap * lapLength, ValueAt(distanceData, at), 1.0);
-    }
-    double covered = ValueAt(distanceData, start + 100 * Second) - ValueAt(distanceData, start + 99 * Second);
-    double mean = 0;
-    for (int i = 0; i <= 100; ++i) mean += ValueAt(speedData, start + 99 * Second + i * Centisecond) / 101.0;
-    EXPECT_NEAR(mean, covered, 0.02 * mean);
     double latest = 0;
     CComPtr<IQvxData2> newest;
     ASSERT_EQ(S_OK, distanceData->QueryInterface(__uuidof(IQvxData2), newest.OutVoid()));
@@ -220,6 +207,29 @@ TEST_F(SimAcceptance, TheFaultSwitchAndCountersWorkThroughCom)
     long calls = 0;
     simulation->GetCallCount(name.Get(), &calls);
     EXPECT_EQ(2, calls);
+
+    // The balance of arrays: one handed out and kept locked, one destroyed.
+    auto figure = [&](const wchar_t* which) {
+        CBstr text(which);
+        long value = -1;
+        EXPECT_EQ(S_OK, simulation->GetCallCount(text.Get(), &value));
+        return value;
+    };
+    CComPtr<IQvxDataRecord> record;
+    ASSERT_EQ(S_OK, records->GetRecord(1, record.Out()));
+    CSafeArray kept, dropped;
+    ASSERT_EQ(S_OK, record->GetValues(kept.Out()));
+    ASSERT_EQ(S_OK, record->GetValues(dropped.Out()));
+    ASSERT_EQ(S_OK, SafeArrayLock(kept.Get()));
+    dropped = CSafeArray();
+    EXPECT_EQ(2, figure(L"Arrays.HandedOut"));
+    EXPECT_EQ(1, figure(L"Arrays.Destroyed"));
+    EXPECT_EQ(1, figure(L"Arrays.Outstanding"));
+    EXPECT_EQ(1, figure(L"Arrays.Locked"));
+    SafeArrayUnlock(kept.Get());
+    kept = CSafeArray();
+    EXPECT_EQ(0, figure(L"Arrays.Outstanding"));
+    EXPECT_EQ(0, figure(L"Arrays.Locked"));
 }
 
 TEST_F(SimAcceptance, EveryCreatableClassIsRegisteredAndMade)
@@ -241,23 +251,9 @@ TEST_F(SimAcceptance, AZoomStackAsAChartMakesItInItsConstruction)
     CComPtr<IQvxZoomStack> stack;
     ASSERT_EQ(S_OK, CoCreateInstance(CLSID_QvxZoomStack, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IQvxZoomStack),
                                      stack.OutVoid()));
-    class CReceiver : public CZoomStackNotifications3Receiver
-    {
-    public:
-        void OnRangeChanged(IQvxZoomStack*) override { Heard.push_back({"range"}); }
-    } receiver;
-    using CSink = CZoomStackNotifications3Sink<CBaseSingleSourceSink<IQvxZoomStackNotifications3>>;
-    auto sink = CreateSink<CSink>(&receiver);
-    ASSERT_TRUE(sink->Advise(stack));
-    qvx::time span = 300 * Second;
+    qvx::time span = 300 * Second, t = 0;
     EXPECT_EQ(S_OK, stack->SetFixedTimeSpan(VARIANT_TRUE, &span));
-    qvx::time t = 0;
-    VARIANT_BOOL zoomed = -1;
-    EXPECT_FAILED_HR(stack->GetTimeMinimum(&t));
-    EXPECT_FAILED_HR(stack->GetTimeMaximum(&t));
     EXPECT_FAILED_HR(stack->GetFullTimeSpan(&t));
-    EXPECT_EQ(S_OK, stack->GetIsZoomed(&zoomed));
-    EXPECT_EQ(VARIANT_FALSE, zoomed);
     // Given the live selection, it offers the data there is.
     CComPtr<IQvxOrvid> host = MakeHost();
     CComPtr<IQvxSimulation> simulation;
@@ -266,10 +262,8 @@ TEST_F(SimAcceptance, AZoomStackAsAChartMakesItInItsConstruction)
     EXPECT_EQ(S_OK, stack->SetReferenceSelection(LiveSelection(host)));
     EXPECT_EQ(S_OK, stack->GetFullTimeSpan(&t));
     EXPECT_EQ(12 * Second, t);
-    EXPECT_EQ(1u, Heard.size());
     CComPtr<IPersistStreamInit> persist;
     EXPECT_EQ(S_OK, stack->QueryInterface(IID_IPersistStreamInit, persist.OutVoid()));
-    CloseSink(sink, stack);
 }
 
 TEST_F(SimAcceptance, TheRegisteredLibraryKeepsTheOperationsInTheirSlots)

@@ -1,14 +1,19 @@
 // The substitute host's series: strict searches, values between and outside samples, records
-// that do not continue, arrays from any lower bound; and the simulated recording behind them.
+// that do not continue, arrays from any lower bound and their balance; and the simulated
+// recording behind them.
 #include <gtest/gtest.h>
 #include <cmath>
 #include <limits>
+#include "sim/HostArrays.h"
 #include "sim/Recording.h"
 #include "sim/Series.h"
 
 namespace {
 
 constexpr qvx::time Second = 10'000'000;
+constexpr qvx::time Min = std::numeric_limits<qvx::time>::min();
+constexpr qvx::time Max = std::numeric_limits<qvx::time>::max();
+const double Unchanged = -1.0;
 
 // Samples at 1000..1400 (values 0..40), a gap, then 2000..2200 (values 100..120).
 std::shared_ptr<CChannelData> GappedData()
@@ -27,20 +32,6 @@ CObjectPtr<CSeries> SeriesOver(std::shared_ptr<CChannelData> data)
     return series;
 }
 
-struct CFound
-{
-    HRESULT Status;
-    long Record;
-    long Index;
-};
-
-CFound Locate(IQvxData* data, qvx::time time, long direction)
-{
-    CFound found{E_FAIL, -99, -99};
-    found.Status = data->LocateSample(time, direction, 0, &found.Record, &found.Index);
-    return found;
-}
-
 CComPtr<IQvxDataRecord> RecordOf(IQvxData* data, long number)
 {
     CComPtr<IQvxDataRecords> records;
@@ -52,120 +43,92 @@ CComPtr<IQvxDataRecord> RecordOf(IQvxData* data, long number)
 
 } // namespace
 
-TEST(SimSeries, DirectionsZeroAndOneAreStrict)
+TEST(SimSeries, LocateSampleIsStrictAndLeavesItsOutsWhenThereIsNone)
 {
+    struct CRow
+    {
+        const char* Name;
+        qvx::time Time;
+        long Direction;
+        HRESULT Status;
+        long Record, Index;
+    };
+    const CRow rows[] = {
+        {"after a sample skips it", 1100, 0, S_OK, 1, 2},
+        {"before a sample skips it", 1100, 1, S_OK, 1, 0},
+        {"after, between samples", 1150, 0, S_OK, 1, 2},
+        {"before, between samples", 1150, 1, S_OK, 1, 1},
+        {"after, across the gap", 1400, 0, S_OK, 2, 0},
+        {"before, back across the gap", 2000, 1, S_OK, 1, 4},
+        {"nothing before the first", 1000, 1, S_FALSE, -9, -9},
+        {"nothing after the last", 2200, 0, S_FALSE, -9, -9},
+        {"after the smallest time", Min, 0, S_OK, 1, 0},
+        {"before the largest time", Max, 1, S_OK, 2, 2},
+        {"nothing after the largest time", Max, 0, S_FALSE, -9, -9},
+        {"no such direction", 1100, 3, E_INVALIDARG, -9, -9},
+    };
     auto series = SeriesOver(GappedData());
-    // At a sample's time, after and before skip that sample.
-    CFound after = Locate(series, 1100, 0);
-    EXPECT_EQ(S_OK, after.Status);
-    EXPECT_EQ(1, after.Record);
-    EXPECT_EQ(2, after.Index);
-    CFound before = Locate(series, 1100, 1);
-    EXPECT_EQ(0, before.Index);
-    // Between samples.
-    EXPECT_EQ(2, Locate(series, 1150, 0).Index);
-    EXPECT_EQ(1, Locate(series, 1150, 1).Index);
-    // Across the gap, into the next record and back.
-    CFound next = Locate(series, 1400, 0);
-    EXPECT_EQ(2, next.Record);
-    EXPECT_EQ(0, next.Index);
-    CFound back = Locate(series, 2000, 1);
-    EXPECT_EQ(1, back.Record);
-    EXPECT_EQ(4, back.Index);
+    for (const CRow& row : rows) {
+        long record = -9, index = -9;
+        EXPECT_EQ(row.Status, series->LocateSample(row.Time, row.Direction, 0, &record, &index)) << row.Name;
+        EXPECT_EQ(row.Record, record) << row.Name;
+        EXPECT_EQ(row.Index, index) << row.Name;
+    }
 }
 
-TEST(SimSeries, NothingBeyondTheEndsIsANonZeroStatusWithOutsUntouched)
+TEST(SimSeries, FindSampleAndSampleTimeTakeTheNearestOrFail)
 {
+    struct CRow
+    {
+        qvx::time Time;
+        long Direction;
+        HRESULT Status;
+        qvx::time Found;
+    };
+    // Nearest counts a sample at the time, and takes the earlier one on a tie.
+    const CRow rows[] = {{1200, 2, S_OK, 1200}, {1149, 2, S_OK, 1100}, {1150, 2, S_OK, 1100}, {1151, 2, S_OK, 1200},
+                         {-5, 2, S_OK, 1000},   {9999, 2, S_OK, 2200},  {1200, 0, S_OK, 1300}, {1200, 1, S_OK, 1100},
+                         {2200, 0, E_FAIL, 42}, {1000, 1, E_FAIL, 42}};
     auto series = SeriesOver(GappedData());
-    CFound none = Locate(series, 1000, 1);
-    EXPECT_EQ(S_FALSE, none.Status);
-    EXPECT_EQ(-99, none.Record);
-    EXPECT_EQ(S_FALSE, Locate(series, 2200, 0).Status);
-    // The extreme times of the type do not overflow.
-    CFound first = Locate(series, std::numeric_limits<qvx::time>::min(), 0);
-    EXPECT_EQ(S_OK, first.Status);
-    EXPECT_EQ(1, first.Record);
-    EXPECT_EQ(0, first.Index);
-    CFound last = Locate(series, std::numeric_limits<qvx::time>::max(), 1);
-    EXPECT_EQ(2, last.Record);
-    EXPECT_EQ(2, last.Index);
-    EXPECT_EQ(S_FALSE, Locate(series, std::numeric_limits<qvx::time>::max(), 0).Status);
-    EXPECT_EQ(E_INVALIDARG, Locate(series, 1100, 3).Status);
-    long r = 0;
-    EXPECT_EQ(E_POINTER, series->LocateSample(1100, 0, 0, &r, nullptr));
-}
-
-TEST(SimSeries, NearestCountsTheSampleAtTheTimeAndPrefersTheEarlierOnATie)
-{
-    auto series = SeriesOver(GappedData());
-    qvx::time t = 0;
-    double v = 0;
-    EXPECT_EQ(S_OK, series->FindSample(1200, 2, 0, &t, &v));
-    EXPECT_EQ(1200, t);
-    EXPECT_EQ(20.0, v);
-    series->FindSample(1149, 2, 0, &t, &v);
-    EXPECT_EQ(1100, t);
-    series->FindSample(1150, 2, 0, &t, &v);
-    EXPECT_EQ(1100, t);
-    series->FindSample(1151, 2, 0, &t, &v);
-    EXPECT_EQ(1200, t);
-    series->FindSample(-5, 2, 0, &t, &v);
-    EXPECT_EQ(1000, t);
-    series->FindSample(9999, 2, 0, &t, &v);
-    EXPECT_EQ(2200, t);
-    EXPECT_EQ(S_OK, series->GetSampleTime(1200, 0, 0, &t));
-    EXPECT_EQ(1300, t);
-    EXPECT_EQ(S_OK, series->GetSampleTime(1200, 1, 0, &t));
-    EXPECT_EQ(1100, t);
-}
-
-TEST(SimSeries, FindSampleAndSampleTimeFailWhenThereIsNone)
-{
-    auto series = SeriesOver(GappedData());
-    qvx::time t = 42;
-    double v = 4.2;
-    EXPECT_EQ(E_FAIL, series->FindSample(2200, 0, 0, &t, &v));
-    EXPECT_EQ(E_FAIL, series->GetSampleTime(1000, 1, 0, &t));
-    EXPECT_EQ(42, t);
-    EXPECT_EQ(4.2, v);
+    for (const CRow& row : rows) {
+        qvx::time found = 42, sampleTime = 42;
+        double value = Unchanged;
+        EXPECT_EQ(row.Status, series->FindSample(row.Time, row.Direction, 0, &found, &value)) << row.Time;
+        EXPECT_EQ(row.Status, series->GetSampleTime(row.Time, row.Direction, 0, &sampleTime)) << row.Time;
+        EXPECT_EQ(row.Found, found) << row.Time;
+        EXPECT_EQ(row.Found, sampleTime) << row.Time;
+        if (row.Status != S_OK) EXPECT_EQ(Unchanged, value) << row.Time;
+    }
     auto empty = SeriesOver(std::make_shared<CChannelData>());
+    qvx::time t = 0;
+    double v = Unchanged;
     EXPECT_EQ(E_FAIL, empty->FindSample(0, 2, 0, &t, &v));
+    EXPECT_EQ(E_FAIL, empty->GetLatestValue(&v));
+    EXPECT_EQ(Unchanged, v);
 }
 
-TEST(SimSeries, ValueAtASampleIsExactAndBetweenSamplesInterpolatedOrHeld)
+TEST(SimSeries, ValueAtIsExactAtSamplesInterpolatedOrHeldBetweenAndFailsOutside)
 {
+    struct CRow
+    {
+        qvx::time Time;
+        long Mode;
+        HRESULT Status;
+        double Value;
+    };
+    const CRow rows[] = {
+        {1100, 2, S_OK, 10.0},   {1100, 1, S_OK, 10.0},   {1125, 2, S_FALSE, 12.5}, {1125, 1, S_FALSE, 10.0},
+        {1125, 7, S_FALSE, 10.0}, {1125, 0, S_FALSE, 20.0}, {1000, 2, S_OK, 0.0},     {2200, 2, S_OK, 120.0},
+        {2000, 2, S_OK, 100.0},  {999, 2, E_FAIL, Unchanged}, {2201, 1, E_FAIL, Unchanged},
+        // Inside the gap.
+        {1700, 2, E_FAIL, Unchanged}, {1401, 1, E_FAIL, Unchanged},
+    };
     auto series = SeriesOver(GappedData());
-    double v = 0;
-    EXPECT_EQ(S_OK, series->GetValueAt(1100, 2, 0, &v));
-    EXPECT_EQ(10.0, v);
-    EXPECT_EQ(S_OK, series->GetValueAt(1100, 1, 0, &v));
-    EXPECT_EQ(10.0, v);
-    EXPECT_EQ(S_FALSE, series->GetValueAt(1125, 2, 0, &v));
-    EXPECT_DOUBLE_EQ(12.5, v);
-    // Held readings: the last sample for any mode but 0, which takes the next.
-    EXPECT_EQ(S_FALSE, series->GetValueAt(1125, 1, 0, &v));
-    EXPECT_EQ(10.0, v);
-    EXPECT_EQ(S_FALSE, series->GetValueAt(1125, 7, 0, &v));
-    EXPECT_EQ(10.0, v);
-    EXPECT_EQ(S_FALSE, series->GetValueAt(1125, 0, 0, &v));
-    EXPECT_EQ(20.0, v);
-    EXPECT_EQ(S_OK, series->GetValueAt(1000, 2, 0, &v));
-    EXPECT_EQ(0.0, v);
-    EXPECT_EQ(S_OK, series->GetValueAt(2200, 2, 0, &v));
-    EXPECT_EQ(120.0, v);
-}
-
-TEST(SimSeries, ValueOutsideTheDataOrInAGapFailsAndLeavesTheOut)
-{
-    auto series = SeriesOver(GappedData());
-    double v = -1.0;
-    EXPECT_EQ(E_FAIL, series->GetValueAt(999, 2, 0, &v));
-    EXPECT_EQ(E_FAIL, series->GetValueAt(2201, 1, 0, &v));
-    EXPECT_EQ(E_FAIL, series->GetValueAt(1700, 2, 0, &v));
-    EXPECT_EQ(E_FAIL, series->GetValueAt(1401, 1, 0, &v));
-    EXPECT_EQ(-1.0, v);
-    EXPECT_EQ(S_OK, series->GetValueAt(2000, 2, 0, &v));
-    EXPECT_EQ(100.0, v);
+    for (const CRow& row : rows) {
+        double value = Unchanged;
+        EXPECT_EQ(row.Status, series->GetValueAt(row.Time, row.Mode, 0, &value)) << row.Time << " mode " << row.Mode;
+        EXPECT_DOUBLE_EQ(row.Value, value) << row.Time << " mode " << row.Mode;
+    }
 }
 
 TEST(SimSeries, RecordsShowTheGapAndTheirArraysStartAtAlternatingBounds)
@@ -177,16 +140,15 @@ TEST(SimSeries, RecordsShowTheGapAndTheirArraysStartAtAlternatingBounds)
     records->GetCount(&count);
     EXPECT_EQ(2, count);
     CComPtr<IQvxDataRecord> none;
-    EXPECT_EQ(E_INVALIDARG, records->GetRecord(0, none.Out()));
     EXPECT_EQ(E_INVALIDARG, records->GetRecord(3, none.Out()));
 
     CComPtr<IQvxDataRecord> second = RecordOf(series, 2);
     EXPECT_EQ(second.Get(), RecordOf(series, 2).Get());   // a record keeps its identity
-    VARIANT_BOOL flag = 1;
-    second->GetIsContinuous(&flag);
-    EXPECT_EQ(VARIANT_FALSE, flag);
-    second->GetIsPeriodic(&flag);
-    EXPECT_EQ(VARIANT_BOOL(-1), flag);
+    VARIANT_BOOL continuous = 1, periodic = 1;
+    second->GetIsContinuous(&continuous);
+    second->GetIsPeriodic(&periodic);
+    EXPECT_EQ(VARIANT_FALSE, continuous);
+    EXPECT_EQ(VARIANT_TRUE, periodic);
     qvx::time start = 0, period = 0;
     second->GetStartTime(&start);
     second->GetPeriod(&period);
@@ -196,12 +158,11 @@ TEST(SimSeries, RecordsShowTheGapAndTheirArraysStartAtAlternatingBounds)
     for (long number : {1L, 2L}) {
         CSafeArray values;
         ASSERT_EQ(S_OK, RecordOf(series, number)->GetValues(values.Out()));
-        LONG lower = -1, upper = -1;
+        LONG lower = -1;
         SafeArrayGetLBound(values.Get(), 1, &lower);
-        SafeArrayGetUBound(values.Get(), 1, &upper);
         EXPECT_EQ(number == 1 ? 1 : 0, lower);
-        EXPECT_EQ(number == 1 ? 5 : 3, upper - lower + 1);
         CSafeArrayAccess<double> access(values.Get());
+        EXPECT_EQ(number == 1 ? 5u : 3u, access.Size());
         EXPECT_EQ(number == 1 ? 0.0 : 100.0, access[0]);
     }
     CSafeArray times;
@@ -209,6 +170,29 @@ TEST(SimSeries, RecordsShowTheGapAndTheirArraysStartAtAlternatingBounds)
     CSafeArrayAccess<qvx::time> access(times.Get());
     ASSERT_EQ(5u, access.Size());
     EXPECT_EQ(1400, access[4]);
+}
+
+TEST(SimSeries, TheBalanceOfArraysSeesWhatIsLeftLockedOrNotDestroyed)
+{
+    auto series = SeriesOver(GappedData());
+    CComPtr<IQvxDataRecord> record = RecordOf(series, 1);
+    CHostArrays::Reset();
+    CSafeArray values, times;
+    ASSERT_EQ(S_OK, record->GetValues(values.Out()));
+    ASSERT_EQ(S_OK, record->GetTimes(times.Out()));
+    ASSERT_EQ(S_OK, SafeArrayLock(values.Get()));
+    CArrayBalance balance = CHostArrays::Balance();
+    EXPECT_TRUE(balance.Watching);
+    EXPECT_EQ(2, balance.HandedOut);
+    EXPECT_EQ(1, balance.Locked);
+    EXPECT_FALSE(balance.Balanced());
+    // A locked array cannot be destroyed.
+    EXPECT_EQ(DISP_E_ARRAYISLOCKED, SafeArrayDestroy(values.Get()));
+    times = CSafeArray();
+    EXPECT_EQ(1, CHostArrays::Balance().Outstanding());
+    SafeArrayUnlock(values.Get());
+    values = CSafeArray();
+    EXPECT_TRUE(CHostArrays::Balance().Balanced());
 }
 
 TEST(SimSeries, LongRunsAreCutIntoRecordsThatContinue)
@@ -219,16 +203,12 @@ TEST(SimSeries, LongRunsAreCutIntoRecordsThatContinue)
     auto series = SeriesOver(data);
     VARIANT_BOOL continuous = 0;
     ASSERT_EQ(S_OK, RecordOf(series, 2)->GetIsContinuous(&continuous));
-    EXPECT_EQ(VARIANT_BOOL(-1), continuous);
-    // Between the last sample of one record and the first of the next the value is
-    // interpolated: no gap lies there.
-    qvx::time boundary = qvx::time(CChannelData::RecordLength - 1) * 10;
+    EXPECT_EQ(VARIANT_TRUE, continuous);
+    // Between the records the value is interpolated: no gap lies there.
+    const qvx::time boundary = qvx::time(CChannelData::RecordLength - 1) * 10;
     double v = 0;
     EXPECT_EQ(S_FALSE, series->GetValueAt(boundary + 5, 2, 0, &v));
     EXPECT_DOUBLE_EQ(double(CChannelData::RecordLength) - 0.5, v);
-    CFound next = Locate(series, boundary, 0);
-    EXPECT_EQ(2, next.Record);
-    EXPECT_EQ(0, next.Index);
     EXPECT_EQ(S_OK, series->GetLatestValue(&v));
     EXPECT_EQ(double(n - 1), v);
 }
@@ -236,54 +216,41 @@ TEST(SimSeries, LongRunsAreCutIntoRecordsThatContinue)
 TEST(SimSeries, AperiodicRecordsHaveTimesAndNoPeriod)
 {
     auto data = std::make_shared<CChannelData>();
-    data->Append(10, 1.0, false, 0, false);
-    data->Append(25, 2.0, false, 0, false);
-    data->Append(45, 3.0, false, 0, false);
+    for (qvx::time t : {10, 25, 45}) data->Append(t, double(t), false, 0, false);
     auto series = SeriesOver(data);
-    CComPtr<IQvxDataRecord> record = RecordOf(series, 1);
     VARIANT_BOOL periodic = -1;
-    record->GetIsPeriodic(&periodic);
-    EXPECT_EQ(VARIANT_FALSE, periodic);
     qvx::time period = 7;
-    EXPECT_EQ(E_FAIL, record->GetPeriod(&period));
-    EXPECT_EQ(0, Locate(series, 25, 1).Index);
-    EXPECT_EQ(2, Locate(series, 25, 0).Index);
+    RecordOf(series, 1)->GetIsPeriodic(&periodic);
+    EXPECT_EQ(VARIANT_FALSE, periodic);
+    EXPECT_EQ(E_FAIL, RecordOf(series, 1)->GetPeriod(&period));
+    long record = 0, index = 0;
+    series->LocateSample(25, 0, 0, &record, &index);
+    EXPECT_EQ(2, index);
     double v = 0;
     EXPECT_EQ(S_FALSE, series->GetValueAt(35, 2, 0, &v));
-    EXPECT_DOUBLE_EQ(2.5, v);
+    EXPECT_DOUBLE_EQ(35.0, v);
 }
 
 TEST(SimSeries, TimeOfAValueOnAMonotonicSeries)
 {
+    struct CRow
+    {
+        double Value;
+        long Mode, Flag;
+        HRESULT Status;
+        qvx::time Time;
+    };
+    const CRow rows[] = {{15.0, 2, 0, S_OK, 150},         {15.0, 6, 0, S_OK, 200},         {10.0, 2, 0, S_OK, 100},
+                         {-1.0, 2, 0, E_FAIL, -1},        {-1.0, 2, 1, S_FALSE, 0},        {25.0, 2, 1, S_FALSE, 200},
+                         {std::nan(""), 2, 0, E_INVALIDARG, -1}, {5.0, 3, 0, E_INVALIDARG, -1}};
     auto data = std::make_shared<CChannelData>();
     for (int i = 0; i < 3; ++i) data->Append(i * 100, i * 10.0, true, 100, false);
     auto series = SeriesOver(data);
-    qvx::time t = -1;
-    EXPECT_EQ(S_OK, series->FindTimeOfValue(15.0, 2, 0, &t));
-    EXPECT_EQ(150, t);
-    EXPECT_EQ(S_OK, series->FindTimeOfValue(15.0, 6, 0, &t));
-    EXPECT_EQ(200, t);
-    EXPECT_EQ(S_OK, series->FindTimeOfValue(10.0, 2, 0, &t));
-    EXPECT_EQ(100, t);
-    t = -1;
-    EXPECT_EQ(E_FAIL, series->FindTimeOfValue(-1.0, 2, 0, &t));
-    EXPECT_EQ(-1, t);
-    EXPECT_EQ(S_FALSE, series->FindTimeOfValue(-1.0, 2, 1, &t));
-    EXPECT_EQ(0, t);
-    EXPECT_EQ(S_FALSE, series->FindTimeOfValue(25.0, 2, 1, &t));
-    EXPECT_EQ(200, t);
-    EXPECT_EQ(E_INVALIDARG, series->FindTimeOfValue(std::nan(""), 2, 0, &t));
-    EXPECT_EQ(E_INVALIDARG, series->FindTimeOfValue(5.0, 3, 0, &t));
-}
-
-TEST(SimSeries, LatestValueOfAnEmptySeriesFails)
-{
-    auto series = SeriesOver(std::make_shared<CChannelData>());
-    double v = 8.0;
-    EXPECT_EQ(E_FAIL, series->GetLatestValue(&v));
-    EXPECT_EQ(8.0, v);
-    CComPtr<IQvxData> base;
-    EXPECT_EQ(S_OK, series->QueryInterface(__uuidof(IQvxData), base.OutVoid()));
+    for (const CRow& row : rows) {
+        qvx::time t = -1;
+        EXPECT_EQ(row.Status, series->FindTimeOfValue(row.Value, row.Mode, row.Flag, &t)) << row.Value;
+        EXPECT_EQ(row.Time, t) << row.Value << " mode " << row.Mode;
+    }
 }
 
 // --- the simulated recording ---
@@ -291,13 +258,9 @@ TEST(SimSeries, LatestValueOfAnEmptySeriesFails)
 TEST(SimRecording, TheSameSeedGivesTheSameSamplesAndAnotherSeedOthers)
 {
     CRecording a(5, 0, 30 * Second, false), b(5, 0, 30 * Second, false), c(6, 0, 30 * Second, false);
-    int speed = FindChannelDefinition(L"speed");
-    ASSERT_GE(speed, 0);
-    auto va = a.Channel(size_t(speed))->Records()[0].Values;
-    auto vb = b.Channel(size_t(speed))->Records()[0].Values;
-    auto vc = c.Channel(size_t(speed))->Records()[0].Values;
-    EXPECT_EQ(va, vb);
-    EXPECT_NE(va, vc);
+    const size_t speed = size_t(FindChannelDefinition(L"speed"));
+    EXPECT_EQ(a.Channel(speed)->Records()[0].Values, b.Channel(speed)->Records()[0].Values);
+    EXPECT_NE(a.Channel(speed)->Records()[0].Values, c.Channel(speed)->Records()[0].Values);
 }
 
 TEST(SimRecording, PeriodicSamplesLieOnTheirPeriodFromTheStart)
@@ -309,9 +272,8 @@ TEST(SimRecording, PeriodicSamplesLieOnTheirPeriodFromTheStart)
         if (d.Sampling != CSampling::Periodic) continue;
         auto data = recording.Channel(i);
         EXPECT_EQ(size_t(10 * Second / d.Period + 1), data->SampleCount()) << d.Name;
-        const auto& first = data->Records().front();
-        EXPECT_EQ(start, first.Start) << d.Name;
-        EXPECT_EQ(d.Period, first.Period) << d.Name;
+        EXPECT_EQ(start, data->Records().front().Start) << d.Name;
+        EXPECT_EQ(d.Period, data->Records().front().Period) << d.Name;
     }
 }
 
@@ -321,12 +283,8 @@ TEST(SimRecording, DistanceGrowsAndLapsFallWhereItPassesEachLapLength)
     auto distance = recording.Channel(size_t(FindChannelDefinition(L"Distance")));
     CChannelData::CPosition at, next;
     ASSERT_TRUE(distance->First(at));
-    next = at;
-    while (distance->Next(next)) {
-        ASSERT_LE(distance->ValueOf(at), distance->ValueOf(next));
-        at = next;
-    }
-    long laps = recording.LapCount();
+    for (next = at; distance->Next(next); at = next) ASSERT_LE(distance->ValueOf(at), distance->ValueOf(next));
+    const long laps = recording.LapCount();
     ASSERT_GE(laps, 2);
     auto series = SeriesOver(distance);
     for (long lap = 1; lap <= laps; ++lap) {
@@ -335,7 +293,6 @@ TEST(SimRecording, DistanceGrowsAndLapsFallWhereItPassesEachLapLength)
         // Within the distance of one sample at top speed.
         EXPECT_NEAR(lap * CTrackModel::LapLength, value, 1.0) << lap;
     }
-    EXPECT_LT(recording.LapTime(1), recording.LapTime(2));
 }
 
 TEST(SimRecording, SpeedIsTheRateOfDistance)
@@ -352,44 +309,33 @@ TEST(SimRecording, SpeedIsTheRateOfDistance)
     }
 }
 
-TEST(SimRecording, GpsDropOutsMakeRecordsThatDoNotContinue)
-{
-    CRecording recording(1, 0, 60 * Second, false);
-    auto gps = recording.Channel(size_t(FindChannelDefinition(L"GPS speed")));
-    const auto& records = gps->Records();
-    ASSERT_GE(records.size(), 3u);
-    EXPECT_FALSE(records[1].Continuous);
-    // The first sample after a drop-out lies more than a period after the last one before.
-    EXPECT_GT(records[1].First() - records[0].Last(), records[0].Period);
-}
-
-TEST(SimRecording, FuelFlowHasNaNWhileTheInjectorsAreCut)
+TEST(SimRecording, ChannelsOfTheirOwnKind)
 {
     CRecording recording(1, 0, 70 * Second, false);
-    const auto& values = recording.Channel(size_t(FindChannelDefinition(L"Fuel flow")))->Records()[0].Values;
-    size_t nan = 0;
-    for (double v : values) nan += std::isnan(v) ? 1 : 0;
-    EXPECT_GT(nan, 0u);
-    EXPECT_LT(nan, values.size());
-}
-
-TEST(SimRecording, TyrePressureSamplesAreAperiodic)
-{
-    CRecording recording(1, 0, 60 * Second, false);
-    const auto& record = recording.Channel(size_t(FindChannelDefinition(L"Tyre pressure FL")))->Records()[0];
-    ASSERT_FALSE(record.Periodic);
-    ASSERT_GE(record.Times.size(), 40u);
-    for (size_t i = 1; i < record.Times.size(); ++i) {
-        qvx::time gap = record.Times[i] - record.Times[i - 1];
-        EXPECT_GE(gap, 2 * Second / 10);
-        EXPECT_LE(gap, 14 * Second / 10);
+    // GPS drop-outs: records that do not continue, more than a period apart.
+    const auto& gps = recording.Channel(size_t(FindChannelDefinition(L"GPS speed")))->Records();
+    ASSERT_GE(gps.size(), 3u);
+    EXPECT_FALSE(gps[1].Continuous);
+    EXPECT_GT(gps[1].First() - gps[0].Last(), gps[0].Period);
+    // Fuel flow: NaN while the injectors are cut.
+    const auto& fuel = recording.Channel(size_t(FindChannelDefinition(L"Fuel flow")))->Records()[0].Values;
+    const auto nan = std::count_if(fuel.begin(), fuel.end(), [](double v) { return std::isnan(v); });
+    EXPECT_GT(nan, 0);
+    EXPECT_LT(size_t(nan), fuel.size());
+    // Tyre pressure: aperiodic, 0.2 to 1.4 s apart.
+    const auto& tyre = recording.Channel(size_t(FindChannelDefinition(L"Tyre pressure FL")))->Records()[0];
+    ASSERT_FALSE(tyre.Periodic);
+    ASSERT_GE(tyre.Times.size(), 40u);
+    for (size_t i = 1; i < tyre.Times.size(); ++i) {
+        EXPECT_GE(tyre.Times[i] - tyre.Times[i - 1], 2 * Second / 10);
+        EXPECT_LE(tyre.Times[i] - tyre.Times[i - 1], 14 * Second / 10);
     }
 }
 
 TEST(SimRecording, LiveAdvanceReportsTheSpanOfNewSamples)
 {
     CRecording recording(1, 500, 0, true);
-    size_t speed = size_t(FindChannelDefinition(L"Speed"));
+    const size_t speed = size_t(FindChannelDefinition(L"Speed"));
     EXPECT_EQ(1u, recording.Channel(speed)->SampleCount());   // the sample at the start
     CRecording::CAdvance step = recording.Advance(Second);
     ASSERT_EQ(1u, step.Channels.size());
@@ -397,7 +343,6 @@ TEST(SimRecording, LiveAdvanceReportsTheSpanOfNewSamples)
     EXPECT_EQ(500 + Second / 100, step.Channels[0].From);
     EXPECT_EQ(500 + Second, step.Channels[0].To);
     EXPECT_EQ(101u, recording.Channel(speed)->SampleCount());
-    EXPECT_EQ(500 + Second, recording.End());
     // Channels that nobody uses are made when first asked for, complete.
     EXPECT_EQ(1001u, recording.Channel(size_t(FindChannelDefinition(L"RPM")))->SampleCount());
 }
@@ -405,19 +350,16 @@ TEST(SimRecording, LiveAdvanceReportsTheSpanOfNewSamples)
 TEST(SimRecording, WarningsAreOnOfferFromTheirFirstEvent)
 {
     CRecording recording(1, 0, 0, true);
-    size_t warnings = 2;
+    const size_t warnings = 2;
     ASSERT_STREQ(L"Warnings", EventDefinitions()[warnings].Name);
     EXPECT_TRUE(recording.IsEventSetOffered(0));
     EXPECT_FALSE(recording.IsEventSetOffered(warnings));
     bool offered = false;
     for (int step = 0; step < 600 && !offered; ++step) {
-        CRecording::CAdvance advance = recording.Advance(Second);
-        for (size_t set : advance.OfferedSets) offered |= set == warnings;
+        for (size_t set : recording.Advance(Second).OfferedSets) offered |= set == warnings;
     }
     ASSERT_TRUE(offered);
     const auto& events = recording.EventSet(warnings)->Events();
     ASSERT_FALSE(events.empty());
     EXPECT_LE(events.back().Time, recording.End());
-    const auto& shifts = recording.EventSet(0)->Events();
-    for (size_t i = 1; i < shifts.size(); ++i) EXPECT_LE(shifts[i - 1].Time, shifts[i].Time);
 }

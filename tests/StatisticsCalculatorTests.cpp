@@ -1,11 +1,14 @@
 // Statistics calculators against series with exactly known samples: edges, breaks, values that
-// are not finite, full bins, what is read again after a change, and a randomized comparison
-// with a computation over all samples.
+// are not finite, full bins, what is read again after a change, the arrays that are read, and a
+// randomized comparison with a computation over all samples.
 #include <gtest/gtest.h>
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <limits>
+#include <memory>
 #include <random>
+#include "sim/HostArrays.h"
 #include "statistics/DistanceCursor.h"
 #include "statistics/StatisticsCalculator.h"
 #include "tests/TestSeries.h"
@@ -31,149 +34,150 @@ std::vector<double> Ramp(int count, double first = 0.0)
     return values;
 }
 
-// The results of a calculator, for comparing two of them.
-struct CResults
+// The results of a calculator and of a fresh one over the same range must agree.
+template <class Calculator>
+void ExpectSameAsFresh(const Calculator& c, IQvxData2* series, qvx::time from, qvx::time to, LONG binSize)
+{
+    Calculator fresh(binSize);
+    fresh.Calculate(series, from, to);
+    EXPECT_EQ(c.Valid, fresh.Valid);
+    EXPECT_EQ(c.Minimum, fresh.Minimum);
+    EXPECT_EQ(c.Maximum, fresh.Maximum);
+    EXPECT_EQ(c.MinimumTime, fresh.MinimumTime);
+    EXPECT_EQ(c.MaximumTime, fresh.MaximumTime);
+    EXPECT_NEAR(c.Mean, fresh.Mean, 1e-9);
+    EXPECT_EQ(c.HasGap, fresh.HasGap);
+}
+
+// One calculation by a new calculator: its results and the counts of its bins.
+struct CRun
 {
     BOOL Valid;
     double Minimum, Maximum, Mean;
     qvx::time MinimumTime, MaximumTime;
     BOOL HasGap;
+    std::vector<LONG> Counts;
 };
 
-CResults ResultsOf(const CBaseStatisticsCalculator& c)
+template <class Calculator>
+CRun CalculateOnce(IQvxData2* series, LONG binSize, qvx::time from, qvx::time to)
 {
-    return {c.Valid, c.Minimum, c.Maximum, c.Mean, c.MinimumTime, c.MaximumTime, c.HasGap};
+    Calculator c(binSize);
+    c.Calculate(series, from, to);
+    CRun run{c.Valid, c.Minimum, c.Maximum, c.Mean, c.MinimumTime, c.MaximumTime, c.HasGap, {}};
+    for (const auto& bin : c.Bins) run.Counts.push_back(bin->Count);
+    return run;
 }
 
-void ExpectSameResults(const CResults& a, const CResults& b)
+// Periodic records of ten samples at 0, 100, 200 ...: record r holds r*10 .. r*10+9.
+CTestSeriesPtr TenSampleRecords(int records)
 {
-    EXPECT_EQ(a.Valid, b.Valid);
-    EXPECT_EQ(a.Minimum, b.Minimum);
-    EXPECT_EQ(a.Maximum, b.Maximum);
-    EXPECT_EQ(a.MinimumTime, b.MinimumTime);
-    EXPECT_EQ(a.MaximumTime, b.MaximumTime);
-    EXPECT_NEAR(a.Mean, b.Mean, 1e-9);
-    EXPECT_EQ(a.HasGap, b.HasGap);
+    auto series = CTestSeries::Create();
+    for (int r = 0; r < records; ++r) series->AddPeriodic(r * 100, 10, Ramp(10, r * 10.0));
+    return series;
 }
+
+// Every test ends with each array that the series handed out destroyed and none left locked.
+class StatisticsCalculator : public ::testing::Test
+{
+protected:
+    void SetUp() override { CHostArrays::Reset(); }
+    void TearDown() override
+    {
+        const CArrayBalance balance = CHostArrays::Balance();
+        EXPECT_TRUE(balance.Watching);
+        EXPECT_EQ(balance.Outstanding(), 0) << "arrays not destroyed, of " << balance.HandedOut;
+        EXPECT_EQ(balance.Locked, 0) << "arrays left locked";
+    }
+};
 
 } // namespace
 
-TEST(StatisticsCalculator, EmptySeriesIsNotValid)
+TEST_F(StatisticsCalculator, ResultsOfOneCalculation)
 {
-    auto series = CTestSeries::Create();
-    CFiniteMinMax calculator(1000);
-    calculator.Calculate(series, 0, 1000);
-    EXPECT_FALSE(calculator.Valid);
-    EXPECT_TRUE(calculator.Bins.empty());
+    using CRunOf = CRun (*)(IQvxData2*, LONG, qvx::time, qvx::time);
+    struct CRow
+    {
+        const char* Name;
+        std::function<void(CTestSeries&)> Fill;
+        CRunOf Run;
+        LONG BinSize;
+        qvx::time From, To;
+        BOOL Valid;
+        double Minimum;
+        qvx::time MinimumTime;
+        double Maximum;
+        qvx::time MaximumTime;
+        double Mean;   // NaN: not checked
+        BOOL HasGap;
+        std::vector<LONG> Counts;   // of the bins
+    };
+    const auto aperiodic = [](std::vector<qvx::time> t, std::vector<double> v) {
+        return [t, v](CTestSeries& s) { s.AddAperiodic(t, v); };
+    };
+    const auto periodic = [](std::vector<double> v) { return [v](CTestSeries& s) { s.AddPeriodic(0, 10, v); }; };
+    const auto broken = [](CTestSeries& s) {
+        s.AddPeriodic(0, 10, {1.0, 1.0, 1.0, 1.0});
+        s.AddPeriodic(100, 10, {3.0, 3.0, 3.0, 3.0}, false);
+    };
+    const auto bounds = [](CTestSeries& s) {
+        s.AddAperiodic({5, 10, 20}, {3.0, -1.0, 4.0}, true, 1);
+        s.AddPeriodic(30, 10, {2.0, 8.0, 0.0}, true, -3);
+    };
+    const std::vector<double> ties{5.0, 1.0, 9.0, 1.0, 9.0, 5.0, 1.0}, odd{NaN, 3.0, Inf, -2.0, NaN, 7.0, -Inf, 1.0};
+    const CRow rows[] = {
+        {"an empty series", [](CTestSeries&) {}, CalculateOnce<CFiniteMinMax>, 1000, 0, 1000, FALSE, 0, 0, 0, 0, NaN, FALSE, {}},
+        {"a range that ends before it starts", periodic({4.0, -3.0}), CalculateOnce<CLinearTime>, 150, 0, -100, FALSE, 0, 0, 0, 0, NaN,
+         FALSE, {}},
+        {"the whole time axis", aperiodic({-50, -40, -30}, {4.0, -3.0, 8.0}), CalculateOnce<CLinearTime>, 150, INT64_MIN, INT64_MAX,
+         TRUE, -3.0, -40, 8.0, -30, NaN, FALSE, {3}},
+        {"one sample in the range", aperiodic({10, 50, 90}, {1.0, 5.0, 9.0}), CalculateOnce<CLinearTime>, 150, 40, 60, TRUE, 5.0, 50,
+         5.0, 50, 5.0, FALSE, {1}},
+        // The two interpolated edges make one bin.
+        {"a range between two samples", aperiodic({0, 100}, {0.0, 10.0}), CalculateOnce<CLinearTime>, 150, 20, 60, TRUE, 2.0, 20, 6.0,
+         60, 4.0, FALSE, {2}},
+        {"held values", periodic({0.0, 10.0, 10.0}), CalculateOnce<CHoldTime>, 150, 0, 20, TRUE, 0.0, 0, 10.0, 10, 5.0, FALSE, {3}},
+        // The edge at 5 is a linear 5 even for held values, held to 20.
+        {"held values from an edge", periodic({0.0, 10.0, 10.0}), CalculateOnce<CHoldTime>, 150, 5, 20, TRUE, 5.0, 5, 10.0, 10,
+         (5.0 * 5 + 10.0 * 10) / 15, FALSE, {3}},
+        {"values that are not finite left out", periodic(odd), CalculateOnce<CFiniteMinMax>, 1000, 0, 70, TRUE, -2.0, 30, 7.0, 50, NaN,
+         FALSE, {4}},
+        // A NaN first in the bin is replaced by no comparison.
+        {"values that are not finite taken in", periodic(odd), CalculateOnce<CAllMinMax>, 1000, 0, 70, TRUE, NaN, 0, NaN, 0, NaN, FALSE,
+         {8}},
+        {"only NaN", periodic({NaN, NaN, NaN}), CalculateOnce<CFiniteMinMax>, 1000, 0, 20, FALSE, 0, 0, 0, 0, NaN, FALSE, {}},
+        {"ties in one bin", [&](CTestSeries& s) { s.AddPeriodic(0, 1, ties); }, CalculateOnce<CFiniteMinMax>, 100, 0, 6, TRUE, 1.0, 1,
+         9.0, 2, NaN, FALSE, {7}},
+        {"ties across bins", [&](CTestSeries& s) { s.AddPeriodic(0, 1, ties); }, CalculateOnce<CFiniteMinMax>, 2, 0, 6, TRUE, 1.0, 1,
+         9.0, 2, NaN, FALSE, {2, 2, 2, 2, 2, 2}},
+        {"arrays from any lower bound", bounds, CalculateOnce<CFiniteMinMax>, 1000, 0, 50, TRUE, -1.0, 10, 8.0, 40, NaN, FALSE, {6}},
+        // A new bin after the break; the stretch of the break counts for nothing in the mean.
+        {"a record that does not continue", broken, CalculateOnce<CLinearTime>, 150, 0, 130, TRUE, 1.0, 0, 3.0, 100, 2.0, TRUE, {4, 4}},
+        {"a range that starts inside a break", broken, CalculateOnce<CLinearTime>, 150, 50, 130, TRUE, 3.0, 100, 3.0, 100, 3.0, TRUE,
+         {4}},
+        {"a range inside one record", broken, CalculateOnce<CLinearTime>, 150, 100, 130, TRUE, 3.0, 100, 3.0, 100, 3.0, FALSE, {4}},
+    };
+    for (const CRow& row : rows) {
+        auto series = CTestSeries::Create();
+        row.Fill(*series);
+        const CRun run = row.Run(series, row.BinSize, row.From, row.To);
+        EXPECT_EQ(row.Counts, run.Counts) << row.Name;
+        ASSERT_EQ(row.Valid, run.Valid) << row.Name;
+        if (!row.Valid) continue;
+        if (std::isnan(row.Minimum)) {
+            EXPECT_TRUE(std::isnan(run.Minimum)) << row.Name;
+            continue;
+        }
+        EXPECT_DOUBLE_EQ(row.Minimum, run.Minimum) << row.Name;
+        EXPECT_EQ(row.MinimumTime, run.MinimumTime) << row.Name;
+        EXPECT_DOUBLE_EQ(row.Maximum, run.Maximum) << row.Name;
+        EXPECT_EQ(row.MaximumTime, run.MaximumTime) << row.Name;
+        if (!std::isnan(row.Mean)) EXPECT_DOUBLE_EQ(row.Mean, run.Mean) << row.Name;
+        EXPECT_EQ(row.HasGap, run.HasGap) << row.Name;
+    }
 }
 
-TEST(StatisticsCalculator, NullSeriesEmptiesTheBins)
-{
-    auto series = CTestSeries::Create();
-    series->AddPeriodic(0, 10, Ramp(20));
-    CFiniteMinMax calculator(1000);
-    calculator.Calculate(series, 0, 190);
-    ASSERT_TRUE(calculator.Valid);
-    ASSERT_FALSE(calculator.Bins.empty());
-    calculator.Calculate(nullptr, 0, 190);
-    EXPECT_FALSE(calculator.Valid);
-    EXPECT_TRUE(calculator.Bins.empty());
-}
-
-TEST(StatisticsCalculator, WholeTimeAxisAndReversedRange)
-{
-    auto series = CTestSeries::Create();
-    series->AddPeriodic(-50, 10, {4.0, -3.0, 8.0});
-    CLinearTime calculator(150);
-    calculator.Calculate(series, INT64_MIN, INT64_MAX);
-    ASSERT_TRUE(calculator.Valid);
-    EXPECT_EQ(calculator.Minimum, -3.0);
-    EXPECT_EQ(calculator.Maximum, 8.0);
-    calculator.Calculate(series, 0, -100);
-    EXPECT_FALSE(calculator.Valid);
-}
-
-TEST(StatisticsCalculator, OneSampleInRangeMakesOneBinOfOne)
-{
-    auto series = CTestSeries::Create();
-    series->AddAperiodic({10, 50, 90}, {1.0, 5.0, 9.0});
-    CLinearTime calculator(150);
-    calculator.Calculate(series, 40, 60);
-    ASSERT_TRUE(calculator.Valid);
-    ASSERT_EQ(calculator.Bins.size(), 1u);
-    EXPECT_EQ(calculator.Bins[0]->Count, 1);
-    EXPECT_EQ(calculator.Minimum, 5.0);
-    EXPECT_EQ(calculator.Maximum, 5.0);
-    EXPECT_EQ(calculator.Mean, 5.0);
-    EXPECT_EQ(calculator.MinimumTime, 50);
-}
-
-TEST(StatisticsCalculator, RangeBetweenTwoSamplesTakesBothInterpolatedEdges)
-{
-    auto series = CTestSeries::Create();
-    series->AddAperiodic({0, 100}, {0.0, 10.0});
-    CLinearTime calculator(150);
-    calculator.Calculate(series, 20, 60);
-    ASSERT_TRUE(calculator.Valid);
-    ASSERT_EQ(calculator.Bins.size(), 1u);
-    EXPECT_EQ(calculator.Bins[0]->Count, 2);
-    EXPECT_EQ(calculator.Bins[0]->StartTime, 20);
-    EXPECT_EQ(calculator.Bins[0]->EndTime, 60);
-    EXPECT_DOUBLE_EQ(calculator.Minimum, 2.0);
-    EXPECT_DOUBLE_EQ(calculator.Maximum, 6.0);
-    EXPECT_EQ(calculator.MinimumTime, 20);
-    EXPECT_EQ(calculator.MaximumTime, 60);
-    EXPECT_DOUBLE_EQ(calculator.Mean, 4.0);
-}
-
-TEST(StatisticsCalculator, EdgesAreInterpolatedEvenForHeldValues)
-{
-    // The held mean of 0 then 10 over [0, 20] is 5; the edge at 5 is a linear 5, held to 20.
-    auto series = CTestSeries::Create();
-    series->AddPeriodic(0, 10, {0.0, 10.0, 10.0});
-    CHoldTime whole(150), cut(150);
-    whole.Calculate(series, 0, 20);
-    EXPECT_DOUBLE_EQ(whole.Mean, 5.0);
-    cut.Calculate(series, 5, 20);
-    EXPECT_DOUBLE_EQ(cut.Minimum, 5.0);
-    EXPECT_DOUBLE_EQ(cut.Mean, (5.0 * 5 + 10.0 * 10) / 15);
-}
-
-TEST(StatisticsCalculator, SkippingCalculatorIgnoresValuesThatAreNotFinite)
-{
-    auto series = CTestSeries::Create();
-    series->AddPeriodic(0, 10, {NaN, 3.0, Inf, -2.0, NaN, 7.0, -Inf, 1.0});
-    CFiniteMinMax skipping(1000);
-    skipping.Calculate(series, 0, 70);
-    ASSERT_TRUE(skipping.Valid);
-    EXPECT_EQ(skipping.Minimum, -2.0);
-    EXPECT_EQ(skipping.Maximum, 7.0);
-    EXPECT_EQ(skipping.MinimumTime, 30);
-    EXPECT_EQ(skipping.MaximumTime, 50);
-    // Only the four finite samples were taken in.
-    LONG taken = 0;
-    for (const auto& bin : skipping.Bins) taken += bin->Count;
-    EXPECT_EQ(taken, 4);
-
-    // The calculator that takes all values in starts its bin with the NaN, which no comparison
-    // ever replaces.
-    CAllMinMax all(1000);
-    all.Calculate(series, 0, 70);
-    ASSERT_TRUE(all.Valid);
-    EXPECT_TRUE(std::isnan(all.Minimum));
-}
-
-TEST(StatisticsCalculator, SeriesOfOnlyNaNHoldsNoData)
-{
-    auto series = CTestSeries::Create();
-    series->AddPeriodic(0, 10, {NaN, NaN, NaN});
-    CFiniteMinMax calculator(1000);
-    calculator.Calculate(series, 0, 20);
-    EXPECT_FALSE(calculator.Valid);
-    EXPECT_TRUE(calculator.Bins.empty());
-}
-
-TEST(StatisticsCalculator, BinFullAtTheLastSampleOpensContinuationWithTheNext)
+TEST_F(StatisticsCalculator, BinFullAtTheLastSampleOpensContinuationWithTheNext)
 {
     auto series = CTestSeries::Create();
     series->AddPeriodic(0, 10, Ramp(8, 1.0));
@@ -194,69 +198,13 @@ TEST(StatisticsCalculator, BinFullAtTheLastSampleOpensContinuationWithTheNext)
     EXPECT_DOUBLE_EQ(calculator.Mean, 3.0);
 }
 
-TEST(StatisticsCalculator, NonContinuousRecordStartsNewBinAndItsBreakCountsForNothing)
-{
-    auto series = CTestSeries::Create();
-    series->AddPeriodic(0, 10, {1.0, 1.0, 1.0, 1.0});
-    series->AddPeriodic(100, 10, {3.0, 3.0, 3.0, 3.0}, false);
-    CLinearTime calculator(150);
-    calculator.Calculate(series, 0, 130);
-    ASSERT_TRUE(calculator.Valid);
-    ASSERT_EQ(calculator.Bins.size(), 2u);
-    EXPECT_TRUE(calculator.Bins[0]->HasGap);
-    EXPECT_EQ(calculator.Bins[0]->EndTime, 30);
-    EXPECT_EQ(calculator.Bins[1]->StartTime, 100);
-    EXPECT_TRUE(calculator.HasGap);
-    EXPECT_DOUBLE_EQ(calculator.Mean, 2.0);
-
-    // A range that starts inside the break reports it too.
-    CLinearTime inside(150);
-    inside.Calculate(series, 50, 130);
-    ASSERT_TRUE(inside.Valid);
-    EXPECT_TRUE(inside.HasGap);
-    EXPECT_DOUBLE_EQ(inside.Mean, 3.0);
-
-    // A range inside one record has no break.
-    CLinearTime within(150);
-    within.Calculate(series, 100, 130);
-    EXPECT_FALSE(within.HasGap);
-}
-
-TEST(StatisticsCalculator, TiesKeepTheEarliestTime)
-{
-    auto series = CTestSeries::Create();
-    series->AddPeriodic(0, 1, {5.0, 1.0, 9.0, 1.0, 9.0, 5.0, 1.0});
-    // Within one bin, and across bins of two samples.
-    for (LONG binSize : {100, 2}) {
-        CFiniteMinMax calculator(binSize);
-        calculator.Calculate(series, 0, 6);
-        EXPECT_EQ(calculator.MinimumTime, 1) << binSize;
-        EXPECT_EQ(calculator.MaximumTime, 2) << binSize;
-    }
-}
-
-TEST(StatisticsCalculator, ArraysWithAnyLowerBound)
-{
-    auto series = CTestSeries::Create();
-    series->AddAperiodic({5, 10, 20}, {3.0, -1.0, 4.0}, true, 1);
-    series->AddPeriodic(30, 10, {2.0, 8.0, 0.0}, true, -3);
-    CFiniteMinMax calculator(1000);
-    calculator.Calculate(series, 0, 50);
-    ASSERT_TRUE(calculator.Valid);
-    EXPECT_EQ(calculator.Minimum, -1.0);
-    EXPECT_EQ(calculator.MinimumTime, 10);
-    EXPECT_EQ(calculator.Maximum, 8.0);
-    EXPECT_EQ(calculator.MaximumTime, 40);
-}
-
-TEST(StatisticsCalculator, SecondCalculateWithoutChangeReadsNothingAndKeepsTheResults)
+TEST_F(StatisticsCalculator, SecondCalculateWithoutChangeReadsNothingAndKeepsTheResults)
 {
     auto series = CTestSeries::Create();
     series->AddPeriodic(0, 10, Ramp(100));
     CLinearTime calculator(10);
     calculator.Calculate(series, 0, 990);
     ASSERT_TRUE(calculator.Valid);
-    const CResults first = ResultsOf(calculator);
     // Nothing changed, so nothing is folded again: a planted value survives.
     calculator.Mean = 1234.0;
     series->ResetCounts();
@@ -267,57 +215,75 @@ TEST(StatisticsCalculator, SecondCalculateWithoutChangeReadsNothingAndKeepsTheRe
     EXPECT_EQ(series->SampleTimeQueries, 2);
     EXPECT_TRUE(calculator.Valid);
     EXPECT_EQ(calculator.Mean, 1234.0);
-    EXPECT_EQ(calculator.Minimum, first.Minimum);
-    EXPECT_EQ(calculator.Maximum, first.Maximum);
+    EXPECT_EQ(calculator.Maximum, 99.0);
+    // A null series empties the bins.
+    calculator.Calculate(nullptr, 0, 990);
+    EXPECT_FALSE(calculator.Valid);
+    EXPECT_TRUE(calculator.Bins.empty());
 }
 
-TEST(StatisticsCalculator, InvalidateInTheMiddleOfThreeBinsReadsOnlyThatGap)
+TEST_F(StatisticsCalculator, RepeatedCalculateAtABreakOrTheLiveTailAddsNothing)
 {
-    // 21 samples in records of 5: bins [0..9], [9..18], [18..20] in samples.
-    auto series = CTestSeries::Create();
-    for (int r = 0; r < 5; ++r) series->AddPeriodic(r * 50, 10, Ramp(5, r * 5.0), true, 1);
-    series->AddPeriodic(250, 10, {20.0}, true, 1);
-    CFiniteMinMax calculator(10);
-    calculator.Calculate(series, 0, 200);
-    ASSERT_EQ(calculator.Bins.size(), 3u);
-    EXPECT_EQ(calculator.Bins[1]->StartTime, 90);
-    EXPECT_EQ(calculator.Bins[1]->EndTime, 180);
-
-    // Sample 13 (record 3) changes.
-    series->Records[2].Values[3] = 100.0;
-    calculator.Invalidate(120, 140);
-    ASSERT_EQ(calculator.Bins.size(), 2u);
-    EXPECT_EQ(calculator.Bins[0]->StartTime, 0);
-    EXPECT_EQ(calculator.Bins[1]->StartTime, 180);
-
-    series->ResetCounts();
-    calculator.Calculate(series, 0, 200);
-    // Sample 9 comes back as the edge of the gap; samples 10..18 lie in records 3 and 4, and
-    // only those were read.
-    EXPECT_EQ(series->RecordsFetched, (std::vector<LONG>{3, 4}));
-    EXPECT_EQ(series->ValuesHandedOut, 10);
-    EXPECT_EQ(series->ValueQueries, 1);
-    EXPECT_EQ(calculator.Maximum, 100.0);
-    EXPECT_EQ(calculator.MaximumTime, 130);
-
-    CFiniteMinMax fresh(10);
-    fresh.Calculate(series, 0, 200);
-    ExpectSameResults(ResultsOf(calculator), ResultsOf(fresh));
+    struct CRow
+    {
+        const char* Name;
+        qvx::time To;
+    };
+    // Bins of 4 fill up exactly at the last sample before the break (30) and at the end (130).
+    const CRow rows[] = {{"range ends inside the break", 60}, {"range ends after the data", 200}};
+    for (const CRow& row : rows) {
+        auto series = CTestSeries::Create();
+        series->AddPeriodic(0, 10, Ramp(4));
+        series->AddPeriodic(100, 10, Ramp(4, 10.0), false);
+        CLinearTime calculator(4);
+        auto binsAfterCalculate = [&] {
+            calculator.Calculate(series, 0, row.To);
+            std::vector<std::pair<qvx::time, LONG>> bins;
+            for (const auto& bin : calculator.Bins) bins.emplace_back(bin->EndTime, bin->Count);
+            return bins;
+        };
+        const auto first = binsAfterCalculate();
+        binsAfterCalculate();
+        EXPECT_EQ(binsAfterCalculate(), first) << row.Name;
+    }
 }
 
-TEST(StatisticsCalculator, InvalidateAtASharedSampleDropsBothBinsThatShareIt)
+TEST_F(StatisticsCalculator, InvalidateDropsTheBinsThatTheSpanTouchesAndOnlyTheirGapIsRead)
 {
-    auto series = CTestSeries::Create();
-    series->AddPeriodic(0, 10, Ramp(21));
-    CFiniteMinMax calculator(10);
-    calculator.Calculate(series, 0, 200);
-    ASSERT_EQ(calculator.Bins.size(), 3u);
-    calculator.Invalidate(180, 180);
-    ASSERT_EQ(calculator.Bins.size(), 1u);
-    EXPECT_EQ(calculator.Bins[0]->EndTime, 90);
+    struct CRow
+    {
+        const char* Name;
+        qvx::time From, To;
+        std::vector<qvx::time> Left;   // StartTime of the bins that stay
+        std::vector<LONG> Read;        // records read by the next Calculate
+    };
+    // 21 samples in records of 5: bins [0..90], [90..180], [180..200].
+    const CRow rows[] = {
+        {"the middle of three bins", 120, 140, {0, 180}, {3, 4}},
+        {"a sample that two bins share", 180, 180, {0}, {3, 4, 5}},
+        {"beyond all bins", 300, 400, {0, 90, 180}, {}},
+    };
+    for (const CRow& row : rows) {
+        auto series = CTestSeries::Create();
+        for (int r = 0; r < 4; ++r) series->AddPeriodic(r * 50, 10, Ramp(5, r * 5.0), true, 1);
+        series->AddPeriodic(200, 10, {20.0}, true, 1);
+        CFiniteMinMax calculator(10);
+        calculator.Calculate(series, 0, 200);
+        ASSERT_EQ(calculator.Bins.size(), 3u);
+        series->Records[2].Values[3] = 100.0;   // sample 13, at 130
+        calculator.Invalidate(row.From, row.To);
+        std::vector<qvx::time> left;
+        for (const auto& bin : calculator.Bins) left.push_back(bin->StartTime);
+        EXPECT_EQ(row.Left, left) << row.Name;
+        series->ResetCounts();
+        calculator.Calculate(series, 0, 200);
+        EXPECT_EQ(row.Read, series->RecordsFetched) << row.Name;
+        SCOPED_TRACE(row.Name);
+        if (!row.Read.empty()) ExpectSameAsFresh(calculator, series, 0, 200, 10);
+    }
 }
 
-TEST(StatisticsCalculator, DroppedBinsAreFoldedAgainWhenNothingNewIsRead)
+TEST_F(StatisticsCalculator, DroppedBinsAreFoldedAgainWhenNothingNewIsRead)
 {
     // The first bin ends at an edge at 65, between samples: the second starts there.
     auto series = CTestSeries::Create();
@@ -338,20 +304,15 @@ TEST(StatisticsCalculator, DroppedBinsAreFoldedAgainWhenNothingNewIsRead)
     EXPECT_GT(calculator.Minimum, -100.0);
 }
 
-TEST(StatisticsCalculator, InvalidateBeyondAllBinsRemovesNothingAndOnlyNewSamplesAreRead)
+TEST_F(StatisticsCalculator, LiveDataReadsOnlyNewSamplesAndASlidingStartOnlyTheFirstGap)
 {
     auto series = CTestSeries::Create();
-    const std::vector<double> first = Ramp(1000);
+    const std::vector<double> first = Ramp(1000), more(250, 5000.0);
     series->Append(first.data(), first.size(), 10, 100);
-    CFiniteMinMax calculator(1000);
+    CFiniteMinMax calculator(100);
     calculator.Calculate(series, 0, 9990);
-    const size_t bins = calculator.Bins.size();
-
-    const std::vector<double> more(250, 5000.0);
     series->Append(more.data(), more.size(), 10, 100);
     calculator.Invalidate(10000, 12490);
-    EXPECT_EQ(calculator.Bins.size(), bins);
-
     series->ResetCounts();
     calculator.Calculate(series, 0, 12490);
     EXPECT_EQ(calculator.Maximum, 5000.0);
@@ -359,49 +320,48 @@ TEST(StatisticsCalculator, InvalidateBeyondAllBinsRemovesNothingAndOnlyNewSample
     // The new samples fill records 11 to 13, and nothing before them is read again.
     EXPECT_EQ(series->ValuesHandedOut, 250);
     EXPECT_EQ(series->RecordsFetched, (std::vector<LONG>{11, 12, 13}));
-}
 
-TEST(StatisticsCalculator, SlidingStartReadsOnlyTheFirstGap)
-{
-    auto series = CTestSeries::Create();
-    const std::vector<double> values = Ramp(100);
-    series->Append(values.data(), values.size(), 10, 10);
-    CFiniteMinMax calculator(10);
-    calculator.Calculate(series, 0, 990);
+    // The bins from 2970 on stay; 2500..2970 lies in record 3.
     series->ResetCounts();
-    calculator.Calculate(series, 250, 990);
-    // The bins from 270 on stay; 250..270 lies in record 3.
+    calculator.Calculate(series, 2500, 12490);
     EXPECT_EQ(series->RecordsFetched, (std::vector<LONG>{3}));
-    EXPECT_EQ(calculator.Bins.front()->StartTime, 250);
-    EXPECT_EQ(calculator.Minimum, 25.0);
-    CFiniteMinMax fresh(10);
-    fresh.Calculate(series, 250, 990);
-    ExpectSameResults(ResultsOf(calculator), ResultsOf(fresh));
+    EXPECT_EQ(calculator.Bins.front()->StartTime, 2500);
+    EXPECT_EQ(calculator.Minimum, 250.0);
+    ExpectSameAsFresh(calculator, series, 2500, 12490, 100);
 }
 
-TEST(StatisticsCalculator, FailedReadIsAttemptedAgainAtTheNextCalculate)
+TEST_F(StatisticsCalculator, AnUnreadRecordEndsTheReadWithoutAnEdgeAndIsReadAtTheNextCalculate)
 {
-    auto series = CTestSeries::Create();
-    for (int r = 0; r < 5; ++r) series->AddPeriodic(r * 100, 10, Ramp(10, r * 10.0));
-    series->FailingValuesRecord = 3;
-    CFiniteMinMax calculator(1000);
-    calculator.Calculate(series, 0, 490);
-    ASSERT_TRUE(calculator.Valid);
-    EXPECT_EQ(calculator.Maximum, 19.0);
-    EXPECT_EQ(calculator.Bins.back()->EndTime, 190);
-
-    series->FailingValuesRecord = 0;
-    calculator.Calculate(series, 0, 490);
-    EXPECT_EQ(calculator.Maximum, 49.0);
-    EXPECT_EQ(calculator.MaximumTime, 490);
+    struct CRow
+    {
+        const char* Name;
+        LONG CTestSeries::*Fault;
+        LONG Record;
+        qvx::time ReadUpTo;
+    };
+    const CRow rows[] = {{"values that fail", &CTestSeries::FailingValuesRecord, 3, 190},
+                         {"an empty array of values", &CTestSeries::EmptyValuesRecord, 2, 90}};
+    for (const CRow& row : rows) {
+        auto series = TenSampleRecords(5);
+        (*series).*row.Fault = row.Record;
+        CFiniteMinMax calculator(1000);
+        calculator.Calculate(series, 0, 490);
+        ASSERT_TRUE(calculator.Valid) << row.Name;
+        EXPECT_EQ(calculator.Bins.back()->EndTime, row.ReadUpTo) << row.Name;
+        EXPECT_EQ(calculator.Maximum, row.ReadUpTo / 10) << row.Name;
+        (*series).*row.Fault = 0;
+        calculator.Calculate(series, 0, 490);
+        EXPECT_EQ(calculator.Maximum, 49.0) << row.Name;
+        EXPECT_EQ(calculator.MaximumTime, 490) << row.Name;
+    }
 }
 
-TEST(StatisticsCalculator, FailingSearchesAndRecordsNeverCrash)
+TEST_F(StatisticsCalculator, FailingSearchesAndRecordsNeverCrash)
 {
     auto series = CTestSeries::Create();
     series->AddPeriodic(0, 10, Ramp(10));
     for (const char* operation : {"GetRecords", "GetCount", "GetRecord", "GetIsPeriodic", "GetIsContinuous",
-                                  "GetValueAt", "LocateSample", "GetSampleTime"}) {
+                                  "GetValueAt", "LocateSample", "GetSampleTime", "GetTimes"}) {
         series->Failing = {operation};
         CLinearTime calculator(4);
         calculator.Calculate(series, 0, 90);
@@ -414,7 +374,7 @@ TEST(StatisticsCalculator, FailingSearchesAndRecordsNeverCrash)
     }
 }
 
-TEST(StatisticsCalculator, DistanceCalculatorsIntegrateOverDistance)
+TEST_F(StatisticsCalculator, DistanceCalculatorsIntegrateOverDistance)
 {
     auto distance = CTestSeries::Create();
     distance->AddAperiodic({0, 10, 20}, {0.0, 10.0, 40.0});
@@ -630,12 +590,12 @@ void RunRandomComparison(unsigned seed, double nanShare, bool mean)
     }
 }
 
-TEST(StatisticsCalculator, RandomRangesOfRandomSeriesMatchBruteForce)
+TEST_F(StatisticsCalculator, RandomRangesOfRandomSeriesMatchBruteForce)
 {
     RunRandomComparison<CLinearTime>(20240601, 0.0, true);
 }
 
-TEST(StatisticsCalculator, RandomRangesWithNaNMatchBruteForceInSkippingCalculator)
+TEST_F(StatisticsCalculator, RandomRangesWithNaNMatchBruteForceInSkippingCalculator)
 {
     RunRandomComparison<CFiniteMinMax>(77, 0.15, false);
 }

@@ -1,8 +1,9 @@
 #include "tests/TestSeries.h"
 #include <algorithm>
-#include <cstring>
 #include <utility>
 #include "com/AutomationTypes.h"
+#include "sim/HostArrays.h"
+#include "sim/SimObject.h"
 
 namespace qvxtest {
 
@@ -10,32 +11,6 @@ namespace {
 
 // One tick later, without leaving the range of qvx::time.
 qvx::time TickAfter(qvx::time t) noexcept { return t == INT64_MAX ? t : t + 1; }
-
-// Makes an object of our own class and gives it through its class pointer.
-template <class T, class I>
-CComPtr<CComObject<T>> MakeObject()
-{
-    CComPtr<I> object;
-    if (FAILED(CComObject<T>::template CreateInstance<I>(object))) return nullptr;
-    return static_cast<CComObject<T>*>(static_cast<T*>(object.Get()));
-}
-
-// A new one-dimensional array with the given lower bound, holding a copy of `items`.
-template <class E>
-HRESULT MakeArray(VARTYPE type, const std::vector<E>& items, LONG lowerBound, SAFEARRAY** out)
-{
-    if (!out) return E_POINTER;
-    SAFEARRAYBOUND bound{ULONG(items.size()), lowerBound};
-    CSafeArray array(SafeArrayCreate(type, 1, &bound));
-    if (!array.Get()) return E_OUTOFMEMORY;
-    {
-        CSafeArrayAccess<E> access(array.Get());
-        if (!access.Valid()) return E_FAIL;
-        if (!items.empty()) std::memcpy(access.Get(), items.data(), items.size() * sizeof(E));
-    }
-    *out = array.Detach();
-    return S_OK;
-}
 
 class CTestRecord : public CComRoot, public IQvxDataRecord
 {
@@ -82,14 +57,18 @@ public:
     STDMETHODIMP GetTimes(SAFEARRAY** times) override
     {
         if (Data().Periodic || Series->Fails("GetTimes")) return E_FAIL;
-        return MakeArray(VT_I8, Data().Times, Data().LowerBound, times);
+        if (!times) return E_POINTER;
+        return CHostArrays::Make(VT_I8, Data().LowerBound, Data().Times.data(), ULONG(Data().Times.size()), times);
     }
     STDMETHODIMP Reserved7() override { return E_NOTIMPL; }
     STDMETHODIMP GetValues(SAFEARRAY** values) override
     {
         if (Series->Fails("GetValues") || Series->FailingValuesRecord == LONG(Number + 1)) return E_FAIL;
-        const HRESULT hr = MakeArray(VT_R8, Data().Values, Data().LowerBound, values);
-        if (SUCCEEDED(hr)) Series->ValuesHandedOut += LONG(Data().Size());
+        if (!values) return E_POINTER;
+        // A record that hides its values hands out an empty array, as one being filled may.
+        const ULONG count = Series->EmptyValuesRecord == LONG(Number + 1) ? 0 : ULONG(Data().Size());
+        const HRESULT hr = CHostArrays::Make(VT_R8, Data().LowerBound, Data().Values.data(), count, values);
+        if (SUCCEEDED(hr)) Series->ValuesHandedOut += count;
         return hr;
     }
 };
@@ -115,12 +94,12 @@ public:
         if (!record) return E_POINTER;
         *record = nullptr;
         if (number < 1 || size_t(number) > Series->Records.size() || Series->Fails("GetRecord")) return E_FAIL;
-        auto object = MakeObject<CTestRecord, IQvxDataRecord>();
-        if (!object) return E_OUTOFMEMORY;
+        CObjectPtr<CTestRecord> object;
+        if (FAILED((CreateObject<CTestRecord, IQvxDataRecord>(object)))) return E_OUTOFMEMORY;
         object->Series = Series;
         object->Number = size_t(number - 1);
         Series->RecordsFetched.push_back(number);
-        return object->QueryInterface(IID_IQvxDataRecord, reinterpret_cast<void**>(record));
+        return GiveOut(object, record);
     }
 };
 
@@ -128,7 +107,9 @@ public:
 
 CTestSeriesPtr CTestSeries::Create()
 {
-    return MakeObject<CTestSeries, IQvxData2>();
+    CTestSeriesPtr series;
+    CreateObject<CTestSeries, IQvxData2>(series);
+    return series;
 }
 
 CSeriesRecord& CTestSeries::AddPeriodic(qvx::time start, qvx::time period, std::vector<double> values,
@@ -168,13 +149,6 @@ void CTestSeries::Append(const double* values, size_t count, qvx::time period, s
     }
 }
 
-size_t CTestSeries::SampleCount() const noexcept
-{
-    size_t count = 0;
-    for (const CSeriesRecord& record : Records) count += record.Size();
-    return count;
-}
-
 bool CTestSeries::FirstAfter(qvx::time time, CSamplePosition& at) const
 {
     const auto record = std::partition_point(Records.begin(), Records.end(), [time](const CSeriesRecord& r) {
@@ -208,23 +182,11 @@ bool CTestSeries::LastBefore(qvx::time time, CSamplePosition& at) const
     return true;
 }
 
-bool CTestSeries::Nearest(qvx::time time, CSamplePosition& at) const
-{
-    CSamplePosition before, after;
-    const bool hasBefore = LastBefore(TickAfter(time), before);
-    const bool hasAfter = FirstAfter(time, after);
-    if (!hasBefore && !hasAfter) return false;
-    // Equally near: the earlier sample.
-    at = (hasBefore && (!hasAfter || time - TimeOf(before) <= TimeOf(after) - time)) ? before : after;
-    return true;
-}
-
 bool CTestSeries::Search(qvx::time time, LONG direction, CSamplePosition& at) const
 {
     switch (direction) {
     case 0: return FirstAfter(time, at);
     case 1: return LastBefore(time, at);
-    case 2: return Nearest(time, at);
     default: return false;
     }
 }
@@ -263,10 +225,10 @@ STDMETHODIMP CTestSeries::GetRecords(IQvxDataRecords** records)
     if (!records) return E_POINTER;
     *records = nullptr;
     if (Fails("GetRecords")) return E_FAIL;
-    auto object = MakeObject<CTestRecords, IQvxDataRecords>();
-    if (!object) return E_OUTOFMEMORY;
+    CObjectPtr<CTestRecords> object;
+    if (FAILED((CreateObject<CTestRecords, IQvxDataRecords>(object)))) return E_OUTOFMEMORY;
     object->Series = static_cast<CComObject<CTestSeries>*>(this);
-    return object->QueryInterface(IID_IQvxDataRecords, reinterpret_cast<void**>(records));
+    return GiveOut(object, records);
 }
 
 STDMETHODIMP CTestSeries::LocateSample(INT64 time, LONG direction, LONG, LONG* record, LONG* index)
@@ -281,20 +243,6 @@ STDMETHODIMP CTestSeries::LocateSample(INT64 time, LONG direction, LONG, LONG* r
     return S_OK;
 }
 
-STDMETHODIMP CTestSeries::FindSample(INT64 time, LONG direction, LONG, INT64* sampleTime, double* value)
-{
-    if (!sampleTime || !value) return E_POINTER;
-    CSamplePosition at;
-    if (Fails("FindSample") || !Search(time, direction, at)) return E_FAIL;
-    *sampleTime = TimeOf(at);
-    *value = ValueOf(at);
-    return S_OK;
-}
-
-STDMETHODIMP CTestSeries::FindTimeOfValue(double, LONG, LONG, INT64*)
-{
-    return E_NOTIMPL;
-}
 
 STDMETHODIMP CTestSeries::GetValueAt(INT64 time, LONG mode, LONG, double* value)
 {
@@ -311,14 +259,6 @@ STDMETHODIMP CTestSeries::GetSampleTime(INT64 time, LONG direction, LONG, INT64*
     CSamplePosition at;
     if (Fails("GetSampleTime") || !Search(time, direction, at)) return E_FAIL;
     *sampleTime = TimeOf(at);
-    return S_OK;
-}
-
-STDMETHODIMP CTestSeries::GetLatestValue(double* value)
-{
-    if (!value) return E_POINTER;
-    if (Records.empty()) return E_FAIL;
-    *value = Records.back().Values.back();
     return S_OK;
 }
 

@@ -60,13 +60,11 @@ public:
     // continuous record. The first sample of an empty series lies at time 0.
     void Append(const double* values, size_t count, qvx::time period, size_t recordSize);
 
-    size_t SampleCount() const noexcept;
     qvx::time TimeOf(CSamplePosition at) const noexcept { return Records[at.Record].TimeAt(at.Index); }
     double ValueOf(CSamplePosition at) const noexcept { return Records[at.Record].Values[at.Index]; }
-    // The host's strict searches.
+    // The host's strict searches; no reader of series asks for the nearest sample.
     bool FirstAfter(qvx::time time, CSamplePosition& at) const;
     bool LastBefore(qvx::time time, CSamplePosition& at) const;
-    bool Nearest(qvx::time time, CSamplePosition& at) const;
     // GetValueAt without counting: mode 2 interpolates linearly, others hold the last sample.
     // Fails outside the data and inside a break.
     bool ValueAt(qvx::time time, LONG mode, double& value) const;
@@ -78,23 +76,26 @@ public:
     int SampleTimeQueries = 0;
     void ResetCounts();
 
-    // Names of operations that fail with E_FAIL; and a record number (from 1) whose values fail.
+    // Names of operations that fail with E_FAIL; a record number (from 1) whose values fail; and
+    // one whose values come as an empty array.
     std::set<std::string> Failing;
     LONG FailingValuesRecord = 0;
+    LONG EmptyValuesRecord = 0;
 
     std::vector<CSeriesRecord> Records;
 
     // IQvxData
     STDMETHODIMP GetRecords(IQvxDataRecords** records) override;
     STDMETHODIMP LocateSample(INT64 time, LONG direction, LONG option, LONG* record, LONG* index) override;
-    STDMETHODIMP FindSample(INT64 time, LONG direction, LONG option, INT64* sampleTime, double* value) override;
-    STDMETHODIMP FindTimeOfValue(double value, LONG mode, LONG flag, INT64* time) override;
+    // Not asked by the readers under test.
+    STDMETHODIMP FindSample(INT64, LONG, LONG, INT64*, double*) override { return E_NOTIMPL; }
+    STDMETHODIMP FindTimeOfValue(double, LONG, LONG, INT64*) override { return E_NOTIMPL; }
     STDMETHODIMP GetValueAt(INT64 time, LONG mode, LONG option, double* value) override;
     STDMETHODIMP GetSampleTime(INT64 time, LONG direction, LONG option, INT64* sampleTime) override;
     STDMETHODIMP Reserved6() override { return E_NOTIMPL; }
     STDMETHODIMP Reserved7() override { return E_NOTIMPL; }
     // IQvxData2
-    STDMETHODIMP GetLatestValue(double* value) override;
+    STDMETHODIMP GetLatestValue(double*) override { return E_NOTIMPL; }
 
     bool Fails(const char* operation) const { return Failing.count(operation) != 0; }
 
