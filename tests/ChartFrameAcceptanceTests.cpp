@@ -119,7 +119,7 @@ TEST_F(ChartFrameAcceptance, AControlWithoutItsZoomStackIsNotCreated)
     ASSERT_EQ(S_OK, CoRegisterClassObject(CLSID_QvxZoomStack, &factory, CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE,
                                           &cookie));
     CComPtr<IUnknown> refused;
-    EXPECT_EQ(CLASS_E_CLASSNOTAVAILABLE, CoCreateInstance(CLSID_LinnographCtl, nullptr, CLSCTX_INPROC_SERVER,
+    EXPECT_EQ(E_FAIL, CoCreateInstance(CLSID_LinnographCtl, nullptr, CLSCTX_INPROC_SERVER,
                                                           IID_IUnknown, refused.OutVoid()));
     EXPECT_FALSE(refused);
     // Nothing of it is left alive in the module.

@@ -2,6 +2,9 @@
 // buffer, paper and metafiles, the border, the repaint contract through a live window, the
 // properties that lay the root out again, the message chain and the teardown.
 #include <gtest/gtest.h>
+#include <cstring>
+#include <functional>
+#include <utility>
 #include "tests/ChartFrameTestSupport.h"
 #include "tests/ChartTestSupport.h"
 #include "items/ItemFlags.h"
@@ -188,31 +191,41 @@ TEST_F(ChartFrame, ReleaseLetsTheZoomStackGo)
     EXPECT_EQ(0u, stack.Detach()->Release());
 }
 
+// A zoom stack that cannot be made fails the creation with E_FAIL, whatever the stack's class
+// answered (a host would take its error for the control's own), and leaves nothing alive; only
+// a lack of memory is told as such.
 TEST_F(ChartFrame, CreationFailsCleanlyWithoutAZoomStack)
 {
+    struct CRow
+    {
+        HRESULT Answer;
+        HRESULT Expected;
+    };
+    const CRow rows[] = {{E_ACCESSDENIED, E_FAIL},
+                         {E_NOINTERFACE, E_FAIL},
+                         {REGDB_E_CLASSNOTREG, E_FAIL},
+                         {CLASS_E_CLASSNOTAVAILABLE, E_FAIL},
+                         {E_OUTOFMEMORY, E_OUTOFMEMORY}};
     CRefusingFactory factory;
-    factory.Answer = E_ACCESSDENIED;
     DWORD cookie = 0;
     ASSERT_EQ(S_OK, CoRegisterClassObject(CLSID_QvxZoomStack, &factory, CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE,
                                           &cookie));
     const LONG objects = CComModule::Instance().ObjectCount();
-    CComPtr<IQvxLinnographCtl4> refused;
-    HRESULT hr = S_OK;
-    EXPECT_EQ(nullptr, CreateTestChart(refused, &hr));
-    EXPECT_EQ(E_ACCESSDENIED, hr);
-    EXPECT_FALSE(refused);
-    // The task item's own stack, which it does without, then the chart's, which it cannot.
-    EXPECT_EQ(2, factory.Requests);
-    EXPECT_EQ(objects, CComModule::Instance().ObjectCount());
-
-    // A stack that is no zoom stack fails it too.
-    factory.Answer = E_NOINTERFACE;
-    EXPECT_EQ(nullptr, CreateTestChart(refused, &hr));
-    EXPECT_EQ(E_NOINTERFACE, hr);
-    EXPECT_EQ(objects, CComModule::Instance().ObjectCount());
-
+    for (const CRow& row : rows) {
+        factory.Answer = row.Answer;
+        factory.Requests = 0;
+        CComPtr<IQvxLinnographCtl4> refused;
+        HRESULT hr = S_OK;
+        EXPECT_EQ(nullptr, CreateTestChart(refused, &hr)) << std::hex << row.Answer;
+        EXPECT_EQ(row.Expected, hr) << std::hex << row.Answer;
+        EXPECT_FALSE(refused);
+        // The task item's own stack, which it does without, then the chart's, which it cannot.
+        EXPECT_EQ(2, factory.Requests);
+        EXPECT_EQ(objects, CComModule::Instance().ObjectCount());
+    }
     ASSERT_EQ(S_OK, CoRevokeClassObject(cookie));
-    EXPECT_NE(nullptr, CreateTestChart(refused, &hr));
+    CComPtr<IQvxLinnographCtl4> made;
+    EXPECT_NE(nullptr, CreateTestChart(made));
 }
 
 // --- the paint path ---
@@ -609,4 +622,54 @@ TEST_F(ChartInPlace, TheDividerDropsThePanelWidthInInches)
     EXPECT_EQ(CChartRegionBase::DirtyAll, Chart->DirtyBits);
     ASSERT_TRUE(PumpUntilPainted(Window));
     EXPECT_EQ(root.right - 48 + 1, Chart->CursorsRegion->Bounds.left);
+}
+
+namespace {
+
+// A chart in which a test runs an action in the middle of a paint, where a lazy read would.
+class CNestingChart : public CTestChartCtl
+{
+public:
+    std::function<void()> DuringPaint;
+    COLORREF GetColour(int index) override
+    {
+        if (std::function<void()> action = std::exchange(DuringPaint, nullptr)) action();
+        return CTestChartCtl::GetColour(index);
+    }
+};
+
+} // namespace
+
+// A paint for another target that makes the window paint itself half way: the window's paint
+// must not take away the surface that the outer paint still draws into.
+TEST(ChartPaintNesting, AWindowPaintInsideAPaintOfAnotherSizeLeavesTheOuterPaintWhole)
+{
+    COleScope ole;
+    CComPtr<IQvxLinnographCtl4> control;
+    ASSERT_EQ(S_OK, CComObject<CNestingChart>::CreateInstance(control));
+    auto* chart = static_cast<CNestingChart*>(control.Get());
+    ASSERT_EQ(S_OK, InitNew(control));
+    ASSERT_EQ(S_OK, control->put_BackColor(Teal));
+    CContainerWindow container;
+    CTestSite site{container.Window};
+    site.Position = RECT{0, 0, 240, 120};
+    CComPtr<IOleObject> object = Query<IOleObject>(control);
+    ASSERT_EQ(S_OK, object->SetClientSite(&site));
+    ASSERT_EQ(S_OK, object->DoVerb(OLEIVERB_INPLACEACTIVATE, nullptr, &site, 0, container.Window, &site.Position));
+    ASSERT_TRUE(PumpUntilPainted(chart->Window));
+
+    CDibSurface expected(300, 150, Untouched);
+    ASSERT_EQ(S_OK, DrawInto(control, expected.Dc(), RECTL{0, 0, 300, 150}));
+    bool nested = false;
+    chart->DuringPaint = [&] {
+        InvalidateRect(chart->Window, nullptr, FALSE);
+        UpdateWindow(chart->Window);
+        nested = true;
+    };
+    CDibSurface surface(300, 150, Untouched);
+    ASSERT_EQ(S_OK, DrawInto(control, surface.Dc(), RECTL{0, 0, 300, 150}));
+    ASSERT_TRUE(nested);
+    EXPECT_EQ(0, memcmp(expected.Data(), surface.Data(), 300 * 150 * sizeof(DWORD)));
+    object->Close(OLECLOSE_NOSAVE);
+    object->SetClientSite(nullptr);
 }

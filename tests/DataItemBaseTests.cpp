@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <functional>
 #include <memory>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include "control/ChartRegionBase.h"
@@ -214,6 +215,26 @@ TEST(DataItemBaseLifetime, DestructionTellsEachRemainingListenerOnce)
 
     EXPECT_EQ(log, (Calls{"a:removed", "w:removed", "b:removed", "c:removed"}));
     EXPECT_EQ(seenByWatcher, 3u);
+}
+
+// A listener may delete the item that it is told about: the fan-out ends there and touches the
+// item no more, even when the heap hands the memory straight to another item.
+TEST(DataItemBaseLifetime, AListenerThatDeletesTheItemEndsTheFanOut)
+{
+    std::vector<std::string> log;
+    CRecordingRegion first("first", log), second("second", log);
+    alignas(CDataItemBase) unsigned char storage[sizeof(CDataItemBase)];
+    CDataItemBase* item = new (storage) CDataItemBase;
+    item->AddListener(&first);
+    item->AddListener(&second);
+    first.OnChange = [&] {
+        item->~CDataItemBase();
+        new (storage) CDataItemBase;
+        std::launder(reinterpret_cast<CDataItemBase*>(storage))->AddListener(&second);
+    };
+    item->NotifyChange(TaskOrderChanged, 1);
+    EXPECT_EQ(log, (Calls{"first:16", "first:removed", "second:removed"}));
+    std::launder(reinterpret_cast<CDataItemBase*>(storage))->~CDataItemBase();
 }
 
 TEST(DataItemBaseLifetime, DestructionEndsWhenAListenerDoesNotLeave)

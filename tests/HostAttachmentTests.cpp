@@ -9,6 +9,7 @@
 #include "com/AutomationTypes.h"
 #include "tests/ChartFrameTestSupport.h"
 #include "com/ComObject.h"
+#include "config/PropertyFactoryNotifications.h"
 #include "items/ItemFlags.h"
 #include "Linnograph.h"
 #include "QvxSim.h"
@@ -366,6 +367,67 @@ TEST_F(HostAttachment, AReleasedControlLeavesTheHostWithNoSinkOfItsOwn)
     // The host goes on and closes; nothing of the control is called.
     ASSERT_EQ(S_OK, Simulation->SetRunning(1, VARIANT_FALSE));
     ASSERT_EQ(S_OK, Simulation->Shutdown());
+}
+
+// A host that drops its last reference to the control inside the task news: the control stays
+// until it is done, so the second point is still told, and once it goes nothing of it stays
+// advised on the host's objects.
+TEST_F(HostAttachment, AHostThatLetsTheControlGoInsideTheTaskNewsIsStillServedToTheEnd)
+{
+    struct CRow
+    {
+        const char* Name;
+        std::function<HRESULT(IQvxControl3*, IQvxSimulation*)> Trigger;
+    };
+    const CRow rows[] = {
+        {"a task set by id", [](IQvxControl3* control, IQvxSimulation*) { return control->SetTaskById(2); }},
+        {"the host closing", [](IQvxControl3*, IQvxSimulation* simulation) { return simulation->Shutdown(); }},
+    };
+    for (const CRow& row : rows) {
+        SCOPED_TRACE(row.Name);
+        CComPtr<IQvxOrvid> host;
+        CComPtr<IQvxSimulation> simulation;
+        ASSERT_EQ(S_OK, CoCreateInstance(CLSID_QvxSimulatedHost, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IQvxOrvid),
+                                         host.OutVoid()));
+        ASSERT_EQ(S_OK, host.As(simulation));
+        ASSERT_EQ(S_OK, CoCreateInstance(CLSID_LinnographCtl, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IQvxControl3),
+                                         Control.OutVoid()));
+        AdviseRecorders(Control);
+        ASSERT_EQ(S_OK, Control->SetHost(host));
+        ASSERT_EQ(S_OK, Control->SetTaskById(1));
+        First->OnTask = [&](IQvxTask*) {
+            First->Heard.clear();
+            Second->Heard.clear();
+            Control = nullptr;
+        };
+        IQvxControl3* borrowed = Control.Get();
+        EXPECT_EQ(S_OK, row.Trigger(borrowed, simulation));
+        EXPECT_EQ(std::vector<std::string>{"task"}, Whats(*Second));
+        Second->Heard.clear();
+        long sinks = -1;
+        EXPECT_EQ(S_OK, simulation->GetSinkCount(&sinks));
+        EXPECT_EQ(Empty, sinks);
+    }
+}
+
+// Asked how many uses the chart still has of an event property set, a sink answers 0 whether
+// its receiver counts none or it has been cut off; a null answer pointer is refused.
+TEST(EventFactorySink, AnswersNoUsesUnlessItsReceiverCountsSome)
+{
+    struct CNoCount : CEventPropertyFactoryNotificationsReceiver
+    {
+    } receiver;
+    using CSink = CEventPropertyFactoryNotificationsSink<CBaseSingleSourceSink<IQvxEventPropertyFactoryNotifications>>;
+    for (CEventPropertyFactoryNotificationsReceiver* row : {static_cast<CEventPropertyFactoryNotificationsReceiver*>(&receiver),
+                                                           static_cast<CEventPropertyFactoryNotificationsReceiver*>(nullptr)}) {
+        SCOPED_TRACE(row ? "receiver" : "cut off");
+        CComPtr<CSink> sink = CreateSink<CSink>(row);
+        ASSERT_TRUE(sink);
+        long uses = 77;
+        EXPECT_EQ(S_OK, sink->QueryPropertySetUses(nullptr, CBstr(L"Events").Get(), &uses));
+        EXPECT_EQ(0, uses);
+        EXPECT_EQ(E_POINTER, sink->QueryPropertySetUses(nullptr, CBstr(L"Events").Get(), nullptr));
+    }
 }
 
 TEST_F(HostAttachment, TheRootsSelectionsNewsFetchesAMissingDistanceSource)

@@ -128,6 +128,12 @@ protected:
         return cookie;
     }
 
+    // The owner as the firings name the control: only its IUnknown part is ever called.
+    IQvxControl* OwnerAsControl() const
+    {
+        return reinterpret_cast<IQvxControl*>(static_cast<IQvxNotifications*>(Owner));
+    }
+
     CComPtr<IQvxNotifications> Notifications;
     CPointOwner* Owner = nullptr;
 };
@@ -231,7 +237,7 @@ TEST_F(NotificationPoints, ControlNotificationsReachBothControlPointsFirstPointF
     CComPtr<CRecorder> one = MakeRecorder("one"), two = MakeRecorder("two");
     AdviseOn(IID_IQvxControlNotifications2, two);
     AdviseOn(IID_IQvxControlNotifications, one);
-    IQvxControl* control = reinterpret_cast<IQvxControl*>(Owner);
+    IQvxControl* control = OwnerAsControl();
     Owner->Fire_OnTaskChanged(control, nullptr);
     Owner->Fire_OnHostAttached(control, nullptr);
     Owner->Fire_OnChannelsChanged(control);
@@ -298,6 +304,20 @@ TEST_F(NotificationPoints, ASinkThatUnadvisesItselfDuringAFiringLeavesTheOthersT
     Heard.clear();
     Owner->Fire_OnChannelsChanged(nullptr);
     EXPECT_EQ((std::vector<std::string>{"b:channels", "c:channels"}), Heard);
+}
+
+// A sink that drops the last reference to the object of the points: the firing holds the
+// object, so every sink of both points is still told, and the object goes when it is done.
+TEST_F(NotificationPoints, AnOwnerLetGoDuringAFiringLivesUntilItEnds)
+{
+    CComPtr<CRecorder> a = MakeRecorder("a"), b = MakeRecorder("b");
+    AdviseOn(IID_IQvxControlNotifications, a);
+    AdviseOn(IID_IQvxControlNotifications2, b);
+    const LONG objects = CComModule::Instance().ObjectCount();
+    a->During = [&] { Notifications = nullptr; };
+    Owner->Fire_OnTaskChanged(OwnerAsControl(), nullptr);
+    EXPECT_EQ((std::vector<std::string>{"a:task", "b:task"}), Heard);
+    EXPECT_EQ(objects - 1, CComModule::Instance().ObjectCount());
 }
 
 TEST_F(NotificationPoints, ASinkUnadvisedByAnotherDuringAFiringIsNotCalled)

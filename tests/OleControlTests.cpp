@@ -2,6 +2,9 @@
 // aggregation, in-place activation on a real window, drawing, extent, hit tests, persistence
 // and advises.
 #include "tests/OleTestSupport.h"
+#include <cstring>
+#include <initializer_list>
+#include <vector>
 
 using namespace qvxtest;
 
@@ -297,6 +300,55 @@ TEST_F(OleControl, DrawConvertsLogicalBoundsAndLeavesTheContextAsItWas)
     GetViewportOrgEx(surface.Dc(), &origin);
     EXPECT_EQ(10, origin.x);
     EXPECT_EQ(MM_ANISOTROPIC, GetMapMode(surface.Dc()));
+}
+
+// A container's target device description is read only within its tdSize bytes. Each block is
+// put at the very end of readable memory, so that a read past it faults; a description that does
+// not hold together leaves the drawing context as the reference.
+TEST_F(OleControl, DrawReadsATargetDeviceOnlyWithinItsSize)
+{
+    struct CRow
+    {
+        const char* Name;
+        std::vector<BYTE> Block;
+    };
+    const auto block = [](DWORD size, WORD driver, std::initializer_list<wchar_t> text) {
+        std::vector<BYTE> bytes(12);
+        memcpy(bytes.data(), &size, sizeof size);
+        memcpy(bytes.data() + 4, &driver, sizeof driver);
+        for (wchar_t c : text) {
+            bytes.push_back(BYTE(c));
+            bytes.push_back(BYTE(c >> 8));
+        }
+        bytes.resize(size);
+        return bytes;
+    };
+    const CRow rows[] = {
+        {"a whole description", block(28, 12, {'D', 'I', 'S', 'P', 'L', 'A', 'Y', 0})},
+        {"a header cut short", block(8, 0, {})},
+        {"a name beyond the block", block(20, 24, {})},
+        {"a name without its end", block(20, 12, {'D', 'I', 'S', 'P'})},
+    };
+    ASSERT_EQ(S_OK, InitNew(Control));
+    CComPtr<IViewObject> view = Query<IViewObject>(Control);
+    SYSTEM_INFO system{};
+    GetSystemInfo(&system);
+    const SIZE_T page = system.dwPageSize;
+    for (const CRow& row : rows) {
+        SCOPED_TRACE(row.Name);
+        auto* memory = static_cast<BYTE*>(VirtualAlloc(nullptr, 2 * page, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE));
+        ASSERT_TRUE(memory);
+        DWORD old = 0;
+        ASSERT_TRUE(VirtualProtect(memory + page, page, PAGE_NOACCESS, &old));
+        BYTE* start = memory + page - row.Block.size();
+        memcpy(start, row.Block.data(), row.Block.size());
+        CDibSurface surface(20, 20, Untouched);
+        const RECTL bounds{0, 0, 20, 20};
+        EXPECT_EQ(S_OK, view->Draw(DVASPECT_CONTENT, -1, nullptr, reinterpret_cast<DVTARGETDEVICE*>(start), nullptr,
+                                   surface.Dc(), &bounds, nullptr, nullptr, 0));
+        EXPECT_EQ(White, surface.Pixel(10, 10));
+        VirtualFree(memory, 0, MEM_RELEASE);
+    }
 }
 
 TEST_F(OleControl, DrawRefusesMissingBoundsAndOtherAspects)
