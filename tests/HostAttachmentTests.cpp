@@ -3,6 +3,7 @@
 // notifications heard by sinks advised on it. The substitute's call counters and its count of
 // advised sinks show what the control asked and what it still listens to.
 #include <gtest/gtest.h>
+#include <cstring>
 #include <functional>
 #include <string>
 #include <vector>
@@ -369,6 +370,14 @@ TEST_F(HostAttachment, AReleasedControlLeavesTheHostWithNoSinkOfItsOwn)
     ASSERT_EQ(S_OK, Simulation->Shutdown());
 }
 
+// The chart linked in, whose memory is never handed back once it is released but filled with a
+// pattern: anything that uses the chart after its last release reads garbage and fails at once.
+class CQuarantinedChart : public qvxtest::CTestChartCtl
+{
+public:
+    static void operator delete(void* memory, std::size_t size) { std::memset(memory, 0xDD, size); }
+};
+
 // A host that drops its last reference to the control inside the task news: the control stays
 // until it is done, so the second point is still told, and once it goes nothing of it stays
 // advised on the host's objects.
@@ -377,11 +386,15 @@ TEST_F(HostAttachment, AHostThatLetsTheControlGoInsideTheTaskNewsIsStillServedTo
     struct CRow
     {
         const char* Name;
-        std::function<HRESULT(IQvxControl3*, IQvxSimulation*)> Trigger;
+        std::function<HRESULT(CQuarantinedChart&, IQvxOrvid*, IQvxSimulation*)> Trigger;
     };
     const CRow rows[] = {
-        {"a task set by id", [](IQvxControl3* control, IQvxSimulation*) { return control->SetTaskById(2); }},
-        {"the host closing", [](IQvxControl3*, IQvxSimulation* simulation) { return simulation->Shutdown(); }},
+        {"a task set by id", [](CQuarantinedChart& chart, IQvxOrvid*, IQvxSimulation*) { return chart.SetTaskById(2); }},
+        {"the host closing", [](CQuarantinedChart&, IQvxOrvid*, IQvxSimulation* simulation) { return simulation->Shutdown(); }},
+        {"the root going away with its task", [](CQuarantinedChart& chart, IQvxOrvid* host, IQvxSimulation*) {
+             chart.OnHostGoingAway(host);
+             return S_OK;
+         }},
     };
     for (const CRow& row : rows) {
         SCOPED_TRACE(row.Name);
@@ -390,8 +403,11 @@ TEST_F(HostAttachment, AHostThatLetsTheControlGoInsideTheTaskNewsIsStillServedTo
         ASSERT_EQ(S_OK, CoCreateInstance(CLSID_QvxSimulatedHost, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IQvxOrvid),
                                          host.OutVoid()));
         ASSERT_EQ(S_OK, host.As(simulation));
-        ASSERT_EQ(S_OK, CoCreateInstance(CLSID_LinnographCtl, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IQvxControl3),
-                                         Control.OutVoid()));
+        CComPtr<IQvxLinnographCtl4> made;
+        ASSERT_EQ(S_OK, CComObject<CQuarantinedChart>::CreateInstance(made));
+        CQuarantinedChart& chart = *static_cast<CQuarantinedChart*>(made.Get());
+        ASSERT_EQ(S_OK, made.As(Control));
+        made = nullptr;
         AdviseRecorders(Control);
         ASSERT_EQ(S_OK, Control->SetHost(host));
         ASSERT_EQ(S_OK, Control->SetTaskById(1));
@@ -400,8 +416,7 @@ TEST_F(HostAttachment, AHostThatLetsTheControlGoInsideTheTaskNewsIsStillServedTo
             Second->Heard.clear();
             Control = nullptr;
         };
-        IQvxControl3* borrowed = Control.Get();
-        EXPECT_EQ(S_OK, row.Trigger(borrowed, simulation));
+        EXPECT_EQ(S_OK, row.Trigger(chart, host, simulation));
         EXPECT_EQ(std::vector<std::string>{"task"}, Whats(*Second));
         Second->Heard.clear();
         long sinks = -1;
