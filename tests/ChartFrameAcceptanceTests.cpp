@@ -60,19 +60,18 @@ protected:
 
 } // namespace
 
+// No border by default, and the divider draws nothing while the mouse is elsewhere: the window
+// is the background colour, the property's or else the scheme's.
 TEST_F(ChartFrameAcceptance, TheEmptyChartFillsTheWindowInItsBackgroundColour)
-{
-    Embed([](IQvxLinnographCtl4* control) { control->put_BackColor(Background); });
-    // No border by default; the divider draws nothing while the mouse is elsewhere.
-    ExpectWindowShows(CDibSurface(240, 120, Background));
-}
-
-TEST_F(ChartFrameAcceptance, TheSchemeGivesTheBackgroundWhenNoColourIsSet)
 {
     Site.Ambients[11].vt = VT_I4;
     Site.Ambients[11].lVal = 0x203040;
     Embed([](IQvxLinnographCtl4*) {});
     ExpectWindowShows(CDibSurface(240, 120, 0x203040));
+    ASSERT_EQ(S_OK, Control->put_BackColor(Background));
+    ASSERT_TRUE(PumpUntilPainted(Window));
+    Shown = CaptureWindow(Window);
+    ExpectWindowShows(CDibSurface(240, 120, Background));
 }
 
 TEST_F(ChartFrameAcceptance, AFlatBorderIsOnePixelOfTheBorderColour)
