@@ -138,12 +138,10 @@ TEST_F(ChartFrame, ConstructionBuildsTheTreeUnderTheRoot)
 
     // The three children share the control's window cell.
     ASSERT_TRUE(Chart->GraphRegion && Chart->CursorsRegion && Chart->ResizeRegion);
-    EXPECT_EQ(Chart->GraphRegion->WindowRef, &Chart->Window);
-    EXPECT_EQ(Chart->CursorsRegion->WindowRef, &Chart->Window);
-    EXPECT_EQ(Chart->ResizeRegion->WindowRef, &Chart->Window);
-    EXPECT_EQ(Chart->WindowRef, &Chart->Window);
-
-    EXPECT_EQ(Chart->GetActiveTraceGridColour(), 0xD0D0D0u);
+    for (CChartRegionBase* child : {static_cast<CChartRegionBase*>(Chart->GraphRegion.get()),
+                                    static_cast<CChartRegionBase*>(Chart->CursorsRegion.get()),
+                                    static_cast<CChartRegionBase*>(Chart->ResizeRegion.get())})
+        EXPECT_EQ(child->WindowRef, &Chart->Window);
     CComPtr<IFontDisp> font;
     ASSERT_EQ(S_OK, Control->get_Font(font.Out()));
     EXPECT_TRUE(SameObject(Chart->GetFontObject(), font));
