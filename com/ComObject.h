@@ -102,7 +102,8 @@ public:
         owner->Refs = 1;
         HRESULT hr = owner->FinalConstruct();
         if (FAILED(hr)) {
-            owner->Refs = 0;
+            // The count stays at 1, as in Release, so that a keep-alive pair inside the last
+            // release does not free the object a second time.
             owner->FinalRelease();
             return hr;
         }

@@ -74,8 +74,11 @@ public:
     STDMETHODIMP OnPropertySetAdded(IQvxPropertyFactory* f, BSTR name) override { return Forward(&R::OnPropertySetAdded, f, name); }
     STDMETHODIMP OnPropertySetRemoved(IQvxPropertyFactory* f, BSTR name) override { return Forward(&R::OnPropertySetRemoved, f, name); }
     STDMETHODIMP OnFactoryChanged(IQvxPropertyFactory* f) override { return Forward(&R::OnFactoryChanged, f); }
+    // No uses unless the receiver counts some: a sink that is cut off answers 0.
     STDMETHODIMP QueryPropertySetUses(IQvxPropertyFactory* f, BSTR name, long* uses) override
     {
+        if (!uses) return E_POINTER;
+        *uses = 0;
         return Forward(&R::QueryPropertySetUses, f, name, uses);
     }
 };

@@ -61,7 +61,8 @@ HRESULT CBaseChartCtl::CreateChart(const CRTCTimeSettings& settings, CResizeCall
     if (SUCCEEDED(hr)) hr = TaskItem->SetZoomStack(stack);
     if (FAILED(hr)) {
         DestroyChart();
-        return hr;
+        // The stack's own error (a class not registered, say) would read as the control's.
+        return hr == E_OUTOFMEMORY ? E_OUTOFMEMORY : E_FAIL;
     }
 
     // The root's children: the graph (its scroll bars, x axis and events region come with the
@@ -352,18 +353,21 @@ void CBaseChartCtl::OnChannelDefaultsChanged(IQvxOrvid*, IQvxPropertyFactory* fa
 
 void CBaseChartCtl::OnSelectionsChanged(IQvxOrvid*)
 {
+    const CComPtr<IUnknown> keepAlive = KeepAlive();
     if (!DistanceSource && GetHostRoot()) GetHostRoot()->GetDistanceSource(DistanceSource.Out());
     if (TaskItem) TaskItem->OnSelectionsChanged();
 }
 
 void CBaseChartCtl::OnGroupDefaultsChanged(IQvxOrvid*, IQvxGroupFactory* factory)
 {
+    const CComPtr<IUnknown> keepAlive = KeepAlive();
     SetGroupFactoryParent(factory);
     OnGroupFactoryChanged();
 }
 
 void CBaseChartCtl::OnHostGoingAway(IQvxOrvid*)
 {
+    const CComPtr<IUnknown> keepAlive = KeepAlive();
     // A host that goes without closing its task first: the chart lets go of both.
     if (GetAttachedTask()) SetTask(nullptr);
     OnHostDetached();
@@ -395,11 +399,13 @@ void CBaseChartCtl::OnTimeDigitsChanged(IQvxOrvid*)
 
 void CBaseChartCtl::OnCurrentSelectionChanged(IQvxTask*)
 {
+    const CComPtr<IUnknown> keepAlive = KeepAlive();
     if (TaskItem) TaskItem->OnCurrentSelectionChanged();
 }
 
 void CBaseChartCtl::OnSelectionsChanged(IQvxTask*)
 {
+    const CComPtr<IUnknown> keepAlive = KeepAlive();
     if (!TaskItem) return;
     TaskItem->OnSelectionsChanged();
     TaskItem->NotifyChange(TaskTimeRangeStale | TaskDistanceRangeStale, 1);
@@ -407,6 +413,7 @@ void CBaseChartCtl::OnSelectionsChanged(IQvxTask*)
 
 void CBaseChartCtl::OnTaskGoingAway(IQvxTask*)
 {
+    const CComPtr<IUnknown> keepAlive = KeepAlive();
     SetTask(nullptr);
 }
 
@@ -419,6 +426,7 @@ void CBaseChartCtl::OnRunningChanged(IQvxTask* task)
 
 void CBaseChartCtl::OnCursorChanged(IQvxTask*, qvx::time time)
 {
+    const CComPtr<IUnknown> keepAlive = KeepAlive();
     // A cursor that the chart holds itself, running or paused locally, does not follow the
     // host's: only a chart without a task or in the host's pause takes it.
     if (TaskItem && !TaskItem->GetMode().IsLocallyHeld()) TaskItem->OnCursorChanged(time);

@@ -221,6 +221,9 @@ protected:
     CBitmapHandle BackBufferBitmap;
     HGDIOBJ BackBufferOldBitmap = nullptr;
     SIZE BackBufferSize{};
+    // Paints under way: a paint inside a paint (a lazy read that updates the window) draws into
+    // a buffer of its own, since the outer one still draws into the kept buffer.
+    int PaintDepth = 0;
     // Left and top stay 0; right and bottom are the window's size.
     RECT ClientRect{};
 

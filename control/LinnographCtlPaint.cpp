@@ -19,6 +19,49 @@ const UINT ReflectedMessages[] = {
     OCM_VSCROLL,        OCM_PARENTNOTIFY,    OCM_NOTIFY,
 };
 
+// A memory context with a bitmap of `size` compatible with `target` selected into it; false, and
+// nothing made, when either cannot be made.
+bool MakeBuffer(HDC target, SIZE size, CDeviceContext& dc, CBitmapHandle& bitmap, HGDIOBJ& oldBitmap)
+{
+    CDeviceContext context(CreateCompatibleDC(target));
+    CBitmapHandle made(context ? CreateCompatibleBitmap(target, size.cx, size.cy) : nullptr);
+    if (!made) return false;
+    oldBitmap = SelectObject(context, made);
+    dc = std::move(context);
+    bitmap = std::move(made);
+    return true;
+}
+
+void FreeBuffer(CDeviceContext& dc, CBitmapHandle& bitmap, HGDIOBJ& oldBitmap)
+{
+    if (dc && oldBitmap) SelectObject(dc, oldBitmap);
+    oldBitmap = nullptr;
+    bitmap.Reset();
+    dc.Reset();
+}
+
+// The buffer of a nested paint, freed when that paint ends.
+struct CNestedBuffer
+{
+    CDeviceContext Dc;
+    CBitmapHandle Bitmap;
+    HGDIOBJ OldBitmap = nullptr;
+    ~CNestedBuffer() { FreeBuffer(Dc, Bitmap, OldBitmap); }
+};
+
+class CPaintNesting
+{
+public:
+    explicit CPaintNesting(int& depth) noexcept : Depth(depth) { ++Depth; }
+    ~CPaintNesting() { --Depth; }
+    CPaintNesting(const CPaintNesting&) = delete;
+    CPaintNesting& operator=(const CPaintNesting&) = delete;
+    bool Nested() const noexcept { return Depth > 1; }
+
+private:
+    int& Depth;
+};
+
 bool IsReflected(UINT message)
 {
     return std::find(std::begin(ReflectedMessages), std::end(ReflectedMessages), message) !=
@@ -98,7 +141,18 @@ HRESULT CLinnographCtl::OnDraw(const DrawDescription& draw)
     const DWORD targetType = GetObjectType(target);
     const bool metafile = targetType == OBJ_ENHMETADC || targetType == OBJ_METADC;
     const bool direct = metafile || IsPrinting(reference);
-    HDC surface = direct ? target : PrepareBackBuffer(target, bounds);
+    const CPaintNesting nesting(PaintDepth);
+    CNestedBuffer nestedBuffer;
+    HDC surface = target;
+    if (!direct && !nesting.Nested()) {
+        surface = PrepareBackBuffer(target, bounds);
+    } else if (!direct) {
+        const SIZE size{bounds.right - bounds.left, bounds.bottom - bounds.top};
+        surface = MakeBuffer(target, size, nestedBuffer.Dc, nestedBuffer.Bitmap, nestedBuffer.OldBitmap)
+                      ? nestedBuffer.Dc.Get()
+                      : nullptr;
+        if (surface) SetWindowOrgEx(surface, bounds.left, bounds.top, nullptr);
+    }
     if (surface) {
         const int pointSize = GraphRegion ? GraphRegion->PointSize : 0;
         CChartDrawInfo info(surface, reference, *this, pointSize);
@@ -123,12 +177,7 @@ HDC CLinnographCtl::PrepareBackBuffer(HDC target, const RECT& bounds)
     const SIZE size{bounds.right - bounds.left, bounds.bottom - bounds.top};
     if (size.cx != BackBufferSize.cx || size.cy != BackBufferSize.cy) DestroyBackBuffer();
     if (!BackBufferDC) {
-        CDeviceContext context(CreateCompatibleDC(target));
-        CBitmapHandle bitmap(context ? CreateCompatibleBitmap(target, size.cx, size.cy) : nullptr);
-        if (!bitmap) return nullptr;
-        BackBufferOldBitmap = SelectObject(context, bitmap);
-        BackBufferDC = std::move(context);
-        BackBufferBitmap = std::move(bitmap);
+        if (!MakeBuffer(target, size, BackBufferDC, BackBufferBitmap, BackBufferOldBitmap)) return nullptr;
         BackBufferSize = size;
     }
     // The regions paint in the target's coordinates.
@@ -138,9 +187,6 @@ HDC CLinnographCtl::PrepareBackBuffer(HDC target, const RECT& bounds)
 
 void CLinnographCtl::DestroyBackBuffer()
 {
-    if (BackBufferDC && BackBufferOldBitmap) SelectObject(BackBufferDC, BackBufferOldBitmap);
-    BackBufferOldBitmap = nullptr;
-    BackBufferBitmap.Reset();
-    BackBufferDC.Reset();
+    FreeBuffer(BackBufferDC, BackBufferBitmap, BackBufferOldBitmap);
     BackBufferSize = SIZE{};
 }

@@ -44,7 +44,7 @@ HRESULT CProxyIQvxNavigateToPropertiesNotifications::Fire_OnNavigateToProperties
     LONG index = 0;
     HRESULT hr = SafeArrayPutElement(names.Get(), &index, name);
     if (FAILED(hr)) return hr;
-    return Fire([&](IQvxNavigateToPropertiesNotifications* sink) {
+    return Fire(control, [&](IQvxNavigateToPropertiesNotifications* sink) {
         return sink->OnNavigateToProperties(control, kind, names.Get());
     });
 }

@@ -90,9 +90,12 @@ protected:
     // Calls `call(I*)` on each sink of the entries that exist when the firing starts, holding
     // each sink for the length of its call. Gives the result of the last call made, or `last`
     // when there was none, so that a firing over two points reports its last sink.
+    // `holder` is the object that the point lives in: a sink may drop the last reference to it,
+    // so it is held until the loop is done.
     template <class Call>
-    HRESULT Fire(Call&& call, HRESULT last = S_OK)
+    HRESULT Fire(IUnknown* holder, Call&& call, HRESULT last = S_OK)
     {
+        const CComPtr<IUnknown> keepAlive(holder);
         const size_t count = Sinks.size();
         for (size_t i = 0; i < count && i < Sinks.size(); ++i) {
             CComPtr<I> sink = Sinks[i];
@@ -130,19 +133,19 @@ class CProxyIQvxControlNotifications : public CControlNotificationsPoint
 public:
     HRESULT Fire_OnTaskChanged(IQvxControl* control, IQvxTask* task)
     {
-        return Fire([&](IQvxControlNotifications* sink) { return sink->OnTaskChanged(control, task); });
+        return Fire(control, [&](IQvxControlNotifications* sink) { return sink->OnTaskChanged(control, task); });
     }
     HRESULT Fire_OnHostAttached(IQvxControl* control, IUnknown* host)
     {
-        return Fire([&](IQvxControlNotifications* sink) { return sink->OnHostAttached(control, host); });
+        return Fire(control, [&](IQvxControlNotifications* sink) { return sink->OnHostAttached(control, host); });
     }
     HRESULT Fire_OnChannelsChanged(IQvxControl* control)
     {
-        return Fire([&](IQvxControlNotifications* sink) { return sink->OnChannelsChanged(control); });
+        return Fire(control, [&](IQvxControlNotifications* sink) { return sink->OnChannelsChanged(control); });
     }
     HRESULT Fire_OnActiveChanged(IQvxControl* control)
     {
-        return Fire([&](IQvxControlNotifications* sink) { return sink->OnActiveChanged(control); });
+        return Fire(control, [&](IQvxControlNotifications* sink) { return sink->OnActiveChanged(control); });
     }
 };
 
@@ -153,32 +156,36 @@ class CProxyIQvxControlNotifications2 : public CProxyIQvxControlNotifications, p
 public:
     HRESULT Fire_OnTaskChanged(IQvxControl* control, IQvxTask* task)
     {
-        HRESULT last = CProxyIQvxControlNotifications::Fire_OnTaskChanged(control, task);
-        return CControlNotifications2Point::Fire(
-            [&](IQvxControlNotifications2* sink) { return sink->OnTaskChanged(control, task); }, last);
+        return FireBoth(control, [&](auto* sink) { return sink->OnTaskChanged(control, task); });
     }
     HRESULT Fire_OnHostAttached(IQvxControl* control, IUnknown* host)
     {
-        HRESULT last = CProxyIQvxControlNotifications::Fire_OnHostAttached(control, host);
-        return CControlNotifications2Point::Fire(
-            [&](IQvxControlNotifications2* sink) { return sink->OnHostAttached(control, host); }, last);
+        return FireBoth(control, [&](auto* sink) { return sink->OnHostAttached(control, host); });
     }
     HRESULT Fire_OnChannelsChanged(IQvxControl* control)
     {
-        HRESULT last = CProxyIQvxControlNotifications::Fire_OnChannelsChanged(control);
-        return CControlNotifications2Point::Fire(
-            [&](IQvxControlNotifications2* sink) { return sink->OnChannelsChanged(control); }, last);
+        return FireBoth(control, [&](auto* sink) { return sink->OnChannelsChanged(control); });
     }
     HRESULT Fire_OnActiveChanged(IQvxControl* control)
     {
-        HRESULT last = CProxyIQvxControlNotifications::Fire_OnActiveChanged(control);
-        return CControlNotifications2Point::Fire(
-            [&](IQvxControlNotifications2* sink) { return sink->OnActiveChanged(control); }, last);
+        return FireBoth(control, [&](auto* sink) { return sink->OnActiveChanged(control); });
     }
     HRESULT Fire_OnEventSetsChanged(IQvxControl* control)
     {
         return CControlNotifications2Point::Fire(
-            [&](IQvxControlNotifications2* sink) { return sink->OnEventSetsChanged(control); });
+            control, [&](IQvxControlNotifications2* sink) { return sink->OnEventSetsChanged(control); });
+    }
+
+private:
+    // The first point's sinks, then the second's; the control is held across both, since a sink
+    // of the first may let it go.
+    template <class Call>
+    HRESULT FireBoth(IQvxControl* control, Call&& call)
+    {
+        const CComPtr<IUnknown> keepAlive(control);
+        HRESULT last = CControlNotificationsPoint::Fire(control, [&](IQvxControlNotifications* sink) { return call(sink); });
+        return CControlNotifications2Point::Fire(
+            control, [&](IQvxControlNotifications2* sink) { return call(sink); }, last);
     }
 };
 
@@ -188,11 +195,11 @@ class CProxyIQvx1DChannelConfigNotifications
 public:
     HRESULT Fire_OnChannelListChanged(IQvx1DChannelConfig* config)
     {
-        return Fire([&](IQvx1DChannelConfigNotifications* sink) { return sink->OnChannelListChanged(config); });
+        return Fire(config, [&](IQvx1DChannelConfigNotifications* sink) { return sink->OnChannelListChanged(config); });
     }
     HRESULT Fire_OnShownChannelsChanged(IQvx1DChannelConfig* config)
     {
-        return Fire([&](IQvx1DChannelConfigNotifications* sink) { return sink->OnShownChannelsChanged(config); });
+        return Fire(config, [&](IQvx1DChannelConfigNotifications* sink) { return sink->OnShownChannelsChanged(config); });
     }
 };
 
@@ -202,19 +209,19 @@ class CProxyIQvxEventsConfigNotifications
 public:
     HRESULT Fire_OnEventsChanged(IQvxEventsConfig* config)
     {
-        return Fire([&](IQvxEventsConfigNotifications* sink) { return sink->OnEventsChanged(config); });
+        return Fire(config, [&](IQvxEventsConfigNotifications* sink) { return sink->OnEventsChanged(config); });
     }
     HRESULT Fire_OnInclusionsChanged(IQvxEventsConfig* config)
     {
-        return Fire([&](IQvxEventsConfigNotifications* sink) { return sink->OnInclusionsChanged(config); });
+        return Fire(config, [&](IQvxEventsConfigNotifications* sink) { return sink->OnInclusionsChanged(config); });
     }
     HRESULT Fire_OnExclusionsChanged(IQvxEventsConfig* config)
     {
-        return Fire([&](IQvxEventsConfigNotifications* sink) { return sink->OnExclusionsChanged(config); });
+        return Fire(config, [&](IQvxEventsConfigNotifications* sink) { return sink->OnExclusionsChanged(config); });
     }
     HRESULT Fire_OnResolvedChanged(IQvxEventsConfig* config)
     {
-        return Fire([&](IQvxEventsConfigNotifications* sink) { return sink->OnResolvedChanged(config); });
+        return Fire(config, [&](IQvxEventsConfigNotifications* sink) { return sink->OnResolvedChanged(config); });
     }
 };
 
@@ -234,7 +241,7 @@ class CProxyIQvxSingleDataSelectionControlNotifications
 public:
     HRESULT Fire_OnSelectionChanged(IUnknown* control)
     {
-        return Fire([&](IQvxSingleDataSelectionControlNotifications* sink) { return sink->OnSelectionChanged(control); });
+        return Fire(control, [&](IQvxSingleDataSelectionControlNotifications* sink) { return sink->OnSelectionChanged(control); });
     }
 };
 
@@ -267,7 +274,7 @@ class CProxyIQvxOrderingNotifications
 public:
     HRESULT Fire_OnOrderingChanged(IQvxOrdering* ordering)
     {
-        return Fire([&](IQvxOrderingNotifications* sink) { return sink->OnOrderingChanged(ordering); });
+        return Fire(ordering, [&](IQvxOrderingNotifications* sink) { return sink->OnOrderingChanged(ordering); });
     }
 };
 
@@ -277,7 +284,7 @@ class CProxyIQvxDefaultOrderingNotifications
 public:
     HRESULT Fire_OnDefaultOrderingChanged(IQvxDefaultOrdering* ordering)
     {
-        return Fire([&](IQvxDefaultOrderingNotifications* sink) { return sink->OnDefaultOrderingChanged(ordering); });
+        return Fire(ordering, [&](IQvxDefaultOrderingNotifications* sink) { return sink->OnDefaultOrderingChanged(ordering); });
     }
 };
 
@@ -287,6 +294,6 @@ class CProxyIQvxGroupedOrderingNotifications
 public:
     HRESULT Fire_OnGroupedOrderingChanged(IQvxGroupedOrdering* ordering)
     {
-        return Fire([&](IQvxGroupedOrderingNotifications* sink) { return sink->OnGroupedOrderingChanged(ordering); });
+        return Fire(ordering, [&](IQvxGroupedOrderingNotifications* sink) { return sink->OnGroupedOrderingChanged(ordering); });
     }
 };

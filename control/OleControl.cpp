@@ -127,6 +127,8 @@ LRESULT CALLBACK COleControl::WindowProcedure(HWND window, UINT message, WPARAM 
         if (control) control->Window = window;
     }
     auto* control = reinterpret_cast<COleControl*>(GetWindowLongPtrW(window, GWLP_USERDATA));
+    // A handler may call the container or fire, and the other side may let the control go.
+    const CComPtr<IUnknown> keepAlive(control ? control->ControllingUnknown() : nullptr);
     LRESULT result = 0;
     bool consumed = false;
     if (control) {

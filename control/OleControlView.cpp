@@ -1,5 +1,7 @@
 #include "control/OleControl.h"
 #include "control/GdiHandle.h"
+#include <cstddef>
+#include <cstring>
 #include <optional>
 
 // The control's pictures outside its window: IViewObject drawing into any context (a metafile,
@@ -27,17 +29,69 @@ bool IsMetafile(HDC context)
     return type == OBJ_METADC || type == OBJ_ENHMETADC;
 }
 
-// A context for the device that a target device description names.
+// A container's target device description is a block of tdSize bytes, and nothing of it may be
+// read outside that block.
+class CTargetDeviceBlock
+{
+public:
+    explicit CTargetDeviceBlock(const DVTARGETDEVICE* device) noexcept
+        : Bytes(reinterpret_cast<const BYTE*>(device)), Size(device->tdSize)
+    {
+    }
+    bool HasHeader() const noexcept { return Size >= offsetof(DVTARGETDEVICE, tdData); }
+    // The string at `offset`, null for offset 0; false when it does not end inside the block.
+    bool Text(WORD offset, const wchar_t*& text) const noexcept
+    {
+        text = nullptr;
+        if (offset == 0) return true;
+        if (!Inside(offset, sizeof(wchar_t))) return false;
+        for (DWORD at = offset; at + sizeof(wchar_t) <= Size; at += sizeof(wchar_t)) {
+            wchar_t c;
+            memcpy(&c, Bytes + at, sizeof c);
+            if (c == L'\0') {
+                text = reinterpret_cast<const wchar_t*>(Bytes + offset);
+                return true;
+            }
+        }
+        return false;
+    }
+    // The device mode at `offset`, null for offset 0; false when it, with its driver's extra
+    // bytes, does not lie inside the block.
+    bool Mode(WORD offset, const DEVMODEW*& mode) const noexcept
+    {
+        mode = nullptr;
+        if (offset == 0) return true;
+        constexpr DWORD sizes = offsetof(DEVMODEW, dmDriverExtra) + sizeof(WORD);
+        if (!Inside(offset, sizes)) return false;
+        WORD size = 0, extra = 0;
+        memcpy(&size, Bytes + offset + offsetof(DEVMODEW, dmSize), sizeof size);
+        memcpy(&extra, Bytes + offset + offsetof(DEVMODEW, dmDriverExtra), sizeof extra);
+        if (size < sizes || !Inside(offset, DWORD(size) + extra)) return false;
+        mode = reinterpret_cast<const DEVMODEW*>(Bytes + offset);
+        return true;
+    }
+
+private:
+    bool Inside(DWORD offset, DWORD length) const noexcept
+    {
+        return offset >= offsetof(DVTARGETDEVICE, tdData) && offset <= Size && length <= Size - offset;
+    }
+    const BYTE* Bytes;
+    DWORD Size;
+};
+
+// A context for the device that a target device description names; null for a description
+// that does not hold together, so that the drawing context serves as the reference.
 HDC CreateTargetContext(const DVTARGETDEVICE* device)
 {
-    auto text = [device](WORD offset) -> const wchar_t* {
-        return offset ? reinterpret_cast<const wchar_t*>(reinterpret_cast<const BYTE*>(device) + offset) : nullptr;
-    };
-    const DEVMODEW* mode = device->tdExtDevmodeOffset
-        ? reinterpret_cast<const DEVMODEW*>(reinterpret_cast<const BYTE*>(device) + device->tdExtDevmodeOffset)
-        : nullptr;
-    return CreateDCW(text(device->tdDriverNameOffset), text(device->tdDeviceNameOffset),
-                     text(device->tdPortNameOffset), mode);
+    const CTargetDeviceBlock block(device);
+    if (!block.HasHeader()) return nullptr;
+    const wchar_t *driver, *name, *port;
+    const DEVMODEW* mode;
+    if (!block.Text(device->tdDriverNameOffset, driver) || !block.Text(device->tdDeviceNameOffset, name) ||
+        !block.Text(device->tdPortNameOffset, port) || !block.Mode(device->tdExtDevmodeOffset, mode))
+        return nullptr;
+    return CreateDCW(driver, name, port, mode);
 }
 
 bool IsDrawableAspect(DWORD aspect)

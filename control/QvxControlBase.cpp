@@ -132,6 +132,7 @@ STDMETHODIMP CQvxControlBase::SetHost(IUnknown* host)
 {
     if (Host) return E_UNEXPECTED;
     if (!host) return E_INVALIDARG;
+    const CComPtr<IUnknown> keepAlive = KeepAlive();
     CComPtr<IQvxOrvid> root;
     HRESULT hr = root.QueryFrom(host, __uuidof(IQvxOrvid));
     if (FAILED(hr)) return hr;
@@ -153,6 +154,7 @@ STDMETHODIMP CQvxControlBase::GetTask(IQvxTask** task)
 STDMETHODIMP CQvxControlBase::SetTaskById(long id)
 {
     if (!Host) return E_UNEXPECTED;
+    const CComPtr<IUnknown> keepAlive = KeepAlive();
     CComPtr<IQvxTaskList> tasks;
     if (FAILED(Host->GetTaskList(tasks.Out())) || !tasks) return E_FAIL;
     CComPtr<IQvxTask> task;
@@ -223,6 +225,7 @@ void CQvxControlBase::OnHostDetached()
 
 void CQvxControlBase::SetTask(IQvxTask* task)
 {
+    const CComPtr<IUnknown> keepAlive = KeepAlive();
     CComPtr<IQvxTask> old = std::move(Task);
     Task = task;
     // Off the old task before the chart and the host hear of the new one: a host that sets

@@ -65,6 +65,9 @@ public:
 
     // The control as its notifications name it.
     IQvxControl* ControlInterface() noexcept { return this; }
+    // A reference on the control for the length of a call out (a firing, a call to the host)
+    // after which the caller still uses the control: the other side may let it go meanwhile.
+    CComPtr<IUnknown> KeepAlive() noexcept { return CComPtr<IUnknown>(ControlInterface()); }
     IQvxOrvid* GetHostRoot() const noexcept { return Host; }
     IQvxTask* GetAttachedTask() const noexcept { return Task; }
 

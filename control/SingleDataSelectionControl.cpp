@@ -19,6 +19,8 @@ STDMETHODIMP IQvxSingleDataSelectionControlImpl::GetSelection(IQvxDataSelection*
 
 HRESULT IQvxSingleDataSelectionControlImpl::SelectByIndex(ULONG index)
 {
+    // The host's answers may come with news that lets the control go.
+    const CComPtr<IUnknown> keepAlive(static_cast<IQvxSingleDataSelectionControl*>(this));
     CComPtr<IQvxTask> task;
     if (FAILED(GetSelectionTask(task.Out())) || !task) return E_FAIL;
     CComPtr<IQvxDataSelectionList> list;

@@ -8,6 +8,7 @@ CDataItemBase::CDataItemBase() noexcept : Flags(0xFFFFFFFF)
 
 CDataItemBase::~CDataItemBase()
 {
+    for (CFanOut* guard = ActiveFanOut; guard; guard = guard->Outer) guard->ItemDeleted = true;
     while (!Listeners.empty()) {
         CDataItemListener* first = Listeners.front();
         const size_t count = Listeners.size();
@@ -25,8 +26,10 @@ void CDataItemBase::NotifyChange(DWORD flags, int fanOut)
     // Listeners may leave, or make others leave, while they are told: walk a copy, and tell
     // only those still registered. Those that join meanwhile hear of the next change.
     const std::vector<CDataItemListener*> snapshot = Listeners;
+    CFanOut guard(this);
     for (CDataItemListener* listener : snapshot) {
         if (listener && HasListener(listener)) listener->OnDataItemChanged(this, flags);
+        if (guard.ItemDeleted) return;
     }
 }
 

@@ -29,4 +29,20 @@ public:
     DWORD Flags;
     // In order of registration; not owned.
     std::vector<CDataItemListener*> Listeners;
+
+private:
+    // One fan-out under way, on the stack, linked to the one it runs inside. A listener may
+    // delete the item: the destructor marks every fan-out still under way, and each returns
+    // without touching the item again.
+    struct CFanOut
+    {
+        CDataItemBase* Item;
+        CFanOut* Outer;
+        bool ItemDeleted = false;
+        explicit CFanOut(CDataItemBase* item) noexcept : Item(item), Outer(item->ActiveFanOut) { item->ActiveFanOut = this; }
+        ~CFanOut() { if (!ItemDeleted) Item->ActiveFanOut = Outer; }
+        CFanOut(const CFanOut&) = delete;
+        CFanOut& operator=(const CFanOut&) = delete;
+    };
+    CFanOut* ActiveFanOut = nullptr;
 };

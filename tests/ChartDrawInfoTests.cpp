@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <cstdlib>
 #include <cwchar>
+#include <vector>
 #include "control/ChartDrawInfo.h"
 #include "tests/ChartTestSupport.h"
 
@@ -66,76 +67,47 @@ protected:
 
 } // namespace
 
-TEST_F(ChartDrawInfoTest, TranslatesSystemColourIndices)
-{
-    Owner.BackColor = SystemColour(COLOR_WINDOW);
-    Owner.ForeColor = SystemColour(COLOR_WINDOWTEXT);
-    Owner.GridColor = SystemColour(COLOR_BTNSHADOW);
-    Owner.ActiveTraceGridColour = SystemColour(COLOR_HIGHLIGHT);
-    CChartDrawInfo info(Canvas.Dc(), Canvas.Dc(), Owner, 0);
-
-    EXPECT_EQ(info.BackColour, GetSysColor(COLOR_WINDOW));
-    EXPECT_EQ(info.ForeColour, GetSysColor(COLOR_WINDOWTEXT));
-    EXPECT_EQ(info.GridColour, GetSysColor(COLOR_BTNSHADOW));
-    EXPECT_EQ(info.ActiveGridColour, GetSysColor(COLOR_HIGHLIGHT));
-    EXPECT_TRUE(Owner.SchemeAsked.empty());
-    ExpectPaints(info, Canvas, GetSysColor(COLOR_WINDOW), GetSysColor(COLOR_WINDOWTEXT),
-                 GetSysColor(COLOR_BTNSHADOW), GetSysColor(COLOR_HIGHLIGHT));
-}
-
-TEST_F(ChartDrawInfoTest, PaintsInTheOwnersColoursOnTheScreen)
-{
-    Owner.BackColor = 0x123456;
-    Owner.ForeColor = 0x0A0B0C;
-    Owner.GridColor = 0x00FF00;
-    Owner.ActiveTraceGridColour = 0x0000FF;
-    CChartDrawInfo info(Canvas.Dc(), Canvas.Dc(), Owner, 7);
-
-    EXPECT_EQ(info.PointSize, 7);
-    ExpectPaints(info, Canvas, 0x123456, 0x0A0B0C, 0x00FF00, 0x0000FF);
-}
-
-TEST_F(ChartDrawInfoTest, UnsetColoursComeFromTheScheme)
-{
-    Owner.Scheme = {{11, 0x102030}, {12, 0x405060}, {13, 0x708090}};
-    CChartDrawInfo info(Canvas.Dc(), Canvas.Dc(), Owner, 0);
-
-    EXPECT_EQ(info.BackColour, 0x102030u);
-    EXPECT_EQ(info.ForeColour, 0x405060u);
-    EXPECT_EQ(info.GridColour, 0x708090u);
-    EXPECT_EQ(Owner.SchemeAsked, (std::vector<int>{11, 12, 13}));
-    ExpectPaints(info, Canvas, 0x102030, 0x405060, 0x708090, 0xD0D0D0);
-}
-
-TEST_F(ChartDrawInfoTest, AColourThatIsNoColourCountsAsUnset)
-{
-    Owner.Scheme = {{11, 0x102030}, {12, 0x405060}, {13, 0x708090}};
-    Owner.BackColor = SystemColour(0xFF);  // no such system colour
-    Owner.ForeColor = 0x7F000000;          // no such colour kind
-    Owner.ActiveTraceGridColour = 0xFFFFFFFF;
-    CChartDrawInfo info(Canvas.Dc(), Canvas.Dc(), Owner, 0);
-
-    EXPECT_EQ(info.BackColour, 0x102030u);
-    EXPECT_EQ(info.ForeColour, 0x405060u);
-    // An unset active grid colour follows the grid.
-    EXPECT_EQ(info.ActiveGridColour, 0x708090u);
-}
-
-TEST_F(ChartDrawInfoTest, PrinterGivesWhitePaperBlackInkAndLightGrid)
+// The colours that paint, from the owner's properties, the scheme for those unset (or no
+// colour at all), and the paper rule of white paper, black ink and a light grid.
+TEST_F(ChartDrawInfoTest, PaintsInTheColoursThatTheOwnerAndTheTargetGive)
 {
     CDeviceContext printer = qvxtest::CreateTestPrinterDC();
     ASSERT_TRUE(printer) << "no printer context in this prefix";
     ASSERT_EQ(GetDeviceCaps(printer, TECHNOLOGY), DT_RASPRINTER);
-    Owner.BackColor = 0x000000;
-    Owner.ForeColor = 0xFFFFFF;
-    Owner.GridColor = 0x404040;
-    Owner.ActiveTraceGridColour = 0x0000FF;
-    CChartDrawInfo info(Canvas.Dc(), printer, Owner, 0);
-
-    // The properties stay as they are; only what paints changes.
-    EXPECT_EQ(info.BackColour, 0x000000u);
-    EXPECT_EQ(info.ForeColour, 0xFFFFFFu);
-    ExpectPaints(info, Canvas, 0xFFFFFF, 0x000000, 0xD0D0D0, 0xD0D0D0);
+    struct CRow
+    {
+        const char* Name;
+        OLE_COLOR Back, Fore, Grid, ActiveGrid;
+        bool Paper;
+        COLORREF PaintBack, PaintFore, PaintGrid, PaintActiveGrid;
+        std::vector<int> SchemeAsked;
+    };
+    const COLORREF window = GetSysColor(COLOR_WINDOW), text = GetSysColor(COLOR_WINDOWTEXT),
+                   shadow = GetSysColor(COLOR_BTNSHADOW), highlight = GetSysColor(COLOR_HIGHLIGHT);
+    const CRow rows[] = {
+        {"system colours", SystemColour(COLOR_WINDOW), SystemColour(COLOR_WINDOWTEXT), SystemColour(COLOR_BTNSHADOW),
+         SystemColour(COLOR_HIGHLIGHT), false, window, text, shadow, highlight, {}},
+        {"the owner's", 0x123456, 0x0A0B0C, 0x00FF00, 0x0000FF, false, 0x123456, 0x0A0B0C, 0x00FF00, 0x0000FF, {}},
+        {"unset from the scheme", 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 0xD0D0D0, false, 0x102030, 0x405060, 0x708090,
+         0xD0D0D0, {11, 12, 13}},
+        {"no colour counts as unset, and the active grid follows the grid", SystemColour(0xFF), 0x7F000000, 0xFFFFFFFF,
+         0xFFFFFFFF, false, 0x102030, 0x405060, 0x708090, 0x708090, {11, 12, 13}},
+        {"paper", 0x000000, 0xFFFFFF, 0x404040, 0x0000FF, true, 0xFFFFFF, 0x000000, 0xD0D0D0, 0xD0D0D0, {}},
+    };
+    for (const CRow& row : rows) {
+        SCOPED_TRACE(row.Name);
+        CTestDrawOwner owner;
+        owner.Scheme = {{11, 0x102030}, {12, 0x405060}, {13, 0x708090}};
+        owner.BackColor = row.Back;
+        owner.ForeColor = row.Fore;
+        owner.GridColor = row.Grid;
+        owner.ActiveTraceGridColour = row.ActiveGrid;
+        CDibSurface canvas(64, 64);
+        CChartDrawInfo info(canvas.Dc(), row.Paper ? printer.Get() : canvas.Dc(), owner, 7);
+        EXPECT_EQ(info.PointSize, 7);
+        EXPECT_EQ(owner.SchemeAsked, row.SchemeAsked);
+        ExpectPaints(info, canvas, row.PaintBack, row.PaintFore, row.PaintGrid, row.PaintActiveGrid);
+    }
 }
 
 TEST_F(ChartDrawInfoTest, DerivedFontsFollowTheNormalFont)
@@ -144,36 +116,40 @@ TEST_F(ChartDrawInfoTest, DerivedFontsFollowTheNormalFont)
     ASSERT_TRUE(font);
     Owner.FontObject = font.Get();
     CChartDrawInfo info(Canvas.Dc(), Canvas.Dc(), Owner, 0);
-
     ASSERT_TRUE(info.Font);
     ASSERT_NE(info.hFontNormal, nullptr);
     const LOGFONTW normal = FontOf(info.hFontNormal);
     EXPECT_STREQ(normal.lfFaceName, L"Arial");
-    EXPECT_NE(normal.lfHeight, 0);
+    struct CRow
+    {
+        HFONT Font;
+        const wchar_t* Face;
+        LONG Angle;
+    };
+    for (const CRow& row : {CRow{info.hFontRotate90, L"Arial", 900}, CRow{info.hFontRotate270, L"Arial", 2700},
+                            CRow{info.hFontSymbol, L"Symbol", 0}, CRow{info.hFontSymbolRotate90, L"Symbol", 900}}) {
+        const LOGFONTW derived = FontOf(row.Font);
+        EXPECT_STREQ(derived.lfFaceName, row.Face);
+        EXPECT_EQ(derived.lfEscapement, row.Angle) << row.Angle;
+        EXPECT_EQ(derived.lfOrientation, row.Angle) << row.Angle;
+        EXPECT_EQ(derived.lfHeight, normal.lfHeight);
+    }
+    EXPECT_EQ(FontOf(info.hFontSymbol).lfCharSet, SYMBOL_CHARSET);
+}
 
-    const LOGFONTW up = FontOf(info.hFontRotate90);
-    EXPECT_EQ(up.lfEscapement, 900);
-    EXPECT_EQ(up.lfOrientation, 900);
-    EXPECT_EQ(up.lfHeight, normal.lfHeight);
-    EXPECT_STREQ(up.lfFaceName, normal.lfFaceName);
-    const LOGFONTW down = FontOf(info.hFontRotate270);
-    EXPECT_EQ(down.lfEscapement, 2700);
-    EXPECT_EQ(down.lfOrientation, 2700);
-    EXPECT_EQ(down.lfHeight, normal.lfHeight);
-
-    const LOGFONTW symbol = FontOf(info.hFontSymbol);
-    EXPECT_STREQ(symbol.lfFaceName, L"Symbol");
-    EXPECT_EQ(symbol.lfHeight, normal.lfHeight);
-    EXPECT_EQ(symbol.lfCharSet, SYMBOL_CHARSET);
-    EXPECT_EQ(symbol.lfWeight, FW_NORMAL);
-    EXPECT_EQ(symbol.lfOutPrecision, OUT_TT_ONLY_PRECIS);
-    EXPECT_EQ(symbol.lfPitchAndFamily, FF_DECORATIVE);
-    EXPECT_EQ(symbol.lfEscapement, 0);
-    const LOGFONTW symbolUp = FontOf(info.hFontSymbolRotate90);
-    EXPECT_STREQ(symbolUp.lfFaceName, L"Symbol");
-    EXPECT_EQ(symbolUp.lfEscapement, 900);
-    EXPECT_EQ(symbolUp.lfOrientation, 900);
-    EXPECT_EQ(symbolUp.lfHeight, normal.lfHeight);
+// Without a font object, or with an object that is no font, the normal font is null and the
+// derived ones are made all the same from an unset height.
+TEST_F(ChartDrawInfoTest, WithoutAFontTheNormalFontIsNull)
+{
+    CComPtr<IStream> notAFont;
+    ASSERT_EQ(CreateStreamOnHGlobal(nullptr, TRUE, notAFont.Out()), S_OK);
+    for (IUnknown* object : {static_cast<IUnknown*>(nullptr), static_cast<IUnknown*>(notAFont.Get())}) {
+        Owner.FontObject = object;
+        CChartDrawInfo info(Canvas.Dc(), Canvas.Dc(), Owner, 0);
+        EXPECT_FALSE(info.Font);
+        EXPECT_EQ(info.hFontNormal, nullptr);
+        EXPECT_EQ(GetObjectType(info.hFontRotate90), static_cast<DWORD>(OBJ_FONT));
+    }
 }
 
 TEST_F(ChartDrawInfoTest, FontKeepsItsPhysicalSizeOnPaper)
@@ -195,28 +171,6 @@ TEST_F(ChartDrawInfoTest, FontKeepsItsPhysicalSizeOnPaper)
     // The ratio is that of the truncated HIMETRIC-per-pixel steps: 26 at 96 dpi, 8 at 300 dpi.
     const double expected = static_cast<double>(2540 / 96) / (2540 / printerDpi);
     EXPECT_NEAR(static_cast<double>(paperHeight) / screenHeight, expected, 0.25);
-}
-
-TEST_F(ChartDrawInfoTest, WithoutAFontTheNormalFontIsNull)
-{
-    CChartDrawInfo info(Canvas.Dc(), Canvas.Dc(), Owner, 0);
-
-    EXPECT_FALSE(info.Font);
-    EXPECT_EQ(info.hFontNormal, nullptr);
-    // The others are made all the same, from an unset height.
-    EXPECT_EQ(GetObjectType(info.hFontRotate90), static_cast<DWORD>(OBJ_FONT));
-    EXPECT_EQ(GetObjectType(info.hFontSymbol), static_cast<DWORD>(OBJ_FONT));
-}
-
-TEST_F(ChartDrawInfoTest, AFontObjectWithoutIFontLeavesTheFontNull)
-{
-    CComPtr<IStream> notAFont;
-    ASSERT_EQ(CreateStreamOnHGlobal(nullptr, TRUE, notAFont.Out()), S_OK);
-    Owner.FontObject = notAFont.Get();
-    CChartDrawInfo info(Canvas.Dc(), Canvas.Dc(), Owner, 0);
-
-    EXPECT_FALSE(info.Font);
-    EXPECT_EQ(info.hFontNormal, nullptr);
 }
 
 TEST_F(ChartDrawInfoTest, TeardownPutsBothContextsBack)

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 #include "com/AutomationTypes.h"
 #include "com/ComObject.h"
@@ -128,53 +129,46 @@ protected:
         return cookie;
     }
 
+    // The owner as the firings name the control: only its IUnknown part is ever called.
+    IQvxControl* OwnerAsControl() const
+    {
+        return reinterpret_cast<IQvxControl*>(static_cast<IQvxNotifications*>(Owner));
+    }
+
     CComPtr<IQvxNotifications> Notifications;
     CPointOwner* Owner = nullptr;
 };
 
-TEST_F(NotificationPoints, AdviseRefusesWhatNoPointServesAndNullArguments)
+// A refused advise gives cookie 0, holds nothing and takes no entry.
+TEST_F(NotificationPoints, AdviseRefusesWhatNoPointServesAndBadArguments)
 {
     CComPtr<CRecorder> sink = MakeRecorder("a");
     IUnknown* unknown = static_cast<IQvxControlNotifications2*>(sink.Get());
-    ULONG cookie = 99;
-    EXPECT_EQ(E_FAIL, Notifications->Advise(IID_IQvxOrderingNotifications, unknown, &cookie));
-    EXPECT_EQ(0u, cookie);
-    EXPECT_EQ(E_FAIL, Notifications->Advise(IID_IUnknown, unknown, &cookie));
-    EXPECT_EQ(E_POINTER, Notifications->Advise(IID_IQvxControlNotifications, nullptr, &cookie));
-    EXPECT_EQ(E_POINTER, Notifications->Advise(IID_IQvxControlNotifications, unknown, nullptr));
-}
-
-TEST_F(NotificationPoints, ASinkWithoutThePointsInterfaceIsNotHeld)
-{
     CComPtr<IUnknown> stranger;
     ASSERT_EQ(S_OK, CComObject<CStranger>::CreateInstance(stranger));
     const ULONG before = RefCount(stranger);
-    ULONG cookie = 99;
-    EXPECT_EQ(E_NOINTERFACE, Notifications->Advise(IID_IQvxControlNotifications, stranger, &cookie));
-    EXPECT_EQ(0u, cookie);
+    struct CRow
+    {
+        const char* Name;
+        const IID& Iid;
+        IUnknown* Sink;
+        HRESULT Expected;
+    };
+    const CRow rows[] = {
+        {"an interface of no point", IID_IQvxOrderingNotifications, unknown, E_FAIL},
+        {"IUnknown", IID_IUnknown, unknown, E_FAIL},
+        {"a sink without the point's interface", IID_IQvxControlNotifications, stranger, E_NOINTERFACE},
+    };
+    for (const CRow& row : rows) {
+        ULONG cookie = 99;
+        EXPECT_EQ(row.Expected, Notifications->Advise(row.Iid, row.Sink, &cookie)) << row.Name;
+        EXPECT_EQ(0u, cookie) << row.Name;
+    }
+    ULONG cookie = 0;
+    EXPECT_EQ(E_POINTER, Notifications->Advise(IID_IQvxControlNotifications, nullptr, &cookie));
+    EXPECT_EQ(E_POINTER, Notifications->Advise(IID_IQvxControlNotifications, unknown, nullptr));
     EXPECT_EQ(before, RefCount(stranger));
-    // The refused advise took no entry.
-    CComPtr<CRecorder> sink = MakeRecorder("a");
     EXPECT_EQ(Cookie(1, 1), AdviseOn(IID_IQvxControlNotifications, sink));
-}
-
-TEST_F(NotificationPoints, AdviseByNameTakesTheTextOfAnInterfaceId)
-{
-    CComPtr<CRecorder> sink = MakeRecorder("a");
-    IUnknown* unknown = static_cast<IQvx1DChannelConfigNotifications*>(sink.Get());
-    ULONG cookie = 99;
-    CBstr single(L"{80b78844-4024-4d04-be48-4d79c791b960}");
-    EXPECT_EQ(S_OK, Notifications->AdviseByName(single.Get(), unknown, &cookie));
-    EXPECT_EQ(Cookie(1, 6), cookie);
-    Owner->Fire_OnSelectionChanged(nullptr);
-    EXPECT_EQ(std::vector<std::string>{"a:selection"}, Heard);
-
-    CBstr garbage(L"not an interface id"), ordering(L"{5623A743-B049-45F3-BF69-67E40812ADC2}");
-    EXPECT_EQ(E_FAIL, Notifications->AdviseByName(garbage.Get(), unknown, &cookie));
-    EXPECT_EQ(0u, cookie);
-    EXPECT_EQ(E_FAIL, Notifications->AdviseByName(ordering.Get(), unknown, &cookie));
-    EXPECT_EQ(E_POINTER, Notifications->AdviseByName(single.Get(), nullptr, &cookie));
-    EXPECT_EQ(E_POINTER, Notifications->AdviseByName(single.Get(), unknown, nullptr));
 }
 
 TEST_F(NotificationPoints, UnadviseRefusesCookiesOfNoPointOrNoEntry)
@@ -211,27 +205,12 @@ TEST_F(NotificationPoints, TheMostRecentlyFreedEntryIsReusedFirst)
     EXPECT_EQ((std::vector<std::string>{"c:resolved", "b:resolved", "a:resolved", "b:resolved"}), Heard);
 }
 
-TEST_F(NotificationPoints, SinksAreHeldWhileAdvisedAndReleasedByUnadviseAndByTheOwner)
-{
-    CComPtr<CRecorder> sink = MakeRecorder("a");
-    IUnknown* unknown = static_cast<IQvxControlNotifications2*>(sink.Get());
-    const ULONG alone = RefCount(unknown);
-    const ULONG cookie = AdviseOn(IID_IQvxControlNotifications2, sink);
-    AdviseOn(IID_IQvxNavigateToPropertiesNotifications, sink);
-    EXPECT_EQ(alone + 2, RefCount(unknown));
-    EXPECT_EQ(S_OK, Notifications->Unadvise(cookie));
-    EXPECT_EQ(alone + 1, RefCount(unknown));
-    Owner = nullptr;
-    Notifications = nullptr;
-    EXPECT_EQ(alone, RefCount(unknown));
-}
-
 TEST_F(NotificationPoints, ControlNotificationsReachBothControlPointsFirstPointFirst)
 {
     CComPtr<CRecorder> one = MakeRecorder("one"), two = MakeRecorder("two");
     AdviseOn(IID_IQvxControlNotifications2, two);
     AdviseOn(IID_IQvxControlNotifications, one);
-    IQvxControl* control = reinterpret_cast<IQvxControl*>(Owner);
+    IQvxControl* control = OwnerAsControl();
     Owner->Fire_OnTaskChanged(control, nullptr);
     Owner->Fire_OnHostAttached(control, nullptr);
     Owner->Fire_OnChannelsChanged(control);
@@ -283,48 +262,56 @@ TEST_F(NotificationPoints, AControlEventGivesItsCallerTheLastSinksResult)
     EXPECT_EQ(S_OK, Owner->Fire_OnChannelListChanged(nullptr));
 }
 
-TEST_F(NotificationPoints, ASinkThatUnadvisesItselfDuringAFiringLeavesTheOthersTold)
+// Sinks that come and go while a notification goes out: those taken out before their turn are
+// not called, those that join hear the next one, the others are told once each. Two go out.
+TEST_F(NotificationPoints, SinksThatComeAndGoDuringAFiring)
 {
-    CComPtr<CRecorder> a = MakeRecorder("a"), b = MakeRecorder("b"), c = MakeRecorder("c");
-    const ULONG cookie = AdviseOn(IID_IQvxControlNotifications, a);
-    AdviseOn(IID_IQvxControlNotifications, b);
-    AdviseOn(IID_IQvxControlNotifications, c);
-    a->During = [&] { EXPECT_EQ(S_OK, Notifications->Unadvise(cookie)); };
-    const ULONG alone = RefCount(static_cast<IQvxControlNotifications2*>(a.Get()));
-    Owner->Fire_OnChannelsChanged(nullptr);
-    EXPECT_EQ((std::vector<std::string>{"a:channels", "b:channels", "c:channels"}), Heard);
-    // The firing's own reference on the sink is gone with the call, and so is the point's.
-    EXPECT_EQ(alone - 1, RefCount(static_cast<IQvxControlNotifications2*>(a.Get())));
-    Heard.clear();
-    Owner->Fire_OnChannelsChanged(nullptr);
-    EXPECT_EQ((std::vector<std::string>{"b:channels", "c:channels"}), Heard);
-}
-
-TEST_F(NotificationPoints, ASinkUnadvisedByAnotherDuringAFiringIsNotCalled)
-{
-    CComPtr<CRecorder> a = MakeRecorder("a"), b = MakeRecorder("b"), c = MakeRecorder("c");
-    AdviseOn(IID_IQvxControlNotifications, a);
-    AdviseOn(IID_IQvxControlNotifications, b);
-    const ULONG third = AdviseOn(IID_IQvxControlNotifications, c);
-    a->During = [&] { EXPECT_EQ(S_OK, Notifications->Unadvise(third)); };
-    Owner->Fire_OnChannelsChanged(nullptr);
-    EXPECT_EQ((std::vector<std::string>{"a:channels", "b:channels"}), Heard);
-}
-
-TEST_F(NotificationPoints, ASinkAdvisedDuringAFiringHearsTheNextOne)
-{
-    CComPtr<CRecorder> a = MakeRecorder("a"), late = MakeRecorder("late");
-    AdviseOn(IID_IQvxControlNotifications, a);
-    bool advised = false;
-    a->During = [&] {
-        if (!advised) AdviseOn(IID_IQvxControlNotifications, late);
-        advised = true;
+    struct CRow
+    {
+        const char* Name;
+        int Unadvised;   // the sink that the first takes out, from 0, or -1 for none
+        bool Joins;      // whether the first advises a late sink
+        std::vector<std::string> Expected;
     };
-    Owner->Fire_OnChannelsChanged(nullptr);
-    EXPECT_EQ(std::vector<std::string>{"a:channels"}, Heard);
-    Heard.clear();
-    Owner->Fire_OnChannelsChanged(nullptr);
-    EXPECT_EQ((std::vector<std::string>{"a:channels", "late:channels"}), Heard);
+    const CRow rows[] = {
+        {"the first takes itself out", 0, false, {"a:channels", "b:channels", "c:channels", "b:channels", "c:channels"}},
+        {"the first takes the last out", 2, false, {"a:channels", "b:channels", "a:channels", "b:channels"}},
+        {"the first advises a late one", -1, true,
+         {"a:channels", "b:channels", "c:channels", "a:channels", "b:channels", "c:channels", "late:channels"}},
+    };
+    for (const CRow& row : rows) {
+        SetUp();
+        CComPtr<CRecorder> sinks[] = {MakeRecorder("a"), MakeRecorder("b"), MakeRecorder("c")};
+        ULONG cookies[3] = {};
+        for (int i = 0; i < 3; ++i) cookies[i] = AdviseOn(IID_IQvxControlNotifications, sinks[i]);
+        CComPtr<CRecorder> late = MakeRecorder("late");
+        bool once = false;
+        sinks[0]->During = [&] {
+            if (std::exchange(once, true)) return;
+            if (row.Unadvised >= 0) EXPECT_EQ(S_OK, Notifications->Unadvise(cookies[row.Unadvised]));
+            if (row.Joins) AdviseOn(IID_IQvxControlNotifications, late);
+        };
+        const ULONG alone = RefCount(static_cast<IQvxControlNotifications2*>(sinks[0].Get()));
+        Owner->Fire_OnChannelsChanged(nullptr);
+        Owner->Fire_OnChannelsChanged(nullptr);
+        EXPECT_EQ(row.Expected, Heard) << row.Name;
+        // The firing's own reference on a sink is gone with the call.
+        if (row.Unadvised == 0) EXPECT_EQ(alone - 1, RefCount(static_cast<IQvxControlNotifications2*>(sinks[0].Get())));
+    }
+}
+
+// A sink that drops the last reference to the object of the points: the firing holds the
+// object, so every sink of both points is still told, and the object goes when it is done.
+TEST_F(NotificationPoints, AnOwnerLetGoDuringAFiringLivesUntilItEnds)
+{
+    CComPtr<CRecorder> a = MakeRecorder("a"), b = MakeRecorder("b");
+    AdviseOn(IID_IQvxControlNotifications, a);
+    AdviseOn(IID_IQvxControlNotifications2, b);
+    const LONG objects = CComModule::Instance().ObjectCount();
+    a->During = [&] { Notifications = nullptr; };
+    Owner->Fire_OnTaskChanged(OwnerAsControl(), nullptr);
+    EXPECT_EQ((std::vector<std::string>{"a:task", "b:task"}), Heard);
+    EXPECT_EQ(objects - 1, CComModule::Instance().ObjectCount());
 }
 
 TEST_F(NotificationPoints, APointHoldsAtMost65535Sinks)
@@ -378,6 +365,11 @@ TEST_F(ControlNotificationPoints, TheControlOffersItsSixPointsInTheirOrder)
     CBstr name(L"{00E5799A-2BA6-4D97-AAE7-79D7678604D4}");
     EXPECT_EQ(S_OK, Control->AdviseByName(name.Get(), unknown, &cookie));
     EXPECT_EQ(Cookie(2, 3), cookie);
+    CBstr garbage(L"not an interface id"), ordering(L"{5623A743-B049-45F3-BF69-67E40812ADC2}");
+    EXPECT_EQ(E_FAIL, Control->AdviseByName(garbage.Get(), unknown, &cookie));
+    EXPECT_EQ(0u, cookie);
+    EXPECT_EQ(E_FAIL, Control->AdviseByName(ordering.Get(), unknown, &cookie));
+    EXPECT_EQ(E_POINTER, Control->AdviseByName(name.Get(), nullptr, &cookie));
     EXPECT_EQ(E_FAIL, Control->Advise(IID_IQvxOrderingNotifications, unknown, &cookie));
     EXPECT_EQ(E_FAIL, Control->Unadvise(0));
     EXPECT_EQ(E_FAIL, Control->Unadvise(Cookie(1, 7)));

@@ -31,14 +31,6 @@ protected:
         CChartDrawInfo info(Screen, ref ? ref : Screen.Get(), Owner, 0);
         Layout.Arrange(info, RECT{0, 0, width, 300}, show, contentWidth, Graph, Cursors, Resize);
     }
-    // The panel's width limits as the cursors region gives them on the screen.
-    std::pair<int, int> PanelLimits()
-    {
-        CChartDrawInfo info(Screen, Screen, Owner, 0);
-        int minimum, maximum;
-        Cursors.GetWidthLimits(info, minimum, maximum);
-        return {minimum, maximum};
-    }
 
     CDeviceContext Screen{CreateCompatibleDC(nullptr)};
     CComPtr<IFontDisp> Font = qvxtest::CreateChartFont();
@@ -49,136 +41,94 @@ protected:
     CRTCCursorsRegion Cursors{&Cell};
     CResizeRegion Resize{&Cell, Callback};
     CRootLayout Layout;
+    // The panel's width limits on the screen with the chart's font: 21 and its widest content.
+    static constexpr int PanelMinimum = 21;
 };
-
-bool SameRect(const RECT& a, const RECT& b)
-{
-    return EqualRect(&a, &b) != FALSE;
-}
 
 } // namespace
 
-TEST_F(RootLayoutTest, StartsWithTheDefaults)
+// Where the graph ends for each width, wish in inches and content: the panel is 1.25 inches
+// (120 pixels) unless its limits or the graph's eighth of an inch (12 pixels) say otherwise.
+TEST_F(RootLayoutTest, TheGraphEndsWhereThePanelsWidthAndTheLimitsSay)
 {
-    EXPECT_EQ(Layout.SplitFraction, 0.3);
-    EXPECT_EQ(Layout.VerticalSplitInches, 1.25);
-}
-
-TEST_F(RootLayoutTest, PanelIsAnInchAndAQuarterWideOnWideAndNarrowControls)
-{
+    int maximum = 0;
+    {
+        CChartDrawInfo info(Screen, Screen, Owner, 0);
+        int minimum = 0;
+        Cursors.GetWidthLimits(info, minimum, maximum);
+        ASSERT_EQ(PanelMinimum, minimum);
+        ASSERT_GT(maximum, 120);
+    }
+    struct CRow
+    {
+        const char* Name;
+        int Width;
+        double Inches;
+        std::optional<int> Content;
+        int GraphRight;
+    };
+    const CRow rows[] = {
+        {"wide", 1000, 1.25, {}, 880},
+        {"narrow", 400, 1.25, {}, 280},
+        {"a fraction that would round down (201)", 201, 1.25, {}, 81},
+        {"a fraction that would round down (235)", 235, 1.25, {}, 115},
+        {"a fraction that would round down (1917)", 1917, 1.25, {}, 1797},
+        {"room for the graph's minimum only", 100, 1.25, {}, 12},
+        {"just room for the panel's minimum", 43, 1.25, {}, 12},
+        {"less than both minimums", 30, 1.25, {}, 12},
+        {"less than the graph's minimum", 5, 1.25, {}, 5},
+        {"no width", 0, 1.25, {}, 0},
+        {"a panel wider than its maximum", 2000, 10, {}, 2000 - maximum},
+        {"a panel narrower than its minimum", 2000, 0.1, {}, 2000 - PanelMinimum},
+        {"content that fits", 1000, 1.25, 150, 850},
+        {"no content", 1000, 1.25, 0, 1000 - PanelMinimum},
+        {"content beyond the maximum", 1000, 1.25, 5000, 1000 - maximum},
+    };
+    for (const CRow& row : rows) {
+        Layout.VerticalSplitInches = row.Inches;
+        Arrange(row.Width, true, row.Content);
+        EXPECT_EQ(row.GraphRight, Graph.Bounds.right) << row.Name;
+        EXPECT_EQ(row.GraphRight + 1, Cursors.Bounds.left) << row.Name;
+        EXPECT_EQ(row.Width, Cursors.Bounds.right) << row.Name;
+        // Auto-sizing leaves the wish in inches alone.
+        if (row.Content) EXPECT_EQ(row.Inches, Layout.VerticalSplitInches) << row.Name;
+    }
+    Layout.VerticalSplitInches = 1.25;
     Arrange(1000);
-    EXPECT_TRUE(SameRect(Graph.Bounds, RECT{0, 0, 880, 300}));
-    EXPECT_TRUE(SameRect(Cursors.Bounds, RECT{881, 0, 1000, 300}));
-    EXPECT_TRUE(SameRect(Resize.Bounds, RECT{878, 0, 882, 300}));
     EXPECT_DOUBLE_EQ(Layout.SplitFraction, 0.12);
-
-    Arrange(400);
-    EXPECT_TRUE(SameRect(Graph.Bounds, RECT{0, 0, 280, 300}));
-    EXPECT_TRUE(SameRect(Cursors.Bounds, RECT{281, 0, 400, 300}));
-    EXPECT_TRUE(SameRect(Resize.Bounds, RECT{278, 0, 282, 300}));
-    EXPECT_EQ(Layout.VerticalSplitInches, 1.25);
-
-    // Widths on which the fraction, taken back, would round the panel down by a pixel.
-    for (int width : {201, 205, 214, 235, 1917}) {
-        Arrange(width);
-        EXPECT_EQ(Graph.Bounds.right, width - 120) << width;
-    }
-}
-
-TEST_F(RootLayoutTest, TheGraphKeepsItsMinimumOnANarrowControl)
-{
-    // The graph needs an eighth of an inch, 12 pixels; the panel gets the rest.
-    for (int width : {43, 100}) {
-        Arrange(width);
-        EXPECT_EQ(Graph.Bounds.right, 12) << width;
-        EXPECT_EQ(Cursors.Bounds.left, 13) << width;
-    }
-
-    // Narrower than the panel's minimum (21) and the graph's together.
-    Arrange(30);
-    EXPECT_EQ(Graph.Bounds.right, 12);
-    EXPECT_EQ(Cursors.Bounds.right - Cursors.Bounds.left + 1, 18);
-
-    // Narrower than the graph alone: the panel has nothing, and is no wider than nothing.
+    EXPECT_EQ(Resize.Bounds.left, 878);
+    EXPECT_EQ(Resize.Bounds.right, 882);
     Arrange(5);
-    EXPECT_EQ(Graph.Bounds.right, 5);
-    EXPECT_EQ(Cursors.Bounds.left, 6);
     EXPECT_EQ(Layout.SplitFraction, 0.0);
 }
 
-TEST_F(RootLayoutTest, AZeroWidthControlGivesSaneBoundsAndKeepsTheFraction)
+TEST_F(RootLayoutTest, WithoutInchesTheFractionRulesAndNoWidthKeepsIt)
 {
+    EXPECT_EQ(Layout.SplitFraction, 0.3);
+    EXPECT_EQ(Layout.VerticalSplitInches, 1.25);
     Arrange(400);
     const double fraction = Layout.SplitFraction;
     Arrange(0);
     EXPECT_EQ(Layout.SplitFraction, fraction);
-    EXPECT_EQ(Graph.Bounds.right, 0);
-    EXPECT_EQ(Cursors.Bounds.left, 1);
-
     Layout.VerticalSplitInches = 0;
     Arrange(0);
     EXPECT_TRUE(std::isfinite(Layout.SplitFraction));
-    EXPECT_EQ(Graph.Bounds.right, 0);
-
-    // The next real width lays out as usual.
-    Layout.VerticalSplitInches = 1.25;
-    Arrange(1000);
-    EXPECT_EQ(Graph.Bounds.right, 880);
-}
-
-TEST_F(RootLayoutTest, NoInchesTakeTheFractionOfTheWidth)
-{
-    Layout.VerticalSplitInches = 0;
     Layout.SplitFraction = 0.25;
     Arrange(800);
     EXPECT_DOUBLE_EQ(Layout.VerticalSplitInches, 200.0 / 96);
     EXPECT_EQ(Graph.Bounds.right, 600);
 }
 
-TEST_F(RootLayoutTest, ThePanelStaysWithinItsLimits)
-{
-    const auto [minimum, maximum] = PanelLimits();
-    ASSERT_EQ(minimum, 21);
-    ASSERT_GT(maximum, 120);
-
-    Layout.VerticalSplitInches = 10;
-    Arrange(2000);
-    EXPECT_EQ(Graph.Bounds.right, 2000 - maximum);
-
-    Layout.VerticalSplitInches = 0.1;
-    Arrange(2000);
-    EXPECT_EQ(Graph.Bounds.right, 2000 - minimum);
-}
-
-TEST_F(RootLayoutTest, AutoSizingTakesTheContentWidthWithinTheLimits)
-{
-    const auto [minimum, maximum] = PanelLimits();
-    Arrange(1000, true, 150);
-    EXPECT_EQ(Graph.Bounds.right, 850);
-    // Auto-sizing leaves the width in inches alone.
-    EXPECT_EQ(Layout.VerticalSplitInches, 1.25);
-
-    Arrange(1000, true, 0);
-    EXPECT_EQ(Graph.Bounds.right, 1000 - minimum);
-    Arrange(1000, true, 5000);
-    EXPECT_EQ(Graph.Bounds.right, 1000 - maximum);
-}
-
-TEST_F(RootLayoutTest, AHiddenPanelLeavesTheWholeRootToTheGraph)
+TEST_F(RootLayoutTest, AHiddenPanelOrPaperLeaveNoDivider)
 {
     Arrange(1000, false);
-    EXPECT_TRUE(SameRect(Graph.Bounds, RECT{0, 0, 1000, 300}));
-    EXPECT_TRUE(SameRect(Cursors.Bounds, RECT{0, 0, 1000, 300}));
+    EXPECT_EQ(Graph.Bounds.right, 1000);
+    EXPECT_EQ(Cursors.Bounds.left, 0);
     EXPECT_TRUE(IsRectEmpty(&Resize.Bounds));
-}
-
-TEST_F(RootLayoutTest, OnPaperThePanelKeepsItsInchesAndTheDividerGoes)
-{
     CDeviceContext printer = qvxtest::CreateTestPrinterDC();
     ASSERT_TRUE(printer);
-    const int dpi = GetDeviceCaps(printer, LOGPIXELSX);
     Arrange(3000, true, std::nullopt, printer);
-    EXPECT_EQ(Graph.Bounds.right, 3000 - dpi * 5 / 4);
+    EXPECT_EQ(Graph.Bounds.right, 3000 - GetDeviceCaps(printer, LOGPIXELSX) * 5 / 4);
     EXPECT_TRUE(IsRectEmpty(&Resize.Bounds));
 }
 
@@ -188,40 +138,33 @@ TEST_F(RootLayoutTest, AnUnchangedLayoutLeavesTheChildrenClean)
     Graph.DirtyBits = Cursors.DirtyBits = Resize.DirtyBits = 0;
     Arrange(1000);
     EXPECT_EQ(Graph.DirtyBits | Cursors.DirtyBits | Resize.DirtyBits, 0u);
-
     Arrange(1001);
-    EXPECT_EQ(Graph.DirtyBits, CChartRegionBase::DirtyBounds);
-    EXPECT_EQ(Cursors.DirtyBits, CChartRegionBase::DirtyBounds);
-    EXPECT_EQ(Resize.DirtyBits, CChartRegionBase::DirtyBounds);
+    for (const CChartRegionBase* child : {static_cast<CChartRegionBase*>(&Graph), static_cast<CChartRegionBase*>(&Cursors),
+                                          static_cast<CChartRegionBase*>(&Resize)})
+        EXPECT_EQ(child->DirtyBits, CChartRegionBase::DirtyBounds);
 }
 
-TEST_F(RootLayoutTest, TheDividerMovesWithinThePanelsLimits)
+TEST_F(RootLayoutTest, TheDividerMovesWithinThePanelsLimitsAndDropsInInches)
 {
-    const auto [minimum, maximum] = PanelLimits();
     CChartDrawInfo info(Screen, Screen, Owner, 0);
-    int lowest = 0, highest = 0;
-    CRootLayout::GetResizeRange(info, RECT{0, 0, 1000, 300}, Graph, Cursors, 880, lowest, highest);
-    EXPECT_EQ(lowest, 1000 - maximum);
-    EXPECT_EQ(highest, 1000 - minimum);
-
-    // The graph's minimum raises the low end.
-    CRootLayout::GetResizeRange(info, RECT{0, 0, 200, 300}, Graph, Cursors, 150, lowest, highest);
-    EXPECT_EQ(lowest, 12);
-    EXPECT_EQ(highest, 200 - minimum);
-
-    // No room for both: the divider stays where it is.
-    CRootLayout::GetResizeRange(info, RECT{0, 0, 30, 300}, Graph, Cursors, 17, lowest, highest);
-    EXPECT_EQ(lowest, 17);
-    EXPECT_EQ(highest, 17);
-}
-
-TEST_F(RootLayoutTest, ADroppedDividerKeepsThePanelInInches)
-{
+    int minimum = 0, maximum = 0;
+    Cursors.GetWidthLimits(info, minimum, maximum);
+    struct CRow
+    {
+        int Width, Position, Lowest, Highest;
+    };
+    // The graph's minimum raises the low end; with no room for both the divider stays.
+    for (const CRow& row : {CRow{1000, 880, 1000 - maximum, 1000 - minimum}, CRow{200, 150, 12, 200 - minimum},
+                            CRow{30, 17, 17, 17}}) {
+        int lowest = 0, highest = 0;
+        CRootLayout::GetResizeRange(info, RECT{0, 0, row.Width, 300}, Graph, Cursors, row.Position, lowest, highest);
+        EXPECT_EQ(row.Lowest, lowest) << row.Width;
+        EXPECT_EQ(row.Highest, highest) << row.Width;
+    }
     Layout.ResizeDone(RECT{0, 0, 1000, 300}, 760, 96);
     EXPECT_DOUBLE_EQ(Layout.VerticalSplitInches, 2.5);
     Arrange(600);
     EXPECT_EQ(Graph.Bounds.right, 360);
-
     Layout.ResizeDone(RECT{0, 0, 1000, 300}, 904, 0);
     EXPECT_DOUBLE_EQ(Layout.VerticalSplitInches, 1.0);
 }
