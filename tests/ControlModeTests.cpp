@@ -7,6 +7,8 @@
 #include "items/ItemFlags.h"
 #include "tests/SimTestSupport.h"
 #include "items/RTCTaskDataItem.h"
+#include "items/ChannelDataItem.h"
+#include "items/TraceDataItem.h"
 
 using namespace qvxtest;
 
@@ -381,4 +383,102 @@ TEST_F(RTCTask, TheHostsPauseKeepsTheRangeAsAZoomAndItsResumeFollowsTheDataAgain
     ASSERT_EQ(S_OK, Stack->GetIsZoomed(&zoomed));
     EXPECT_EQ(VARIANT_FALSE, zoomed);
     EXPECT_EQ(Pair(50 * Second + Second / 2, 60 * Second + Second / 2), Range());
+}
+
+TEST_F(RTCTask, AZoomedWindowFromBeforeZeroInsideTheDataStaysPut)
+{
+    AttachLiveOfLength(30 * Second);
+    ASSERT_EQ(S_OK, Stack->PushTimeZoom(-2 * Second, 5 * Second));
+    EXPECT_EQ(Pair(-2 * Second, 5 * Second), Range());
+}
+
+// --- the run state through the control, as the host and the local pause command give it ---
+
+namespace {
+
+// A chart whose live window of 100 seconds has slid 30 seconds past the host selection's start, so
+// that the chart's times and the host's differ.
+class LiveChart : public LiveChartTest
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_NO_FATAL_FAILURE(LiveChartTest::SetUp());
+        Attach(SessionTask);
+        Advance(130 * Second);
+        ASSERT_TRUE(Shown());
+        ASSERT_TRUE(Task().GetMode().IsRunning());
+        ASSERT_GT(ChartToAbsolute(0), HostToAbsolute(0));
+    }
+};
+
+} // namespace
+
+TEST_F(LiveChart, InTheHostsPauseTheWishToRunStaysAndTheStacksZoomsAreFollowed)
+{
+    HostRuns(false);
+    EXPECT_EQ(1u, Chart->Running) << "only the local pause command clears the wish";
+    EXPECT_FALSE(Task().GetMode().IsRunning());
+    ASSERT_EQ(S_OK, Task().GetZoomStack()->PushTimeZoom(10 * Second, 20 * Second));
+    qvx::time minimum = 0, maximum = 0;
+    Task().GetTimeRange(minimum, maximum);
+    EXPECT_EQ(Pair(10 * Second, 20 * Second), Pair(minimum, maximum));
+    HostRuns(true);
+    EXPECT_TRUE(Task().GetMode().IsRunning());
+}
+
+TEST_F(LiveChart, OnlyARunningTraceTakesDataBeyondTheEndOfItsSelection)
+{
+    Task().GetOrdering()->SetNames({CBstr(L"Speed")});
+    const struct
+    {
+        const char* Name;
+        bool Running;
+    } rows[] = {{"host's pause", false}, {"running again", true}};
+    for (const auto& row : rows) {
+        HostRuns(row.Running);
+        auto* trace = static_cast<CRTCTraceDataItem*>(Task().GetOrdering()->GetItems().at(0)->GetTraces().at(0));
+        trace->HasNewData = FALSE;
+        CRecordingRegion heard(nullptr);
+        trace->AddListener(&heard);
+        qvx::time from = trace->GetSelection()->GetEndTime() + 1, to = from + Second;
+        trace->OnDataChanged(nullptr, &from, &to);
+        trace->RemoveListener(&heard);
+        EXPECT_EQ(row.Running, bool(trace->HasNewData)) << row.Name;
+        if (!row.Running) EXPECT_TRUE(heard.Heard.empty()) << row.Name;
+        if (!row.Running) continue;
+        // The newest value is read once after data arrived.
+        double latest = 0.0;
+        ASSERT_EQ(S_OK, Sim->ResetCallCounts());
+        EXPECT_EQ(S_OK, trace->GetLatestValue(latest));
+        EXPECT_EQ(S_OK, trace->GetLatestValue(latest));
+        EXPECT_EQ(1, Calls(L"IQvxData2.GetLatestValue"));
+    }
+}
+
+TEST_F(LiveChart, EitherPauseStartsTheCursorWhereTheHostsStandsAfterTheWindowSlid)
+{
+    ASSERT_EQ(S_OK, HostTask()->SetCursorTime(50 * Second));
+    LocalPause();
+    ASSERT_TRUE(Task().GetMode().IsLocallyHeld());
+    EXPECT_EQ(HostToAbsolute(50 * Second), ChartToAbsolute(Task().GetCursorTime())) << "local pause";
+    LocalPause();
+    HostRuns(false);
+    EXPECT_EQ(HostToAbsolute(50 * Second), ChartToAbsolute(Task().GetCursorTime())) << "host's pause";
+    Task().SetCursor(60 * Second, 0);
+    EXPECT_EQ(ChartToAbsolute(60 * Second), HostToAbsolute(HostCursor()));
+}
+
+TEST_F(LiveChart, APauseAfterARunReadsTheHostsCursorAgainAndOnlyOnce)
+{
+    HostRuns(false);
+    ASSERT_EQ(S_OK, HostTask()->SetCursorTime(40 * Second));
+    EXPECT_EQ(HostToAbsolute(40 * Second), ChartToAbsolute(Task().GetCursorTime()));
+    HostRuns(true);
+    ASSERT_EQ(S_OK, HostTask()->SetCursorTime(70 * Second));
+    HostRuns(false);
+    ASSERT_EQ(S_OK, Sim->ResetCallCounts());
+    EXPECT_EQ(HostToAbsolute(70 * Second), ChartToAbsolute(Task().GetCursorTime()));
+    EXPECT_EQ(HostToAbsolute(70 * Second), ChartToAbsolute(Task().GetCursorTime()));
+    EXPECT_EQ(1, Calls(L"IQvxTask.GetCursorTime"));
 }

@@ -30,62 +30,26 @@ public:
     int Changes = 0;
 };
 
-class CSelectionChart : public CTestChartCtl
-{
-public:
-    using CBaseChartCtl::Running;
-};
-
 // A chart attached to the live task through COM, as a host attaches it.
-class LiveSelection : public testing::Test, protected CTestHost
+class LiveSelection : public LiveChartTest
 {
 protected:
     void SetUp() override
     {
-        ASSERT_EQ(S_OK, StartHost());
-        ASSERT_EQ(S_OK, Sim->GetRecordingStart(&RecordingStart));
-        ASSERT_EQ(S_OK, CComObject<CSelectionChart>::CreateInstance(Owner));
-        Chart = static_cast<CSelectionChart*>(Owner.Get());
-        Control = Query<IQvxControl>(Owner);
+        ASSERT_NO_FATAL_FAILURE(LiveChartTest::SetUp());
         Single = Query<IQvxSingleDataSelectionControl>(Owner);
-        ASSERT_TRUE(Control && Single);
-        ASSERT_EQ(S_OK, Owner->put_DataTimeSpan(100 * Second));
-        ASSERT_EQ(S_OK, Owner->put_HistoricDataTimeSpan(100 * Second));
-        ASSERT_EQ(S_OK, Control->SetHost(Host));
-        Chart->TaskItem->SetPlotWidth(1000);
-        Chart->TaskItem->AddListener(&Listener);
+        ASSERT_TRUE(Single);
+        Task().AddListener(&Listener);
     }
     void TearDown() override
     {
-        if (Chart) Chart->TaskItem->RemoveListener(&Listener);
+        if (Chart) Task().RemoveListener(&Listener);
         Single = nullptr;
-        Control = nullptr;
-        Owner = nullptr;
-        if (Sim) Sim->Shutdown();
+        LiveChartTest::TearDown();
     }
 
-    void Attach(long id) { ASSERT_EQ(S_OK, Control->SetTaskById(id)); }
-    CRTCTaskDataItem& Task() { return *Chart->TaskItem; }
-    // The one selection item that the chart shows; null when it shows none.
-    CRTCDataSelectionDataItem* Shown()
-    {
-        const auto& selections = Task().GetSelections();
-        return selections.empty() ? nullptr : static_cast<CRTCDataSelectionDataItem*>(selections.front());
-    }
-    qvx::time DataEnd() { return RecordingStart + Elapsed; }
-    void Advance(qvx::time ticks)
-    {
-        ASSERT_EQ(S_OK, Sim->Advance(ticks));
-        Elapsed += ticks;
-    }
-
-    CComPtr<IQvxLinnographCtl4> Owner;
-    CSelectionChart* Chart = nullptr;
-    CComPtr<IQvxControl> Control;
     CComPtr<IQvxSingleDataSelectionControl> Single;
     CRecordingRegion Listener{nullptr};
-    qvx::time RecordingStart = 0;
-    qvx::time Elapsed = 0;
 };
 
 constexpr qvx::time Column = 100 * Second / 1000;   // one pixel column of a 100 s window 1000 px wide

@@ -269,40 +269,17 @@ TEST(TraceGrade, RampsFromTheColourToWhite)
     EXPECT_EQ(sky, CTraceDataItem::Grade(sky, -3.0)) << "below the first stop: the colour itself";
 }
 
-TEST_F(ChannelItemTest, APausedRealTimeTraceIgnoresDataBeyondTheEndOfItsSelection)
+TEST_F(ChannelItemTest, TracesMadeAndGoneReadNoPropertyOfTheChannel)
 {
-    const qvx::time span = 10 * Second;
-    uint32_t running = 0;
-    CRTCTaskDataItem task(Chart, CRTCTimeSettings{&span, &span, &running});
-    ASSERT_EQ(S_OK, Sim->Advance(2 * Second));
-    CComPtr<IQvxDataSelectionList> list;
-    CComPtr<IQvxDataSelection> live;
-    ASSERT_EQ(S_OK, TaskOfHost(Host, SessionTask)->GetDataSelections(list.Out()));
-    ASSERT_EQ(S_OK, list->GetItem(1, live.Out()));
-    CDataSelectionDataItem selection(live, &task, 1);
-    CRTCChannelDataItem channel(&task, CBstr(L"Speed"), Factory);
-    auto* trace = static_cast<CRTCTraceDataItem*>(channel.CreateTrace(&selection));
-    ASSERT_TRUE(trace);
-    EXPECT_EQ(1000, trace->GetRangeBinSize());
-    task.Flags = 0;
-    CRecordingRegion listener(&NoWindow);
-    trace->AddListener(&listener);
-    const qvx::time end = selection.GetEndTime();
-    Change(trace, end + 1, end + Second);
-    EXPECT_FALSE(trace->HasNewData);
-    EXPECT_TRUE(listener.Heard.empty());
-    Change(trace, end, end);
-    EXPECT_TRUE(trace->HasNewData) << "data up to the end still count";
-    running = 1;
-    Change(trace, end + 1, end + Second);
-    EXPECT_EQ(std::vector<DWORD>(2, TraceDataStale), listener.Heard);
-    // The newest value is read once after data arrived.
-    double expected = 0.0, latest = 1.0;
-    ASSERT_EQ(S_OK, Series(trace)->GetLatestValue(&expected));
+    Attach(SessionTask);
+    Show({L"Speed"});
+    Set(L"Speed", L"Autoscale", VT_BOOL, -1);
+    Channel()->Flags &= ~ChannelRangeStale;
     Sim->ResetCallCounts();
-    EXPECT_EQ(S_OK, trace->GetLatestValue(latest));
-    EXPECT_EQ(S_OK, trace->GetLatestValue(latest));
-    EXPECT_EQ(expected, latest);
-    EXPECT_EQ(1, Calls(L"IQvxData2.GetLatestValue"));
-    trace->RemoveListener(&listener);
+    Task->InvalidateChannels();
+    Channel()->GetTraces();
+    // The session's series goes away: its trace is deleted inside the notification.
+    ASSERT_EQ(S_OK, Sim->RemoveDataSelection(SessionTask, 2));
+    EXPECT_EQ(0, Calls(L"IQvxPropertySet.GetProperty"));
+    EXPECT_TRUE(Channel()->Flags & ChannelRangeStale) << "the scale may follow the traces' data";
 }
