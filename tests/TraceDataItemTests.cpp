@@ -165,27 +165,36 @@ TEST_F(ChannelItemTest, ADataChangeDropsOnlyTheBinsThatItTouches)
     rpm->RemoveListener(&listener);
 }
 
-TEST_F(ChannelItemTest, ADataChangeReadsNoPropertyOfTheChannel)
+TEST_F(ChannelItemTest, NeitherADataChangeNorATraceMadeOrGoneReadsAPropertyOfTheChannel)
 {
-    Attach(ArchiveTask);
+    Attach(SessionTask);
     Show({L"Speed"});
     CChannelDataItem* speed = Channel();
-    CTraceDataItem* trace = Trace();
     const double fixedTop = speed->GetScaleMaximum(0);
     CRecordingRegion listener(&NoWindow);
     speed->AddListener(&listener);
+    CTraceDataItem* trace = Trace(1);
     const qvx::time from = trace->GetSelection()->GetStartTime() + Second, to = from + Second;
     Change(trace, from, to);
     EXPECT_TRUE(listener.Heard.empty()) << "a fixed scale does not follow the data";
-    // "Autoscale" switched on and not read yet: the scale is measured again, and only when read.
+    // "Autoscale" switched on and not read yet: the scale may follow the data, and is measured
+    // again when read.
     Set(L"Speed", L"Autoscale", VT_BOOL, -1);
     listener.Heard.clear();
     Sim->ResetCallCounts();
     Change(trace, from, to);
-    EXPECT_EQ(0, Calls(L"IQvxPropertySet.GetProperty"));
     EXPECT_EQ(std::vector<DWORD>{ChannelRangeStale}, listener.Heard);
-    EXPECT_NE(fixedTop, speed->GetScaleMaximum(0));
     speed->RemoveListener(&listener);
+    speed->Flags &= ~ChannelRangeStale;
+    Task->InvalidateChannels();
+    speed->GetTraces();
+    EXPECT_TRUE(speed->Flags & ChannelRangeStale) << "new traces, new data";
+    // The session's series goes away: its trace is deleted inside the notification.
+    speed->Flags &= ~ChannelRangeStale;
+    ASSERT_EQ(S_OK, Sim->RemoveDataSelection(SessionTask, 2));
+    EXPECT_TRUE(speed->Flags & ChannelRangeStale);
+    EXPECT_EQ(0, Calls(L"IQvxPropertySet.GetProperty"));
+    EXPECT_NE(fixedTop, speed->GetScaleMaximum(0));
 }
 
 TEST_F(ChannelItemTest, TheValueOffsetIsAskedAgainAfterTheHostChangedIt)
@@ -267,19 +276,4 @@ TEST(TraceGrade, RampsFromTheColourToWhite)
     EXPECT_EQ(RGB(254, 254, 255), CTraceDataItem::Grade(sky, 254.99));
     EXPECT_EQ(COLORREF(0xFFFFFF), CTraceDataItem::Grade(sky, 255.0));
     EXPECT_EQ(sky, CTraceDataItem::Grade(sky, -3.0)) << "below the first stop: the colour itself";
-}
-
-TEST_F(ChannelItemTest, TracesMadeAndGoneReadNoPropertyOfTheChannel)
-{
-    Attach(SessionTask);
-    Show({L"Speed"});
-    Set(L"Speed", L"Autoscale", VT_BOOL, -1);
-    Channel()->Flags &= ~ChannelRangeStale;
-    Sim->ResetCallCounts();
-    Task->InvalidateChannels();
-    Channel()->GetTraces();
-    // The session's series goes away: its trace is deleted inside the notification.
-    ASSERT_EQ(S_OK, Sim->RemoveDataSelection(SessionTask, 2));
-    EXPECT_EQ(0, Calls(L"IQvxPropertySet.GetProperty"));
-    EXPECT_TRUE(Channel()->Flags & ChannelRangeStale) << "the scale may follow the traces' data";
 }
