@@ -146,11 +146,6 @@ protected:
         value.bstrVal = SysAllocString(displayName);
         SetProperty(channel, L"Display name", value);
     }
-    // Gives channels display names, which the sort uses.
-    void NameAfterKeys(std::initializer_list<std::pair<const wchar_t*, const wchar_t*>> names)
-    {
-        for (const auto& [channel, displayName] : names) SetDisplayName(channel, displayName);
-    }
     // A group of the host with its members, added to the chart's groups, which the ordering uses.
     void AddGroup(const wchar_t* groupName, std::initializer_list<const wchar_t*> members)
     {
@@ -344,7 +339,8 @@ TEST_F(ChannelOrdering, NewcomersSortIntoTheTailByDisplayName)
     Advise();
     for (const auto& row : rows) {
         // The keys sort against their display names: b Alpha, c Charlie, d Bravo, e Delta.
-        NameAfterKeys({{L"b", L"Alpha"}, {L"c", L"Charlie"}, {L"d", L"Bravo"}, {L"e", L"Delta"}});
+        for (const auto& [key, name] : {std::pair{L"b", L"Alpha"}, {L"c", L"Charlie"}, {L"d", L"Bravo"}, {L"e", L"Delta"}})
+            SetDisplayName(key, name);
         if (row.Grouped) AddGroup(L"Engine", {L"c"});
         DefaultOrdering->SetMode(row.Mode);
         if (row.HandOrdered) Object->SetNames(Keys({L"c", L"b"}));

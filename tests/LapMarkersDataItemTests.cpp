@@ -22,35 +22,28 @@ namespace {
 constexpr long LiveIndex = 1;
 constexpr long SessionIndex = 2;
 
-// An item whose transaction the test gives, and whose failures are noted instead of shown.
+// An item whose transaction the test gives, and whose failures are noted instead of shown unless
+// `ShowsFailures`.
 template <class Item>
 class CTestLapMarkers : public Item
 {
 public:
     using Item::Item;
     using Item::WatchTransaction;
-    void ShowFailure(const wchar_t* text) override { Shown.push_back(text); }
+    void ShowFailure(const wchar_t* text) override
+    {
+        if (ShowsFailures) Item::ShowFailure(text);
+        else Shown.push_back(text);
+    }
+    bool ShowsFailures = false;
     std::vector<std::wstring> Shown;
-};
-
-// An item that shows its failures as the chart does.
-class CShowingLapMarkers : public CLapMarkersDataItem
-{
-public:
-    using CLapMarkersDataItem::CLapMarkersDataItem;
-    using CLapMarkersDataItem::WatchTransaction;
 };
 
 // A notifying host object that keeps the one sink advised on it, also after it was taken off, as
 // a host may.
-class CKeepingSource : public CTestSource
+struct CKeepingSource : CTestSource
 {
-public:
-    CKeepingSource()
-    {
-        KeepsSink = true;
-        NextCookie = 41;
-    }
+    CKeepingSource() { KeepsSink = true, NextCookie = 41; }
 };
 
 // A host transaction, as the host would hand one over.
@@ -483,11 +476,11 @@ TEST_F(LapMarkers, AFailureShowsAnErrorBoxOverTheControlsWindow)
     {
         CTaskDataItem task(chart);
         CDataSelectionDataItem selection(HostSelection(SessionIndex), &task, SessionIndex);
-        CShowingLapMarkers markers(&selection);
+        CTestLapMarkers<CLapMarkersDataItem> markers(&selection);
+        markers.ShowsFailures = true;
         CComPtr<CTestTransaction> transaction = Watched(markers);
         CComPtr<IQvxTransactionNotifications> sink = transaction->Notifications();
         ASSERT_TRUE(sink);
-
         // The box is modal: another thread reads it and closes it.
         HWND owner = nullptr;
         std::wstring texts;
