@@ -242,6 +242,14 @@ TEST_F(LiveSelection, AMovedWindowTellsTheTaskItsLiveRangeIsStaleOnlyWhileRunnin
     shown->RefreshWindow();
     ASSERT_EQ(1u, Listener.Heard.size());
     EXPECT_EQ(TaskWindowMoved, Listener.Heard[0]);
+    // The host's pause: the wish to run stays, but a moved window is not followed either.
+    LocalPause();
+    HostRuns(false);
+    Listener.Heard.clear();
+    Advance(10 * Second);
+    shown->RefreshWindow();
+    EXPECT_TRUE(Listener.HeardAny(TaskWindowMoved));
+    EXPECT_FALSE(Listener.HeardAny(TaskLiveRangeStale));
 }
 
 TEST_F(LiveSelection, ANewTimeSpanComputesTheWindowAgain)
