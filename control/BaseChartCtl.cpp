@@ -419,6 +419,8 @@ void CBaseChartCtl::OnTaskGoingAway(IQvxTask*)
 
 void CBaseChartCtl::OnRunningChanged(IQvxTask* task)
 {
+    // Running is the chart's wish to run: the host running again sets it, a pause of the host
+    // leaves it, and the task item's mode says whether the chart runs now.
     VARIANT_BOOL running = VARIANT_FALSE;
     if (task && SUCCEEDED(task->GetRunning(&running)) && running == VARIANT_TRUE) Running = 1;
     if (TaskItem) TaskItem->OnRunStateChanged();

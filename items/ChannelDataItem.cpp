@@ -1,6 +1,7 @@
 #include "items/ChannelDataItem.h"
 #include <algorithm>
 #include <cfloat>
+#include <cmath>
 #include <new>
 #include <olectl.h>
 
@@ -177,8 +178,12 @@ void CChannelDataItem::UpdateRange()
 {
     if (!(Flags & ChannelRangeStale)) return;
     if (!GetAutoscale()) {
-        DisplayMaximum = ReadReal(Properties, L"Display maximum");
-        DisplayMinimum = ReadReal(Properties, L"Display minimum");
+        const double maximum = ReadReal(Properties, L"Display maximum");
+        const double minimum = ReadReal(Properties, L"Display minimum");
+        // A scale end that is no number leaves the channel without a scale, as no data do.
+        const bool finite = std::isfinite(minimum) && std::isfinite(maximum);
+        DisplayMaximum = finite ? maximum : -1.0;
+        DisplayMinimum = finite ? minimum : 0.0;
         Flags &= ~ChannelRangeStale;
         return;
     }
@@ -187,7 +192,7 @@ void CChannelDataItem::UpdateRange()
     bool any = false;
     for (CTraceDataItem* trace : std::vector<CTraceDataItem*>(GetTraces())) {
         double minimum = 0.0, maximum = 0.0;
-        if (!trace->GetRange(minimum, maximum)) continue;
+        if (!trace->GetRange(minimum, maximum) || !std::isfinite(minimum) || !std::isfinite(maximum)) continue;
         any = true;
         DisplayMaximum = std::max(DisplayMaximum, maximum);
         DisplayMinimum = std::min(DisplayMinimum, minimum);
@@ -199,6 +204,7 @@ void CChannelDataItem::UpdateRange()
         double margin = (DisplayMaximum - DisplayMinimum) * MarginShare;
         // A constant channel still gets a scale, a hundredth of its unit either side.
         if (margin < SmallestMargin) margin = ConvertUnit(SmallestMargin, GetUnit(), 0);
+        if (!std::isfinite(margin)) margin = 0.0;
         DisplayMinimum -= margin;
         DisplayMaximum += margin;
     }

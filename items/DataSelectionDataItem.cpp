@@ -310,7 +310,7 @@ void CRTCDataSelectionDataItem::RefreshWindow()
     EndTime = end;
     TimesValid = TRUE;
     if (CRTCTaskDataItem* task = GetRTCTask()) {
-        const bool running = TimeSettings && *TimeSettings->Running != 0;
+        const bool running = task->GetMode().IsRunning();
         task->NotifyChange(running ? (TaskWindowMoved | TaskLiveRangeStale) : TaskWindowMoved, 1);
     }
     NotifyTimesChanged();

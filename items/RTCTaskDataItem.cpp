@@ -46,6 +46,7 @@ void CRTCTaskDataItem::UpdateTimeRange()
     CTaskDataItem::UpdateTimeRange();
     const qvx::time dataTimeSpan = GetDataTimeSpan();
     qvx::time width = dataTimeSpan;
+    bool snap = true;
     if (StackIsZoomed()) {
         if (ActiveSelection) FullTimeSpan = ActiveSelection->GetLength();
         const qvx::time length = FullTimeSpan;
@@ -54,6 +55,9 @@ void CRTCTaskDataItem::UpdateTimeRange()
             width = TimeMaximum - TimeMinimum;
             TimeMaximum = length;
             TimeMinimum = length - width;
+        } else {
+            // A zoomed window inside the data is the user's: it stays as it is.
+            snap = false;
         }
     } else {
         if (ActiveSelection) {
@@ -63,7 +67,7 @@ void CRTCTaskDataItem::UpdateTimeRange()
         TimeMaximum = TimeMinimum + NextHalfSecond(TimeMaximum - TimeMinimum);
         TimeMinimum = TimeMaximum - dataTimeSpan;
     }
-    if (TimeMinimum < 0) {
+    if (snap && TimeMinimum < 0) {
         // Until the window is filled it stands at the start.
         TimeMinimum = 0;
         TimeMaximum = width;
@@ -309,7 +313,17 @@ void CRTCTaskDataItem::UpdateRetainedSpan()
 
 void CRTCTaskDataItem::OnRangeChanged(IQvxZoomStack* stack)
 {
-    if (!IsRunWanted()) CTaskDataItem::OnRangeChanged(stack);
+    // Whether the chart runs is the mode's answer: the wish to run outlasts a pause of the host.
+    if (!GetMode().IsRunning()) CTaskDataItem::OnRangeChanged(stack);
+}
+
+qvx::time CRTCTaskDataItem::HostCursorOffset()
+{
+    CDataSelectionDataItem* selection = GetActiveSelection();
+    qvx::time hostStart = 0;
+    if (!selection || !selection->GetSelection() || FAILED(selection->GetSelection()->GetStartTime(&hostStart)))
+        return 0;
+    return hostStart - selection->GetStartTime();
 }
 
 // --- the listener that waits for a live selection ---
@@ -384,24 +398,37 @@ CRTCTaskDataItem::CRunningControlMode::CRunningControlMode(CRTCTaskDataItem& tas
 {
 }
 
-CRTCTaskDataItem::CLocalPauseControlMode::CLocalPauseControlMode(CRTCTaskDataItem& task, qvx::time cursor)
+CRTCTaskDataItem::CLocalPauseControlMode::CLocalPauseControlMode(CRTCTaskDataItem& task, qvx::time hostCursor)
     : CControlMode(task, IDS_LOCAL_PAUSE, L"Local Pause ", IDS_PAUSED_TIME, L"Time: ")
 {
-    LocalCursor = cursor;
+    LocalCursor = hostCursor;
 }
 
 void CRTCTaskDataItem::CLocalPauseControlMode::SetCursor(const qvx::time& time)
 {
     CDataSelectionDataItem* selection = Task->GetActiveSelection();
     if (!selection) return;
+    FromHost = false;
     LocalCursor = std::min(selection->GetLength(), time);
     Task->OnCursorChanged(LocalCursor);
 }
 
 void CRTCTaskDataItem::CLocalPauseControlMode::SetCursorChecked(const qvx::time& time)
 {
+    FromHost = false;
     LocalCursor = time;
     Task->OnCursorChanged(LocalCursor);
+}
+
+const qvx::time& CRTCTaskDataItem::CLocalPauseControlMode::GetCursorTime()
+{
+    // The host's time is moved onto the chart's axis at the first read, not while the mode is
+    // chosen: finding the active selection then could rebuild the selections inside the choice.
+    if (FromHost) {
+        FromHost = false;
+        LocalCursor += Task->HostCursorOffset();
+    }
+    return LocalCursor;
 }
 
 CRTCTaskDataItem::CGlobalPauseControlMode::CGlobalPauseControlMode(CRTCTaskDataItem& task)
@@ -411,7 +438,7 @@ CRTCTaskDataItem::CGlobalPauseControlMode::CGlobalPauseControlMode(CRTCTaskDataI
 
 void CRTCTaskDataItem::CGlobalPauseControlMode::SetCursor(const qvx::time& time)
 {
-    if (Task->GetTask()) Task->GetTask()->SetCursorTime(time - HostOffset());
+    if (Task->GetTask()) Task->GetTask()->SetCursorTime(time - Task->HostCursorOffset());
 }
 
 void CRTCTaskDataItem::CGlobalPauseControlMode::SetCursorChecked(const qvx::time& time)
@@ -426,7 +453,7 @@ const qvx::time& CRTCTaskDataItem::CGlobalPauseControlMode::GetCursorTime()
     // A failing host leaves the bit set: the next reader asks again.
     qvx::time host = 0;
     if (Task->GetTask() && SUCCEEDED(Task->GetTask()->GetCursorTime(&host))) {
-        LocalCursor = host + HostOffset();
+        LocalCursor = host + Task->HostCursorOffset();
         Task->Flags &= ~TaskCursorStale;
     }
     return LocalCursor;
@@ -436,13 +463,4 @@ void CRTCTaskDataItem::CGlobalPauseControlMode::GetSelectionStart(qvx::time& sta
 {
     CDataSelectionDataItem* selection = Task->GetActiveSelection();
     start = selection ? selection->GetStartTime() : 0;
-}
-
-qvx::time CRTCTaskDataItem::CGlobalPauseControlMode::HostOffset()
-{
-    CDataSelectionDataItem* selection = Task->GetActiveSelection();
-    qvx::time hostStart = 0;
-    if (!selection || !selection->GetSelection() || FAILED(selection->GetSelection()->GetStartTime(&hostStart)))
-        return 0;
-    return hostStart - selection->GetStartTime();
 }

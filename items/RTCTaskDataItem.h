@@ -74,6 +74,9 @@ public:
     // The waiting listener's selection went away.
     void DropWaitingListener();
     bool IsWaitingForSelection() const noexcept { return WaitingListener != nullptr; }
+    // From the host's cursor times, which count from its selection's start, to the chart's: the
+    // host selection's start less the item's; 0 without an active selection or a start.
+    qvx::time HostCursorOffset();
 
     qvx::time GetDataTimeSpan() const noexcept { return *TimeSettings.DataTimeSpan; }
     qvx::time GetHistoricDataTimeSpan() const noexcept { return *TimeSettings.HistoricDataTimeSpan; }
@@ -162,15 +165,20 @@ public:
 class CRTCTaskDataItem::CLocalPauseControlMode : public CControlMode
 {
 public:
-    // `cursor` is where the host's cursor stood when the pause began.
-    CLocalPauseControlMode(CRTCTaskDataItem& task, qvx::time cursor);
+    // `hostCursor` is where the host's cursor stood when the pause began, in the host's times.
+    CLocalPauseControlMode(CRTCTaskDataItem& task, qvx::time hostCursor);
     void SetCursor(const qvx::time& time) override;
     void SetCursorChecked(const qvx::time& time) override;
+    const qvx::time& GetCursorTime() override;
     bool HasScrollBars() override { return true; }
     bool IsRunning() override { return false; }
     bool ValuesAtCursor() override { return true; }
     bool HasCursors() override { return true; }
     bool IsLocallyHeld() override { return true; }
+
+private:
+    // LocalCursor still holds the host's time, not yet moved onto the chart's axis.
+    bool FromHost = true;
 };
 
 // The host has paused all its views: the chart shares the host's cursor, whose times count from
@@ -188,10 +196,6 @@ public:
     bool HasCursors() override { return true; }
     bool IsLocallyHeld() override { return false; }
     void GetSelectionStart(qvx::time& start) override;
-
-private:
-    // From the chart's times to the host's: the host selection's start less the item's.
-    qvx::time HostOffset();
 };
 
 // Waits for the control's selection to turn live, and then has the task take it up.

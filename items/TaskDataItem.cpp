@@ -1,5 +1,6 @@
 #include "items/TaskDataItem.h"
 #include <algorithm>
+#include <cmath>
 #include <new>
 #include "items/ChartOwner.h"
 #include "items/DataSelectionDataItem.h"
@@ -13,6 +14,12 @@
 namespace {
 
 const CYZoom Unzoomed{0.0, 1.0};
+
+// A NaN or an infinity in the vertical zoom would make every zoomed scale NaN.
+bool IsFinite(const CYZoom& zoom)
+{
+    return std::isfinite(zoom.Low) && std::isfinite(zoom.High);
+}
 
 } // namespace
 
@@ -434,6 +441,7 @@ bool CTaskDataItem::IsXZoomed()
 
 void CTaskDataItem::PushYZoom(const CYZoom& zoom)
 {
+    if (!IsFinite(zoom)) return;
     YZoomStack.push_back(zoom);
     MarkModified();
     NotifyChange(TaskYZoomChanged, 1);
@@ -441,7 +449,7 @@ void CTaskDataItem::PushYZoom(const CYZoom& zoom)
 
 void CTaskDataItem::ReplaceYZoom(const CYZoom& zoom, int modified)
 {
-    if (YZoomStack.empty()) return;
+    if (YZoomStack.empty() || !IsFinite(zoom)) return;
     YZoomStack.back() = zoom;
     if (modified) MarkModified();
     NotifyChange(TaskYZoomChanged, 1);
@@ -565,7 +573,8 @@ void CTaskDataItem::EnsureActiveValueVisible()
     if (!trace) return;
     double minimum = 0.0, maximum = 0.0, value = 0.0;
     if (!trace->GetRange(minimum, maximum)) return;
-    if (FAILED(trace->GetValueAtCursor(value))) return;
+    // A channel may hold NaN where it has no value: there is nothing to bring into view.
+    if (FAILED(trace->GetValueAtCursor(value)) || !std::isfinite(value)) return;
     CChannelDataItem* channel = trace->GetChannel();
     if (channel->GetScaleMinimum(1) <= value && value <= channel->GetScaleMaximum(1)) return;
     // Centre the vertical zoom on the value, keeping its height and staying within the scale.
@@ -579,6 +588,7 @@ void CTaskDataItem::EnsureActiveValueVisible()
         centred = {0.0, height};
     else if (centred.High > 1.0)
         centred = {1.0 - height, 1.0};
+    if (!IsFinite(centred)) return;
     YZoomStack.back() = centred;
     MarkModified();
     NotifyChange(TaskYZoomChanged, 1);

@@ -53,7 +53,8 @@ CTraceDataItem::CTraceDataItem(CChannelDataItem* channel, CDataSelectionDataItem
         if (ProxySink) ProxySink->Advise(Proxy);
     }
     Channel->AddTrace(this);
-    if (Channel->GetAutoscale()) Channel->NotifyChannelChange(ChannelRangeStale);
+    // The cached "Autoscale" and its stale bit: no property read while the traces are made.
+    if (Channel->MayAutoscale()) Channel->NotifyChannelChange(ChannelRangeStale);
     if (Selection) Selection->AddTrace(this);
     RangeCalculator = MakeCalculator<CRangeCalculator>(RangeBinSize, &DistanceCursor);
     RebuildStatisticsCalculator();
@@ -73,7 +74,8 @@ CTraceDataItem::~CTraceDataItem()
     RangeCalculator.reset();
     Channel->RemoveTrace(this);
     if (!Visible && Selection) Channel->HideSelection(Selection->GetSelection());
-    if (Channel->GetAutoscale()) Channel->NotifyChannelChange(ChannelRangeStale);
+    // Often inside the series' going-away notification: no property read here either.
+    if (Channel->MayAutoscale()) Channel->NotifyChannelChange(ChannelRangeStale);
     if (Selection) Selection->RemoveTrace(this);
 }
 
@@ -364,7 +366,7 @@ void CRTCTraceDataItem::OnDataChanged(IUnknown* source, qvx::time* from, qvx::ti
 {
     if (!from || !to) return;
     auto* task = dynamic_cast<CRTCTaskDataItem*>(GetTask());
-    if (task && !task->IsRunWanted() && Selection && *from > Selection->GetEndTime()) return;
+    if (task && !task->GetMode().IsRunning() && Selection && *from > Selection->GetEndTime()) return;
     HasNewData = TRUE;
     CTraceDataItem::OnDataChanged(source, from, to);
 }

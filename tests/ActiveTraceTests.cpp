@@ -1,6 +1,8 @@
 // The active trace: the active channel's trace of the host's current selection, chosen by the
 // user or stepped through, and the cursor that stands on its samples.
 #include <gtest/gtest.h>
+#include <cmath>
+#include <limits>
 #include "tests/ChannelTestSupport.h"
 
 using namespace qvxtest;
@@ -52,31 +54,25 @@ protected:
 
 } // namespace
 
-TEST_F(ActiveTrace, IsTheActiveChannelsTraceOfTheCurrentSelection)
+TEST_F(ActiveTrace, IsTheActiveChannelsTraceOfTheCurrentSelectionWhichChoosingATraceChanges)
 {
     CChannelDataItem* active = Task->GetActiveChannel();
     ASSERT_TRUE(active == Channel(0) || active == Channel(1));
     EXPECT_EQ(active->GetTraces()[Session], Task->GetActiveTrace());
     EXPECT_EQ(Task->GetSelections()[Session], Task->GetActiveSelection());
-    // No channel shown: no trace, and the selection is the current one.
-    Show({});
-    Task->SetActiveChannel(nullptr);
-    EXPECT_EQ(nullptr, Task->GetActiveTrace());
-    EXPECT_EQ(Task->GetSelections()[Session], Task->GetActiveSelection());
-}
-
-TEST_F(ActiveTrace, ChoosingATraceMakesItsSelectionCurrent)
-{
     Task->SetActiveTrace(Channel(1), Trace(Live, 1));
     EXPECT_EQ(1, Current());
-    EXPECT_EQ(Channel(1), Task->GetActiveChannel());
     EXPECT_EQ(Trace(Live, 1), Task->GetActiveTrace());
     // A host that refuses keeps the current selection; only the channel changes.
     Fault(L"IQvxTask.SetCurrentDataSelection", E_FAIL);
     Task->SetActiveTrace(Channel(0), Trace(Session, 0));
     EXPECT_EQ(1, Current());
-    EXPECT_EQ(Channel(0), Task->GetActiveChannel());
     EXPECT_EQ(Trace(Live, 0), Task->GetActiveTrace());
+    // No channel shown: no trace, and the selection is the current one.
+    Show({});
+    Task->SetActiveChannel(nullptr);
+    EXPECT_EQ(nullptr, Task->GetActiveTrace());
+    EXPECT_EQ(Task->GetSelections()[Live], Task->GetActiveSelection());
 }
 
 TEST_F(ActiveTrace, SteppingRunsThroughEveryTraceOfEveryChannelAndWraps)
@@ -186,4 +182,53 @@ TEST_F(ChannelItemTest, TimesAreWrittenInTheHostsFormat)
     Task->NotifyChange(TaskTimeFormatStale, 0);
     EXPECT_EQ(L"+2" + dp + L"5", std::wstring(Task->FormatTimeDifference(25 * Second / 10, 3, false, true, false)));
     EXPECT_EQ(L"-2" + dp + L"500", std::wstring(Task->FormatTimeDifference(-25 * Second / 10, 3, false, false, false)));
+}
+
+TEST_F(ChannelItemTest, ANaNAtTheCursorLeavesTheVerticalZoomAndTheScalesAsTheyWere)
+{
+    Attach(ArchiveTask);
+    Show({L"Fuel flow"});
+    CTraceDataItem* fuel = Task->GetActiveTrace();
+    ASSERT_TRUE(fuel);
+    // The throttle lifts somewhere: there the channel has no value.
+    double value = 0.0;
+    qvx::time at = 0;
+    for (; at < 120 * Second; at += Second / 10) {
+        ASSERT_EQ(S_OK, Attached->SetCursorTime(at));
+        Task->NotifyChange(TaskCursorStale, 0);
+        if (SUCCEEDED(fuel->GetValueAtCursor(value)) && std::isnan(value)) break;
+    }
+    ASSERT_LT(at, 120 * Second) << "no NaN found";
+    Task->PushYZoom({0.9, 1.0});
+    Task->EnsureActiveValueVisible();
+    EXPECT_EQ((CYZoom{0.9, 1.0}), Task->GetYZoom());
+    EXPECT_TRUE(std::isfinite(Channel()->GetScaleMinimum(1)));
+    EXPECT_TRUE(std::isfinite(Channel()->GetScaleMaximum(1)));
+}
+
+TEST_F(ChannelItemTest, AZoomOrScaleEndThatIsNoNumberIsRefused)
+{
+    const double nan = std::numeric_limits<double>::quiet_NaN(), inf = std::numeric_limits<double>::infinity();
+    const struct
+    {
+        const char* Name;
+        CYZoom Zoom;
+    } rows[] = {{"NaN", {nan, 0.5}}, {"infinity", {0.5, inf}}, {"minus infinity", {-inf, 0.5}}};
+    for (const auto& row : rows) {
+        Task->ClearYZoom();
+        Task->PushYZoom(row.Zoom);
+        EXPECT_TRUE(Task->GetYZoomLevels().empty()) << row.Name;
+        Task->PushYZoom({0.2, 0.4});
+        Task->ReplaceYZoom(row.Zoom, 1);
+        EXPECT_EQ((CYZoom{0.2, 0.4}), Task->GetYZoom()) << row.Name;
+    }
+    Attach(ArchiveTask);
+    Set(L"Speed", L"Display maximum", VT_R8, inf);
+    Set(L"Fuel flow", L"Autoscale", VT_BOOL, -1);
+    Show({L"Speed", L"Fuel flow"});
+    for (size_t place : {0, 1})
+        for (int zoomed : {0, 1}) {
+            EXPECT_TRUE(std::isfinite(Channel(place)->GetScaleMinimum(zoomed))) << place;
+            EXPECT_TRUE(std::isfinite(Channel(place)->GetScaleMaximum(zoomed))) << place;
+        }
 }

@@ -44,8 +44,11 @@ public:
 };
 
 using COrderingUnderTest = CChannelOrderingOf<CTestTask>;
+using NameList = std::vector<std::wstring>;
+using Flags = std::vector<DWORD>;
+using Said = std::vector<std::string>;
 
-std::vector<std::string> Heard;
+Said Heard;
 
 // A host's advisor on the ordering's three points; it may act inside a call.
 class CAdvisor : public CComRoot,
@@ -70,19 +73,18 @@ public:
         if (During) During();
         return S_OK;
     }
-    STDMETHODIMP OnDefaultOrderingChanged(IQvxDefaultOrdering*) override
-    {
-        Heard.push_back("default");
-        return S_OK;
-    }
-    STDMETHODIMP OnGroupedOrderingChanged(IQvxGroupedOrdering*) override
-    {
-        Heard.push_back("grouped");
-        return S_OK;
-    }
+    STDMETHODIMP OnDefaultOrderingChanged(IQvxDefaultOrdering*) override { return Hear("default"); }
+    STDMETHODIMP OnGroupedOrderingChanged(IQvxGroupedOrdering*) override { return Hear("grouped"); }
 
     IUnknown* Seen = nullptr;
     std::function<void()> During;
+
+private:
+    static HRESULT Hear(const char* what)
+    {
+        Heard.push_back(what);
+        return S_OK;
+    }
 };
 
 std::vector<CBstr> Keys(std::initializer_list<const wchar_t*> names)
@@ -112,6 +114,7 @@ protected:
         Object->SetTask(&Task);
         ASSERT_EQ(S_OK, Ordering.As(DefaultOrdering));
         ASSERT_EQ(S_OK, Ordering.As(GroupedOrdering));
+        ASSERT_EQ(S_OK, Ordering.As(Notifications));
         ASSERT_EQ(S_OK, CComObject<CGroups>::CreateInstance(Groups));
     }
     void TearDown() override
@@ -121,6 +124,7 @@ protected:
         Ordering = nullptr;
         DefaultOrdering = nullptr;
         GroupedOrdering = nullptr;
+        Notifications = nullptr;
         Advisor = nullptr;
         Groups = nullptr;
         Simulation = nullptr;
@@ -129,58 +133,46 @@ protected:
         CoUninitialize();
     }
 
-    void SetDisplayName(const wchar_t* channel, const wchar_t* displayName)
+    void SetProperty(const wchar_t* channel, const wchar_t* property, const CVariant& value)
     {
         CComPtr<IQvxPropertySet> set;
-        CBstr name(channel);
-        ASSERT_EQ(S_OK, Factory->GetPropertySet(name.Get(), set.Out()));
+        ASSERT_EQ(S_OK, Factory->GetPropertySet(CBstr(channel).Get(), set.Out()));
+        ASSERT_EQ(S_OK, set->SetProperty(CBstr(property).Get(), value));
+    }
+    void SetDisplayName(const wchar_t* channel, const wchar_t* displayName)
+    {
         CVariant value;
         value.vt = VT_BSTR;
         value.bstrVal = SysAllocString(displayName);
-        CBstr property(L"Display name");
-        ASSERT_EQ(S_OK, set->SetProperty(property.Get(), value));
+        SetProperty(channel, L"Display name", value);
     }
-
-    void SetDisplayNames(std::initializer_list<std::pair<const wchar_t*, const wchar_t*>> names)
-    {
-        for (const auto& [channel, displayName] : names) SetDisplayName(channel, displayName);
-    }
-
-    // A group of the host with its members, added to the chart's groups.
+    // A group of the host with its members, added to the chart's groups, which the ordering uses.
     void AddGroup(const wchar_t* groupName, std::initializer_list<const wchar_t*> members)
     {
         CComPtr<IQvxGroup> group;
-        CBstr name(groupName);
-        ASSERT_TRUE(SUCCEEDED(GroupFactory->CreateGroup(name.Get(), group.Out())));
-        for (const wchar_t* member : members) {
-            CBstr memberName(member);
-            ASSERT_EQ(S_OK, group->AddMember(memberName.Get()));
-        }
+        ASSERT_TRUE(SUCCEEDED(GroupFactory->CreateGroup(CBstr(groupName).Get(), group.Out())));
+        for (const wchar_t* member : members) ASSERT_EQ(S_OK, group->AddMember(CBstr(member).Get()));
         ASSERT_EQ(S_OK, Groups->Add(group));
+        Object->SetGroups(static_cast<CGroups*>(Groups.Get()));
     }
-    void UseGroups() { Object->SetGroups(static_cast<CGroups*>(Groups.Get())); }
-
     void Advise()
     {
         CComPtr<IUnknown> advisor;
         ASSERT_EQ(S_OK, CComObject<CAdvisor>::CreateInstance(advisor));
         Advisor = static_cast<CAdvisor*>(static_cast<IQvxOrderingNotifications*>(advisor.Get()));
-        CComPtr<IQvxNotifications> notifications;
-        ASSERT_EQ(S_OK, Ordering.As(notifications));
         const IID* points[] = {&IID_IQvxOrderingNotifications, &IID_IQvxDefaultOrderingNotifications,
                                &IID_IQvxGroupedOrderingNotifications};
         for (ULONG point = 1; point <= 3; ++point) {
             ULONG cookie = 0;
-            ASSERT_EQ(S_OK, notifications->Advise(*points[point - 1], advisor, &cookie));
+            ASSERT_EQ(S_OK, Notifications->Advise(*points[point - 1], advisor, &cookie));
             EXPECT_EQ((1u << 16) | point, cookie);
         }
-        Heard.clear();
+        Forget();
     }
-
     // The names in the order, as a host reads them.
-    std::vector<std::wstring> Names()
+    NameList Names()
     {
-        std::vector<std::wstring> names;
+        NameList names;
         long count = 0;
         EXPECT_EQ(S_OK, Ordering->GetCount(&count));
         for (long i = 1; i <= count; ++i) {
@@ -191,11 +183,7 @@ protected:
         return names;
     }
     CChannelDataItem* Item(long position) { return Object->GetItems().at(size_t(position - 1)); }
-    HRESULT Move(const wchar_t* name, long position)
-    {
-        CBstr key(name);
-        return Ordering->MoveItem(key.Get(), position);
-    }
+    HRESULT Move(const wchar_t* name, long position) { return Ordering->MoveItem(CBstr(name).Get(), position); }
     long Sinks()
     {
         long count = 0;
@@ -217,15 +205,13 @@ protected:
     CComPtr<IQvxOrdering> Ordering;
     CComPtr<IQvxDefaultOrdering> DefaultOrdering;
     CComPtr<IQvxGroupedOrdering> GroupedOrdering;
+    CComPtr<IQvxNotifications> Notifications;
     COrderingUnderTest* Object = nullptr;
     CComPtr<IQvxGroups> Groups;
     CComPtr<CAdvisor> Advisor;
 };
 
-using NameList = std::vector<std::wstring>;
-using Flags = std::vector<DWORD>;
-
-TEST_F(ChannelOrdering, SetNamesMakesTheChannelsInTheirOrderAndLeavesTheLastActive)
+TEST_F(ChannelOrdering, SetNamesReplacesEveryChannelAndLeavesTheLastActive)
 {
     Advise();
     Object->SetNames(Keys({L"Speed", L"Gear", L"RPM", L"Gear"}));
@@ -235,399 +221,253 @@ TEST_F(ChannelOrdering, SetNamesMakesTheChannelsInTheirOrderAndLeavesTheLastActi
     EXPECT_EQ((Flags{TaskActiveStale, TaskActiveStale, TaskActiveStale, TaskOrderChanged}), Task.Changes);
     EXPECT_EQ(3, Chart.ActiveChanges);
     EXPECT_EQ(4, Chart.Modified);
-    EXPECT_EQ(std::vector<std::string>{"order"}, Heard);
+    EXPECT_EQ(Said{"order"}, Heard);
     EXPECT_EQ(static_cast<IUnknown*>(Ordering.Get()), Advisor->Seen);
-}
-
-TEST_F(ChannelOrdering, SetNamesReplacesEveryChannel)
-{
-    Object->SetNames(Keys({L"Speed", L"Gear"}));
-    Advise();
     Forget();
     Object->SetNames(Keys({L"Gear", L"Throttle"}));
     EXPECT_EQ((NameList{L"Gear", L"Throttle"}), Names());
     // Emptying tells the order once with no active channel, filling tells it again.
     EXPECT_EQ((Flags{TaskOrderChanged | TaskActiveStale, TaskActiveStale, TaskActiveStale, TaskOrderChanged}),
               Task.Changes);
-    EXPECT_EQ((std::vector<std::string>{"order", "order"}), Heard);
-    EXPECT_EQ(Item(2), Task.ActiveChannel);
+    EXPECT_EQ((Said{"order", "order"}), Heard);
+    // Keys compare exactly.
+    Object->SetNames(Keys({L"Speed", L"speed"}));
+    EXPECT_EQ(2, Object->IndexOf(L"speed"));
+    EXPECT_EQ(0, Object->IndexOf(L"SPEED"));
 }
 
-TEST_F(ChannelOrdering, AChannelReadsQuantityAndListensToItsPropertySet)
+TEST_F(ChannelOrdering, AChannelHearsOnlyThePropertiesItReadsAndLetsGoOfItsSetWhenDeleted)
 {
-    CComPtr<IQvxPropertySet> set;
-    CBstr name(L"Speed");
-    ASSERT_EQ(S_OK, Factory->GetPropertySet(name.Get(), set.Out()));
-    CVariant quantity;
-    quantity.vt = VT_I4;
-    quantity.lVal = 12;
-    CBstr property(L"Quantity");
-    ASSERT_EQ(S_OK, set->SetProperty(property.Get(), quantity));
-    Object->SetNames(Keys({L"Speed"}));
+    CVariant number;
+    number.vt = VT_I4;
+    number.lVal = 12;
+    SetProperty(L"Speed", L"Quantity", number);
+    const long before = Sinks();
+    Object->SetNames(Keys({L"Speed", L"Gear"}));
     CChannelDataItem* speed = Item(1);
     EXPECT_EQ(12, speed->GetQuantity());
-    EXPECT_EQ(L"", std::wstring(speed->GetDisplayName().View()));
-
     speed->Flags = 0;
-    CVariant colour;
-    colour.vt = VT_I4;
-    colour.lVal = 0xFF;
-    CBstr colourName(L"COLOR");
-    ASSERT_EQ(S_OK, set->SetProperty(colourName.Get(), colour));
+    SetProperty(L"Speed", L"COLOR", number);
     EXPECT_EQ(ChannelColorStale, speed->Flags);
     speed->Flags = 0;
-    CBstr unread(L"Tag name");
-    ASSERT_EQ(S_OK, set->SetProperty(unread.Get(), colour));
+    SetProperty(L"Speed", L"Tag name", number);
     EXPECT_EQ(0u, speed->Flags);
     SetDisplayName(L"Speed", L"Vehicle speed");
     EXPECT_EQ(ChannelNameStale, speed->Flags);
     EXPECT_EQ(L"Vehicle speed", std::wstring(speed->GetDisplayName().View()));
-    EXPECT_EQ(0u, speed->Flags);
-}
-
-TEST_F(ChannelOrdering, ADeletedChannelLetsGoOfItsPropertySet)
-{
-    const long before = Sinks();
-    Object->SetNames(Keys({L"Speed", L"Gear"}));
     Object->SyncToNames(Keys({L"Gear"}));
     EXPECT_EQ(before + 1, Sinks());
     Object->Close();
     EXPECT_EQ(before, Sinks());
-    long count = -1;
-    EXPECT_EQ(S_OK, Ordering->GetCount(&count));
-    EXPECT_EQ(0, count);
+    EXPECT_EQ(NameList{}, Names());
 }
 
-TEST_F(ChannelOrdering, GetCountAndGetNameCheckTheirArguments)
+TEST_F(ChannelOrdering, MoveItemMovesOneChannelOutsideTheGroupedHead)
 {
-    Object->SetNames(Keys({L"Speed"}));
-    EXPECT_EQ(E_POINTER, Ordering->GetCount(nullptr));
-    BSTR name = reinterpret_cast<BSTR>(1);
-    EXPECT_EQ(E_UNEXPECTED, Ordering->GetName(0, &name));
-    EXPECT_EQ(nullptr, name);
-    EXPECT_EQ(E_UNEXPECTED, Ordering->GetName(2, &name));
-    EXPECT_EQ(E_POINTER, Ordering->GetName(1, nullptr));
-    long mode = -1;
-    EXPECT_EQ(E_POINTER, DefaultOrdering->GetMode(nullptr));
-    EXPECT_EQ(E_POINTER, GroupedOrdering->GetMode(nullptr));
-    EXPECT_EQ(S_OK, DefaultOrdering->GetMode(&mode));
-    EXPECT_EQ(0, mode);
-    EXPECT_EQ(S_OK, GroupedOrdering->GetMode(&mode));
-    EXPECT_EQ(0, mode);
-}
-
-TEST_F(ChannelOrdering, MoveItemMovesOneChannelAndTellsTheChange)
-{
-    Object->SetNames(Keys({L"A", L"B", L"C", L"D"}));
+    const struct
+    {
+        const char* Name;
+        const wchar_t* Channel;
+        long Position;
+        HRESULT Result;
+        NameList After;
+    } rows[] = {
+        {"forward", L"A", 4, S_OK, {L"RPM", L"Throttle", L"B", L"A", L"C"}},
+        {"to the head's end", L"C", 3, S_OK, {L"RPM", L"Throttle", L"C", L"A", L"B"}},
+        {"the same place", L"B", 4, S_FALSE, {}},
+        {"unknown", L"Brake", 3, E_INVALIDARG, {}},
+        {"before the first", L"A", 0, E_INVALIDARG, {}},
+        {"after the last", L"A", 6, E_INVALIDARG, {}},
+        {"the position checked first", L"RPM", 6, E_INVALIDARG, {}},
+        {"within the head", L"RPM", 2, E_ACCESSDENIED, {}},
+        {"out of the head", L"Throttle", 4, E_ACCESSDENIED, {}},
+        {"into the head", L"A", 2, E_ACCESSDENIED, {}},
+        {"case differs", L"a", 4, E_INVALIDARG, {}},
+    };
+    AddGroup(L"Engine", {L"RPM", L"Throttle"});
     Advise();
-    Forget();
-    EXPECT_EQ(S_OK, Move(L"A", 3));
-    EXPECT_EQ((NameList{L"B", L"C", L"A", L"D"}), Names());
-    EXPECT_EQ(S_OK, Move(L"D", 1));
-    EXPECT_EQ((NameList{L"D", L"B", L"C", L"A"}), Names());
-    EXPECT_EQ(S_OK, Move(L"D", 4));
-    EXPECT_EQ((NameList{L"B", L"C", L"A", L"D"}), Names());
-    EXPECT_EQ((std::vector<std::string>{"order", "order", "order"}), Heard);
-    // The active channel is still on the chart.
-    EXPECT_EQ((Flags{TaskOrderChanged, TaskOrderChanged, TaskOrderChanged}), Task.Changes);
-    EXPECT_EQ(0, Chart.ActiveChanges);
-}
-
-TEST_F(ChannelOrdering, MoveItemRefusesUnknownNamesAndPositionsOutsideAndSkipsTheSamePlace)
-{
-    Object->SetNames(Keys({L"Speed", L"Gear"}));
-    Advise();
-    Forget();
-    EXPECT_EQ(E_INVALIDARG, Move(L"Throttle", 1));
-    EXPECT_EQ(E_INVALIDARG, Move(L"Speed", 0));
-    EXPECT_EQ(E_INVALIDARG, Move(L"Speed", 3));
+    for (const auto& row : rows) {
+        Object->SetNames(Keys({L"A", L"Throttle", L"B", L"RPM", L"C"}));
+        const NameList before = Names();
+        ASSERT_EQ((NameList{L"RPM", L"Throttle", L"A", L"B", L"C"}), before);
+        Forget();
+        EXPECT_EQ(row.Result, Move(row.Channel, row.Position)) << row.Name;
+        EXPECT_EQ(row.Result == S_OK ? row.After : before, Names()) << row.Name;
+        EXPECT_EQ(row.Result == S_OK ? Said{"order"} : Said{}, Heard) << row.Name;
+        // The active channel is still on the chart.
+        EXPECT_EQ(row.Result == S_OK ? Flags{TaskOrderChanged} : Flags{}, Task.Changes) << row.Name;
+        EXPECT_EQ(0, Chart.ActiveChanges) << row.Name;
+    }
     EXPECT_EQ(E_INVALIDARG, Ordering->MoveItem(nullptr, 1));
-    EXPECT_EQ(S_FALSE, Move(L"Gear", 2));
-    EXPECT_EQ((NameList{L"Speed", L"Gear"}), Names());
-    EXPECT_TRUE(Heard.empty());
-    EXPECT_TRUE(Task.Changes.empty());
+    // Forced, a channel moves into and out of the head.
+    EXPECT_EQ(S_OK, Object->MoveItem(L"A", 1, true, true));
+    EXPECT_EQ((NameList{L"A", L"RPM", L"Throttle", L"B", L"C"}), Names());
+    EXPECT_EQ(S_OK, Object->MoveItem(L"A", 5, true, false));
+    EXPECT_EQ((NameList{L"RPM", L"Throttle", L"B", L"C", L"A"}), Names());
 }
 
-TEST_F(ChannelOrdering, KeysCompareExactly)
-{
-    Object->SetNames(Keys({L"Speed", L"speed", L"Spee"}));
-    EXPECT_EQ((NameList{L"Speed", L"speed", L"Spee"}), Names());
-    EXPECT_EQ(1, Object->IndexOf(L"Speed"));
-    EXPECT_EQ(2, Object->IndexOf(L"speed"));
-    EXPECT_EQ(3, Object->IndexOf(L"Spee"));
-    EXPECT_EQ(0, Object->IndexOf(L"Speeds"));
-    EXPECT_EQ(0, Object->IndexOf(L"SPEED"));
-    EXPECT_EQ(E_INVALIDARG, Move(L"SPEED", 1));
-}
-
-TEST_F(ChannelOrdering, GroupedChannelsFormAHeadInGroupOrder)
+TEST_F(ChannelOrdering, GroupedChannelsFormAHeadInGroupOrderThatShrinksWithADeletedMember)
 {
     AddGroup(L"Engine", {L"RPM", L"Oil", L"Throttle"});
     AddGroup(L"Drive", {L"Gear", L"RPM"});
-    UseGroups();
     Object->SetNames(Keys({L"Speed", L"Gear", L"Throttle", L"RPM", L"Brake"}));
     // "Oil" is no channel of the chart, and "RPM" stands where its first group put it.
     EXPECT_EQ((NameList{L"RPM", L"Throttle", L"Gear", L"Speed", L"Brake"}), Names());
     EXPECT_EQ(3, Object->GetGroupedCount());
+    Object->SyncToNames(Keys({L"Speed", L"Throttle", L"RPM", L"Brake"}));
+    EXPECT_EQ((NameList{L"RPM", L"Throttle", L"Speed", L"Brake"}), Names());
+    EXPECT_EQ(2, Object->GetGroupedCount());
+    EXPECT_EQ(E_ACCESSDENIED, Move(L"Brake", 2));
 }
 
-TEST_F(ChannelOrdering, NothingMovesIntoOutOfOrWithinTheHeadUnlessForced)
+TEST_F(ChannelOrdering, NewcomersSortIntoTheTailByDisplayName)
 {
-    AddGroup(L"Engine", {L"RPM", L"Throttle"});
-    UseGroups();
-    Object->SetNames(Keys({L"Speed", L"Throttle", L"RPM", L"Gear"}));
-    ASSERT_EQ((NameList{L"RPM", L"Throttle", L"Speed", L"Gear"}), Names());
+    const struct
+    {
+        const char* Name;
+        long Mode;
+        bool HandOrdered;
+        bool Grouped;
+        NameList Before;
+        NameList After;
+    } rows[] = {
+        {"ascending", 0, false, false, {L"b", L"c"}, {L"b", L"d", L"c", L"e"}},
+        {"descending", 1, false, false, {L"c", L"b"}, {L"e", L"c", L"d", L"b"}},
+        {"hand ordered: at the first place where it sorts", 0, true, false, {L"c", L"b"}, {L"d", L"c", L"b", L"e"}},
+        {"never into the head", 0, false, true, {L"c", L"b"}, {L"c", L"b", L"d", L"e"}},
+    };
     Advise();
-    EXPECT_EQ(E_ACCESSDENIED, Move(L"RPM", 2));
-    EXPECT_EQ(E_ACCESSDENIED, Move(L"Throttle", 4));
-    EXPECT_EQ(E_ACCESSDENIED, Move(L"Speed", 2));
-    EXPECT_EQ(E_ACCESSDENIED, Move(L"Gear", 1));
-    // The position check comes first.
-    EXPECT_EQ(E_INVALIDARG, Move(L"RPM", 5));
-    EXPECT_TRUE(Heard.empty());
-    EXPECT_EQ(S_OK, Move(L"Gear", 3));
-    EXPECT_EQ(S_OK, Object->MoveItem(L"Speed", 1, true, true));
-    EXPECT_EQ((NameList{L"Speed", L"RPM", L"Throttle", L"Gear"}), Names());
-    EXPECT_EQ(S_OK, Object->MoveItem(L"Speed", 4, true, false));
-    EXPECT_EQ((NameList{L"RPM", L"Throttle", L"Gear", L"Speed"}), Names());
-    EXPECT_EQ((std::vector<std::string>{"order", "order"}), Heard);
+    for (const auto& row : rows) {
+        // The keys sort against their display names: b Alpha, c Charlie, d Bravo, e Delta.
+        for (const auto& [key, name] : {std::pair{L"b", L"Alpha"}, {L"c", L"Charlie"}, {L"d", L"Bravo"}, {L"e", L"Delta"}})
+            SetDisplayName(key, name);
+        if (row.Grouped) AddGroup(L"Engine", {L"c"});
+        DefaultOrdering->SetMode(row.Mode);
+        if (row.HandOrdered) Object->SetNames(Keys({L"c", L"b"}));
+        else Object->SyncToNames(Keys({L"c", L"b"}));
+        EXPECT_EQ(row.Before, Names()) << row.Name;
+        Forget();
+        Object->SyncToNames(Keys({L"c", L"b", L"d", L"e"}));
+        EXPECT_EQ(row.After, Names()) << row.Name;
+        EXPECT_EQ(Said{"order"}, Heard) << row.Name;
+        EXPECT_EQ((Flags{TaskActiveStale, TaskActiveStale, TaskOrderChanged}), Task.Changes) << row.Name;
+        Object->SyncToNames({});
+    }
 }
 
-TEST_F(ChannelOrdering, NewcomersSortAscendingIntoTheTail)
-{
-    SetDisplayNames({{L"c1", L"Charlie"}, {L"c2", L"Alpha"}, {L"c3", L"Bravo"}, {L"c4", L"Delta"}});
-    Object->SyncToNames(Keys({L"c1", L"c2"}));
-    EXPECT_EQ((NameList{L"c2", L"c1"}), Names());
-    Advise();
-    Forget();
-    Object->SyncToNames(Keys({L"c1", L"c2", L"c3", L"c4"}));
-    EXPECT_EQ((NameList{L"c2", L"c3", L"c1", L"c4"}), Names());
-    EXPECT_EQ(Item(4), Task.ActiveChannel);
-    EXPECT_EQ((Flags{TaskActiveStale, TaskActiveStale, TaskOrderChanged}), Task.Changes);
-    EXPECT_EQ(std::vector<std::string>{"order"}, Heard);
-}
-
-TEST_F(ChannelOrdering, NewcomersSortDescendingIntoTheTailAfterTheModeChanged)
-{
-    SetDisplayNames({{L"c1", L"Charlie"}, {L"c2", L"Alpha"}, {L"c3", L"Bravo"}, {L"c4", L"Delta"}});
-    Object->SyncToNames(Keys({L"c1", L"c2"}));
-    EXPECT_EQ(S_OK, DefaultOrdering->SetMode(1));
-    EXPECT_EQ((NameList{L"c1", L"c2"}), Names());
-    Object->SyncToNames(Keys({L"c1", L"c2", L"c3", L"c4"}));
-    EXPECT_EQ((NameList{L"c4", L"c1", L"c3", L"c2"}), Names());
-}
-
-TEST_F(ChannelOrdering, AHandOrderedChartGetsANewcomerAtTheFirstPlaceWhereItSorts)
-{
-    SetDisplayNames({{L"c1", L"Charlie"}, {L"c2", L"Alpha"}, {L"c3", L"Echo"}, {L"c4", L"Bravo"}});
-    Object->SetNames(Keys({L"c3", L"c1", L"c2"}));
-    Object->SyncToNames(Keys({L"c3", L"c1", L"c2", L"c4"}));
-    EXPECT_EQ((NameList{L"c4", L"c3", L"c1", L"c2"}), Names());
-}
-
-TEST_F(ChannelOrdering, ANewcomerNeverSortsIntoTheHead)
-{
-    AddGroup(L"Engine", {L"Zulu"});
-    UseGroups();
-    SetDisplayNames({{L"Zulu", L"Zulu"}, {L"Alpha", L"Alpha"}, {L"Mike", L"Mike"}});
-    Object->SyncToNames(Keys({L"Zulu", L"Mike"}));
-    EXPECT_EQ((NameList{L"Zulu", L"Mike"}), Names());
-    Object->SyncToNames(Keys({L"Zulu", L"Mike", L"Alpha"}));
-    EXPECT_EQ((NameList{L"Zulu", L"Alpha", L"Mike"}), Names());
-    EXPECT_EQ(1, Object->GetGroupedCount());
-}
-
-TEST_F(ChannelOrdering, TheSortFollowsADisplayNameChangedByTheHost)
-{
-    SetDisplayNames({{L"c1", L"Alpha"}, {L"c2", L"Bravo"}});
-    Object->SyncToNames(Keys({L"c1", L"c2"}));
-    ASSERT_EQ((NameList{L"c1", L"c2"}), Names());
-    SetDisplayName(L"c1", L"Yankee");
-    EXPECT_EQ(S_FALSE, DefaultOrdering->SetMode(0));
-    EXPECT_EQ((NameList{L"c2", L"c1"}), Names());
-}
-
-TEST_F(ChannelOrdering, SyncToNamesKeepsWhatItCanAndTellsOnlyAChange)
+TEST_F(ChannelOrdering, SyncToNamesKeepsWhatItCanAndActivatesTheNextOrTheOneBefore)
 {
     Object->SetNames(Keys({L"A", L"B", L"C"}));
     CChannelDataItem* a = Item(1);
     CChannelDataItem* c = Item(3);
+    Task.ActiveChannel = Item(2);
     Advise();
-    Forget();
     Object->SyncToNames(Keys({L"C", L"A", L"B"}));
     EXPECT_EQ((NameList{L"A", L"B", L"C"}), Names());
     EXPECT_TRUE(Heard.empty());
     EXPECT_TRUE(Task.Changes.empty());
-    Object->SyncToNames(Keys({L"C", L"A"}));
-    EXPECT_EQ((NameList{L"A", L"C"}), Names());
+    Object->SyncToNames(Keys({L"A", L"C"}));
     EXPECT_EQ(a, Item(1));
     EXPECT_EQ(c, Item(2));
-    EXPECT_EQ(std::vector<std::string>{"order"}, Heard);
-}
-
-TEST_F(ChannelOrdering, RemovingTheActiveChannelActivatesTheNextOrTheOneBefore)
-{
-    Object->SetNames(Keys({L"A", L"B", L"C"}));
-    CChannelDataItem* a = Item(1);
-    CChannelDataItem* b = Item(2);
-    CChannelDataItem* c = Item(3);
-    Task.ActiveChannel = b;
-    Forget();
-    Object->SyncToNames(Keys({L"A", L"C"}));
     EXPECT_EQ(c, Task.ActiveChannel);
     EXPECT_EQ((Flags{TaskActiveStale, TaskOrderChanged}), Task.Changes);
     EXPECT_EQ(1, Chart.ActiveChanges);
+    EXPECT_EQ(Said{"order"}, Heard);
     Object->SyncToNames(Keys({L"A"}));
     EXPECT_EQ(a, Task.ActiveChannel);
     Forget();
     Object->SyncToNames({});
     EXPECT_EQ(nullptr, Task.ActiveChannel);
     EXPECT_EQ((Flags{TaskActiveStale, TaskOrderChanged | TaskActiveStale}), Task.Changes);
-    EXPECT_EQ(2, Chart.ActiveChanges);
 }
 
-TEST_F(ChannelOrdering, ADeletedGroupMemberShrinksTheHeadByOne)
-{
-    AddGroup(L"Engine", {L"RPM", L"Oil", L"Throttle"});
-    UseGroups();
-    Object->SetNames(Keys({L"Speed", L"Oil", L"Throttle", L"RPM"}));
-    ASSERT_EQ((NameList{L"RPM", L"Oil", L"Throttle", L"Speed"}), Names());
-    ASSERT_EQ(3, Object->GetGroupedCount());
-    Object->SyncToNames(Keys({L"Speed", L"Throttle", L"RPM"}));
-    EXPECT_EQ((NameList{L"RPM", L"Throttle", L"Speed"}), Names());
-    EXPECT_EQ(2, Object->GetGroupedCount());
-    EXPECT_EQ(E_ACCESSDENIED, Move(L"Speed", 2));
-}
-
-TEST_F(ChannelOrdering, ChangingTheSortModeResortsTheTailAtOnceButNeverTheHead)
+TEST_F(ChannelOrdering, TheSortModeResortsTheTailAtOnceButNeverTheHead)
 {
     AddGroup(L"Engine", {L"Zulu", L"Alpha"});
-    UseGroups();
-    SetDisplayNames({{L"Zulu", L"Zulu"}, {L"Alpha", L"Alpha"}, {L"Mike", L"Mike"}, {L"Bravo", L"Bravo"}});
+    for (const wchar_t* name : {L"Zulu", L"Alpha", L"Mike", L"Bravo"}) SetDisplayName(name, name);
     Object->SetNames(Keys({L"Mike", L"Bravo", L"Alpha", L"Zulu"}));
     ASSERT_EQ((NameList{L"Zulu", L"Alpha", L"Mike", L"Bravo"}), Names());
     Advise();
-    Forget();
     EXPECT_EQ(S_FALSE, DefaultOrdering->SetMode(0));
     EXPECT_EQ((NameList{L"Zulu", L"Alpha", L"Bravo", L"Mike"}), Names());
-    EXPECT_EQ(std::vector<std::string>{"order"}, Heard);
+    EXPECT_EQ(Said{"order"}, Heard);
     Heard.clear();
     EXPECT_EQ(S_OK, DefaultOrdering->SetMode(1));
     EXPECT_EQ((NameList{L"Zulu", L"Alpha", L"Mike", L"Bravo"}), Names());
-    EXPECT_EQ((std::vector<std::string>{"default", "order"}), Heard);
-    long mode = -1;
-    EXPECT_EQ(S_OK, DefaultOrdering->GetMode(&mode));
-    EXPECT_EQ(1, mode);
+    EXPECT_EQ((Said{"default", "order"}), Heard);
     Heard.clear();
     EXPECT_EQ(E_INVALIDARG, DefaultOrdering->SetMode(2));
     EXPECT_EQ(E_INVALIDARG, DefaultOrdering->SetMode(-1));
     EXPECT_TRUE(Heard.empty());
+    long mode = -1;
     EXPECT_EQ(S_OK, DefaultOrdering->GetMode(&mode));
     EXPECT_EQ(1, mode);
+    // A display name changed by the host counts at the next sort.
+    SetDisplayName(L"Mike", L"Alpha");
+    EXPECT_EQ(S_OK, DefaultOrdering->SetMode(0));
+    EXPECT_EQ((NameList{L"Zulu", L"Alpha", L"Mike", L"Bravo"}), Names());
 }
 
 TEST_F(ChannelOrdering, GroupedModeOneDissolvesTheHeadAndZeroRebuildsIt)
 {
     AddGroup(L"Engine", {L"RPM"});
-    UseGroups();
     Object->SetNames(Keys({L"Speed", L"RPM", L"Gear"}));
     ASSERT_EQ((NameList{L"RPM", L"Speed", L"Gear"}), Names());
     Advise();
-    Forget();
     EXPECT_EQ(S_FALSE, GroupedOrdering->SetMode(0));
     EXPECT_EQ(E_INVALIDARG, GroupedOrdering->SetMode(2));
     EXPECT_TRUE(Heard.empty());
     EXPECT_EQ(S_OK, GroupedOrdering->SetMode(1));
     EXPECT_EQ(0, Object->GetGroupedCount());
-    EXPECT_EQ(std::vector<std::string>{"grouped"}, Heard);
+    EXPECT_EQ(Said{"grouped"}, Heard);
     EXPECT_EQ(1, Chart.Modified);
-    long mode = -1;
-    EXPECT_EQ(S_OK, GroupedOrdering->GetMode(&mode));
-    EXPECT_EQ(1, mode);
     EXPECT_EQ(S_FALSE, GroupedOrdering->SetMode(1));
     // Every position is free now.
     EXPECT_EQ(S_OK, Move(L"RPM", 3));
-    EXPECT_EQ((NameList{L"Speed", L"Gear", L"RPM"}), Names());
     Heard.clear();
     EXPECT_EQ(S_OK, GroupedOrdering->SetMode(0));
     EXPECT_EQ((NameList{L"RPM", L"Speed", L"Gear"}), Names());
     EXPECT_EQ(1, Object->GetGroupedCount());
-    EXPECT_EQ((std::vector<std::string>{"order", "grouped"}), Heard);
+    EXPECT_EQ((Said{"order", "grouped"}), Heard);
     // Without a move the head comes back silently.
     EXPECT_EQ(S_OK, GroupedOrdering->SetMode(1));
     Heard.clear();
     EXPECT_EQ(S_OK, GroupedOrdering->SetMode(0));
-    EXPECT_EQ(std::vector<std::string>{"grouped"}, Heard);
-    EXPECT_EQ(1, Object->GetGroupedCount());
+    EXPECT_EQ(Said{"grouped"}, Heard);
 }
 
-TEST_F(ChannelOrdering, AnAdvisorThatLeftHearsNothing)
-{
-    Advise();
-    CComPtr<IQvxNotifications> notifications;
-    ASSERT_EQ(S_OK, Ordering.As(notifications));
-    EXPECT_EQ(E_FAIL, notifications->Unadvise((1u << 16) | 4));
-    EXPECT_EQ(S_OK, notifications->Unadvise((1u << 16) | 1));
-    Object->SetNames(Keys({L"Speed"}));
-    EXPECT_TRUE(Heard.empty());
-}
-
-TEST_F(ChannelOrdering, AnAdvisorMayCallBackAndLeaveDuringANotification)
+TEST_F(ChannelOrdering, AnAdvisorMayCallBackAndLeaveDuringANotificationAndHearsNothingAfter)
 {
     Object->SetNames(Keys({L"A", L"B", L"C"}));
     Advise();
-    CComPtr<IQvxNotifications> notifications;
-    ASSERT_EQ(S_OK, Ordering.As(notifications));
+    EXPECT_EQ(E_FAIL, Notifications->Unadvise((1u << 16) | 4));
     int calls = 0;
     Advisor->During = [&] {
-        if (++calls == 1) {
-            EXPECT_EQ(S_OK, Move(L"A", 3));
-            EXPECT_EQ(S_OK, notifications->Unadvise((1u << 16) | 1));
-        }
+        if (++calls > 1) return;
+        EXPECT_EQ(S_OK, Move(L"A", 3));
+        EXPECT_EQ(S_OK, Notifications->Unadvise((1u << 16) | 1));
     };
     EXPECT_EQ(S_OK, Move(L"C", 1));
     EXPECT_EQ((NameList{L"C", L"B", L"A"}), Names());
-    EXPECT_EQ((std::vector<std::string>{"order", "order"}), Heard);
+    EXPECT_EQ((Said{"order", "order"}), Heard);
     Heard.clear();
     EXPECT_EQ(S_OK, Move(L"C", 2));
     EXPECT_TRUE(Heard.empty());
 }
 
-TEST_F(ChannelOrdering, AnOrderingClosedByItsTaskReachesNeitherTaskNorGroups)
+TEST_F(ChannelOrdering, WithoutATaskNoChannelIsMadeAndAClosedOrderingReachesNeitherTaskNorGroups)
 {
     AddGroup(L"Engine", {L"RPM"});
-    UseGroups();
     Object->SetNames(Keys({L"Speed", L"RPM"}));
     Object->Close();
-    Object = nullptr;
-    // Neither the task nor the groups are reached any more.
     EXPECT_EQ(S_OK, GroupedOrdering->SetMode(1));
     EXPECT_EQ(S_OK, GroupedOrdering->SetMode(0));
     EXPECT_EQ(S_FALSE, DefaultOrdering->SetMode(0));
-}
-
-TEST_F(ChannelOrdering, TheConfigurationHoldsTheOrderingByItsBase)
-{
-    CComPtr<C1DOrderingBase> held(Object);
-    AddGroup(L"Engine", {L"RPM"});
-    held->SetGroups(static_cast<CGroups*>(Groups.Get()));
-    held->SetNames(Keys({L"Speed", L"RPM"}));
-    EXPECT_EQ(1, held->GetGroupedCount());
-    EXPECT_EQ(S_OK, held->SetGroupedMode(1));
-    EXPECT_EQ(0, held->GetGroupedCount());
-    CComPtr<IQvxOrdering> ordering;
-    EXPECT_EQ(S_OK, held->QueryInterface(__uuidof(IQvxOrdering), ordering.OutVoid()));
-    EXPECT_TRUE(SameObject(ordering, Ordering));
-}
-
-TEST_F(ChannelOrdering, WithoutATaskNoChannelIsMade)
-{
     Object->SetTask(nullptr);
     Object->SetNames(Keys({L"Speed"}));
     Object->SyncToNames(Keys({L"Speed"}));
-    long count = -1;
-    EXPECT_EQ(S_OK, Ordering->GetCount(&count));
-    EXPECT_EQ(0, count);
+    EXPECT_EQ(NameList{}, Names());
+    Object = nullptr;
 }
 
 TEST_F(ChannelOrdering, GroupsAddEachGroupOnceAndLetAGroupThatGoesAwayLeave)
@@ -645,12 +485,9 @@ TEST_F(ChannelOrdering, GroupsAddEachGroupOnceAndLetAGroupThatGoesAwayLeave)
     EXPECT_EQ(before + 1, Sinks());
     CComPtr<IQvxGroup> item;
     EXPECT_EQ(DISP_E_BADINDEX, Groups->GetItem(2, item.Out()));
-    EXPECT_EQ(S_OK, Groups->GetItem(1, item.Out()));
-    EXPECT_TRUE(SameObject(item, group));
     EXPECT_EQ(S_OK, GroupFactory->RemoveGroup(name.Get()));
     EXPECT_EQ(S_OK, Groups->GetCount(&count));
     EXPECT_EQ(0, count);
-    EXPECT_EQ(DISP_E_BADINDEX, Groups->RemoveAt(1));
 }
 
 TEST(ChartChannelOrdering, TheTaskItemOwnsTheOrderingAndItsChannels)
@@ -663,7 +500,6 @@ TEST(ChartChannelOrdering, TheTaskItemOwnsTheOrderingAndItsChannels)
         ordering->SetNames(Keys({L"Speed", L"Gear"}));
         ASSERT_EQ(2u, ordering->GetItems().size());
         EXPECT_EQ(ordering->GetItems()[1], task.GetActiveChannel());
-        EXPECT_EQ(L"Gear", std::wstring(task.GetActiveChannel()->GetName().View()));
         EXPECT_TRUE(task.Flags & TaskOrderChanged);
         kept = ordering;
         EXPECT_EQ(S_OK, kept->MoveItem(CBstr(L"Gear").Get(), 1));

@@ -1,20 +1,24 @@
 // The real-time task item over the substitute host: the live window that follows the data's end
 // by half seconds, the span that the zoom stack retains, and the control modes (no task, running,
-// local pause, global pause) with the cursor that each of them gives.
+// local pause, global pause) with the cursor that each of them gives, driven through the control.
 #include <gtest/gtest.h>
 #include <algorithm>
+#include <functional>
 #include "items/DataSelectionDataItem.h"
 #include "items/ItemFlags.h"
 #include "tests/SimTestSupport.h"
 #include "items/RTCTaskDataItem.h"
+#include "items/ChannelDataItem.h"
+#include "items/TraceDataItem.h"
 
 using namespace qvxtest;
 
 namespace {
 
 constexpr qvx::time Tick = 1;
+constexpr qvx::time HalfSecond = Second / 2;
 
-using Mode = CRTCTaskDataItem::CControlMode;
+using Pair = std::pair<qvx::time, qvx::time>;
 
 // The control whose choice of selection the task asks: its task is the one that the test attaches.
 class CChoosingChart : public CTestChartCtl
@@ -29,6 +33,7 @@ public:
     IQvxTask* Chosen = nullptr;
 };
 
+// A task item over time settings of the test's own: the live window's arithmetic.
 class RTCTask : public testing::Test, protected CTestHost
 {
 protected:
@@ -40,12 +45,11 @@ protected:
         Task = std::make_unique<CRTCTaskDataItem>(Chart, Settings);
     }
 
-    CComPtr<IQvxTask> HostTask(long id) { return qvxtest::TaskOfHost(Host, id); }
-
-    // What the control does when it is given a task.
-    void Attach(long id)
+    // The live task as the control attaches it, its recording holding `length` of data.
+    void AttachLiveOfLength(qvx::time length)
     {
-        Attached = HostTask(id);
+        ASSERT_EQ(S_OK, Sim->Advance(length));
+        Attached = TaskOfHost(Host, SessionTask);
         ASSERT_TRUE(Attached);
         ASSERT_EQ(S_OK, CoCreateInstance(CLSID_QvxZoomStack, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IQvxZoomStack),
                                          Stack.OutVoid()));
@@ -56,42 +60,16 @@ protected:
         Task->NotifyChange(TaskCursorStale | TaskSelectionsStale | TaskControlModeStale, 1);
         Task->RebuildDataSelections();
         ASSERT_EQ(S_OK, Task->SetZoomStack(Stack));
-        Task->NotifyChange(TaskTimeRangeStale | TaskLiveRangeStale, 1);
-    }
-    // The live task, whose recording holds `length` of data.
-    void AttachLiveOfLength(qvx::time length)
-    {
-        ASSERT_EQ(S_OK, Sim->Advance(length));
-        Attach(SessionTask);
         ASSERT_TRUE(Task->GetActiveSelection());
         // The chart's selection is a window of at most the historic span over the data.
         ASSERT_EQ(std::min(length, HistoricDataTimeSpan), Task->GetActiveSelection()->GetLength());
     }
-    std::pair<qvx::time, qvx::time> Range()
+    Pair Range()
     {
         Task->NotifyChange(TaskLiveRangeStale, 1);
         qvx::time minimum = -1, maximum = -1;
         Task->GetTimeRange(minimum, maximum);
         return {minimum, maximum};
-    }
-    qvx::time HostCursor()
-    {
-        qvx::time time = -1;
-        Attached->GetCursorTime(&time);
-        return time;
-    }
-    // The host's run state as the control passes it on: the wish to run follows it.
-    void HostRuns(bool running)
-    {
-        ASSERT_EQ(S_OK, Sim->SetRunning(SessionTask, running ? VARIANT_TRUE : VARIANT_FALSE));
-        Running = running;
-        Task->OnRunStateChanged();
-    }
-    // The local pause command: it toggles the wish to run.
-    void LocalPause()
-    {
-        Running = !Running;
-        Task->RefreshControlMode();
     }
 
     qvx::time DataTimeSpan = 10 * Second;
@@ -105,93 +83,61 @@ protected:
     CComPtr<IQvxZoomStack> Stack;
 };
 
-using Pair = std::pair<qvx::time, qvx::time>;
-
 } // namespace
 
 // --- the live window ---
 
-TEST(RTCLiveWindow, TheRightEdgeIsTheNextHalfSecondStrictlyAfterTheDataEnd)
+TEST_F(RTCTask, TheLiveWindowEndsAtTheNextHalfSecondStrictlyAfterTheDataAndStandsAtZeroUntilFilled)
 {
-    EXPECT_EQ(100 * Second, CRTCTaskDataItem::NextHalfSecond(100 * Second - Tick));
-    EXPECT_EQ(100 * Second + Second / 2, CRTCTaskDataItem::NextHalfSecond(100 * Second));
-    EXPECT_EQ(100 * Second + Second / 2, CRTCTaskDataItem::NextHalfSecond(100 * Second + Tick));
-    EXPECT_EQ(Second / 2, CRTCTaskDataItem::NextHalfSecond(0));
-}
-
-TEST_F(RTCTask, TheTimeSettingsAreReadWhereTheControlKeepsThem)
-{
-    EXPECT_EQ(10 * Second, Task->GetDataTimeSpan());
-    EXPECT_EQ(300 * Second, Task->GetHistoricDataTimeSpan());
-    EXPECT_TRUE(Task->IsRunWanted());
-    DataTimeSpan = 20 * Second;
-    HistoricDataTimeSpan = 40 * Second;
-    Running = 0;
-    EXPECT_EQ(20 * Second, Task->GetDataTimeSpan());
-    EXPECT_EQ(40 * Second, Task->GetHistoricDataTimeSpan());
-    EXPECT_FALSE(Task->IsRunWanted());
-}
-
-TEST_F(RTCTask, DataEndingOnAHalfSecondPutsTheEdgeHalfASecondAhead)
-{
-    AttachLiveOfLength(100 * Second);
-    EXPECT_EQ(Pair(90 * Second + Second / 2, 100 * Second + Second / 2), Range());
-    EXPECT_EQ(100 * Second, Task->GetFullTimeSpan());
-    EXPECT_TRUE(Task->HasTimeRange());
-}
-
-TEST_F(RTCTask, DataEndingOneTickShortOfAHalfSecondPutsTheEdgeOnIt)
-{
-    AttachLiveOfLength(100 * Second - Tick);
-    EXPECT_EQ(Pair(90 * Second, 100 * Second), Range());
-}
-
-TEST_F(RTCTask, DataEndingOneTickPastAHalfSecondPutsTheEdgeOnTheNextOne)
-{
-    AttachLiveOfLength(100 * Second + Tick);
-    EXPECT_EQ(Pair(90 * Second + Second / 2, 100 * Second + Second / 2), Range());
-}
-
-TEST_F(RTCTask, AWindowLongerThanTheDataStandsAtTheStart)
-{
-    DataTimeSpan = 100 * Second;
-    AttachLiveOfLength(30 * Second);
-    EXPECT_EQ(Pair(0, 100 * Second), Range());
-}
-
-TEST_F(RTCTask, AFilledWindowEndsAtTheNextHalfSecond)
-{
-    DataTimeSpan = 100 * Second;
-    AttachLiveOfLength(130 * Second + 2 * Second / 10);
-    EXPECT_EQ(Pair(30 * Second + Second / 2, 130 * Second + Second / 2), Range());
-    // A wider window read from the control at the next update.
+    const struct
+    {
+        const char* Name;
+        qvx::time Span;
+        qvx::time Length;
+        Pair Window;
+    } rows[] = {
+        {"longer than the data", 100 * Second, 30 * Second, {0, 100 * Second}},
+        {"one tick short of a half second", 10 * Second, 100 * Second - Tick, {90 * Second, 100 * Second}},
+        {"on a half second", 10 * Second, 100 * Second, {90 * Second + HalfSecond, 100 * Second + HalfSecond}},
+        {"one tick past", 10 * Second, 100 * Second + Tick, {90 * Second + HalfSecond, 100 * Second + HalfSecond}},
+        {"filled", 100 * Second, 130 * Second + Second / 5, {30 * Second + HalfSecond, 130 * Second + HalfSecond}},
+    };
+    AttachLiveOfLength(rows[0].Length);
+    qvx::time elapsed = rows[0].Length;
+    for (const auto& row : rows) {
+        DataTimeSpan = row.Span;
+        if (row.Length > elapsed) ASSERT_EQ(S_OK, Sim->Advance(row.Length - elapsed));
+        elapsed = row.Length;
+        static_cast<CRTCDataSelectionDataItem*>(Task->GetActiveSelection())->RefreshWindow();
+        ASSERT_EQ(row.Length, Task->GetActiveSelection()->GetLength()) << row.Name;
+        EXPECT_EQ(row.Window, Range()) << row.Name;
+        EXPECT_EQ(row.Length, Task->GetFullTimeSpan()) << row.Name;
+    }
+    // A wider window is read from the control at the next update.
     DataTimeSpan = 120 * Second;
-    EXPECT_EQ(Pair(10 * Second + Second / 2, 130 * Second + Second / 2), Range());
+    EXPECT_EQ(Pair(10 * Second + HalfSecond, 130 * Second + HalfSecond), Range());
 }
 
-TEST_F(RTCTask, AZoomedWindowInsideTheDataStaysPut)
+TEST_F(RTCTask, AZoomedWindowInsideTheDataStaysPutAndOnePastItEndsAtTheDataWithItsWidthKept)
 {
-    AttachLiveOfLength(130 * Second);
-    ASSERT_EQ(S_OK, Stack->PushTimeZoom(10 * Second, 20 * Second));
-    EXPECT_EQ(Pair(10 * Second, 20 * Second), Range());
-    EXPECT_EQ(130 * Second, Task->GetFullTimeSpan());
+    const struct
+    {
+        const char* Name;
+        Pair Zoom;
+        Pair Window;
+    } rows[] = {
+        {"inside", {10 * Second, 20 * Second}, {10 * Second, 20 * Second}},
+        {"from before zero, inside", {-2 * Second, 5 * Second}, {-2 * Second, 5 * Second}},
+        {"past the end", {25 * Second, 45 * Second}, {10 * Second, 30 * Second}},
+        {"wider than the data", {5 * Second, 40 * Second}, {0, 35 * Second}},
+    };
+    AttachLiveOfLength(30 * Second);
+    for (const auto& row : rows) {
+        ASSERT_EQ(S_OK, Stack->PushTimeZoom(row.Zoom.first, row.Zoom.second));
+        EXPECT_EQ(row.Window, Range()) << row.Name;
+        EXPECT_EQ(30 * Second, Task->GetFullTimeSpan()) << row.Name;
+    }
 }
-
-TEST_F(RTCTask, AZoomedWindowPastTheDataEndsAtTheDataWithItsWidthKept)
-{
-    AttachLiveOfLength(130 * Second);
-    ASSERT_EQ(S_OK, Stack->PushTimeZoom(125 * Second, 145 * Second));
-    EXPECT_EQ(Pair(110 * Second, 130 * Second), Range());
-}
-
-TEST_F(RTCTask, AZoomedWindowWiderThanTheDataStartsAtZero)
-{
-    AttachLiveOfLength(10 * Second);
-    ASSERT_EQ(S_OK, Stack->PushTimeZoom(5 * Second, 25 * Second));
-    EXPECT_EQ(Pair(0, 20 * Second), Range());
-}
-
-// --- the retained span ---
 
 TEST_F(RTCTask, TheStackRetainsTheHistoricSpanAndFollowsItsChanges)
 {
@@ -206,179 +152,217 @@ TEST_F(RTCTask, TheStackRetainsTheHistoricSpanAndFollowsItsChanges)
     EXPECT_EQ(130 * Second, span);
 }
 
-// --- the control modes ---
+// --- the control modes, through the control ---
 
-TEST_F(RTCTask, WithoutATaskTheModeHasNoCursorAndNoText)
-{
-    Mode& mode = Task->GetMode();
-    EXPECT_FALSE(mode.IsRunning());
-    EXPECT_FALSE(mode.HasScrollBars());
-    EXPECT_FALSE(mode.HasCursors());
-    EXPECT_FALSE(mode.ValuesAtCursor());
-    EXPECT_FALSE(mode.IsLocallyHeld());
-    EXPECT_EQ(0, Task->GetCursorTime());
-    EXPECT_EQ(0u, SysStringLen(mode.GetStatusText().Get()));
-    EXPECT_EQ(0u, SysStringLen(mode.GetTimeLabel().Get()));
-}
+namespace {
 
-TEST_F(RTCTask, ARunningChartHasNoCursorAndLeavesTheHostsAlone)
+// A chart whose live window of 100 seconds has slid 30 seconds past the host selection's start, so
+// that the chart's times and the host's differ.
+class LiveChart : public LiveChartTest
 {
+protected:
+    void SetUp() override
+    {
+        ASSERT_NO_FATAL_FAILURE(LiveChartTest::SetUp());
+        Attach(SessionTask);
+        Advance(130 * Second);
+        ASSERT_TRUE(Shown());
+        ASSERT_TRUE(Task().GetMode().IsRunning());
+        ASSERT_GT(ChartToAbsolute(0), HostToAbsolute(0));
+    }
+    Pair Range()
+    {
+        qvx::time minimum = -1, maximum = -1;
+        Task().GetTimeRange(minimum, maximum);
+        return {minimum, maximum};
+    }
+    qvx::time StackSpan()
+    {
+        qvx::time span = -1;
+        EXPECT_EQ(S_OK, Task().GetZoomStack()->GetFullTimeSpan(&span));
+        return span;
+    }
+};
+
+using Mode = CRTCTaskDataItem::CControlMode;
+
+} // namespace
+
+TEST_F(LiveChartTest, WithoutATaskTheModeHasNoCursorAndNoText)
+{
+    const auto noTask = [&] {
+        Mode& mode = Task().GetMode();
+        EXPECT_FALSE(mode.IsRunning() || mode.HasScrollBars() || mode.HasCursors() || mode.ValuesAtCursor()
+                     || mode.IsLocallyHeld());
+        EXPECT_EQ(0, Task().GetCursorTime());
+        EXPECT_EQ(0u, SysStringLen(mode.GetStatusText().Get()));
+        EXPECT_EQ(0u, SysStringLen(mode.GetTimeLabel().Get()));
+    };
+    noTask();
     Attach(SessionTask);
-    ASSERT_EQ(S_OK, Attached->SetCursorTime(3 * Second));
-    Mode& mode = Task->GetMode();
-    EXPECT_TRUE(mode.IsRunning());
-    EXPECT_TRUE(mode.IsLocallyHeld());
-    EXPECT_FALSE(mode.HasCursors());
-    EXPECT_EQ(L"Running ", std::wstring(mode.GetStatusText().View()));
-    EXPECT_EQ(L"Elapsed Time: ", std::wstring(mode.GetTimeLabel().View()));
-    EXPECT_EQ(0, Task->GetCursorTime());
-    Task->SetCursor(Second, 0);
-    Task->SetCursorChecked(Second);
-    EXPECT_EQ(0, Task->GetCursorTime());
-    EXPECT_EQ(3 * Second, HostCursor());
+    EXPECT_TRUE(Task().GetMode().IsRunning());
+    Task().SetTask(nullptr);
+    Task().RefreshControlMode();
+    noTask();
 }
 
-TEST_F(RTCTask, ALocalPauseMovesAPrivateCursorFromWhereTheHostsStood)
+TEST_F(LiveChart, EachModeSaysWhatTheChartShowsAndWhoseCursorItHolds)
 {
-    AttachLiveOfLength(60 * Second);
-    ASSERT_EQ(S_OK, Sim->SetRunning(SessionTask, VARIANT_TRUE));
-    ASSERT_EQ(S_OK, Attached->SetCursorTime(4 * Second));
+    const struct
+    {
+        const char* Name;
+        std::function<void()> Enter;
+        bool Running;
+        bool Held;
+        const wchar_t* Status;
+        const wchar_t* Label;
+    } rows[] = {
+        {"running", [] {}, true, true, L"Running ", L"Elapsed Time: "},
+        {"local pause", [&] { LocalPause(); }, false, true, L"Local Pause ", L"Time: "},
+        {"host's pause", [&] { HostRuns(false); }, false, false, L"Global Pause ", L"Time: "},
+        {"host's pause, no answer", [&] { Fault(L"IQvxTask.GetRunning", E_FAIL); Task().RefreshControlMode(); },
+         false, false, L"Global Pause ", L"Time: "},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.Name);
+        ASSERT_EQ(S_OK, HostTask()->SetCursorTime(50 * Second));
+        row.Enter();
+        Mode& mode = Task().GetMode();
+        EXPECT_EQ(row.Running, mode.IsRunning());
+        EXPECT_EQ(row.Held, mode.IsLocallyHeld());
+        EXPECT_EQ(!row.Running, mode.HasCursors());
+        EXPECT_EQ(!row.Running, mode.HasScrollBars());
+        EXPECT_EQ(!row.Running, mode.ValuesAtCursor());
+        EXPECT_EQ(row.Status, std::wstring(mode.GetStatusText().View()));
+        EXPECT_EQ(row.Label, std::wstring(mode.GetTimeLabel().View()));
+        // No cursor while running; a local pause starts where the host's stands and moves a
+        // private one; the host's pause moves the host's. Either pause counts across the offset.
+        const qvx::time expected = row.Running ? 0 : 50 * Second + HostToAbsolute(0) - ChartToAbsolute(0);
+        EXPECT_EQ(expected, Task().GetCursorTime());
+        Task().SetCursor(60 * Second, 0);
+        EXPECT_EQ(row.Running ? 0 : 60 * Second, Task().GetCursorTime());
+        EXPECT_EQ(row.Held ? 50 * Second : 60 * Second + ChartToAbsolute(0) - HostToAbsolute(0), HostCursor());
+        EXPECT_EQ(row.Held && !row.Running ? 0u : 1u, Chart->Running) << "only the local pause clears the wish";
+        Sim->ClearFaults();
+        HostRuns(true);
+        Chart->Running = 1;
+        Task().RefreshControlMode();
+    }
+}
+
+TEST_F(LiveChart, TheLocalPauseWorksOnlyWhileTheHostRunsAndTheHostsRunEndsIt)
+{
+    const struct
+    {
+        const char* Name;
+        std::function<void()> Event;
+        bool Running;
+        bool Held;
+    } steps[] = {
+        {"host pauses", [&] { HostRuns(false); }, false, false},
+        {"local pause in the host's pause", [&] { LocalPause(); }, false, false},
+        {"host runs", [&] { HostRuns(true); }, true, true},
+        {"local pause", [&] { LocalPause(); }, false, true},
+        {"host pauses a locally paused chart", [&] { HostRuns(false); }, false, false},
+        {"host runs again", [&] { HostRuns(true); }, true, true},
+        {"local pause", [&] { LocalPause(); }, false, true},
+        {"local pause again", [&] { LocalPause(); }, true, true},
+    };
+    for (const auto& step : steps) {
+        step.Event();
+        ASSERT_EQ(S_OK, Sim->ResetCallCounts());
+        EXPECT_EQ(step.Running, Task().GetMode().IsRunning()) << step.Name;
+        EXPECT_EQ(step.Held, Task().GetMode().IsLocallyHeld()) << step.Name;
+        EXPECT_EQ(0, Calls(L"IQvxTask.GetRunning")) << step.Name << ": the mode was chosen at the event";
+    }
+}
+
+TEST_F(LiveChart, APausedCursorStaysInsideTheDataAndTheWindow)
+{
     LocalPause();
-    Mode& mode = Task->GetMode();
-    EXPECT_FALSE(mode.IsRunning());
-    EXPECT_TRUE(mode.IsLocallyHeld());
-    EXPECT_TRUE(mode.HasScrollBars());
-    EXPECT_TRUE(mode.HasCursors());
-    EXPECT_EQ(L"Local Pause ", std::wstring(mode.GetStatusText().View()));
-    EXPECT_EQ(L"Time: ", std::wstring(mode.GetTimeLabel().View()));
-    EXPECT_EQ(4 * Second, Task->GetCursorTime());
-    Task->SetCursor(7 * Second, 0);
-    EXPECT_EQ(7 * Second, Task->GetCursorTime());
-    // Past the data's end the private cursor stops at the end.
-    Task->SetCursor(90 * Second, 0);
-    EXPECT_EQ(60 * Second, Task->GetCursorTime());
-    EXPECT_EQ(4 * Second, HostCursor());
-}
-
-TEST_F(RTCTask, AConstrainedCursorOutsideTheWindowDoesNotMove)
-{
-    AttachLiveOfLength(60 * Second);
-    ASSERT_EQ(S_OK, Sim->SetRunning(SessionTask, VARIANT_TRUE));
-    ASSERT_EQ(S_OK, Attached->SetCursorTime(55 * Second));
+    const Pair live = Range();
+    Task().SetCursor(live.first + 50 * Second, 1);
+    EXPECT_EQ(live.first + 50 * Second, Task().GetCursorTime());
+    Task().SetCursor(live.first - Tick, 1);
+    EXPECT_EQ(live.first + 50 * Second, Task().GetCursorTime()) << "outside the window, no trace to move to";
+    Task().SetCursor(200 * Second, 0);
+    EXPECT_EQ(Shown()->GetLength(), Task().GetCursorTime()) << "the private cursor stops at the data's end";
     LocalPause();
-    // The window is [50.5 s, 60.5 s].
-    Task->SetCursor(20 * Second, 1);
-    EXPECT_EQ(55 * Second, Task->GetCursorTime());
-    Task->SetCursor(52 * Second, 1);
-    EXPECT_EQ(52 * Second, Task->GetCursorTime());
-}
-
-TEST_F(RTCTask, TheHostsPauseSharesTheHostsCursor)
-{
-    ASSERT_EQ(S_OK, Sim->Advance(10 * Second));
-    Attach(SessionTask);
     HostRuns(false);
-    Mode& mode = Task->GetMode();
-    EXPECT_FALSE(mode.IsRunning());
-    EXPECT_FALSE(mode.IsLocallyHeld());
-    EXPECT_TRUE(mode.HasCursors());
-    EXPECT_EQ(L"Global Pause ", std::wstring(mode.GetStatusText().View()));
-    ASSERT_TRUE(Task->GetActiveSelection());
-    Task->SetCursorChecked(2 * Second);
-    EXPECT_EQ(2 * Second, HostCursor());
-    Task->NotifyChange(TaskCursorStale, 1);
-    EXPECT_EQ(2 * Second, Task->GetCursorTime());
-    // A time before the selection is refused.
-    Task->SetCursorChecked(-Second);
-    EXPECT_EQ(2 * Second, HostCursor());
+    Task().SetCursor(20 * Second, 0);
+    const qvx::time host = HostCursor();
+    Task().SetCursorChecked(-Second);
+    Task().SetCursorChecked(Shown()->GetLength() + Tick);
+    EXPECT_EQ(host, HostCursor()) << "the host's cursor stays inside the selection";
 }
 
-TEST_F(RTCTask, ALocalPauseWhileTheHostPausesStaysAGlobalPauseUntilTheHostRuns)
+TEST_F(LiveChart, InTheHostsPauseTheStacksZoomsAreFollowedAndItsRunFollowsTheDataAgain)
 {
-    Attach(SessionTask);
-    EXPECT_TRUE(Task->GetMode().IsRunning());
+    const Pair live = Range();
     HostRuns(false);
-    EXPECT_FALSE(Task->GetMode().IsLocallyHeld());
-    LocalPause();
-    EXPECT_FALSE(Task->GetMode().IsLocallyHeld());
-    EXPECT_FALSE(Task->GetMode().IsRunning());
-    HostRuns(true);
-    EXPECT_TRUE(Task->GetMode().IsRunning());
-    // Paused locally, then the host pauses: the host's pause wins.
-    LocalPause();
-    EXPECT_TRUE(Task->GetMode().IsLocallyHeld());
-    EXPECT_FALSE(Task->GetMode().IsRunning());
-    HostRuns(false);
-    EXPECT_FALSE(Task->GetMode().IsLocallyHeld());
-    // Resuming from a local pause runs again.
-    HostRuns(true);
-    LocalPause();
-    LocalPause();
-    EXPECT_TRUE(Task->GetMode().IsRunning());
-}
-
-TEST_F(RTCTask, TheModeIsChosenAgainOnlyWhenStale)
-{
-    Attach(SessionTask);
-    ASSERT_TRUE(Task->GetMode().IsRunning());
-    ASSERT_EQ(S_OK, Sim->SetRunning(SessionTask, VARIANT_FALSE));
-    EXPECT_TRUE(Task->GetMode().IsRunning());
-    Task->NotifyChange(TaskControlModeStale, 1);
-    EXPECT_FALSE(Task->GetMode().IsRunning());
-    EXPECT_FALSE(Task->Flags & TaskControlModeStale);
-}
-
-TEST_F(RTCTask, AFailingRunStateCountsAsTheHostsPause)
-{
-    Attach(SessionTask);
-    Fault(L"IQvxTask.GetRunning", E_FAIL);
-    Task->RefreshControlMode();
-    EXPECT_FALSE(Task->GetMode().IsRunning());
-    EXPECT_FALSE(Task->GetMode().IsLocallyHeld());
-    EXPECT_TRUE(Task->IsRunWanted());
-}
-
-TEST_F(RTCTask, ATaskGoingAwayLeavesNoTaskMode)
-{
-    Attach(SessionTask);
-    ASSERT_TRUE(Task->GetMode().IsRunning());
-    Task->SetTask(nullptr);
-    Task->RefreshControlMode();
-    EXPECT_FALSE(Task->GetMode().IsRunning());
-    EXPECT_FALSE(Task->GetMode().HasCursors());
-}
-
-TEST_F(RTCTask, ARunStateChangeFreezesTheStackOnlyForALocalPause)
-{
-    AttachLiveOfLength(60 * Second);
-    ASSERT_EQ(S_OK, Sim->SetRunning(SessionTask, VARIANT_TRUE));
-    Task->RefreshControlMode();
-    // What the chart showed when the pause came.
-    ASSERT_EQ(Pair(50 * Second + Second / 2, 60 * Second + Second / 2), Range());
-    LocalPause();
-    // Frozen at [50.5 s, 60.5 s]: the stack's extent is the frozen range.
-    qvx::time span = 0;
-    ASSERT_EQ(S_OK, Stack->GetFullTimeSpan(&span));
-    EXPECT_EQ(60 * Second + Second / 2, span);
-    LocalPause();
-    ASSERT_EQ(S_OK, Stack->GetFullTimeSpan(&span));
-    EXPECT_EQ(60 * Second, span);
-}
-
-TEST_F(RTCTask, TheHostsPauseKeepsTheRangeAsAZoomAndItsResumeFollowsTheDataAgain)
-{
-    AttachLiveOfLength(60 * Second);
-    ASSERT_EQ(S_OK, Sim->SetRunning(SessionTask, VARIANT_TRUE));
-    Task->RefreshControlMode();
-    ASSERT_EQ(Pair(50 * Second + Second / 2, 60 * Second + Second / 2), Range());
-    ASSERT_EQ(S_OK, Sim->SetRunning(SessionTask, VARIANT_FALSE));
-    Task->OnRunStateChanged();
+    // The range where it stood is kept as a zoom; the chart follows the stack's zooms.
     VARIANT_BOOL zoomed = VARIANT_FALSE;
-    ASSERT_EQ(S_OK, Stack->GetIsZoomed(&zoomed));
+    ASSERT_EQ(S_OK, Task().GetZoomStack()->GetIsZoomed(&zoomed));
     EXPECT_EQ(VARIANT_TRUE, zoomed);
-    ASSERT_EQ(S_OK, Sim->SetRunning(SessionTask, VARIANT_TRUE));
-    Task->OnRunStateChanged();
-    ASSERT_EQ(S_OK, Stack->GetIsZoomed(&zoomed));
+    CRecordingRegion heard(nullptr);
+    Task().AddListener(&heard);
+    ASSERT_EQ(S_OK, Task().GetZoomStack()->PushTimeZoom(10 * Second, 20 * Second));
+    Task().RemoveListener(&heard);
+    EXPECT_TRUE(heard.HeardAny(TaskTimeRangeStale)) << "the regions are told at once";
+    EXPECT_EQ(Pair(10 * Second, 20 * Second), Range());
+    HostRuns(true);
+    ASSERT_EQ(S_OK, Task().GetZoomStack()->GetIsZoomed(&zoomed));
     EXPECT_EQ(VARIANT_FALSE, zoomed);
-    EXPECT_EQ(Pair(50 * Second + Second / 2, 60 * Second + Second / 2), Range());
+    EXPECT_EQ(live, Range());
+    // A local pause freezes the stack at the range it shows, and running frees it again.
+    const qvx::time span = StackSpan();
+    LocalPause();
+    EXPECT_EQ(live.second, StackSpan());
+    LocalPause();
+    EXPECT_EQ(span, StackSpan());
+}
+
+TEST_F(LiveChart, OnlyARunningTraceTakesDataBeyondTheEndOfItsSelection)
+{
+    Task().GetOrdering()->SetNames({CBstr(L"Speed")});
+    const struct
+    {
+        const char* Name;
+        bool Running;
+        qvx::time Beyond;
+    } rows[] = {{"host's pause, at the end", false, 0}, {"host's pause", false, 1}, {"running again", true, 1}};
+    for (const auto& row : rows) {
+        HostRuns(row.Running);
+        auto* trace = static_cast<CRTCTraceDataItem*>(Task().GetOrdering()->GetItems().at(0)->GetTraces().at(0));
+        trace->HasNewData = FALSE;
+        CRecordingRegion heard(nullptr);
+        trace->AddListener(&heard);
+        qvx::time from = trace->GetSelection()->GetEndTime() + row.Beyond, to = from + Second;
+        trace->OnDataChanged(nullptr, &from, &to);
+        trace->RemoveListener(&heard);
+        const bool taken = row.Running || !row.Beyond;
+        EXPECT_EQ(taken, bool(trace->HasNewData)) << row.Name;
+        if (!taken) EXPECT_TRUE(heard.Heard.empty()) << row.Name;
+        if (!row.Running) continue;
+        // The newest value is read once after data arrived.
+        double latest = 0.0;
+        ASSERT_EQ(S_OK, Sim->ResetCallCounts());
+        EXPECT_EQ(S_OK, trace->GetLatestValue(latest));
+        EXPECT_EQ(S_OK, trace->GetLatestValue(latest));
+        EXPECT_EQ(1, Calls(L"IQvxData2.GetLatestValue"));
+    }
+}
+
+TEST_F(LiveChart, APauseAfterARunReadsTheHostsCursorAgainAndOnlyOnce)
+{
+    HostRuns(false);
+    ASSERT_EQ(S_OK, HostTask()->SetCursorTime(40 * Second));
+    EXPECT_EQ(HostToAbsolute(40 * Second), ChartToAbsolute(Task().GetCursorTime()));
+    HostRuns(true);
+    ASSERT_EQ(S_OK, HostTask()->SetCursorTime(70 * Second));
+    HostRuns(false);
+    ASSERT_EQ(S_OK, Sim->ResetCallCounts());
+    EXPECT_EQ(HostToAbsolute(70 * Second), ChartToAbsolute(Task().GetCursorTime()));
+    EXPECT_EQ(HostToAbsolute(70 * Second), ChartToAbsolute(Task().GetCursorTime()));
+    EXPECT_EQ(1, Calls(L"IQvxTask.GetCursorTime"));
 }

@@ -30,62 +30,26 @@ public:
     int Changes = 0;
 };
 
-class CSelectionChart : public CTestChartCtl
-{
-public:
-    using CBaseChartCtl::Running;
-};
-
 // A chart attached to the live task through COM, as a host attaches it.
-class LiveSelection : public testing::Test, protected CTestHost
+class LiveSelection : public LiveChartTest
 {
 protected:
     void SetUp() override
     {
-        ASSERT_EQ(S_OK, StartHost());
-        ASSERT_EQ(S_OK, Sim->GetRecordingStart(&RecordingStart));
-        ASSERT_EQ(S_OK, CComObject<CSelectionChart>::CreateInstance(Owner));
-        Chart = static_cast<CSelectionChart*>(Owner.Get());
-        Control = Query<IQvxControl>(Owner);
+        ASSERT_NO_FATAL_FAILURE(LiveChartTest::SetUp());
         Single = Query<IQvxSingleDataSelectionControl>(Owner);
-        ASSERT_TRUE(Control && Single);
-        ASSERT_EQ(S_OK, Owner->put_DataTimeSpan(100 * Second));
-        ASSERT_EQ(S_OK, Owner->put_HistoricDataTimeSpan(100 * Second));
-        ASSERT_EQ(S_OK, Control->SetHost(Host));
-        Chart->TaskItem->SetPlotWidth(1000);
-        Chart->TaskItem->AddListener(&Listener);
+        ASSERT_TRUE(Single);
+        Task().AddListener(&Listener);
     }
     void TearDown() override
     {
-        if (Chart) Chart->TaskItem->RemoveListener(&Listener);
+        if (Chart) Task().RemoveListener(&Listener);
         Single = nullptr;
-        Control = nullptr;
-        Owner = nullptr;
-        if (Sim) Sim->Shutdown();
+        LiveChartTest::TearDown();
     }
 
-    void Attach(long id) { ASSERT_EQ(S_OK, Control->SetTaskById(id)); }
-    CRTCTaskDataItem& Task() { return *Chart->TaskItem; }
-    // The one selection item that the chart shows; null when it shows none.
-    CRTCDataSelectionDataItem* Shown()
-    {
-        const auto& selections = Task().GetSelections();
-        return selections.empty() ? nullptr : static_cast<CRTCDataSelectionDataItem*>(selections.front());
-    }
-    qvx::time DataEnd() { return RecordingStart + Elapsed; }
-    void Advance(qvx::time ticks)
-    {
-        ASSERT_EQ(S_OK, Sim->Advance(ticks));
-        Elapsed += ticks;
-    }
-
-    CComPtr<IQvxLinnographCtl4> Owner;
-    CSelectionChart* Chart = nullptr;
-    CComPtr<IQvxControl> Control;
     CComPtr<IQvxSingleDataSelectionControl> Single;
     CRecordingRegion Listener{nullptr};
-    qvx::time RecordingStart = 0;
-    qvx::time Elapsed = 0;
 };
 
 constexpr qvx::time Column = 100 * Second / 1000;   // one pixel column of a 100 s window 1000 px wide
@@ -146,21 +110,13 @@ TEST_F(LiveSelection, AChangedChoiceIsToldToTheHostAndTheChartFollows)
     UnadviseNotifications(Owner, cookie);
 }
 
-TEST_F(LiveSelection, ASecondaryChoiceShowsNothing)
+TEST_F(LiveSelection, ASecondaryChoiceShowsNothingAndANewTaskDropsTheChoice)
 {
     Attach(SessionTask);
     ASSERT_EQ(S_OK, Single->SetSelectionIndex(3));
-    CComPtr<IQvxDataSelection> chosen;
-    EXPECT_EQ(E_FAIL, Single->GetSelection(chosen.Out()));
     EXPECT_TRUE(Task().GetSelections().empty());
     EXPECT_TRUE(Task().GetSecondarySelections().empty());
     EXPECT_FALSE(Task().IsWaitingForSelection());
-}
-
-TEST_F(LiveSelection, ANewTaskDropsTheOldChoice)
-{
-    Attach(SessionTask);
-    ASSERT_EQ(S_OK, Single->SetSelectionIndex(2));
     Attach(ArchiveTask);
     CComPtr<IQvxDataSelection> chosen;
     ASSERT_EQ(S_OK, Single->GetSelection(chosen.Out()));
@@ -221,36 +177,6 @@ TEST_F(LiveSelection, AWaitingListenerLeavesWithItsSelection)
 
 // --- the real-time window ---
 
-TEST_F(LiveSelection, AWindowNotYetFullStartsAtTheFirstData)
-{
-    Attach(SessionTask);
-    Advance(30 * Second);
-    CRTCDataSelectionDataItem* shown = Shown();
-    ASSERT_TRUE(shown);
-    shown->RefreshWindow();
-    EXPECT_TRUE(shown->AreTimesValid());
-    EXPECT_EQ(RecordingStart, shown->GetStartTime());
-    EXPECT_EQ(DataEnd(), shown->GetEndTime());
-    EXPECT_EQ(RecordingStart, shown->GetFirstDataTime());
-    EXPECT_EQ(0, shown->GetTimeOffset());
-}
-
-TEST_F(LiveSelection, AFullWindowMovesByWholeColumnsAndKeepsTheNewestDataInside)
-{
-    Attach(SessionTask);
-    Advance(60 * Second);
-    Shown()->RefreshWindow();
-    Advance(40 * Second + 2'500'001);
-    CRTCDataSelectionDataItem* shown = Shown();
-    shown->RefreshWindow();
-    EXPECT_EQ(0, (shown->GetStartTime() - RecordingStart) % Column);
-    EXPECT_EQ(100 * Second, shown->GetEndTime() - shown->GetStartTime());
-    EXPECT_GT(shown->GetEndTime(), DataEnd());
-    EXPECT_LE(shown->GetEndTime(), DataEnd() + Column);
-    // 100.2500001 s of data: the window starts three columns after the first data.
-    EXPECT_EQ(RecordingStart + 3 * Column, shown->GetStartTime());
-}
-
 TEST_F(LiveSelection, HoursOfLiveDataLeaveTheWindowExactlyOnItsColumns)
 {
     Attach(SessionTask);
@@ -273,6 +199,7 @@ TEST_F(LiveSelection, HoursOfLiveDataLeaveTheWindowExactlyOnItsColumns)
         ASSERT_LE(shown->GetEndTime(), DataEnd() + Column) << step;
     }
     EXPECT_EQ(RecordingStart, shown->GetFirstDataTime());
+    EXPECT_EQ(0, shown->GetTimeOffset());
 }
 
 TEST_F(LiveSelection, DataWithinTheLastColumnLeaveTheWindowWhereItIs)
@@ -296,14 +223,17 @@ TEST_F(LiveSelection, AMovedWindowTellsTheTaskItsLiveRangeIsStaleOnlyWhileRunnin
 {
     Attach(SessionTask);
     CRTCDataSelectionDataItem* shown = Shown();
-    // Running: the lap object's report of new data moves the window.
+    // Running: the lap object's report of new data moves the window, and the visible range follows.
     Listener.Heard.clear();
     Advance(120 * Second);
     EXPECT_TRUE(std::find(Listener.Heard.begin(), Listener.Heard.end(), TaskWindowMoved | TaskLiveRangeStale)
                 != Listener.Heard.end());
+    qvx::time minimum = 0, maximum = 0;
+    Task().GetTimeRange(minimum, maximum);
+    EXPECT_EQ(100 * Second, maximum - minimum);
+    EXPECT_EQ(CRTCTaskDataItem::NextHalfSecond(shown->GetLength()), maximum);
     // A local pause: the lap object's reports leave the window; a refresh says only that it moved.
-    Chart->Running = 0;
-    Task().RefreshControlMode();
+    LocalPause();
     const qvx::time end = shown->GetEndTime();
     Listener.Heard.clear();
     Advance(10 * Second);
@@ -312,23 +242,14 @@ TEST_F(LiveSelection, AMovedWindowTellsTheTaskItsLiveRangeIsStaleOnlyWhileRunnin
     shown->RefreshWindow();
     ASSERT_EQ(1u, Listener.Heard.size());
     EXPECT_EQ(TaskWindowMoved, Listener.Heard[0]);
-}
-
-TEST_F(LiveSelection, TheLapObjectsReportsMoveTheWindowWhileRunning)
-{
-    Attach(SessionTask);
-    CRTCDataSelectionDataItem* shown = Shown();
-    ASSERT_TRUE(shown);
-    ASSERT_TRUE(Task().GetMode().IsRunning());
-    Advance(130 * Second);
-    EXPECT_GT(shown->GetEndTime(), DataEnd());
-    EXPECT_LE(shown->GetEndTime(), DataEnd() + Column);
-    EXPECT_TRUE(Task().Flags & TaskLiveRangeStale);
-    // The chart's visible range follows: the right edge half a second past the window's data.
-    qvx::time minimum = 0, maximum = 0;
-    Task().GetTimeRange(minimum, maximum);
-    EXPECT_EQ(100 * Second, maximum - minimum);
-    EXPECT_EQ(CRTCTaskDataItem::NextHalfSecond(shown->GetLength()), maximum);
+    // The host's pause: the wish to run stays, but a moved window is not followed either.
+    LocalPause();
+    HostRuns(false);
+    Listener.Heard.clear();
+    Advance(10 * Second);
+    shown->RefreshWindow();
+    EXPECT_TRUE(Listener.HeardAny(TaskWindowMoved));
+    EXPECT_FALSE(Listener.HeardAny(TaskLiveRangeStale));
 }
 
 TEST_F(LiveSelection, ANewTimeSpanComputesTheWindowAgain)
@@ -368,13 +289,6 @@ TEST_F(LiveSelection, AHeldWindowIsNotAskedForAgainBetweenRefreshes)
     EXPECT_EQ(0, Calls(L"IQvxLaps.GetLastTime"));
     EXPECT_EQ(shown->GetEndTime(), end);
     EXPECT_EQ(0, offset);
-}
-
-TEST_F(LiveSelection, TheTimeLabelIsTheControlModes)
-{
-    Attach(SessionTask);
-    ASSERT_TRUE(Shown());
-    EXPECT_STREQ(Task().GetMode().GetTimeLabel().c_str(), Shown()->GetTimeLabel());
 }
 
 // --- the historic item ---

@@ -76,3 +76,90 @@ protected:
 };
 
 } // namespace qvxtest
+
+#include "items/DataSelectionDataItem.h"
+
+namespace qvxtest {
+
+// The chart control made as its class factory makes it and attached to the substitute host
+// through COM, as a host attaches it: the host's run state and cursor reach it through the host's
+// own notifications. A chart 1000 pixels wide with a window of 100 seconds over 100 seconds.
+class CLiveChartCtl : public CTestChartCtl
+{
+public:
+    using CBaseChartCtl::Running;
+};
+
+class LiveChartTest : public testing::Test, protected CTestHost
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_EQ(S_OK, StartHost());
+        ASSERT_EQ(S_OK, Sim->GetRecordingStart(&RecordingStart));
+        ASSERT_EQ(S_OK, CComObject<CLiveChartCtl>::CreateInstance(Owner));
+        Chart = static_cast<CLiveChartCtl*>(Owner.Get());
+        Control = Query<IQvxControl>(Owner);
+        ASSERT_TRUE(Control);
+        ASSERT_EQ(S_OK, Owner->put_DataTimeSpan(100 * Second));
+        ASSERT_EQ(S_OK, Owner->put_HistoricDataTimeSpan(100 * Second));
+        ASSERT_EQ(S_OK, Control->SetHost(Host));
+        Chart->TaskItem->SetPlotWidth(1000);
+    }
+    void TearDown() override
+    {
+        Control = nullptr;
+        Owner = nullptr;
+        if (Sim) Sim->Shutdown();
+    }
+
+    void Attach(long id) { ASSERT_EQ(S_OK, Control->SetTaskById(id)); }
+    CRTCTaskDataItem& Task() { return *Chart->TaskItem; }
+    CComPtr<IQvxTask> HostTask() { return TaskOfHost(Host, SessionTask); }
+    // The one selection item that the chart shows; null when it shows none.
+    CRTCDataSelectionDataItem* Shown()
+    {
+        const auto& selections = Task().GetSelections();
+        return selections.empty() ? nullptr : static_cast<CRTCDataSelectionDataItem*>(selections.front());
+    }
+    qvx::time DataEnd() { return RecordingStart + Elapsed; }
+    void Advance(qvx::time ticks)
+    {
+        ASSERT_EQ(S_OK, Sim->Advance(ticks));
+        Elapsed += ticks;
+    }
+    // The host runs or pauses all its views; the chart hears it from the host.
+    void HostRuns(bool running)
+    {
+        ASSERT_EQ(S_OK, Sim->SetRunning(SessionTask, running ? VARIANT_TRUE : VARIANT_FALSE));
+    }
+    // The local pause command: the chart's wish to run is inverted and the mode chosen again.
+    void LocalPause()
+    {
+        Chart->Running = !Chart->Running;
+        Task().RefreshControlMode();
+    }
+    qvx::time HostCursor()
+    {
+        qvx::time time = -1;
+        EXPECT_EQ(S_OK, HostTask()->GetCursorTime(&time));
+        return time;
+    }
+    // The absolute time of a chart time and of a host cursor time: the chart counts from its
+    // selection item's start, the host from its selection's.
+    qvx::time ChartToAbsolute(qvx::time time) { return Shown()->GetStartTime() + time; }
+    qvx::time HostToAbsolute(qvx::time time)
+    {
+        qvx::time start = 0;
+        EXPECT_EQ(S_OK, Shown()->GetSelection()->GetStartTime(&start));
+        return start + time;
+    }
+
+    CComPtr<IQvxLinnographCtl4> Owner;
+    CLiveChartCtl* Chart = nullptr;
+    CComPtr<IQvxControl> Control;
+    qvx::time RecordingStart = 0;
+    qvx::time Elapsed = 0;
+};
+
+} // namespace qvxtest

@@ -165,27 +165,36 @@ TEST_F(ChannelItemTest, ADataChangeDropsOnlyTheBinsThatItTouches)
     rpm->RemoveListener(&listener);
 }
 
-TEST_F(ChannelItemTest, ADataChangeReadsNoPropertyOfTheChannel)
+TEST_F(ChannelItemTest, NeitherADataChangeNorATraceMadeOrGoneReadsAPropertyOfTheChannel)
 {
-    Attach(ArchiveTask);
+    Attach(SessionTask);
     Show({L"Speed"});
     CChannelDataItem* speed = Channel();
-    CTraceDataItem* trace = Trace();
     const double fixedTop = speed->GetScaleMaximum(0);
     CRecordingRegion listener(&NoWindow);
     speed->AddListener(&listener);
+    CTraceDataItem* trace = Trace(1);
     const qvx::time from = trace->GetSelection()->GetStartTime() + Second, to = from + Second;
     Change(trace, from, to);
     EXPECT_TRUE(listener.Heard.empty()) << "a fixed scale does not follow the data";
-    // "Autoscale" switched on and not read yet: the scale is measured again, and only when read.
+    // "Autoscale" switched on and not read yet: the scale may follow the data, and is measured
+    // again when read.
     Set(L"Speed", L"Autoscale", VT_BOOL, -1);
     listener.Heard.clear();
     Sim->ResetCallCounts();
     Change(trace, from, to);
-    EXPECT_EQ(0, Calls(L"IQvxPropertySet.GetProperty"));
     EXPECT_EQ(std::vector<DWORD>{ChannelRangeStale}, listener.Heard);
-    EXPECT_NE(fixedTop, speed->GetScaleMaximum(0));
     speed->RemoveListener(&listener);
+    speed->Flags &= ~ChannelRangeStale;
+    Task->InvalidateChannels();
+    speed->GetTraces();
+    EXPECT_TRUE(speed->Flags & ChannelRangeStale) << "new traces, new data";
+    // The session's series goes away: its trace is deleted inside the notification.
+    speed->Flags &= ~ChannelRangeStale;
+    ASSERT_EQ(S_OK, Sim->RemoveDataSelection(SessionTask, 2));
+    EXPECT_TRUE(speed->Flags & ChannelRangeStale);
+    EXPECT_EQ(0, Calls(L"IQvxPropertySet.GetProperty"));
+    EXPECT_NE(fixedTop, speed->GetScaleMaximum(0));
 }
 
 TEST_F(ChannelItemTest, TheValueOffsetIsAskedAgainAfterTheHostChangedIt)
@@ -267,42 +276,4 @@ TEST(TraceGrade, RampsFromTheColourToWhite)
     EXPECT_EQ(RGB(254, 254, 255), CTraceDataItem::Grade(sky, 254.99));
     EXPECT_EQ(COLORREF(0xFFFFFF), CTraceDataItem::Grade(sky, 255.0));
     EXPECT_EQ(sky, CTraceDataItem::Grade(sky, -3.0)) << "below the first stop: the colour itself";
-}
-
-TEST_F(ChannelItemTest, APausedRealTimeTraceIgnoresDataBeyondTheEndOfItsSelection)
-{
-    const qvx::time span = 10 * Second;
-    uint32_t running = 0;
-    CRTCTaskDataItem task(Chart, CRTCTimeSettings{&span, &span, &running});
-    ASSERT_EQ(S_OK, Sim->Advance(2 * Second));
-    CComPtr<IQvxDataSelectionList> list;
-    CComPtr<IQvxDataSelection> live;
-    ASSERT_EQ(S_OK, TaskOfHost(Host, SessionTask)->GetDataSelections(list.Out()));
-    ASSERT_EQ(S_OK, list->GetItem(1, live.Out()));
-    CDataSelectionDataItem selection(live, &task, 1);
-    CRTCChannelDataItem channel(&task, CBstr(L"Speed"), Factory);
-    auto* trace = static_cast<CRTCTraceDataItem*>(channel.CreateTrace(&selection));
-    ASSERT_TRUE(trace);
-    EXPECT_EQ(1000, trace->GetRangeBinSize());
-    task.Flags = 0;
-    CRecordingRegion listener(&NoWindow);
-    trace->AddListener(&listener);
-    const qvx::time end = selection.GetEndTime();
-    Change(trace, end + 1, end + Second);
-    EXPECT_FALSE(trace->HasNewData);
-    EXPECT_TRUE(listener.Heard.empty());
-    Change(trace, end, end);
-    EXPECT_TRUE(trace->HasNewData) << "data up to the end still count";
-    running = 1;
-    Change(trace, end + 1, end + Second);
-    EXPECT_EQ(std::vector<DWORD>(2, TraceDataStale), listener.Heard);
-    // The newest value is read once after data arrived.
-    double expected = 0.0, latest = 1.0;
-    ASSERT_EQ(S_OK, Series(trace)->GetLatestValue(&expected));
-    Sim->ResetCallCounts();
-    EXPECT_EQ(S_OK, trace->GetLatestValue(latest));
-    EXPECT_EQ(S_OK, trace->GetLatestValue(latest));
-    EXPECT_EQ(expected, latest);
-    EXPECT_EQ(1, Calls(L"IQvxData2.GetLatestValue"));
-    trace->RemoveListener(&listener);
 }
