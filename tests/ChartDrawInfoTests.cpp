@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <cstdlib>
 #include <cwchar>
+#include <utility>
 #include <vector>
 #include "control/ChartDrawInfo.h"
 #include "tests/ChartTestSupport.h"
@@ -22,24 +23,20 @@ void ExpectPaints(CChartDrawInfo& info, const CDibSurface& canvas, COLORREF back
     EXPECT_EQ(GetBkColor(dc), back);
     EXPECT_EQ(GetTextColor(dc), fore);
     EXPECT_EQ(info.GetGridPaintColour(), grid);
-    const RECT backArea{0, 0, 10, 10}, foreArea{10, 0, 20, 10}, gridArea{20, 0, 30, 10};
-    FillRect(dc, &backArea, info.BackBrush);
-    FillRect(dc, &foreArea, info.ForeBrush);
-    FillRect(dc, &gridArea, info.GridBrush);
-    auto line = [dc](HPEN pen, int y) {
+    int x = 0, y = 20;
+    for (const auto& [brush, colour] : {std::pair{HBRUSH(info.BackBrush), back}, {info.ForeBrush, fore}, {info.GridBrush, grid}}) {
+        const RECT area{x, 0, x + 10, 10};
+        FillRect(dc, &area, brush);
+        EXPECT_EQ(canvas.Pixel(x + 5, 5), colour) << "brush at " << x;
+        x += 10;
+    }
+    for (const auto& [pen, colour] : {std::pair{HPEN(info.GridPen), grid}, {info.ActiveGridPen, activeGrid}, {info.ForePen, fore}}) {
         SelectObject(dc, pen);
         MoveToEx(dc, 0, y, nullptr);
         LineTo(dc, 30, y);
-    };
-    line(info.GridPen, 20);
-    line(info.ActiveGridPen, 22);
-    line(info.ForePen, 24);
-    EXPECT_EQ(canvas.Pixel(5, 5), back) << "BackBrush";
-    EXPECT_EQ(canvas.Pixel(15, 5), fore) << "ForeBrush";
-    EXPECT_EQ(canvas.Pixel(25, 5), grid) << "GridBrush";
-    EXPECT_EQ(canvas.Pixel(5, 20), grid) << "GridPen";
-    EXPECT_EQ(canvas.Pixel(5, 22), activeGrid) << "ActiveGridPen";
-    EXPECT_EQ(canvas.Pixel(5, 24), fore) << "ForePen";
+        EXPECT_EQ(canvas.Pixel(5, y), colour) << "pen at " << y;
+        y += 2;
+    }
 }
 
 LOGFONTW FontOf(HFONT font)
@@ -152,27 +149,6 @@ TEST_F(ChartDrawInfoTest, WithoutAFontTheNormalFontIsNull)
     }
 }
 
-TEST_F(ChartDrawInfoTest, FontKeepsItsPhysicalSizeOnPaper)
-{
-    CDeviceContext printer = qvxtest::CreateTestPrinterDC();
-    ASSERT_TRUE(printer);
-    const int printerDpi = GetDeviceCaps(printer, LOGPIXELSY);
-    CComPtr<IFontDisp> font = qvxtest::CreateChartFont();
-    Owner.FontObject = font.Get();
-    int screenHeight, paperHeight;
-    {
-        CChartDrawInfo info(Canvas.Dc(), Canvas.Dc(), Owner, 0);
-        screenHeight = std::abs(FontOf(info.hFontNormal).lfHeight);
-    }
-    {
-        CChartDrawInfo info(Canvas.Dc(), printer, Owner, 0);
-        paperHeight = std::abs(FontOf(info.hFontNormal).lfHeight);
-    }
-    // The ratio is that of the truncated HIMETRIC-per-pixel steps: 26 at 96 dpi, 8 at 300 dpi.
-    const double expected = static_cast<double>(2540 / 96) / (2540 / printerDpi);
-    EXPECT_NEAR(static_cast<double>(paperHeight) / screenHeight, expected, 0.25);
-}
-
 TEST_F(ChartDrawInfoTest, TeardownPutsBothContextsBack)
 {
     CDeviceContext printer = qvxtest::CreateTestPrinterDC();
@@ -205,17 +181,12 @@ TEST_F(ChartDrawInfoTest, TeardownPutsBothContextsBack)
     EXPECT_EQ(GetBkMode(out), OPAQUE);
     EXPECT_EQ(SaveLevel(out), outLevel);
     EXPECT_EQ(SaveLevel(printer), refLevel);
-}
-
-TEST_F(ChartDrawInfoTest, OneContextForBothIsSavedOnce)
-{
-    HDC dc = Canvas.Dc();
-    const int level = SaveLevel(dc);
+    // One context for both is saved once.
     {
-        CChartDrawInfo info(dc, dc, Owner, 0);
-        EXPECT_EQ(SaveLevel(dc), level + 1);
+        CChartDrawInfo info(out, out, Owner, 0);
+        EXPECT_EQ(SaveLevel(out), outLevel + 1);
     }
-    EXPECT_EQ(SaveLevel(dc), level);
+    EXPECT_EQ(SaveLevel(out), outLevel);
 }
 
 TEST_F(ChartDrawInfoTest, TeardownDeletesEverythingItMade)
@@ -241,25 +212,33 @@ TEST_F(ChartDrawInfoTest, TeardownDeletesEverythingItMade)
     EXPECT_EQ(font->Release(), references);
 }
 
-TEST_F(ChartDrawInfoTest, MeasuresTextOnTheReferenceContext)
+// The font keeps its physical size on paper, and text is measured on the reference context.
+TEST_F(ChartDrawInfoTest, FontSizeAndTextFollowTheReferenceContext)
 {
     CDeviceContext printer = qvxtest::CreateTestPrinterDC();
     ASSERT_TRUE(printer);
     CComPtr<IFontDisp> font = qvxtest::CreateChartFont();
     Owner.FontObject = font.Get();
+    int screenHeight = 0;
+    {
+        CChartDrawInfo info(Canvas.Dc(), Canvas.Dc(), Owner, 0);
+        screenHeight = std::abs(FontOf(info.hFontNormal).lfHeight);
+    }
     // A tiny font on the output context, the chart's on the reference: only the latter counts.
     CFontHandle tiny(CreateFontW(-6, 0, 0, 0, FW_NORMAL, 0, 0, 0, ANSI_CHARSET, 0, 0, 0, 0, L"Arial"));
     CChartDrawInfo info(Canvas.Dc(), printer, Owner, 0);
     SelectObject(info.hdcOut, tiny);
     SelectObject(info.hdcRef, info.hFontNormal);
+    // The ratio is that of the truncated HIMETRIC-per-pixel steps: 26 at 96 dpi, 8 at 300 dpi.
+    const double ratio = static_cast<double>(2540 / 96) / (2540 / GetDeviceCaps(printer, LOGPIXELSY));
+    EXPECT_NEAR(std::abs(FontOf(info.hFontNormal).lfHeight) / double(screenHeight), ratio, 0.25);
 
     const wchar_t text[] = L"Time: 12.5";
     SIZE measured{}, onReference{}, onOutput{};
     EXPECT_TRUE(info.GetTextExtent(text, measured));
     GetTextExtentPoint32W(printer, text, static_cast<int>(wcslen(text)), &onReference);
     GetTextExtentPoint32W(Canvas.Dc(), text, static_cast<int>(wcslen(text)), &onOutput);
-    EXPECT_EQ(measured.cx, onReference.cx);
-    EXPECT_EQ(measured.cy, onReference.cy);
+    EXPECT_TRUE(measured.cx == onReference.cx && measured.cy == onReference.cy);
     EXPECT_NE(measured.cx, onOutput.cx);
 
     EXPECT_FALSE(info.GetTextExtent(nullptr, measured));

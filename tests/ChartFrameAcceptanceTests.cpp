@@ -22,6 +22,8 @@ protected:
             Object->Close(OLECLOSE_NOSAVE);
             Object->SetClientSite(nullptr);
         }
+        Object = nullptr;
+        Control = nullptr;
     }
 
     // What a container does, in its order, and the control's first paint on the screen.
@@ -74,41 +76,36 @@ TEST_F(ChartFrameAcceptance, TheEmptyChartFillsTheWindowInItsBackgroundColour)
     ExpectWindowShows(CDibSurface(240, 120, Background));
 }
 
-TEST_F(ChartFrameAcceptance, AFlatBorderIsOnePixelOfTheBorderColour)
+// A flat border is one pixel of the border colour; a three-dimensional one is the theme's frame
+// round the chart's background, or else the sunken edge.
+TEST_F(ChartFrameAcceptance, BordersAreDrawnRoundTheBackground)
 {
-    Embed([](IQvxLinnographCtl4* control) {
-        control->put_BackColor(Background);
-        control->put_BorderStyle(1);
-    });
-    CDibSurface expected(240, 120, Background);
-    CGdiObject<HBRUSH> grey(CreateSolidBrush(SchemeBorderGrey));
-    RECT all{0, 0, 240, 120};
-    FrameRect(expected.Dc(), &all, grey);
-    ExpectWindowShows(expected);
-}
-
-TEST_F(ChartFrameAcceptance, AThreeDimensionalBorderIsTheThemesOrTheSunkenEdge)
-{
-    Embed([](IQvxLinnographCtl4* control) {
-        control->put_BackColor(Background);
-        control->put_Appearance(1);
-        control->put_BorderStyle(1);
-    });
-    CDibSurface expected(240, 120, Background);
-    RECT all{0, 0, 240, 120};
-    HTHEME theme = IsThemeActive() && IsAppThemed() ? OpenThemeData(Window, L"EDIT") : nullptr;
-    if (theme) {
-        // The theme's frame, round the chart's own background.
-        RECT content{};
-        ASSERT_EQ(S_OK, GetThemeBackgroundContentRect(theme, nullptr, 1, 1, &all, &content));
-        ExcludeClipRect(expected.Dc(), content.left, content.top, content.right, content.bottom);
-        DrawThemeBackground(theme, expected.Dc(), 1, 1, &all, nullptr);
-        SelectClipRgn(expected.Dc(), nullptr);
-        CloseThemeData(theme);
-    } else {
-        DrawEdge(expected.Dc(), &all, EDGE_SUNKEN, BF_RECT);
+    for (long appearance : {0, 1}) {
+        SCOPED_TRACE(appearance);
+        TearDown();
+        Embed([appearance](IQvxLinnographCtl4* control) {
+            control->put_BackColor(Background);
+            control->put_Appearance(appearance);
+            control->put_BorderStyle(1);
+        });
+        CDibSurface expected(240, 120, Background);
+        RECT all{0, 0, 240, 120};
+        HTHEME theme = appearance && IsThemeActive() && IsAppThemed() ? OpenThemeData(Window, L"EDIT") : nullptr;
+        if (!appearance) {
+            CGdiObject<HBRUSH> grey(CreateSolidBrush(SchemeBorderGrey));
+            FrameRect(expected.Dc(), &all, grey);
+        } else if (theme) {
+            RECT content{};
+            ASSERT_EQ(S_OK, GetThemeBackgroundContentRect(theme, nullptr, 1, 1, &all, &content));
+            ExcludeClipRect(expected.Dc(), content.left, content.top, content.right, content.bottom);
+            DrawThemeBackground(theme, expected.Dc(), 1, 1, &all, nullptr);
+            SelectClipRgn(expected.Dc(), nullptr);
+            CloseThemeData(theme);
+        } else {
+            DrawEdge(expected.Dc(), &all, EDGE_SUNKEN, BF_RECT);
+        }
+        ExpectWindowShows(expected);
     }
-    ExpectWindowShows(expected);
 }
 
 TEST_F(ChartFrameAcceptance, AControlWithoutItsZoomStackIsNotCreated)

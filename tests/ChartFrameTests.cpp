@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <cstring>
 #include <functional>
+#include <tuple>
 #include <utility>
 #include "tests/ChartFrameTestSupport.h"
 #include "tests/ChartTestSupport.h"
@@ -145,6 +146,13 @@ TEST_F(ChartFrame, ConstructionBuildsTheTreeUnderTheRoot)
     CComPtr<IFontDisp> font;
     ASSERT_EQ(S_OK, Control->get_Font(font.Out()));
     EXPECT_TRUE(SameObject(Chart->GetFontObject(), font));
+
+    // Release lets the zoom stack go: only this test's reference is left.
+    CComPtr<IQvxZoomStack> stack = task->GetZoomStack();
+    persist = nullptr;
+    Chart = nullptr;
+    Control = nullptr;
+    EXPECT_EQ(0u, stack.Detach()->Release());
 }
 
 TEST_F(ChartFrame, TheActiveChangeOfTheTaskNeedsSavingAndTellsNoSink)
@@ -169,43 +177,26 @@ TEST_F(ChartFrame, TheActiveChangeOfTheTaskNeedsSavingAndTellsNoSink)
     Query<IDataObject>(fresh)->DUnadvise(connection);
 }
 
-TEST_F(ChartFrame, ReleaseLetsTheZoomStackGo)
-{
-    CComPtr<IQvxZoomStack> stack = Chart->TaskItem->GetZoomStack();
-    ASSERT_TRUE(stack);
-    Chart = nullptr;
-    Control = nullptr;
-    // Only this test's reference is left.
-    EXPECT_EQ(0u, stack.Detach()->Release());
-}
-
 // A zoom stack that cannot be made fails the creation with E_FAIL, whatever the stack's class
 // answered (a host would take its error for the control's own), and leaves nothing alive; only
 // a lack of memory is told as such.
 TEST_F(ChartFrame, CreationFailsCleanlyWithoutAZoomStack)
 {
-    struct CRow
-    {
-        HRESULT Answer;
-        HRESULT Expected;
-    };
-    const CRow rows[] = {{E_ACCESSDENIED, E_FAIL},
-                         {E_NOINTERFACE, E_FAIL},
-                         {REGDB_E_CLASSNOTREG, E_FAIL},
-                         {CLASS_E_CLASSNOTAVAILABLE, E_FAIL},
-                         {E_OUTOFMEMORY, E_OUTOFMEMORY}};
+    const std::pair<HRESULT, HRESULT> rows[] = {{E_ACCESSDENIED, E_FAIL}, {E_NOINTERFACE, E_FAIL},
+        {REGDB_E_CLASSNOTREG, E_FAIL}, {CLASS_E_CLASSNOTAVAILABLE, E_FAIL}, {E_OUTOFMEMORY, E_OUTOFMEMORY}};
     CRefusingFactory factory;
     DWORD cookie = 0;
     ASSERT_EQ(S_OK, CoRegisterClassObject(CLSID_QvxZoomStack, &factory, CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE,
                                           &cookie));
     const LONG objects = CComModule::Instance().ObjectCount();
-    for (const CRow& row : rows) {
-        factory.Answer = row.Answer;
+    for (const auto& [answer, expected] : rows) {
+        SCOPED_TRACE(answer);
+        factory.Answer = answer;
         factory.Requests = 0;
         CComPtr<IQvxLinnographCtl4> refused;
         HRESULT hr = S_OK;
-        EXPECT_EQ(nullptr, CreateTestChart(refused, &hr)) << std::hex << row.Answer;
-        EXPECT_EQ(row.Expected, hr) << std::hex << row.Answer;
+        EXPECT_EQ(nullptr, CreateTestChart(refused, &hr));
+        EXPECT_EQ(expected, hr);
         EXPECT_FALSE(refused);
         // The task item's own stack, which it does without, then the chart's, which it cannot.
         EXPECT_EQ(2, factory.Requests);
@@ -223,14 +214,12 @@ TEST_F(ChartFrame, PaintsTheEmptyChartThroughAKeptBackBuffer)
     ASSERT_EQ(S_OK, Control->put_BackColor(Teal));
     CDibSurface surface(200, 100, Untouched);
     ASSERT_EQ(S_OK, Paint(surface.Dc(), RECTL{0, 0, 200, 100}));
-    for (int x : {0, 100, 199})
-        for (int y : {0, 50, 99}) EXPECT_EQ(Teal, surface.Pixel(x, y)) << x << "," << y;
+    EXPECT_TRUE(Teal == surface.Pixel(0, 0) && Teal == surface.Pixel(199, 99) && Teal == surface.Pixel(100, 50));
 
     ASSERT_TRUE(Chart->BackBufferBitmap);
     const HBITMAP first = Chart->BackBufferBitmap;
     const HDC firstContext = Chart->BackBufferDC;
-    EXPECT_EQ(200, Chart->BackBufferSize.cx);
-    EXPECT_EQ(100, Chart->BackBufferSize.cy);
+    EXPECT_TRUE(Chart->BackBufferSize.cx == 200 && Chart->BackBufferSize.cy == 100);
 
     // The same size again: the same buffer.
     ASSERT_EQ(S_OK, Paint(surface.Dc(), RECTL{0, 0, 200, 100}));
@@ -243,73 +232,61 @@ TEST_F(ChartFrame, PaintsTheEmptyChartThroughAKeptBackBuffer)
     EXPECT_NE(first, Chart->BackBufferBitmap.Get());
     BITMAP made{};
     ASSERT_TRUE(GetObjectW(Chart->BackBufferBitmap, sizeof made, &made));
-    EXPECT_EQ(150, made.bmWidth);
-    EXPECT_EQ(80, made.bmHeight);
+    EXPECT_TRUE(made.bmWidth == 150 && made.bmHeight == 80);
     EXPECT_EQ(Teal, surface.Pixel(149, 79));
     EXPECT_EQ(Untouched, surface.Pixel(150, 40));
     EXPECT_EQ(Untouched, surface.Pixel(75, 80));
-}
 
-TEST_F(ChartFrame, TheBufferHasTheTargetsCoordinates)
-{
     // Bounds away from the origin: the regions are laid out where the target has them. The panel
     // is the 1.25 inches at the right (auto-sizing would give it its minimum without groups).
-    ASSERT_EQ(S_OK, Control->put_BackColor(Teal));
     ASSERT_EQ(S_OK, Control->put_AutoSizeCursorValues(VARIANT_FALSE));
-    CDibSurface surface(300, 200, Untouched);
-    ASSERT_EQ(S_OK, Paint(surface.Dc(), RECTL{40, 30, 240, 130}));
-    EXPECT_EQ(40, Chart->GraphRegion->Bounds.left);
-    EXPECT_EQ(30, Chart->GraphRegion->Bounds.top);
-    EXPECT_EQ(240 - 120, Chart->GraphRegion->Bounds.right);
+    CDibSurface wide(300, 200, Untouched);
+    ASSERT_EQ(S_OK, Paint(wide.Dc(), RECTL{40, 30, 240, 130}));
+    EXPECT_TRUE(SameRect(Chart->GraphRegion->Bounds, RECT{40, 30, 240 - 120, 130}));
     EXPECT_EQ(240 - 120 + 1, Chart->CursorsRegion->Bounds.left);
     EXPECT_TRUE(SameRect(Chart->ResizeRegion->Bounds, RECT{118, 30, 122, 130}));
-    EXPECT_EQ(Teal, surface.Pixel(40, 30));
-    EXPECT_EQ(Teal, surface.Pixel(239, 129));
-    EXPECT_EQ(Untouched, surface.Pixel(39, 30));
-    EXPECT_EQ(Untouched, surface.Pixel(240, 129));
-    EXPECT_EQ(Untouched, surface.Pixel(239, 130));
+    for (const auto& [x, y, colour] : {std::tuple{40, 30, Teal}, {239, 129, Teal}, {39, 30, Untouched},
+                                       {240, 129, Untouched}, {239, 130, Untouched}})
+        EXPECT_EQ(colour, wide.Pixel(x, y)) << x << "," << y;
     // Without a window the root goes back to the window's rectangle, which is none.
     EXPECT_TRUE(IsRectEmpty(&Chart->Bounds));
 }
 
+// The root is what the border leaves of the control; without the panel the graph is laid out on
+// the whole root, which shows what the root was during the paint. A flat border is one pixel in
+// the scheme's border colour or the property's; without a window there is no theme.
 TEST_F(ChartFrame, BordersFollowAppearanceAndBorderStyle)
 {
-    // Without the panel the graph is laid out on the whole root, which shows what the root was
-    // during the paint.
     ASSERT_EQ(S_OK, Control->put_BackColor(Teal));
     ASSERT_EQ(S_OK, Control->put_ShowCursorValues(VARIANT_FALSE));
-    const RECT& root = Chart->GraphRegion->Bounds;
-    CDibSurface surface(100, 60, Untouched);
     const RECT outer{0, 0, 100, 60};
-
-    // No border: the root is the whole control.
-    ASSERT_EQ(S_OK, Paint(surface.Dc(), RECTL{0, 0, 100, 60}));
-    EXPECT_TRUE(SameRect(root, outer));
-    EXPECT_EQ(Teal, surface.Pixel(0, 0));
-
-    // Flat: one pixel in the scheme's border colour, or the property's.
-    ASSERT_EQ(S_OK, Control->put_BorderStyle(1));
-    ASSERT_EQ(S_OK, Paint(surface.Dc(), RECTL{0, 0, 100, 60}));
-    EXPECT_TRUE(SameRect(root, Deflated(outer, 1, 1)));
-    EXPECT_EQ(SchemeBorderGrey, surface.Pixel(0, 0));
-    EXPECT_EQ(SchemeBorderGrey, surface.Pixel(99, 30));
-    EXPECT_EQ(SchemeBorderGrey, surface.Pixel(50, 59));
-    EXPECT_EQ(Teal, surface.Pixel(1, 1));
-    EXPECT_EQ(Teal, surface.Pixel(98, 58));
+    CDibSurface edge(4, 4, Teal);
+    RECT edgeRect{0, 0, 4, 4};
+    DrawEdge(edge.Dc(), &edgeRect, EDGE_SUNKEN, BF_RECT);
+    const struct CRow
+    {
+        long Appearance, Style;
+        int Dx, Dy;
+        COLORREF Corner;
+    } rows[] = {{0, 0, 0, 0, Teal}, {0, 1, 1, 1, SchemeBorderGrey},
+                {1, 1, GetSystemMetrics(SM_CXEDGE), GetSystemMetrics(SM_CYEDGE), edge.Pixel(0, 0)}};
+    for (const CRow& row : rows) {
+        SCOPED_TRACE(row.Appearance * 2 + row.Style);
+        CDibSurface surface(100, 60, Untouched);
+        ASSERT_EQ(S_OK, Control->put_Appearance(row.Appearance));
+        ASSERT_EQ(S_OK, Control->put_BorderStyle(row.Style));
+        ASSERT_EQ(S_OK, Paint(surface.Dc(), RECTL{0, 0, 100, 60}));
+        EXPECT_TRUE(SameRect(Chart->GraphRegion->Bounds, Deflated(outer, row.Dx, row.Dy)));
+        EXPECT_EQ(row.Corner, surface.Pixel(0, 0));
+        EXPECT_EQ(Teal, surface.Pixel(row.Dx, row.Dy));
+        EXPECT_EQ(Teal, surface.Pixel(99 - row.Dx, 59 - row.Dy));
+    }
+    EXPECT_FALSE(Chart->BorderHelper().HasTheme());
+    ASSERT_EQ(S_OK, Control->put_Appearance(0));
     ASSERT_EQ(S_OK, Control->put_BorderColor(Red));
+    CDibSurface surface(100, 60, Untouched);
     ASSERT_EQ(S_OK, Paint(surface.Dc(), RECTL{0, 0, 100, 60}));
     EXPECT_EQ(Red, surface.Pixel(0, 30));
-
-    // Three-dimensional without a window, so without a theme: the system's sunken edge.
-    ASSERT_EQ(S_OK, Control->put_Appearance(1));
-    ASSERT_EQ(S_OK, Paint(surface.Dc(), RECTL{0, 0, 100, 60}));
-    EXPECT_FALSE(Chart->BorderHelper().HasTheme());
-    EXPECT_TRUE(SameRect(root, Deflated(outer, GetSystemMetrics(SM_CXEDGE), GetSystemMetrics(SM_CYEDGE))));
-    CDibSurface expected(100, 60, Teal);
-    RECT edge = outer;
-    DrawEdge(expected.Dc(), &edge, EDGE_SUNKEN, BF_RECT);
-    for (int y = 0; y < 60; ++y)
-        for (int x = 0; x < 100; ++x) ASSERT_EQ(expected.Pixel(x, y), surface.Pixel(x, y)) << x << "," << y;
 }
 
 TEST_F(ChartFrame, PaperIsPaintedDirectlyWithThePanelInInches)
@@ -317,7 +294,6 @@ TEST_F(ChartFrame, PaperIsPaintedDirectlyWithThePanelInInches)
     CDeviceContext printer = CreateTestPrinterDC();
     ASSERT_TRUE(printer) << "no printer in this prefix";
     const int printerDpi = GetDeviceCaps(printer, LOGPIXELSX);
-    ASSERT_EQ(300, printerDpi);
     ASSERT_EQ(S_OK, Control->put_BackColor(0));
     ASSERT_EQ(S_OK, Control->put_AutoSizeCursorValues(VARIANT_FALSE));
 
@@ -329,8 +305,7 @@ TEST_F(ChartFrame, PaperIsPaintedDirectlyWithThePanelInInches)
                                nullptr, 0));
     EXPECT_FALSE(Chart->BackBufferBitmap) << "no back buffer for paper";
     // A black chart prints on white paper.
-    EXPECT_EQ(RGB(255, 255, 255), paper.Pixel(600, 300));
-    EXPECT_EQ(RGB(255, 255, 255), paper.Pixel(1199, 599));
+    EXPECT_TRUE(RGB(255, 255, 255) == paper.Pixel(600, 300) && RGB(255, 255, 255) == paper.Pixel(1199, 599));
     // The panel keeps its 1.25 inches at the printer's resolution, and there is no divider.
     const int x = 1200 - printerDpi * 5 / 4;
     EXPECT_EQ(x, Chart->GraphRegion->Bounds.right);
@@ -365,8 +340,7 @@ TEST_F(ChartInPlace, AMetafilePaintLeavesTheWindowInvalidated)
     EXPECT_TRUE(SameRect(Chart->Bounds, root));
     EXPECT_TRUE(UpdateAreaIs(RECT{root.left, root.top, root.right + 1, root.bottom + 1}));
     // The picture was drawn directly: the window's buffer is as it was.
-    EXPECT_EQ(buffer, Chart->BackBufferBitmap.Get());
-    EXPECT_EQ(240, Chart->BackBufferSize.cx);
+    EXPECT_TRUE(buffer == Chart->BackBufferBitmap.Get() && Chart->BackBufferSize.cx == 240);
     EXPECT_EQ(Teal, picture->Pixel(200, 150));
 }
 
@@ -438,8 +412,7 @@ TEST_F(ChartInPlace, ATaskChangeRepaintsTheRootAtTheNextPaint)
 
     ASSERT_TRUE(PumpUntilPainted(Window));
     auto shown = CaptureWindow(Window);
-    EXPECT_EQ(Red, shown->Pixel(120, 60));
-    EXPECT_EQ(Red, shown->Pixel(root.left, root.top));
+    EXPECT_TRUE(Red == shown->Pixel(120, 60) && Red == shown->Pixel(root.left, root.top));
     EXPECT_EQ(SchemeBorderGrey, shown->Pixel(0, 0));
 
     // The cursor's bit alone asks for no paint.
@@ -519,18 +492,18 @@ TEST_F(ChartFrame, TimeSpansFlagTheTaskItemWithoutLeavingTheEventBit)
     Chart->TaskItem->RemoveListener(&listener);
 }
 
+// A shorter data span keeps the zooms, a longer one undoes them.
 TEST_F(ChartFrame, ALongerDataSpanUndoesTheZooms)
 {
     IQvxZoomStack* stack = Chart->TaskItem->GetZoomStack();
     ASSERT_TRUE(stack);
-    VARIANT_BOOL zoomed = VARIANT_FALSE;
     ASSERT_EQ(S_OK, stack->PushTimeZoom(0, 10'000'000));
-    ASSERT_EQ(S_OK, Control->put_DataTimeSpan(100'000'000));
-    ASSERT_EQ(S_OK, stack->GetIsZoomed(&zoomed));
-    EXPECT_EQ(VARIANT_TRUE, zoomed) << "a shorter span keeps the zooms";
-    ASSERT_EQ(S_OK, Control->put_DataTimeSpan(300'000'000));
-    ASSERT_EQ(S_OK, stack->GetIsZoomed(&zoomed));
-    EXPECT_EQ(VARIANT_FALSE, zoomed);
+    for (const auto& [span, zoomed] : {std::pair{100'000'000, VARIANT_TRUE}, {300'000'000, VARIANT_FALSE}}) {
+        VARIANT_BOOL read = 0;
+        ASSERT_EQ(S_OK, Control->put_DataTimeSpan(span));
+        ASSERT_EQ(S_OK, stack->GetIsZoomed(&read));
+        EXPECT_EQ(zoomed, read) << span;
+    }
 }
 
 // --- the message chain ---
@@ -589,10 +562,10 @@ TEST_F(ChartInPlace, TheDividerDropsThePanelWidthInInches)
     EXPECT_EQ(1, sink.DataChanges) << "the layout is modified";
     Query<IDataObject>(Control)->DUnadvise(connection);
     double inches = 0;
-    ASSERT_EQ(S_OK, Control->get_VerticalSplitPos(&inches));
-    EXPECT_DOUBLE_EQ(0.5, inches);
     VARIANT_BOOL autoSize = VARIANT_TRUE;
+    ASSERT_EQ(S_OK, Control->get_VerticalSplitPos(&inches));
     ASSERT_EQ(S_OK, Control->get_AutoSizeCursorValues(&autoSize));
+    EXPECT_DOUBLE_EQ(0.5, inches);
     EXPECT_EQ(VARIANT_FALSE, autoSize);
     EXPECT_EQ(CChartRegionBase::DirtyAll, Chart->DirtyBits);
     ASSERT_TRUE(PumpUntilPainted(Window));

@@ -164,15 +164,6 @@ TEST_F(DataItemBaseTest, AnExceptionFromAListenerPassesOnAndLeavesTheListeners)
     EXPECT_EQ(Log, (Calls{"a:1", "a:2", "b:2"}));
 }
 
-TEST_F(DataItemBaseTest, RemovingTakesOutTheFirstEntryOnly)
-{
-    CRecordingRegion& a = Listen("a");
-    CRecordingRegion& b = Listen("b");
-    Item.AddListener(&a);
-    Item.RemoveListener(&a);
-    EXPECT_EQ(Item.Listeners, (std::vector<CDataItemListener*>{&b, &a}));
-}
-
 TEST(DataItemBaseLifetime, DestructionTellsEachRemainingListenerOnce)
 {
     std::vector<std::string> log;
@@ -199,6 +190,17 @@ TEST(DataItemBaseLifetime, DestructionTellsEachRemainingListenerOnce)
 
     EXPECT_EQ(log, (Calls{"a:removed", "w:removed", "b:removed", "c:removed"}));
     EXPECT_EQ(seenByWatcher, 3u);
+
+    // Destruction ends even when a listener does not leave, and skips null entries.
+    log.clear();
+    a.LeavesOnRemoval = false;
+    {
+        CDataItemBase other;
+        other.AddListener(&a);
+        other.AddListener(nullptr);
+        other.AddListener(&b);
+    }
+    EXPECT_EQ(log, (Calls{"a:removed", "b:removed"}));
 }
 
 // A listener may delete the item that it is told about: the fan-out ends there and touches the
@@ -219,20 +221,6 @@ TEST(DataItemBaseLifetime, AListenerThatDeletesTheItemEndsTheFanOut)
     item->NotifyChange(TaskOrderChanged, 1);
     EXPECT_EQ(log, (Calls{"first:16", "first:removed", "second:removed"}));
     std::launder(reinterpret_cast<CDataItemBase*>(storage))->~CDataItemBase();
-}
-
-TEST(DataItemBaseLifetime, DestructionEndsWhenAListenerDoesNotLeave)
-{
-    std::vector<std::string> log;
-    CRecordingRegion stubborn("s", log), polite("p", log);
-    stubborn.LeavesOnRemoval = false;
-    {
-        CDataItemBase item;
-        item.AddListener(&stubborn);
-        item.AddListener(nullptr);
-        item.AddListener(&polite);
-    }
-    EXPECT_EQ(log, (Calls{"s:removed", "p:removed"}));
 }
 
 namespace {
@@ -295,8 +283,6 @@ TEST(DataItemBaseSinks, ANotificationAfterTheItemWentCallsNothingAndSucceeds)
     item->Flags = 0;
     EXPECT_EQ(host->Held->OnDataChanged(series, 0, 10), S_OK);
     EXPECT_EQ(item->Flags, TraceDataStale);
-    EXPECT_EQ(log, (Calls{"r:1"}));
-
     item.reset();
     EXPECT_EQ(host->Unadvised, (std::vector<ULONG>{7}));
     EXPECT_EQ(log, (Calls{"r:1", "r:removed"}));

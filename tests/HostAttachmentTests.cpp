@@ -1,21 +1,23 @@
-// Host attachment as a host does it: the control and the substitute host made through COM, the
-// host given to the control, tasks attached by id, replaced and going away, and the control's
-// notifications heard by sinks advised on it. The substitute's call counters and its count of
-// advised sinks show what the control asked and what it still listens to.
+// Host attachment as a host does it: the control and the substitute host made through COM, tasks
+// attached by id, replaced and going away, and the control's notifications heard by sinks advised
+// on it. The substitute's call counters and count of advised sinks show what the control asked and
+// what it still listens to.
 #include <gtest/gtest.h>
 #include <cstring>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 #include "com/AutomationTypes.h"
 #include "tests/ChartFrameTestSupport.h"
 #include "com/ComObject.h"
-#include "config/PropertyFactoryNotifications.h"
 #include "items/ItemFlags.h"
 #include "Linnograph.h"
 #include "QvxSim.h"
 
 namespace {
+
+using Whats = std::vector<std::string>;
 
 // The chart linked in, with the flag that the host's run state reaches open to the test.
 class CAttachChartCtl : public qvxtest::CTestChartCtl
@@ -27,11 +29,10 @@ public:
 struct CHeard
 {
     std::string What;
-    CComPtr<IUnknown> Control;
-    CComPtr<IUnknown> Subject;   // the task or the host
+    CComPtr<IUnknown> Control, Subject;   // the subject is the task or the host
 };
 
-// A host's sink for the control's notifications; `name` tells the two points apart.
+// A host's sink for the control's notifications.
 class CRecorder : public CComRoot, public IQvxControlNotifications2
 {
 public:
@@ -51,9 +52,15 @@ public:
     STDMETHODIMP OnActiveChanged(IQvxControl* control) override { return Record("active", control, nullptr); }
     STDMETHODIMP OnEventSetsChanged(IQvxControl* control) override { return Record("eventsets", control, nullptr); }
 
+    Whats Names() const
+    {
+        Whats names;
+        for (const CHeard& heard : Heard) names.push_back(heard.What);
+        return names;
+    }
+
     std::vector<CHeard> Heard;
-    // Called inside the task notification, as a host that reacts at once would.
-    std::function<void(IQvxTask*)> OnTask;
+    std::function<void(IQvxTask*)> OnTask;   // run inside the task news, as a host that reacts at once
 
 private:
     HRESULT Record(const char* what, IUnknown* control, IUnknown* subject)
@@ -63,18 +70,12 @@ private:
     }
 };
 
-CComPtr<CRecorder> MakeRecorder()
+CComPtr<IQvxOrvid> MakeHost()
 {
-    CComPtr<IQvxControlNotifications2> sink;
-    EXPECT_EQ(S_OK, CComObject<CRecorder>::CreateInstance(sink));
-    return static_cast<CRecorder*>(sink.Get());
-}
-
-std::vector<std::string> Whats(const CRecorder& recorder)
-{
-    std::vector<std::string> whats;
-    for (const CHeard& heard : recorder.Heard) whats.push_back(heard.What);
-    return whats;
+    CComPtr<IQvxOrvid> host;
+    EXPECT_EQ(S_OK, CoCreateInstance(CLSID_QvxSimulatedHost, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IQvxOrvid),
+                                     host.OutVoid()));
+    return host;
 }
 
 class HostAttachment : public ::testing::Test
@@ -83,14 +84,13 @@ protected:
     void SetUp() override
     {
         ASSERT_EQ(S_OK, CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED));
-        ASSERT_EQ(S_OK, CoCreateInstance(CLSID_QvxSimulatedHost, nullptr, CLSCTX_INPROC_SERVER,
-                                         __uuidof(IQvxOrvid), Host.OutVoid()));
+        Host = MakeHost();
         ASSERT_EQ(S_OK, Host.As(Simulation));
         ASSERT_EQ(S_OK, Simulation->GetSinkCount(&Empty));
         ASSERT_EQ(S_OK, CoCreateInstance(CLSID_LinnographCtl, nullptr, CLSCTX_INPROC_SERVER,
                                          __uuidof(IQvxControl3), Control.OutVoid()));
         // The chart listens to its own zoom stack, an object of the host's library, from the start.
-        ASSERT_EQ(S_OK, Simulation->GetSinkCount(&Baseline));
+        Baseline = Sinks();
         AdviseRecorders(Control);
     }
     void TearDown() override
@@ -108,137 +108,120 @@ protected:
     {
         CComPtr<IQvxNotifications> notifications;
         ASSERT_EQ(S_OK, notifications.QueryFrom(control, __uuidof(IQvxNotifications)));
-        First = MakeRecorder();
-        Second = MakeRecorder();
-        ULONG cookie = 0;
-        ASSERT_EQ(S_OK, notifications->Advise(IID_IQvxControlNotifications,
-                                              static_cast<IQvxControlNotifications2*>(First.Get()), &cookie));
-        ASSERT_EQ(S_OK, notifications->Advise(IID_IQvxControlNotifications2,
-                                              static_cast<IQvxControlNotifications2*>(Second.Get()), &cookie));
+        const IID* points[] = {&IID_IQvxControlNotifications, &IID_IQvxControlNotifications2};
+        for (CComPtr<CRecorder>* recorder : {&First, &Second}) {
+            CComPtr<IQvxControlNotifications2> sink;
+            ASSERT_EQ(S_OK, CComObject<CRecorder>::CreateInstance(sink));
+            *recorder = static_cast<CRecorder*>(sink.Get());
+            ULONG cookie = 0;
+            ASSERT_EQ(S_OK, notifications->Advise(*points[recorder == &Second], sink, &cookie));
+        }
     }
 
     CComPtr<IQvxTask> HostTask(long id) { return qvxtest::TaskOfHost(Host, id); }
-
     long Sinks()
     {
         long count = -1;
         EXPECT_EQ(S_OK, Simulation->GetSinkCount(&count));
         return count;
     }
-
     long Calls(const wchar_t* operation)
     {
-        CBstr name(operation);
         long count = -1;
-        EXPECT_EQ(S_OK, Simulation->GetCallCount(name.Get(), &count));
+        EXPECT_EQ(S_OK, Simulation->GetCallCount(CBstr(operation).Get(), &count));
         return count;
     }
-
     void Fault(const wchar_t* operation, HRESULT status)
     {
-        CBstr name(operation);
-        ASSERT_EQ(S_OK, Simulation->SetFault(name.Get(), status));
+        ASSERT_EQ(S_OK, Simulation->SetFault(CBstr(operation).Get(), status));
     }
-
-    // The host pauses task `id`; the control, if it listens to that task, asks for its run state
-    // twice: once for its wish to run, once when its task item chooses the control mode.
+    // The host pauses task `id`; a control listening to that task asks for its run state twice:
+    // once for its wish to run, once when its task item chooses the control mode.
     long RunStateQueriesOnPause(long id)
     {
         EXPECT_EQ(S_OK, Simulation->ResetCallCounts());
         EXPECT_EQ(S_OK, Simulation->SetRunning(id, VARIANT_FALSE));
         return Calls(L"IQvxTask.GetRunning");
     }
-
     CComPtr<IQvxTask> AttachedTask()
     {
         CComPtr<IQvxTask> task;
         EXPECT_EQ(S_OK, Control->GetTask(task.Out()));
         return task;
     }
+    bool HasHost()
+    {
+        CComPtr<IQvxHost> application;
+        return Control->GetHost(application.Out()) == S_OK && SameObject(application, Host);
+    }
+    void Attach(long task)
+    {
+        ASSERT_EQ(S_OK, Control->SetHost(Host));
+        ASSERT_EQ(S_OK, Control->SetTaskById(task));
+    }
 
     CComPtr<IQvxOrvid> Host;
     CComPtr<IQvxSimulation> Simulation;
     CComPtr<IQvxControl3> Control;
-    CComPtr<CRecorder> First;
-    CComPtr<CRecorder> Second;
-    // Sinks advised on the substitute's objects before the control exists, and after.
-    long Empty = 0;
-    long Baseline = 0;
+    CComPtr<CRecorder> First, Second;
+    long Empty = 0, Baseline = 0;   // sinks on the substitute's objects before the control, and after
 };
 
 TEST_F(HostAttachment, SetHostSubscribesToTheRootTellsBothPointsAndIsOnceOnly)
 {
-    CComPtr<IQvxControl> first;
-    ASSERT_EQ(S_OK, Control.As(first));
-    EXPECT_TRUE(SameObject(first, Control)) << "the three control interfaces are one table";
     EXPECT_EQ(E_INVALIDARG, Control->SetHost(nullptr));
     EXPECT_EQ(E_NOINTERFACE, Control->SetHost(static_cast<IQvxControlNotifications2*>(First.Get())));
-    CComPtr<IQvxHost> application;
-    EXPECT_EQ(E_UNEXPECTED, Control->GetHost(application.Out()));
+    EXPECT_FALSE(HasHost());
     EXPECT_EQ(E_POINTER, Control->GetHost(nullptr));
+    // A root that refuses the sink leaves the control without a host, but usable.
+    Fault(L"IQvxNotifications.Advise", E_ACCESSDENIED);
+    EXPECT_EQ(E_FAIL, Control->SetHost(Host));
+    EXPECT_FALSE(HasHost());
+    EXPECT_EQ(Baseline, Sinks());
     EXPECT_TRUE(First->Heard.empty());
+    ASSERT_EQ(S_OK, Simulation->ClearFaults());
+    ASSERT_EQ(S_OK, Simulation->ResetCallCounts());
 
     ASSERT_EQ(S_OK, Control->SetHost(Host));
     EXPECT_EQ(Baseline + 1, Sinks());
     EXPECT_EQ(1, Calls(L"IQvxOrvid.GetDistanceSource"));
     for (CRecorder* recorder : {First.Get(), Second.Get()}) {
-        ASSERT_EQ(std::vector<std::string>{"host"}, Whats(*recorder));
+        ASSERT_EQ(Whats{"host"}, recorder->Names());
         EXPECT_TRUE(SameObject(recorder->Heard[0].Control, Control));
         EXPECT_TRUE(SameObject(recorder->Heard[0].Subject, Host));
     }
-    ASSERT_EQ(S_OK, Control->GetHost(application.Out()));
-    EXPECT_TRUE(SameObject(application, Host));
-
+    EXPECT_TRUE(HasHost());
     // A second host, even the same one, is refused and changes nothing.
-    CComPtr<IQvxOrvid> other;
-    ASSERT_EQ(S_OK, CoCreateInstance(CLSID_QvxSimulatedHost, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IQvxOrvid),
-                                     other.OutVoid()));
-    EXPECT_EQ(E_UNEXPECTED, Control->SetHost(other));
+    EXPECT_EQ(E_UNEXPECTED, Control->SetHost(MakeHost()));
     EXPECT_EQ(E_UNEXPECTED, Control->SetHost(Host));
     EXPECT_EQ(Baseline + 1, Sinks());
-    EXPECT_EQ(std::vector<std::string>{"host"}, Whats(*First));
-}
-
-TEST_F(HostAttachment, ARootThatRefusesTheSinkLeavesTheControlWithoutHostButUsable)
-{
-    Fault(L"IQvxNotifications.Advise", E_ACCESSDENIED);
-    EXPECT_EQ(E_FAIL, Control->SetHost(Host));
-    CComPtr<IQvxHost> application;
-    EXPECT_EQ(E_UNEXPECTED, Control->GetHost(application.Out()));
-    EXPECT_TRUE(First->Heard.empty());
-    EXPECT_EQ(Baseline, Sinks());
-    ASSERT_EQ(S_OK, Simulation->ClearFaults());
-    EXPECT_EQ(S_OK, Control->SetHost(Host));
-    EXPECT_EQ(Baseline + 1, Sinks());
+    EXPECT_EQ(Whats{"host"}, First->Names());
 }
 
 // A task by id needs a host and a task list; an id that the list does not know keeps the task.
 TEST_F(HostAttachment, SetTaskByIdRefusalsKeepThePresentTask)
 {
     EXPECT_EQ(E_UNEXPECTED, Control->SetTaskById(1));
-    EXPECT_EQ(0, Calls(L"GetTaskList"));
     EXPECT_EQ(E_POINTER, Control->GetTask(nullptr));
-    ASSERT_EQ(S_OK, Control->SetHost(Host));
-    ASSERT_EQ(S_OK, Control->SetTaskById(2));
+    Attach(2);
     EXPECT_EQ(E_INVALIDARG, Control->SetTaskById(99));
     Fault(L"IQvxOrvid.GetTaskList", E_OUTOFMEMORY);
     EXPECT_EQ(E_FAIL, Control->SetTaskById(1));
     ASSERT_EQ(S_OK, Simulation->ClearFaults());
     EXPECT_TRUE(SameObject(AttachedTask(), HostTask(2)));
-    EXPECT_EQ((std::vector<std::string>{"host", "task"}), Whats(*Second));
+    EXPECT_EQ((Whats{"host", "task"}), Second->Names());
 }
 
-// The control listens to its present task only, once, and both points hear of each change.
+// The control listens to its present task only, once, and both points hear of each change; a host
+// that changes the task inside the news leaves the control listening to its last choice.
 TEST_F(HostAttachment, AttachedTasksAreHeardOnceAndReplacedOnesNoMore)
 {
-    ASSERT_EQ(S_OK, Control->SetHost(Host));
-    ASSERT_EQ(S_OK, Control->SetTaskById(1));
+    Attach(1);
     for (CRecorder* recorder : {First.Get(), Second.Get()}) {
-        ASSERT_EQ((std::vector<std::string>{"host", "task"}), Whats(*recorder));
+        ASSERT_EQ((Whats{"host", "task"}), recorder->Names());
         EXPECT_TRUE(SameObject(recorder->Heard[1].Control, Control));
         EXPECT_TRUE(SameObject(recorder->Heard[1].Subject, HostTask(1)));
     }
-    // The host pauses: the control hears it on its task sink and asks for the run state.
     EXPECT_EQ(2, RunStateQueriesOnPause(1));
     const long sinks = Sinks();
     ASSERT_EQ(S_OK, Control->SetTaskById(1));
@@ -246,56 +229,26 @@ TEST_F(HostAttachment, AttachedTasksAreHeardOnceAndReplacedOnesNoMore)
     ASSERT_EQ(S_OK, Simulation->SetRunning(1, VARIANT_TRUE));
     EXPECT_EQ(2, RunStateQueriesOnPause(1));
     ASSERT_EQ(S_OK, Simulation->SetRunning(1, VARIANT_TRUE));
+
     ASSERT_EQ(S_OK, Control->SetTaskById(2));
     EXPECT_TRUE(SameObject(AttachedTask(), HostTask(2)));
     EXPECT_TRUE(SameObject(First->Heard.back().Subject, HostTask(2)));
     EXPECT_EQ(0, RunStateQueriesOnPause(1));
-    EXPECT_EQ(2, RunStateQueriesOnPause(2));
-}
-
-TEST_F(HostAttachment, AHostThatChangesTheTaskInsideTheNewsListensToItsLastChoice)
-{
-    ASSERT_EQ(S_OK, Control->SetHost(Host));
+    ASSERT_EQ(S_OK, Simulation->SetRunning(1, VARIANT_TRUE));
+    // Back to the first task, and at once to the second again from inside the news.
     bool once = false;
-    First->OnTask = [&](IQvxTask*) {
-        if (once) return;
-        once = true;
-        EXPECT_EQ(S_OK, Control->SetTaskById(2));
-    };
+    First->OnTask = [&](IQvxTask*) { if (!std::exchange(once, true)) Control->SetTaskById(2); };
     ASSERT_EQ(S_OK, Control->SetTaskById(1));
     EXPECT_TRUE(SameObject(AttachedTask(), HostTask(2)));
     EXPECT_EQ(0, RunStateQueriesOnPause(1));
     EXPECT_EQ(2, RunStateQueriesOnPause(2));
 }
 
+// A host that closes takes its task away first, then itself; notifications in flight meanwhile
+// reach nothing of the control's, and the control takes the next host.
 TEST_F(HostAttachment, AHostThatClosesTakesItsTaskAndItselfAway)
 {
-    ASSERT_EQ(S_OK, Control->SetHost(Host));
-    ASSERT_EQ(S_OK, Control->SetTaskById(1));
-    ASSERT_EQ(S_OK, Simulation->Shutdown());
-    // The task went first, as the host closed it, then the host root.
-    EXPECT_EQ((std::vector<std::string>{"host", "task", "task"}), Whats(*Second));
-    EXPECT_EQ(nullptr, Second->Heard[2].Subject.Get());
-    EXPECT_EQ(nullptr, AttachedTask().Get());
-    CComPtr<IQvxHost> application;
-    EXPECT_EQ(E_UNEXPECTED, Control->GetHost(application.Out()));
-    EXPECT_EQ(Baseline, Sinks());
-    // Late notifications reach nothing of the control's.
-    ASSERT_EQ(S_OK, Simulation->SetTimeFormat(2));
-    EXPECT_EQ(Baseline, Sinks());
-    // Without a host, the control takes the next one.
-    CComPtr<IQvxOrvid> next;
-    ASSERT_EQ(S_OK, CoCreateInstance(CLSID_QvxSimulatedHost, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IQvxOrvid),
-                                     next.OutVoid()));
-    EXPECT_EQ(S_OK, Control->SetHost(next));
-    EXPECT_EQ(S_OK, Control->SetTaskById(2));
-}
-
-TEST_F(HostAttachment, NotificationsInFlightWhileTheHostClosesAreHarmless)
-{
-    ASSERT_EQ(S_OK, Control->SetHost(Host));
-    ASSERT_EQ(S_OK, Control->SetTaskById(1));
-    // While the control lets its task go, the host tells of more changes of the root.
+    Attach(1);
     Second->OnTask = [&](IQvxTask* task) {
         if (task) return;
         Simulation->SetTimeFormat(1);
@@ -303,12 +256,19 @@ TEST_F(HostAttachment, NotificationsInFlightWhileTheHostClosesAreHarmless)
         Simulation->ReplaceDistanceSource(CBstr(L"Lap distance").Get());
     };
     ASSERT_EQ(S_OK, Simulation->Shutdown());
+    EXPECT_EQ((Whats{"host", "task", "task"}), Second->Names());
+    EXPECT_EQ(nullptr, Second->Heard[2].Subject.Get());
     EXPECT_EQ(nullptr, AttachedTask().Get());
+    EXPECT_FALSE(HasHost());
     EXPECT_EQ(Baseline, Sinks());
+    ASSERT_EQ(S_OK, Simulation->SetTimeFormat(2));
+    EXPECT_EQ(Baseline, Sinks());
+    EXPECT_EQ(S_OK, Control->SetHost(MakeHost()));
+    EXPECT_EQ(S_OK, Control->SetTaskById(2));
 }
 
-// The chart linked in, whose memory is never handed back once it is released but filled with a
-// pattern: anything that uses the chart after its last release reads garbage and fails at once.
+// The chart linked in, whose memory is filled with a pattern rather than handed back when it is
+// released: anything that uses the chart after its last release reads garbage and fails at once.
 class CQuarantinedChart : public qvxtest::CTestChartCtl
 {
 public:
@@ -316,16 +276,11 @@ public:
 };
 
 // A host that drops its last reference to the control inside the task news: the control stays
-// until it is done, so the second point is still told, and once it goes nothing of it stays
-// advised on the host's objects.
+// until it is done, so the second point is still told, and then nothing of it stays advised.
 TEST_F(HostAttachment, AHostThatLetsTheControlGoInsideTheTaskNewsIsStillServedToTheEnd)
 {
-    struct CRow
-    {
-        const char* Name;
-        std::function<HRESULT(CQuarantinedChart&, IQvxOrvid*, IQvxSimulation*)> Trigger;
-    };
-    const CRow rows[] = {
+    using Trigger = std::function<HRESULT(CQuarantinedChart&, IQvxOrvid*, IQvxSimulation*)>;
+    const std::pair<const char*, Trigger> rows[] = {
         {"a task set by id", [](CQuarantinedChart& chart, IQvxOrvid*, IQvxSimulation*) { return chart.SetTaskById(2); }},
         {"the host closing", [](CQuarantinedChart&, IQvxOrvid*, IQvxSimulation* simulation) { return simulation->Shutdown(); }},
         {"the root going away with its task", [](CQuarantinedChart& chart, IQvxOrvid* host, IQvxSimulation*) {
@@ -333,12 +288,10 @@ TEST_F(HostAttachment, AHostThatLetsTheControlGoInsideTheTaskNewsIsStillServedTo
              return S_OK;
          }},
     };
-    for (const CRow& row : rows) {
-        SCOPED_TRACE(row.Name);
-        CComPtr<IQvxOrvid> host;
+    for (const auto& [name, trigger] : rows) {
+        SCOPED_TRACE(name);
+        CComPtr<IQvxOrvid> host = MakeHost();
         CComPtr<IQvxSimulation> simulation;
-        ASSERT_EQ(S_OK, CoCreateInstance(CLSID_QvxSimulatedHost, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IQvxOrvid),
-                                         host.OutVoid()));
         ASSERT_EQ(S_OK, host.As(simulation));
         CComPtr<IQvxLinnographCtl4> made;
         ASSERT_EQ(S_OK, CComObject<CQuarantinedChart>::CreateInstance(made));
@@ -359,31 +312,11 @@ TEST_F(HostAttachment, AHostThatLetsTheControlGoInsideTheTaskNewsIsStillServedTo
             ++secondTold;
             Second->Heard.clear();
         };
-        EXPECT_EQ(S_OK, row.Trigger(chart, host, simulation));
+        EXPECT_EQ(S_OK, trigger(chart, host, simulation));
         EXPECT_EQ(1, secondTold);
         long sinks = -1;
         EXPECT_EQ(S_OK, simulation->GetSinkCount(&sinks));
         EXPECT_EQ(Empty, sinks);
-    }
-}
-
-// Asked how many uses the chart still has of an event property set, a sink answers 0 whether
-// its receiver counts none or it has been cut off; a null answer pointer is refused.
-TEST(EventFactorySink, AnswersNoUsesUnlessItsReceiverCountsSome)
-{
-    struct CNoCount : CEventPropertyFactoryNotificationsReceiver
-    {
-    } receiver;
-    using CSink = CEventPropertyFactoryNotificationsSink<CBaseSingleSourceSink<IQvxEventPropertyFactoryNotifications>>;
-    for (CEventPropertyFactoryNotificationsReceiver* row : {static_cast<CEventPropertyFactoryNotificationsReceiver*>(&receiver),
-                                                           static_cast<CEventPropertyFactoryNotificationsReceiver*>(nullptr)}) {
-        SCOPED_TRACE(row ? "receiver" : "cut off");
-        CComPtr<CSink> sink = CreateSink<CSink>(row);
-        ASSERT_TRUE(sink);
-        long uses = 77;
-        EXPECT_EQ(S_OK, sink->QueryPropertySetUses(nullptr, CBstr(L"Events").Get(), &uses));
-        EXPECT_EQ(0, uses);
-        EXPECT_EQ(E_POINTER, sink->QueryPropertySetUses(nullptr, CBstr(L"Events").Get(), nullptr));
     }
 }
 
@@ -393,14 +326,16 @@ TEST_F(HostAttachment, TheRootsSelectionsNewsFetchesAMissingDistanceSource)
     ASSERT_EQ(S_OK, Control->SetHost(Host));
     ASSERT_EQ(S_OK, Simulation->ClearFaults());
     ASSERT_EQ(S_OK, Simulation->ResetCallCounts());
-    ASSERT_EQ(S_OK, Simulation->ReplaceDistanceSource(CBstr(L"GPS distance").Get()));
-    EXPECT_EQ(1, Calls(L"IQvxOrvid.GetDistanceSource"));
     // Once the control has one, the same news asks for nothing.
-    ASSERT_EQ(S_OK, Simulation->ReplaceDistanceSource(CBstr(L"Distance").Get()));
-    EXPECT_EQ(1, Calls(L"IQvxOrvid.GetDistanceSource"));
+    for (const wchar_t* source : {L"GPS distance", L"Distance"}) {
+        ASSERT_EQ(S_OK, Simulation->ReplaceDistanceSource(CBstr(source).Get()));
+        EXPECT_EQ(1, Calls(L"IQvxOrvid.GetDistanceSource"));
+    }
 }
 
-TEST_F(HostAttachment, ANewChartHasItsPagesAndNoNamesNorFactories)
+// A new chart has its two pages and no names; its own factories, made by InitNew, stand on the
+// host's defaults and follow the host when it replaces them.
+TEST_F(HostAttachment, TheControlsPagesNamesAndFactories)
 {
     CComPtr<IQvxDataNames> pages;
     ASSERT_EQ(S_OK, Control->GetConfigurationPages(pages.Out()));
@@ -412,42 +347,27 @@ TEST_F(HostAttachment, ANewChartHasItsPagesAndNoNamesNorFactories)
     ASSERT_EQ(S_OK, pages->GetName(2, second.Out()));
     EXPECT_STREQ(L"QvxConfigurationPages.ChannelSelect", first.Get());
     EXPECT_STREQ(L"QvxConfigurationPages.EventSelect", second.Get());
-    EXPECT_EQ(E_POINTER, Control->GetConfigurationPages(nullptr));
     using Names = HRESULT (STDMETHODCALLTYPE IQvxControl3::*)(IQvxDataNames**);
-    const Names lists[] = {&IQvxControl3::GetActiveChannelName, &IQvxControl3::GetChannelNames,
-                           &IQvxControl3::GetEventNames};
-    for (Names names : lists) {
+    for (Names names : {Names(&IQvxControl3::GetActiveChannelName), Names(&IQvxControl3::GetChannelNames),
+                        Names(&IQvxControl3::GetEventNames)}) {
         CComPtr<IQvxDataNames> list;
         ASSERT_EQ(S_OK, (Control.Get()->*names)(list.Out()));
-        count = -1;
         ASSERT_EQ(S_OK, list->GetCount(&count));
         EXPECT_EQ(0, count);
     }
     CComPtr<IQvxPropertyFactory> channels;
     CComPtr<IQvxEventPropertyFactory> events;
     CComPtr<IQvxGroupFactory> groups;
-    EXPECT_EQ(S_FALSE, Control->GetChannelPropertyFactory(channels.Out()));
-    EXPECT_EQ(S_FALSE, Control->GetEventPropertyFactory(events.Out()));
     EXPECT_EQ(S_FALSE, Control->GetGroupFactory(groups.Out()));
-    EXPECT_FALSE(channels || events || groups);
-}
+    EXPECT_FALSE(groups);
 
-// The control's own factories, made by InitNew, take the host's defaults as their parents and
-// follow the host when it replaces them.
-TEST_F(HostAttachment, TheControlsFactoriesStandOnTheHostsDefaults)
-{
     CComPtr<IPersistStreamInit> persist;
     ASSERT_EQ(S_OK, persist.QueryFrom(Control, __uuidof(IPersistStreamInit)));
     ASSERT_EQ(S_OK, persist->InitNew());
-    CComPtr<IQvxPropertyFactory> channels;
-    CComPtr<IQvxEventPropertyFactory> events;
-    CComPtr<IQvxGroupFactory> groups;
     ASSERT_EQ(S_OK, Control->GetChannelPropertyFactory(channels.Out()));
     ASSERT_EQ(S_OK, Control->GetEventPropertyFactory(events.Out()));
     ASSERT_EQ(S_OK, Control->GetGroupFactory(groups.Out()));
     ASSERT_TRUE(channels && events && groups);
-    EXPECT_EQ(E_POINTER, Control->GetGroupFactory(nullptr));
-
     const auto parentsAreTheHosts = [&] {
         CComPtr<IQvxPropertyFactory> channelDefaults, channelParent, eventParent;
         CComPtr<IQvxEventPropertyFactory> eventDefaults;
@@ -487,7 +407,7 @@ protected:
         Chart = static_cast<CAttachChartCtl*>(Owner.Get());
         ASSERT_EQ(S_OK, Owner.As(Control));
         AdviseRecorders(Owner);
-        ASSERT_EQ(S_OK, Simulation->GetSinkCount(&Baseline));
+        Baseline = Sinks();
     }
     void TearDown() override
     {
@@ -495,14 +415,12 @@ protected:
         Owner = nullptr;
         HostAttachment::TearDown();
     }
-
-    // The task item's flags that a notification raises.
-    template <class Action>
-    DWORD FlagsRaisedBy(Action&& action)
+    // The task item's flags among `mask` that an action raises.
+    DWORD FlagsRaisedBy(const std::function<void()>& action, DWORD mask = ~0u)
     {
         Chart->TaskItem->Flags = 0;
         action();
-        return Chart->TaskItem->Flags;
+        return Chart->TaskItem->Flags & mask;
     }
 
     CComPtr<IQvxLinnographCtl4> Owner;
@@ -512,41 +430,40 @@ protected:
 TEST_F(LinkedHostAttachment, TheReceiversFlagTheTaskItemAndActiveChangedGoesToBothPoints)
 {
     Chart->FireActiveChanged();
-    EXPECT_EQ(std::vector<std::string>{"active"}, Whats(*First));
-    EXPECT_EQ(std::vector<std::string>{"active"}, Whats(*Second));
+    EXPECT_EQ(Whats{"active"}, First->Names());
+    EXPECT_EQ(Whats{"active"}, Second->Names());
     ASSERT_EQ(S_OK, Control->SetHost(Host));
     EXPECT_EQ(TaskTimeFormatStale, FlagsRaisedBy([&] { Simulation->SetTimeFormat(1); }));
     EXPECT_EQ(TaskTimeDigitsStale, FlagsRaisedBy([&] { Simulation->SetTimeDigits(5); }));
-    ASSERT_EQ(S_OK, Control->SetTaskById(1));
-    const DWORD added = FlagsRaisedBy([&] { Simulation->AddDataSelection(1, 7, 600'000'000, VARIANT_FALSE); });
-    EXPECT_EQ(TaskTimeRangeStale | TaskDistanceRangeStale | TaskSelectionsStale | TaskActiveStale,
-              added & (TaskTimeRangeStale | TaskDistanceRangeStale | TaskSelectionsStale | TaskActiveStale));
-    CComPtr<IQvxTask> task = HostTask(1);
-    EXPECT_EQ(TaskActiveStale, FlagsRaisedBy([&] { task->SetCurrentDataSelection(2); }) & TaskActiveStale);
-}
-
-TEST_F(LinkedHostAttachment, AttachingATaskGivesItToTheTaskItemWithAFreshStack)
-{
-    ASSERT_EQ(S_OK, Control->SetHost(Host));
+    // Attaching gives the task to the task item with a fresh stack; the selections were stale
+    // too, and have been rebuilt for the new task already.
     IQvxZoomStack* before = Chart->TaskItem->GetZoomStack();
-    const DWORD raised = FlagsRaisedBy([&] { ASSERT_EQ(S_OK, Control->SetTaskById(1)); });
+    const DWORD attached = TaskCursorStale | TaskControlModeStale | TaskTimeRangeStale;
+    EXPECT_EQ(attached, FlagsRaisedBy([&] { Control->SetTaskById(1); }, attached));
     EXPECT_TRUE(SameObject(Chart->TaskItem->GetTask(), HostTask(1)));
     EXPECT_NE(nullptr, Chart->TaskItem->GetZoomStack());
     EXPECT_NE(before, Chart->TaskItem->GetZoomStack());
-    // The selections were stale too, and have been rebuilt for the new task already.
-    EXPECT_EQ(TaskCursorStale | TaskControlModeStale | TaskTimeRangeStale,
-              raised & (TaskCursorStale | TaskControlModeStale | TaskTimeRangeStale));
+    const DWORD added = TaskTimeRangeStale | TaskDistanceRangeStale | TaskSelectionsStale | TaskActiveStale;
+    EXPECT_EQ(added, FlagsRaisedBy([&] { Simulation->AddDataSelection(1, 7, 600'000'000, VARIANT_FALSE); }, added));
+    CComPtr<IQvxTask> task = HostTask(1);
+    EXPECT_EQ(TaskActiveStale, FlagsRaisedBy([&] { task->SetCurrentDataSelection(2); }, TaskActiveStale));
 }
 
 // A host that runs again ends a local pause; a run state that the task does not answer keeps
-// the wish to run as it is and counts as the host's pause.
-TEST_F(LinkedHostAttachment, AHostThatRunsAgainEndsALocalPause)
+// the wish to run as it is and counts as the host's pause. Only a chart in the host's pause
+// follows the host's cursor.
+TEST_F(LinkedHostAttachment, TheHostsRunStateAndCursorReachTheChart)
 {
-    ASSERT_EQ(S_OK, Control->SetHost(Host));
-    ASSERT_EQ(S_OK, Control->SetTaskById(1));
+    Attach(1);
+    CComPtr<IQvxTask> task = HostTask(1);
+    Chart->OnCursorChanged(task, 3 * 10'000'000);
+    EXPECT_EQ(0, Chart->TaskItem->GetCursorTime()) << "running, the chart holds its own cursor";
     Chart->Running = 0;
     ASSERT_EQ(S_OK, Simulation->SetRunning(1, VARIANT_FALSE));
     EXPECT_EQ(0u, Chart->Running);
+    ASSERT_FALSE(Chart->TaskItem->GetMode().IsLocallyHeld());
+    ASSERT_EQ(S_OK, task->SetCursorTime(4 * 10'000'000));
+    EXPECT_EQ(4 * 10'000'000, Chart->TaskItem->GetCursorTime());
     Fault(L"IQvxTask.GetRunning", E_FAIL);
     ASSERT_EQ(S_OK, Simulation->SetRunning(1, VARIANT_TRUE));
     EXPECT_EQ(0u, Chart->Running);
@@ -558,72 +475,45 @@ TEST_F(LinkedHostAttachment, AHostThatRunsAgainEndsALocalPause)
     EXPECT_EQ(1u, Chart->Running);
 }
 
-TEST_F(LinkedHostAttachment, ATaskGoingAwayAloneLeavesTheHostAttached)
+// What the task's sink hands on when the host closes that task alone, and what the root's sink
+// hands on from a host that does not close its tasks first.
+TEST_F(LinkedHostAttachment, ATaskOrRootGoingAwayDetachesWhatWent)
 {
-    ASSERT_EQ(S_OK, Control->SetHost(Host));
-    ASSERT_EQ(S_OK, Control->SetTaskById(1));
-    CComPtr<IQvxTask> task = HostTask(1);
-    // What the task's sink hands on when the host closes that task alone.
-    Chart->OnTaskGoingAway(task);
-    EXPECT_EQ(nullptr, AttachedTask().Get());
-    EXPECT_EQ(nullptr, Chart->TaskItem->GetTask());
-    EXPECT_EQ((std::vector<std::string>{"host", "task", "task"}), Whats(*First));
-    EXPECT_EQ(nullptr, First->Heard[2].Subject.Get());
-    EXPECT_EQ(0, RunStateQueriesOnPause(1));
-    CComPtr<IQvxHost> application;
-    EXPECT_EQ(S_OK, Control->GetHost(application.Out()));
+    for (bool root : {false, true}) {
+        SCOPED_TRACE(root ? "root" : "task");
+        if (!HasHost()) ASSERT_EQ(S_OK, Control->SetHost(Host));
+        ASSERT_EQ(S_OK, Control->SetTaskById(1));
+        First->Heard.clear();
+        if (root) Chart->OnHostGoingAway(Host);
+        else Chart->OnTaskGoingAway(HostTask(1));
+        EXPECT_EQ(nullptr, AttachedTask().Get());
+        EXPECT_EQ(nullptr, Chart->TaskItem->GetTask());
+        ASSERT_EQ(Whats{"task"}, First->Names());
+        EXPECT_EQ(nullptr, First->Heard[0].Subject.Get());
+        EXPECT_EQ(0, RunStateQueriesOnPause(1));
+        EXPECT_EQ(!root, HasHost());
+    }
+    EXPECT_EQ(Baseline, Sinks());
+    EXPECT_EQ(S_OK, Control->SetHost(Host));
     EXPECT_EQ(S_OK, Control->SetTaskById(2));
     EXPECT_EQ(2, RunStateQueriesOnPause(2));
-}
-
-TEST_F(LinkedHostAttachment, ARootGoingAwayWithItsTaskStillAttachedDetachesBoth)
-{
-    ASSERT_EQ(S_OK, Control->SetHost(Host));
-    ASSERT_EQ(S_OK, Control->SetTaskById(1));
-    // What the root's sink hands on from a host that does not close its tasks first.
-    Chart->OnHostGoingAway(Host);
-    EXPECT_EQ(nullptr, AttachedTask().Get());
-    EXPECT_EQ((std::vector<std::string>{"host", "task", "task"}), Whats(*Second));
-    CComPtr<IQvxHost> application;
-    EXPECT_EQ(E_UNEXPECTED, Control->GetHost(application.Out()));
-    EXPECT_EQ(Baseline, Sinks());
-    EXPECT_EQ(0, RunStateQueriesOnPause(1));
-}
-
-TEST_F(LinkedHostAttachment, OnlyAChartInTheHostsPauseFollowsTheHostsCursor)
-{
-    ASSERT_EQ(S_OK, Control->SetHost(Host));
-    ASSERT_EQ(S_OK, Control->SetTaskById(1));
-    CComPtr<IQvxTask> task = HostTask(1);
-    // Running: the chart holds its own cursor, which does not exist.
-    Chart->OnCursorChanged(task, 3 * 10'000'000);
-    EXPECT_EQ(0, Chart->TaskItem->GetCursorTime());
-    ASSERT_EQ(S_OK, Simulation->SetRunning(1, VARIANT_FALSE));
-    ASSERT_FALSE(Chart->TaskItem->GetMode().IsLocallyHeld());
-    ASSERT_EQ(S_OK, task->SetCursorTime(4 * 10'000'000));
-    EXPECT_EQ(4 * 10'000'000, Chart->TaskItem->GetCursorTime());
 }
 
 TEST_F(LinkedHostAttachment, TheTaskItemsStackRetainsTheControlsHistoricSpan)
 {
     constexpr qvx::time Second = 10'000'000;
-    ASSERT_EQ(S_OK, Control->SetHost(Host));
-    // The archive's selection is 120 seconds long.
-    ASSERT_EQ(S_OK, Control->SetTaskById(2));
-    CComPtr<IQvxLinnographCtl4> chart;
-    ASSERT_EQ(S_OK, Owner.As(chart));
-    ASSERT_EQ(S_OK, chart->put_DataTimeSpan(10 * Second));
-    ASSERT_EQ(S_OK, chart->put_HistoricDataTimeSpan(50 * Second));
+    Attach(2);   // the archive, whose selection is 120 seconds long
+    ASSERT_EQ(S_OK, Owner->put_DataTimeSpan(10 * Second));
+    ASSERT_EQ(S_OK, Owner->put_HistoricDataTimeSpan(50 * Second));
     IQvxZoomStack* stack = Chart->TaskItem->GetZoomStack();
     ASSERT_TRUE(stack);
-    // The stack measures the task's current selection.
     ASSERT_EQ(S_OK, stack->SetTask(HostTask(2)));
-    qvx::time span = 0;
-    ASSERT_EQ(S_OK, stack->GetFullTimeSpan(&span));
-    EXPECT_EQ(50 * Second, span);
     // A wider window pulls the retained span along.
-    ASSERT_EQ(S_OK, chart->put_DataTimeSpan(80 * Second));
-    ASSERT_EQ(S_OK, stack->GetFullTimeSpan(&span));
-    EXPECT_EQ(80 * Second, span);
+    for (const auto& [data, retained] : {std::pair{10 * Second, 50 * Second}, {80 * Second, 80 * Second}}) {
+        ASSERT_EQ(S_OK, Owner->put_DataTimeSpan(data));
+        qvx::time span = 0;
+        ASSERT_EQ(S_OK, stack->GetFullTimeSpan(&span));
+        EXPECT_EQ(retained, span);
+    }
 }
 } // namespace

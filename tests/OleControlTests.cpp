@@ -4,6 +4,7 @@
 #include "tests/OleTestSupport.h"
 #include <cstring>
 #include <initializer_list>
+#include <utility>
 #include <vector>
 
 using namespace qvxtest;
@@ -65,6 +66,14 @@ protected:
     {
         return Object->DoVerb(verb, nullptr, &Site, 0, Container.Window, &Site.Position);
     }
+    // Where `window` is, in the container's coordinates.
+    bool IsPlaced(HWND window, const RECT& expected) const
+    {
+        RECT placed{};
+        GetWindowRect(window, &placed);
+        MapWindowPoints(nullptr, Container.Window, reinterpret_cast<POINT*>(&placed), 2);
+        return EqualRect(&placed, &expected) != FALSE;
+    }
 
     CContainerWindow Container;
     CTestSite Site{Container.Window};
@@ -101,15 +110,11 @@ TEST_F(OleControl, AggregatedControlUsesTheOuterCount)
     COuter outer;
     ASSERT_EQ(S_OK, CoCreateInstance(CLSID_LinnographCtl, &outer, CLSCTX_INPROC_SERVER, IID_IUnknown,
                                      outer.Inner.OutVoid()));
-    ULONG before = outer.Refs;
+    const ULONG before = outer.Refs;
     {
-        CComPtr<IOleObject> object;
-        ASSERT_EQ(S_OK, outer.Inner->QueryInterface(IID_IOleObject, object.OutVoid()));
+        CComPtr<IOleObject> object = Query<IOleObject>(outer.Inner);
         EXPECT_EQ(before + 1, outer.Refs);
-        // Identity is the outer object's.
-        CComPtr<IUnknown> identity;
-        object->QueryInterface(IID_IUnknown, identity.OutVoid());
-        EXPECT_EQ(static_cast<IUnknown*>(&outer), identity.Get());
+        EXPECT_EQ(static_cast<IUnknown*>(&outer), Query<IUnknown>(object).Get()) << "the outer object's identity";
     }
     EXPECT_EQ(before, outer.Refs);
     CComPtr<IUnknown> wrong;
@@ -124,8 +129,7 @@ TEST_F(OleControl, ExtentStartsAt5080AndIsKeptInHimetricForContentOnly)
 {
     SIZEL size{};
     ASSERT_EQ(S_OK, Object->GetExtent(DVASPECT_CONTENT, &size));
-    EXPECT_EQ(5080, size.cx);
-    EXPECT_EQ(5080, size.cy);
+    EXPECT_TRUE(size.cx == 5080 && size.cy == 5080);
     SIZEL negative{-1, 10}, icon{100, 100};
     EXPECT_EQ(E_INVALIDARG, Object->SetExtent(DVASPECT_CONTENT, &negative));
     EXPECT_EQ(E_FAIL, Object->SetExtent(DVASPECT_ICON, &icon));
@@ -133,19 +137,13 @@ TEST_F(OleControl, ExtentStartsAt5080AndIsKeptInHimetricForContentOnly)
     SIZEL wanted{1234, 4321};
     ASSERT_EQ(S_OK, Object->SetExtent(DVASPECT_CONTENT, &wanted));
     ASSERT_EQ(S_OK, Object->GetExtent(DVASPECT_CONTENT, &size));
-    EXPECT_EQ(1234, size.cx);
-    EXPECT_EQ(4321, size.cy);
+    EXPECT_TRUE(size.cx == 1234 && size.cy == 4321);
     CComPtr<IViewObject2> view = Query<IViewObject2>(Control);
     SIZEL viewSize{};
     ASSERT_EQ(S_OK, view->GetExtent(DVASPECT_CONTENT, -1, nullptr, &viewSize));
     EXPECT_EQ(1234, viewSize.cx);
     EXPECT_EQ(E_FAIL, view->GetExtent(DVASPECT_CONTENT, 1, nullptr, &viewSize));
     EXPECT_EQ(E_FAIL, view->GetExtent(DVASPECT_THUMBNAIL, -1, nullptr, &viewSize));
-    SIZEL content{200, 300};
-    CComPtr<IQuickActivate> quick = Query<IQuickActivate>(Control);
-    ASSERT_EQ(S_OK, quick->SetContentExtent(&content));
-    ASSERT_EQ(S_OK, quick->GetContentExtent(&size));
-    EXPECT_EQ(300, size.cy);
 }
 
 // --- drawing without a window or a site ---
@@ -156,16 +154,14 @@ TEST_F(OleControl, DrawsItsBackgroundWithinTheBoundsWithNoWindowAndNoSite)
     ASSERT_EQ(S_OK, InitNew(Control));
     CDibSurface surface(60, 40, Untouched);
     ASSERT_EQ(S_OK, DrawInto(Control, surface.Dc(), RECTL{10, 5, 50, 35}));
-    EXPECT_EQ(White, surface.Pixel(10, 5));
-    EXPECT_EQ(White, surface.Pixel(49, 34));
+    for (POINT inside : {POINT{10, 5}, POINT{49, 34}}) EXPECT_EQ(White, surface.Pixel(inside.x, inside.y));
     for (POINT outside : {POINT{9, 5}, POINT{50, 20}, POINT{20, 35}})
         EXPECT_EQ(Untouched, surface.Pixel(outside.x, outside.y)) << outside.x << "," << outside.y;
     ASSERT_EQ(S_OK, Control->put_BackColor(Red));
     ASSERT_EQ(S_OK, DrawInto(Control, surface.Dc(), RECTL{10, 5, 50, 35}));
     EXPECT_EQ(Red, surface.Pixel(20, 20));
     auto picture = DrawPicture(Control, 30, 30, Untouched);
-    ASSERT_TRUE(picture);
-    EXPECT_EQ(Red, picture->Pixel(15, 15));
+    EXPECT_TRUE(picture && Red == picture->Pixel(15, 15));
     ASSERT_EQ(S_OK, Control->put_BackColor(0x80000000 | COLOR_WINDOW));
     ASSERT_EQ(S_OK, DrawInto(Control, surface.Dc(), RECTL{10, 5, 50, 35}));
     EXPECT_EQ(GetSysColor(COLOR_WINDOW), surface.Pixel(20, 20));
@@ -190,10 +186,8 @@ TEST_F(OleControl, DrawConvertsLogicalBoundsAndLeavesTheContextAsItWas)
     SetViewportExtEx(surface.Dc(), 1, 1, nullptr);
     SetViewportOrgEx(surface.Dc(), 10, 10, nullptr);
     ASSERT_EQ(S_OK, DrawInto(Control, surface.Dc(), RECTL{0, 0, 40, 40}));
-    EXPECT_EQ(White, surface.Pixel(10, 10));
-    EXPECT_EQ(White, surface.Pixel(29, 29));
-    EXPECT_EQ(Untouched, surface.Pixel(30, 30));
-    EXPECT_EQ(Untouched, surface.Pixel(9, 9));
+    for (const auto& [x, colour] : {std::pair{10, White}, {29, White}, {30, Untouched}, {9, Untouched}})
+        EXPECT_EQ(colour, surface.Pixel(x, x)) << x;
     POINT origin{};
     GetViewportOrgEx(surface.Dc(), &origin);
     EXPECT_EQ(10, origin.x);
@@ -320,12 +314,8 @@ TEST_F(OleControl, QuickActivateTakesTheSiteAndThePropertySinkAndAnswersItsStatu
     CContainerWindow container;
     CTestSite site(container.Window);
     CPropertySink notify;
-    QACONTAINER given{};
-    given.cbSize = sizeof(given);
-    given.pClientSite = &site;
-    given.pPropertyNotifySink = &notify;
-    QACONTROL answer{};
-    answer.cbSize = sizeof(answer);
+    QACONTAINER given{sizeof(given), &site, nullptr, &notify};
+    QACONTROL answer{sizeof(answer)};
     CComPtr<IQuickActivate> quick = Query<IQuickActivate>(Control);
     ASSERT_EQ(S_OK, quick->QuickActivate(&given, &answer));
     EXPECT_EQ(DWORD(OLEMISC_RECOMPOSEONRESIZE | OLEMISC_CANTLINKINSIDE | OLEMISC_INSIDEOUT |
@@ -333,23 +323,26 @@ TEST_F(OleControl, QuickActivateTakesTheSiteAndThePropertySinkAndAnswersItsStatu
               answer.dwMiscStatus);
     EXPECT_EQ(DWORD(VIEWSTATUS_OPAQUE | VIEWSTATUS_SOLIDBKGND), answer.dwViewStatus);
     CComPtr<IOleClientSite> kept;
-    ASSERT_EQ(S_OK, Object->GetClientSite(kept.Out()));
-    EXPECT_EQ(static_cast<IOleClientSite*>(&site), kept.Get());
+    EXPECT_TRUE(Object->GetClientSite(kept.Out()) == S_OK && kept.Get() == &site);
     ASSERT_EQ(S_OK, Control->put_GridColor(Red));
     EXPECT_EQ(std::vector<DISPID>{16}, notify.Changes);
     CComPtr<IConnectionPoint> point;
     Query<IConnectionPointContainer>(Control)->FindConnectionPoint(IID_IPropertyNotifySink, point.Out());
     EXPECT_EQ(S_OK, point->Unadvise(answer.dwPropNotifyCookie));
-    QACONTROL small{};
-    small.cbSize = 8;
+    QACONTROL small{8};
     EXPECT_EQ(E_INVALIDARG, quick->QuickActivate(&given, &small));
     Object->SetClientSite(nullptr);
 }
 
 // --- in place ---
 
-TEST_F(InPlaceControl, InPlaceActivationMakesTheChildWindow)
+// In-place activation makes one child window where the site says; UI activation tells the site and
+// the frame; closing deactivates, saves when asked and tells the advise sinks.
+TEST_F(InPlaceControl, ActivationUIActivationAndClose)
 {
+    CAdviseSink sink;
+    DWORD connection = 0;
+    ASSERT_EQ(S_OK, Object->Advise(&sink, &connection));
     ASSERT_EQ(S_OK, Activate());
     EXPECT_EQ(1, Site.InPlaceActivations);
     EXPECT_EQ(1, Site.WindowContexts);
@@ -363,10 +356,7 @@ TEST_F(InPlaceControl, InPlaceActivationMakesTheChildWindow)
     EXPECT_EQ(DWORD(WS_CHILD | WS_VISIBLE | WS_CLIPSIBLINGS | WS_CLIPCHILDREN),
               DWORD(GetWindowLongPtrW(window, GWL_STYLE)));
     EXPECT_EQ(DWORD(CS_VREDRAW | CS_HREDRAW | CS_DBLCLKS), DWORD(GetClassLongPtrW(window, GCL_STYLE)));
-    RECT placed{};
-    GetWindowRect(window, &placed);
-    MapWindowPoints(nullptr, Container.Window, reinterpret_cast<POINT*>(&placed), 2);
-    EXPECT_TRUE(EqualRect(&Site.Position, &placed));
+    EXPECT_TRUE(IsPlaced(window, Site.Position));
     RECTL rect{};
     ASSERT_EQ(S_OK, Query<IViewObjectEx>(Control)->GetRect(DVASPECT_CONTENT, &rect));
     EXPECT_EQ(Site.Position.left, rect.left);
@@ -374,15 +364,18 @@ TEST_F(InPlaceControl, InPlaceActivationMakesTheChildWindow)
     // Activating again makes no second window.
     ASSERT_EQ(S_OK, Activate(OLEIVERB_SHOW));
     EXPECT_EQ(1, Site.InPlaceActivations);
-}
 
-TEST_F(InPlaceControl, CloseDeactivatesSavesWhenAskedAndTellsTheAdviseSinks)
-{
-    CAdviseSink sink;
-    DWORD connection = 0;
-    ASSERT_EQ(S_OK, Object->Advise(&sink, &connection));
-    ASSERT_EQ(S_OK, Activate());
-    HWND window = FindControlWindow(Container.Window);
+    ASSERT_EQ(S_OK, Activate(OLEIVERB_UIACTIVATE));
+    EXPECT_EQ(1, Site.UIActivations);
+    ASSERT_EQ(std::vector<bool>{true}, Site.ActiveObjects);
+    EXPECT_TRUE(SameObject(Site.LastActiveObject, Control));
+    EXPECT_EQ(window, GetFocus());
+    EXPECT_EQ(1, Site.FocusGained);
+    ASSERT_EQ(S_OK, InPlace->UIDeactivate());
+    EXPECT_EQ(1, Site.UIDeactivations);
+    EXPECT_EQ((std::vector<bool>{true, false}), Site.ActiveObjects);
+    EXPECT_TRUE(IsWindow(window));
+
     ASSERT_EQ(S_OK, Object->Close(OLECLOSE_SAVEIFDIRTY));
     EXPECT_FALSE(IsWindow(window));
     EXPECT_EQ(1, Site.InPlaceDeactivations);
@@ -394,21 +387,6 @@ TEST_F(InPlaceControl, CloseDeactivatesSavesWhenAskedAndTellsTheAdviseSinks)
     EXPECT_EQ(2, sink.Closes);
     ASSERT_EQ(S_OK, Object->Unadvise(connection));
     EXPECT_EQ(0u, sink.Refs);
-}
-
-TEST_F(InPlaceControl, UIActivationTellsTheSiteAndTheFrame)
-{
-    ASSERT_EQ(S_OK, Activate(OLEIVERB_UIACTIVATE));
-    EXPECT_EQ(1, Site.UIActivations);
-    ASSERT_EQ(std::vector<bool>{true}, Site.ActiveObjects);
-    EXPECT_TRUE(SameObject(Site.LastActiveObject, Control));
-    HWND window = FindControlWindow(Container.Window);
-    EXPECT_EQ(window, GetFocus());
-    EXPECT_EQ(1, Site.FocusGained);
-    ASSERT_EQ(S_OK, InPlace->UIDeactivate());
-    EXPECT_EQ(1, Site.UIDeactivations);
-    EXPECT_EQ((std::vector<bool>{true, false}), Site.ActiveObjects);
-    EXPECT_TRUE(IsWindow(window));
 }
 
 TEST_F(InPlaceControl, VerbsAndDeactivationAnswerByTheirContract)
@@ -444,13 +422,9 @@ TEST_F(InPlaceControl, SetObjectRectsMovesAndClipsTheWindow)
     HWND window = FindControlWindow(Container.Window);
     RECT moved{30, 40, 230, 140}, clip{0, 0, 130, 640};
     ASSERT_EQ(S_OK, InPlace->SetObjectRects(&moved, &clip));
-    RECT placed{};
-    GetWindowRect(window, &placed);
-    MapWindowPoints(nullptr, Container.Window, reinterpret_cast<POINT*>(&placed), 2);
-    EXPECT_TRUE(EqualRect(&moved, &placed));
-    RECT visible{};
+    EXPECT_TRUE(IsPlaced(window, moved));
+    RECT visible{}, expected{0, 0, 100, 100};
     ASSERT_EQ(SIMPLEREGION, GetWindowRgnBox(window, &visible));
-    RECT expected{0, 0, 100, 100};
     EXPECT_TRUE(EqualRect(&expected, &visible));
     EXPECT_EQ(E_POINTER, InPlace->SetObjectRects(nullptr, &clip));
 }
@@ -485,8 +459,7 @@ TEST_F(InPlaceControl, WindowPaintsAndForwardedMessagesTakeTheDrawPath)
     HWND window = FindControlWindow(Container.Window);
     CDibSurface surface(100, 50, Untouched);
     SendMessageW(window, WM_PAINT, reinterpret_cast<WPARAM>(surface.Dc()), 0);
-    EXPECT_EQ(Red, surface.Pixel(0, 0));
-    EXPECT_EQ(Red, surface.Pixel(99, 49));
+    EXPECT_TRUE(Red == surface.Pixel(0, 0) && Red == surface.Pixel(99, 49));
     surface.Fill(Untouched);
     EXPECT_EQ(S_OK, windowless->OnWindowMessage(WM_PAINT, reinterpret_cast<WPARAM>(surface.Dc()), 0, &result));
     EXPECT_EQ(0, result);
@@ -519,8 +492,7 @@ TEST_F(InPlaceControl, HostedByTheSystemsControlContainer)
     ASSERT_TRUE(window);
     RECT client{};
     GetClientRect(window, &client);
-    EXPECT_EQ(200, client.right);
-    EXPECT_EQ(100, client.bottom);
+    EXPECT_TRUE(client.right == 200 && client.bottom == 100);
     DestroyWindow(host);
     EXPECT_FALSE(IsWindow(window));
 }

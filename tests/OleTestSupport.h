@@ -23,6 +23,17 @@ namespace qvxtest {
 
 inline const wchar_t ControlWindowClass[] = L"Qvx_LinnographCtl";
 
+// QueryInterface of a test object that serves IUnknown and one interface `I`.
+template <class I>
+HRESULT QueryOne(I* self, REFIID iid, void** out)
+{
+    if (!out) return E_POINTER;
+    *out = IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, __uuidof(I)) ? self : nullptr;
+    if (!*out) return E_NOINTERFACE;
+    self->AddRef();
+    return S_OK;
+}
+
 // OLE for the length of one test.
 class COleScope
 {
@@ -155,10 +166,7 @@ public:
         *document = nullptr;
         *position = Position;
         *clip = Clip;
-        info->fMDIApp = FALSE;
-        info->hwndFrame = Parent;
-        info->haccel = nullptr;
-        info->cAccelEntries = 0;
+        *info = OLEINPLACEFRAMEINFO{info->cb, FALSE, Parent, nullptr, 0};
         return S_OK;
     }
     STDMETHODIMP Scroll(SIZE) override { return E_NOTIMPL; }
@@ -230,16 +238,7 @@ public:
     std::vector<DISPID> Changes;
     std::function<void(DISPID)> OnChange;
 
-    STDMETHODIMP QueryInterface(REFIID iid, void** out) override
-    {
-        if (IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IPropertyNotifySink)) {
-            *out = static_cast<IPropertyNotifySink*>(this);
-            AddRef();
-            return S_OK;
-        }
-        *out = nullptr;
-        return E_NOINTERFACE;
-    }
+    STDMETHODIMP QueryInterface(REFIID iid, void** out) override { return QueryOne<IPropertyNotifySink>(this, iid, out); }
     STDMETHODIMP_(ULONG) AddRef() override { return ++Refs; }
     STDMETHODIMP_(ULONG) Release() override { return --Refs; }
     STDMETHODIMP OnChanged(DISPID id) override
@@ -248,11 +247,7 @@ public:
         if (OnChange) OnChange(id);
         return S_OK;
     }
-    STDMETHODIMP OnRequestEdit(DISPID id) override
-    {
-        EditRequests.push_back(id);
-        return EditAnswer;
-    }
+    STDMETHODIMP OnRequestEdit(DISPID id) override { EditRequests.push_back(id); return EditAnswer; }
 };
 
 // Connects a sink to a point of `control` for the length of a scope.
@@ -277,16 +272,7 @@ public:
     ULONG Refs = 0;
     int ViewChanges = 0, DataChanges = 0, Closes = 0, Saves = 0;
 
-    STDMETHODIMP QueryInterface(REFIID iid, void** out) override
-    {
-        if (IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IAdviseSink)) {
-            *out = static_cast<IAdviseSink*>(this);
-            AddRef();
-            return S_OK;
-        }
-        *out = nullptr;
-        return E_NOINTERFACE;
-    }
+    STDMETHODIMP QueryInterface(REFIID iid, void** out) override { return QueryOne<IAdviseSink>(this, iid, out); }
     STDMETHODIMP_(ULONG) AddRef() override { return ++Refs; }
     STDMETHODIMP_(ULONG) Release() override { return --Refs; }
     STDMETHODIMP_(void) OnDataChange(FORMATETC*, STGMEDIUM*) override { ++DataChanges; }
@@ -312,10 +298,8 @@ inline std::unique_ptr<CDibSurface> DrawPicture(IUnknown* control, int width, in
     if (!recorder) return nullptr;
     const HRESULT drawn = DrawInto(control, recorder, RECTL{0, 0, width, height});
     HENHMETAFILE picture = CloseEnhMetaFile(recorder);
-    if (FAILED(drawn) || !picture) {
-        if (picture) DeleteEnhMetaFile(picture);
-        return nullptr;
-    }
+    if (FAILED(drawn) && picture) DeleteEnhMetaFile(picture);
+    if (FAILED(drawn) || !picture) return nullptr;
     auto played = std::make_unique<CDibSurface>(width, height, background);
     RECT all{0, 0, width, height};
     PlayEnhMetaFile(played->Dc(), picture, &all);
@@ -331,23 +315,10 @@ public:
     HRESULT Answer = CLASS_E_CLASSNOTAVAILABLE;
     int Requests = 0;
 
-    STDMETHODIMP QueryInterface(REFIID iid, void** out) override
-    {
-        if (IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IClassFactory)) {
-            *out = static_cast<IClassFactory*>(this);
-            return S_OK;
-        }
-        *out = nullptr;
-        return E_NOINTERFACE;
-    }
+    STDMETHODIMP QueryInterface(REFIID iid, void** out) override { return QueryOne<IClassFactory>(this, iid, out); }
     STDMETHODIMP_(ULONG) AddRef() override { return 2; }
     STDMETHODIMP_(ULONG) Release() override { return 1; }
-    STDMETHODIMP CreateInstance(IUnknown*, REFIID, void** out) override
-    {
-        ++Requests;
-        *out = nullptr;
-        return Answer;
-    }
+    STDMETHODIMP CreateInstance(IUnknown*, REFIID, void** out) override { ++Requests; *out = nullptr; return Answer; }
     STDMETHODIMP LockServer(BOOL) override { return S_OK; }
 };
 
