@@ -3,6 +3,7 @@
 // order, with samples that agree with each other and with a second host of the same seed.
 #include <gtest/gtest.h>
 #include <cmath>
+#include <map>
 #include <string>
 #include <vector>
 #include "com/AutomationTypes.h"
@@ -197,16 +198,12 @@ TEST_F(SimAcceptance, TheFaultSwitchAndCountersWorkThroughCom)
     ASSERT_EQ(S_OK, host->QueryInterface(__uuidof(IQvxSimulation), simulation.OutVoid()));
     CComPtr<IQvxData> speed = Data(Channel(LiveSelection(host), L"Speed"));
     CBstr name(L"IQvxData.GetRecords");
-    simulation->ResetCallCounts();
     ASSERT_EQ(S_OK, simulation->SetFault(name.Get(), E_OUTOFMEMORY));
     CComPtr<IQvxDataRecords> records;
     EXPECT_EQ(E_OUTOFMEMORY, speed->GetRecords(records.Out()));
     EXPECT_FALSE(records);
     simulation->ClearFaults();
-    EXPECT_EQ(S_OK, speed->GetRecords(records.Out()));
-    long calls = 0;
-    simulation->GetCallCount(name.Get(), &calls);
-    EXPECT_EQ(2, calls);
+    ASSERT_EQ(S_OK, speed->GetRecords(records.Out()));
 
     // The balance of arrays: one handed out and kept locked, one destroyed.
     auto figure = [&](const wchar_t* which) {
@@ -215,6 +212,7 @@ TEST_F(SimAcceptance, TheFaultSwitchAndCountersWorkThroughCom)
         EXPECT_EQ(S_OK, simulation->GetCallCount(text.Get(), &value));
         return value;
     };
+    simulation->ResetCallCounts();
     CComPtr<IQvxDataRecord> record;
     ASSERT_EQ(S_OK, records->GetRecord(1, record.Out()));
     CSafeArray kept, dropped;
@@ -270,85 +268,66 @@ TEST_F(SimAcceptance, TheRegisteredLibraryKeepsTheOperationsInTheirSlots)
 {
     CComPtr<ITypeLib> library;
     ASSERT_EQ(S_OK, LoadRegTypeLib(LIBID_QvxInterfacesLib, 1, 0, 0, library.Out()));
-    struct CSlot
+    struct CSlots
     {
         const IID* Interface;
-        const wchar_t* Operation;
-        int Slot;
+        std::vector<std::pair<const wchar_t*, int>> Operations;
     };
-    const CSlot slots[] = {
-        {&__uuidof(IQvxOrvid), L"GetChannelDefaults", 0},
-        {&__uuidof(IQvxOrvid), L"GetDistanceSource", 4},
-        {&__uuidof(IQvxOrvid), L"GetGroupDefaults", 6},
-        {&__uuidof(IQvxOrvid), L"GetTaskList", 9},
-        {&__uuidof(IQvxOrvid), L"GetTimeFormat", 18},
-        {&__uuidof(IQvxOrvid), L"GetEventPriorities", 20},
-        {&__uuidof(IQvxOrvid), L"GetEventDefaults", 25},
-        {&__uuidof(IQvxOrvid), L"GetTimeDigits", 27},
-        {&__uuidof(IQvxTask), L"GetRunning", 5},
-        {&__uuidof(IQvxTask), L"GetCursorTime", 11},
-        {&__uuidof(IQvxTask), L"GetDefaultSelectionIndex", 15},
-        {&__uuidof(IQvxTaskOrder), L"GetDisplayOrder", 21},
-        {&__uuidof(IQvxDataSelection), L"GetLaps", 5},
-        {&__uuidof(IQvxDataSelection), L"SetTimeOffset", 9},
-        {&__uuidof(IQvxDataSelection2), L"GetIsSecondary", 13},
-        {&__uuidof(IQvxDataSelection3), L"GetSelectionText", 15},
-        {&__uuidof(IQvxDataSelectionChannels), L"GetChannel", 6},
-        {&__uuidof(IQvxDataSelectionEvents), L"GetEventSet", 6},
-        {&__uuidof(IQvxChannelProxy), L"GetData", 2},
-        {&__uuidof(IQvxData), L"GetSampleTime", 5},
-        {&__uuidof(IQvxData2), L"GetLatestValue", 8},
-        {&__uuidof(IQvxDataRecord), L"GetPeriod", 4},
-        {&__uuidof(IQvxDataRecord), L"GetTimes", 6},
-        {&__uuidof(IQvxDataRecord), L"GetValues", 8},
-        {&__uuidof(IQvxZoomStack), L"PushTimeZoom", 8},
-        {&__uuidof(IQvxZoomStack), L"SetTimeZoom", 12},
-        {&__uuidof(IQvxZoomStack), L"GetIsYZoomKept", 16},
-        {&__uuidof(IQvxZoomStack), L"GetFullTimeSpan", 19},
-        {&__uuidof(IQvxZoomStack), L"SetFixedTimeSpan", 24},
-        {&__uuidof(IQvxZoomStackLimits), L"SetFrozenRange", 12},
-        {&__uuidof(IQvxZoomStackLimits), L"SetFreeze", 18},
-        {&__uuidof(IQvxUnitConverter), L"GetQuantityText", 5},
-        {&__uuidof(IQvxUnitConverter), L"GetUnitText", 7},
-        {&__uuidof(IQvxPropertyFactory), L"SetParent", 2},
-        {&__uuidof(IQvxPropertyFactory), L"GetPropertySet", 3},
-        {&__uuidof(IQvxLaps), L"GetLapNumber", 3},
-        {&__uuidof(IQvxLaps), L"GetLastTime", 6},
-        {&__uuidof(IQvxLapNames), L"GetLapName", 10},
-        {&__uuidof(IQvxDistanceSource), L"GetDistanceChannelName", 2},
-        {&__uuidof(IQvxMapSource), L"GetMapDistanceChannelName", 14},
-        {&__uuidof(IQvxEventData), L"GetEvents", 2},
-        {&__uuidof(IQvxEventPriorities), L"GetDefaultColor", 2},
-        {&__uuidof(IQvxEventPriorities), L"GetPriority", 6},
-        {&__uuidof(IQvxEventPriority), L"GetColor", 3},
-        {&__uuidof(IQvxGroup), L"GetMember", 3},
-        {&__uuidof(IQvxGroupFactory), L"GetGroup", 2},
-        {&__uuidof(IQvxGroupFactory), L"SetParent", 5},
-        {&__uuidof(IQvxGroupList), L"LockList", 6},
-        {&__uuidof(IQvxPropertyViewState), L"IsCollapsed", 7},
-        {&__uuidof(IQvxPropertyViewState), L"SetExpanded", 8},
-        {&__uuidof(IQvxTaskNotifications), L"OnCursorChanged", 9},
-        {&__uuidof(IQvxTaskNotifications6), L"Reserved14", 14},
-        {&__uuidof(IQvxOrvidNotifications4), L"Reserved16", 16},
-        {&__uuidof(IQvxGroupNotifications2), L"OnMemberAdded", 5},
-        {&__uuidof(IQvxDataSelectionNotifications3), L"OnSelectionTextChanged", 9},
+    const CSlots table[] = {
+        {&__uuidof(IQvxOrvid),
+         {{L"GetChannelDefaults", 0}, {L"GetDistanceSource", 4}, {L"GetGroupDefaults", 6}, {L"GetTaskList", 9},
+          {L"GetTimeFormat", 18}, {L"GetEventPriorities", 20}, {L"GetEventDefaults", 25},
+          {L"GetTimeDigits", 27}}},
+        {&__uuidof(IQvxTask), {{L"GetRunning", 5}, {L"GetCursorTime", 11}, {L"GetDefaultSelectionIndex", 15}}},
+        {&__uuidof(IQvxTaskOrder), {{L"GetDisplayOrder", 21}}},
+        {&__uuidof(IQvxDataSelection), {{L"GetLaps", 5}, {L"SetTimeOffset", 9}}},
+        {&__uuidof(IQvxDataSelection2), {{L"GetIsSecondary", 13}}},
+        {&__uuidof(IQvxDataSelection3), {{L"GetSelectionText", 15}}},
+        {&__uuidof(IQvxDataSelectionChannels), {{L"GetChannel", 6}}},
+        {&__uuidof(IQvxDataSelectionEvents), {{L"GetEventSet", 6}}}, {&__uuidof(IQvxChannelProxy), {{L"GetData", 2}}},
+        {&__uuidof(IQvxData), {{L"GetSampleTime", 5}}}, {&__uuidof(IQvxData2), {{L"GetLatestValue", 8}}},
+        {&__uuidof(IQvxDataRecord), {{L"GetPeriod", 4}, {L"GetTimes", 6}, {L"GetValues", 8}}},
+        {&__uuidof(IQvxZoomStack),
+         {{L"PushTimeZoom", 8}, {L"SetTimeZoom", 12}, {L"GetIsYZoomKept", 16}, {L"GetFullTimeSpan", 19},
+          {L"SetFixedTimeSpan", 24}}},
+        {&__uuidof(IQvxZoomStackLimits), {{L"SetFrozenRange", 12}, {L"SetFreeze", 18}}},
+        {&__uuidof(IQvxUnitConverter), {{L"GetQuantityText", 5}, {L"GetUnitText", 7}}},
+        {&__uuidof(IQvxPropertyFactory), {{L"SetParent", 2}, {L"GetPropertySet", 3}}},
+        {&__uuidof(IQvxLaps), {{L"GetLapNumber", 3}, {L"GetLastTime", 6}}},
+        {&__uuidof(IQvxLapNames), {{L"GetLapName", 10}}},
+        {&__uuidof(IQvxDistanceSource), {{L"GetDistanceChannelName", 2}}},
+        {&__uuidof(IQvxMapSource), {{L"GetMapDistanceChannelName", 14}}},
+        {&__uuidof(IQvxEventData), {{L"GetEvents", 2}}},
+        {&__uuidof(IQvxEventPriorities), {{L"GetDefaultColor", 2}, {L"GetPriority", 6}}},
+        {&__uuidof(IQvxEventPriority), {{L"GetColor", 3}}}, {&__uuidof(IQvxGroup), {{L"GetMember", 3}}},
+        {&__uuidof(IQvxGroupFactory), {{L"GetGroup", 2}, {L"SetParent", 5}}},
+        {&__uuidof(IQvxGroupList), {{L"LockList", 6}}},
+        {&__uuidof(IQvxPropertyViewState), {{L"IsCollapsed", 7}, {L"SetExpanded", 8}}},
+        {&__uuidof(IQvxTaskNotifications), {{L"OnCursorChanged", 9}}},
+        {&__uuidof(IQvxTaskNotifications6), {{L"Reserved14", 14}}},
+        {&__uuidof(IQvxOrvidNotifications4), {{L"Reserved16", 16}}},
+        {&__uuidof(IQvxGroupNotifications2), {{L"OnMemberAdded", 5}}},
+        {&__uuidof(IQvxDataSelectionNotifications3), {{L"OnSelectionTextChanged", 9}}},
     };
-    for (const CSlot& slot : slots) {
+    for (const CSlots& slots : table) {
         CComPtr<ITypeInfo> info;
-        ASSERT_EQ(S_OK, library->GetTypeInfoOfGuid(*slot.Interface, info.Out())) << slot.Operation;
+        ASSERT_EQ(S_OK, library->GetTypeInfoOfGuid(*slots.Interface, info.Out()));
         TYPEATTR* attributes = nullptr;
         ASSERT_EQ(S_OK, info->GetTypeAttr(&attributes));
-        int found = -1;
+        std::map<std::wstring, int> found;
         for (UINT i = 0; i < attributes->cFuncs; ++i) {
             FUNCDESC* function = nullptr;
             info->GetFuncDesc(i, &function);
             CBstr name;
             UINT names = 0;
             info->GetNames(function->memid, name.Out(), 1, &names);
-            if (name.View() == slot.Operation) found = int(function->oVft / sizeof(void*)) - 3;
+            found[std::wstring(name.View())] = int(function->oVft / sizeof(void*)) - 3;
             info->ReleaseFuncDesc(function);
         }
         info->ReleaseTypeAttr(attributes);
-        EXPECT_EQ(slot.Slot, found) << std::string(slot.Operation, slot.Operation + wcslen(slot.Operation));
+        for (const auto& [operation, slot] : slots.Operations) {
+            const auto at = found.find(operation);
+            EXPECT_EQ(slot, at == found.end() ? -1 : at->second) << std::string(operation, operation + wcslen(operation));
+        }
     }
 }

@@ -9,8 +9,17 @@ namespace qvxtest {
 
 namespace {
 
-// One tick later, without leaving the range of qvx::time.
-qvx::time TickAfter(qvx::time t) noexcept { return t == INT64_MAX ? t : t + 1; }
+// The answer of a getter: E_POINTER without an out, E_FAIL when not `ok`.
+template <class T, class V>
+HRESULT Answer(T* out, bool ok, V value)
+{
+    if (!out) return E_POINTER;
+    if (!ok) return E_FAIL;
+    *out = T(value);
+    return S_OK;
+}
+
+VARIANT_BOOL Bool(bool value) noexcept { return value ? VARIANT_TRUE : VARIANT_FALSE; }
 
 class CTestRecord : public CComRoot, public IQvxDataRecord
 {
@@ -26,41 +35,23 @@ public:
 
     STDMETHODIMP GetIsContinuous(VARIANT_BOOL* continuous) override
     {
-        if (!continuous) return E_POINTER;
-        if (Series->Fails("GetIsContinuous")) return E_FAIL;
-        *continuous = Data().Continuous ? VARIANT_TRUE : VARIANT_FALSE;
-        return S_OK;
+        return Answer(continuous, !Series->Fails("GetIsContinuous"), Bool(Data().Continuous));
     }
     STDMETHODIMP GetIsPeriodic(VARIANT_BOOL* periodic) override
     {
-        if (!periodic) return E_POINTER;
-        if (Series->Fails("GetIsPeriodic")) return E_FAIL;
-        *periodic = Data().Periodic ? VARIANT_TRUE : VARIANT_FALSE;
-        return S_OK;
+        return Answer(periodic, !Series->Fails("GetIsPeriodic"), Bool(Data().Periodic));
     }
-    STDMETHODIMP GetStartTime(INT64* time) override
-    {
-        if (!time) return E_POINTER;
-        if (!Data().Periodic) return E_FAIL;
-        *time = Data().Start;
-        return S_OK;
-    }
+    STDMETHODIMP GetStartTime(INT64* time) override { return Answer(time, Data().Periodic, Data().Start); }
+    STDMETHODIMP GetPeriod(INT64* period) override { return Answer(period, Data().Periodic, Data().Period); }
     STDMETHODIMP Reserved3() override { return E_NOTIMPL; }
-    STDMETHODIMP GetPeriod(INT64* period) override
-    {
-        if (!period) return E_POINTER;
-        if (!Data().Periodic) return E_FAIL;
-        *period = Data().Period;
-        return S_OK;
-    }
     STDMETHODIMP Reserved5() override { return E_NOTIMPL; }
+    STDMETHODIMP Reserved7() override { return E_NOTIMPL; }
     STDMETHODIMP GetTimes(SAFEARRAY** times) override
     {
         if (Data().Periodic || Series->Fails("GetTimes")) return E_FAIL;
         if (!times) return E_POINTER;
         return CHostArrays::Make(VT_I8, Data().LowerBound, Data().Times.data(), ULONG(Data().Times.size()), times);
     }
-    STDMETHODIMP Reserved7() override { return E_NOTIMPL; }
     STDMETHODIMP GetValues(SAFEARRAY** values) override
     {
         if (Series->Fails("GetValues") || Series->FailingValuesRecord == LONG(Number + 1)) return E_FAIL;
@@ -84,10 +75,7 @@ public:
 
     STDMETHODIMP GetCount(LONG* count) override
     {
-        if (!count) return E_POINTER;
-        if (Series->Fails("GetCount")) return E_FAIL;
-        *count = LONG(Series->Records.size());
-        return S_OK;
+        return Answer(count, !Series->Fails("GetCount"), Series->Records.size());
     }
     STDMETHODIMP GetRecord(LONG number, IQvxDataRecord** record) override
     {
@@ -115,25 +103,13 @@ CTestSeriesPtr CTestSeries::Create()
 CSeriesRecord& CTestSeries::AddPeriodic(qvx::time start, qvx::time period, std::vector<double> values,
                                         bool continuous, LONG lowerBound)
 {
-    CSeriesRecord& record = Records.emplace_back();
-    record.Continuous = continuous;
-    record.Periodic = true;
-    record.Start = start;
-    record.Period = period;
-    record.Values = std::move(values);
-    record.LowerBound = lowerBound;
-    return record;
+    return Records.emplace_back(CSeriesRecord{continuous, true, start, period, {}, std::move(values), lowerBound});
 }
 
 CSeriesRecord& CTestSeries::AddAperiodic(std::vector<qvx::time> times, std::vector<double> values, bool continuous,
                                          LONG lowerBound)
 {
-    CSeriesRecord& record = Records.emplace_back();
-    record.Continuous = continuous;
-    record.Times = std::move(times);
-    record.Values = std::move(values);
-    record.LowerBound = lowerBound;
-    return record;
+    return Records.emplace_back(CSeriesRecord{continuous, false, 0, 0, std::move(times), std::move(values), lowerBound});
 }
 
 void CTestSeries::Append(const double* values, size_t count, qvx::time period, size_t recordSize)
@@ -182,19 +158,10 @@ bool CTestSeries::LastBefore(qvx::time time, CSamplePosition& at) const
     return true;
 }
 
-bool CTestSeries::Search(qvx::time time, LONG direction, CSamplePosition& at) const
-{
-    switch (direction) {
-    case 0: return FirstAfter(time, at);
-    case 1: return LastBefore(time, at);
-    default: return false;
-    }
-}
-
 bool CTestSeries::ValueAt(qvx::time time, LONG mode, double& value) const
 {
     CSamplePosition before, after;
-    if (!LastBefore(TickAfter(time), before)) return false;
+    if (!LastBefore(time == INT64_MAX ? time : time + 1, before)) return false;
     if (TimeOf(before) == time) {
         value = ValueOf(before);
         return true;
@@ -202,13 +169,9 @@ bool CTestSeries::ValueAt(qvx::time time, LONG mode, double& value) const
     // After the data, or inside a break, there is no value.
     if (!FirstAfter(time, after)) return false;
     if (after.Index == 0 && !Records[after.Record].Continuous) return false;
-    if (mode != 2) {
-        value = ValueOf(before);
-        return true;
-    }
     const double v0 = ValueOf(before), v1 = ValueOf(after);
     const qvx::time t0 = TimeOf(before), t1 = TimeOf(after);
-    value = v0 + (v1 - v0) * double(time - t0) / double(t1 - t0);
+    value = mode != 2 ? v0 : v0 + (v1 - v0) * double(time - t0) / double(t1 - t0);
     return true;
 }
 
@@ -216,8 +179,7 @@ void CTestSeries::ResetCounts()
 {
     ValuesHandedOut = 0;
     RecordsFetched.clear();
-    ValueQueries = 0;
-    SampleTimeQueries = 0;
+    ValueQueries = SampleTimeQueries = 0;
 }
 
 STDMETHODIMP CTestSeries::GetRecords(IQvxDataRecords** records)
@@ -243,13 +205,11 @@ STDMETHODIMP CTestSeries::LocateSample(INT64 time, LONG direction, LONG, LONG* r
     return S_OK;
 }
 
-
 STDMETHODIMP CTestSeries::GetValueAt(INT64 time, LONG mode, LONG, double* value)
 {
     if (!value) return E_POINTER;
     ++ValueQueries;
-    if (Fails("GetValueAt")) return E_FAIL;
-    return ValueAt(time, mode, *value) ? S_OK : E_FAIL;
+    return !Fails("GetValueAt") && ValueAt(time, mode, *value) ? S_OK : E_FAIL;
 }
 
 STDMETHODIMP CTestSeries::GetSampleTime(INT64 time, LONG direction, LONG, INT64* sampleTime)

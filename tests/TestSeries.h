@@ -36,8 +36,7 @@ struct CSeriesRecord
 // A sample of the series: record (from 0) and index within it.
 struct CSamplePosition
 {
-    size_t Record = 0;
-    size_t Index = 0;
+    size_t Record = 0, Index = 0;
 };
 
 class CTestSeries : public CComRoot, public IQvxData2
@@ -84,7 +83,6 @@ public:
 
     std::vector<CSeriesRecord> Records;
 
-    // IQvxData
     STDMETHODIMP GetRecords(IQvxDataRecords** records) override;
     STDMETHODIMP LocateSample(INT64 time, LONG direction, LONG option, LONG* record, LONG* index) override;
     // Not asked by the readers under test.
@@ -94,13 +92,15 @@ public:
     STDMETHODIMP GetSampleTime(INT64 time, LONG direction, LONG option, INT64* sampleTime) override;
     STDMETHODIMP Reserved6() override { return E_NOTIMPL; }
     STDMETHODIMP Reserved7() override { return E_NOTIMPL; }
-    // IQvxData2
     STDMETHODIMP GetLatestValue(double*) override { return E_NOTIMPL; }
 
     bool Fails(const char* operation) const { return Failing.count(operation) != 0; }
 
 private:
-    bool Search(qvx::time time, LONG direction, CSamplePosition& at) const;
+    bool Search(qvx::time time, LONG direction, CSamplePosition& at) const
+    {
+        return direction == 0 ? FirstAfter(time, at) : direction == 1 && LastBefore(time, at);
+    }
 };
 
 using CTestSeriesPtr = CComPtr<CComObject<CTestSeries>>;
