@@ -123,7 +123,9 @@ HRESULT CTask::RemoveSelection(long index)
     CComPtr<IUnknown> self(ControllingUnknown());
     CObjectPtr<CDataSelection> removed = SelectionList[size_t(index - 1)];
     SelectionList.erase(SelectionList.begin() + (index - 1));
-    Removed.emplace_back(index, removed);
+    // What a later restore opens: a new object over the same recording, which no one holds yet.
+    CObjectPtr<CDataSelection> reopened;
+    if (SUCCEEDED(removed->Reopen(reopened))) Removed.emplace_back(index, reopened);
     removed->GoAway();
     bool currentChanged = index == Current;
     if (index < Current || size_t(Current) > SelectionList.size()) --Current;
@@ -137,11 +139,8 @@ HRESULT CTask::RestoreSelection()
 {
     if (Removed.empty()) return S_FALSE;
     CComPtr<IUnknown> self(ControllingUnknown());
-    auto [index, removed] = Removed.back();
+    auto [index, reopened] = Removed.back();
     Removed.pop_back();
-    CObjectPtr<CDataSelection> reopened;
-    HRESULT hr = removed->Reopen(reopened);
-    if (FAILED(hr)) return hr;
     const long place = std::min(index, long(SelectionList.size()) + 1);
     SelectionList.insert(SelectionList.begin() + (place - 1), reopened);
     const bool currentChanged = Current < 1;

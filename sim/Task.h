@@ -64,7 +64,7 @@ private:
 
     long Id = 0;
     std::vector<CObjectPtr<CDataSelection>> SelectionList;
-    std::vector<std::pair<long, CObjectPtr<CDataSelection>>> Removed;   // place and selection
+    std::vector<std::pair<long, CObjectPtr<CDataSelection>>> Removed;   // place, and the selection to reopen
     long Current = 1;
     bool Running = true;
     qvx::time Cursor = 0;
