@@ -1,4 +1,5 @@
 #include "sim/DataSelection.h"
+#include <algorithm>
 #include <cstdio>
 #include <type_traits>
 #include "sim/NameList.h"
@@ -6,6 +7,7 @@
 namespace {
 
 constexpr long EventSetKind = 1;
+constexpr size_t MaxRecent = 256;
 
 } // namespace
 
@@ -185,7 +187,10 @@ STDMETHODIMP CDataSelection::GetChannelNames(IQvxDataNames** names)
 {
     QVX_HOST_CALL("IQvxDataSelectionChannels.GetChannelNames");
     std::vector<std::wstring> list;
-    for (const CChannelDefinition& definition : ChannelDefinitions()) list.emplace_back(definition.Name);
+    const auto& definitions = ChannelDefinitions();
+    for (size_t i = 0; i < definitions.size(); ++i) {
+        if (!Absent.count(i)) list.emplace_back(definitions[i].Name);
+    }
     return CNameList::Make(std::move(list), names);
 }
 
@@ -195,7 +200,7 @@ STDMETHODIMP CDataSelection::GetChannel(BSTR name, IUnknown** channel)
     if (!channel) return E_POINTER;
     *channel = nullptr;
     int index = FindChannelDefinition(name);
-    if (index < 0) return E_INVALIDARG;
+    if (index < 0 || Absent.count(size_t(index))) return E_INVALIDARG;
     CObjectPtr<CChannelProxy>& proxy = Proxies[size_t(index)];
     if (!proxy) {
         HRESULT hr = CreateObject<CChannelProxy, IQvxChannelProxy>(proxy);
@@ -254,6 +259,8 @@ void CDataSelection::Advance(qvx::time ticks)
     for (const CRecording::CSpan& span : step.Channels) {
         auto proxy = Proxies.find(span.Index);
         if (proxy == Proxies.end()) continue;
+        Recent.push_back(span);
+        if (Recent.size() > MaxRecent) Recent.pop_front();
         CObjectPtr<CChannelProxy> held = proxy->second;
         held->NotifyDataChanged(span.From, span.To);
     }
@@ -341,4 +348,48 @@ STDMETHODIMP CDataSelectionList::GetItem(long index, IQvxDataSelection** selecti
     *selection = nullptr;
     if (index < 1 || size_t(index) > Selections.size()) return E_INVALIDARG;
     return GiveOut(Selections[size_t(index - 1)], selection);
+}
+
+HRESULT CDataSelection::SetChannelPresent(const wchar_t* name, bool present)
+{
+    const int found = FindChannelDefinition(name);
+    if (found < 0) return E_INVALIDARG;
+    const size_t index = size_t(found);
+    if (present == !Absent.count(index)) return S_FALSE;
+    CComPtr<IUnknown> self(Identity());
+    if (present) {
+        Absent.erase(index);
+    } else {
+        Absent.insert(index);
+        // The old object tells its clients and is let go; a restored channel gets a new one.
+        auto proxy = Proxies.find(index);
+        if (proxy != Proxies.end()) {
+            CObjectPtr<CChannelProxy> held = proxy->second;
+            Proxies.erase(proxy);
+            held->NotifyGoingAway();
+        }
+    }
+    FireSelection<IQvxDataSelectionNotifications2>([&](IQvxDataSelectionNotifications2* sink) { sink->OnChannelsChanged(Self()); });
+    return S_OK;
+}
+
+void CDataSelection::RepeatDataChanges(size_t count, bool reversed)
+{
+    std::vector<CRecording::CSpan> spans(Recent.end() - std::ptrdiff_t(std::min(count, Recent.size())), Recent.end());
+    if (reversed) std::reverse(spans.begin(), spans.end());
+    CComPtr<IUnknown> self(Identity());
+    for (const CRecording::CSpan& span : spans) {
+        auto proxy = Proxies.find(span.Index);
+        if (proxy == Proxies.end()) continue;
+        CObjectPtr<CChannelProxy> held = proxy->second;
+        held->NotifyDataChanged(span.From, span.To);
+    }
+}
+
+HRESULT CDataSelection::Reopen(CObjectPtr<CDataSelection>& reopened) const
+{
+    HRESULT hr = CreateObject<CDataSelection, IQvxDataSelection3>(reopened);
+    if (SUCCEEDED(hr)) hr = reopened->Init(Recording, Text, Colour, Secondary);
+    if (SUCCEEDED(hr)) reopened->Offset = Offset;
+    return hr;
 }

@@ -7,7 +7,9 @@
 // changed, then data changed for each channel in use (in the order of the channel table), then
 // event sets newly on offer (data factory, kind 1), then data changed for each event set in use
 // that got events.
+#include <deque>
 #include <map>
+#include <set>
 #include <memory>
 #include <string>
 #include <vector>
@@ -107,6 +109,13 @@ public:
     void SetColour(OLE_COLOR colour);
     void SetSecondary(bool secondary);
     void SetText(std::wstring text);
+    // A channel leaves the selection or comes back; E_INVALIDARG for an unknown name, S_FALSE
+    // when it is already so.
+    HRESULT SetChannelPresent(const wchar_t* name, bool present);
+    // The last `count` data changes of the channels in use, told again at once.
+    void RepeatDataChanges(size_t count, bool reversed);
+    // A new object over the same recording, as the host makes when a closed selection opens again.
+    HRESULT Reopen(CObjectPtr<CDataSelection>& reopened) const;
     // Uses and subscriptions of a channel in use; false for a channel not in use.
     bool ChannelUse(const wchar_t* name, long& uses, long& subscribers) const;
     IQvxDataSelection* Self() { return static_cast<IQvxDataSelection3*>(this); }
@@ -125,6 +134,8 @@ private:
     CObjectPtr<CLaps> Laps;
     std::map<size_t, CObjectPtr<CChannelProxy>> Proxies;
     std::map<size_t, CObjectPtr<CEventData>> EventSets;
+    std::set<size_t> Absent;                  // channels that have left the selection
+    std::deque<CRecording::CSpan> Recent;     // the last data changes told, oldest first
 };
 
 // A snapshot of a task's selections.

@@ -25,6 +25,35 @@ LONG CNotifier::LiveSinks()
     return SinkCount();
 }
 
+bool& CNotifier::LateDelivery() noexcept
+{
+    static bool late = false;
+    return late;
+}
+
+void CNotifier::SetLateDelivery(bool late) noexcept
+{
+    LateDelivery() = late;
+}
+
+bool CNotifier::Matches(const CEntry& entry, std::initializer_list<IID> iids)
+{
+    return std::any_of(iids.begin(), iids.end(), [&](const IID& iid) { return IsEqualIID(iid, entry.Iid); });
+}
+
+std::vector<CComPtr<IUnknown>> CNotifier::TakeLateSinks(std::initializer_list<IID> iids)
+{
+    std::vector<CEntry> departed;
+    departed.swap(Departed);
+    std::vector<CComPtr<IUnknown>> sinks;
+    for (const std::vector<CEntry>* list : {&Entries, &departed}) {
+        for (const CEntry& entry : *list) {
+            if (Matches(entry, iids)) sinks.push_back(entry.Sink);
+        }
+    }
+    return sinks;
+}
+
 HRESULT CNotifier::Advise(REFIID iid, IUnknown* sink, ULONG* cookie)
 {
     if (!sink || !cookie) return E_POINTER;
@@ -56,15 +85,18 @@ HRESULT CNotifier::Unadvise(ULONG cookie)
     if (entry == Entries.end()) return CONNECT_E_NOCONNECTION;
     // The sink is released after it has left the list: its release may call back.
     CComPtr<IUnknown> sink = std::move(entry->Sink);
+    const IID iid = entry->Iid;
     Entries.erase(entry);
     --SinkCount();
+    if (LateDelivery()) Departed.push_back({cookie, iid, sink});
     return S_OK;
 }
 
 void CNotifier::Clear()
 {
-    std::vector<CEntry> entries;
+    std::vector<CEntry> entries, departed;
     entries.swap(Entries);
+    departed.swap(Departed);
     SinkCount() -= LONG(entries.size());
 }
 

@@ -466,3 +466,42 @@ STDMETHODIMP CSimulatedHost::Shutdown()
     FireRoot<IQvxOrvidNotifications>([&](IQvxOrvidNotifications* sink) { sink->OnHostGoingAway(Self()); });
     return S_OK;
 }
+
+STDMETHODIMP CSimulatedHost::RemoveChannel(long taskId, long index, BSTR channel)
+{
+    CDataSelection* selection = FindSelection(taskId, index);
+    if (!selection || !channel) return E_INVALIDARG;
+    CObjectPtr<CDataSelection> held(static_cast<CComObject<CDataSelection>*>(selection));
+    return held->SetChannelPresent(channel, false);
+}
+
+STDMETHODIMP CSimulatedHost::RestoreChannel(long taskId, long index, BSTR channel)
+{
+    CDataSelection* selection = FindSelection(taskId, index);
+    if (!selection || !channel) return E_INVALIDARG;
+    CObjectPtr<CDataSelection> held(static_cast<CComObject<CDataSelection>*>(selection));
+    return held->SetChannelPresent(channel, true);
+}
+
+STDMETHODIMP CSimulatedHost::RestoreDataSelection(long taskId)
+{
+    CTask* task = FindTask(taskId);
+    if (!task) return E_INVALIDARG;
+    CObjectPtr<CTask> held(static_cast<CComObject<CTask>*>(task));
+    return held->RestoreSelection();
+}
+
+STDMETHODIMP CSimulatedHost::RepeatDataChanges(long taskId, long index, long count, VARIANT_BOOL reversed)
+{
+    CDataSelection* selection = FindSelection(taskId, index);
+    if (!selection || count < 0) return E_INVALIDARG;
+    CObjectPtr<CDataSelection> held(static_cast<CComObject<CDataSelection>*>(selection));
+    held->RepeatDataChanges(size_t(count), reversed != VARIANT_FALSE);
+    return S_OK;
+}
+
+STDMETHODIMP CSimulatedHost::SetLateDelivery(VARIANT_BOOL late)
+{
+    CNotifier::SetLateDelivery(late != VARIANT_FALSE);
+    return S_OK;
+}

@@ -128,6 +128,11 @@ public:
     STDMETHODIMP GetChannelUse(long taskId, long index, BSTR channel, long* uses, long* subscribers) override;
     STDMETHODIMP Shutdown() override;
     STDMETHODIMP ResumeRecording() override;
+    STDMETHODIMP RemoveChannel(long taskId, long index, BSTR channel) override;
+    STDMETHODIMP RestoreChannel(long taskId, long index, BSTR channel) override;
+    STDMETHODIMP RestoreDataSelection(long taskId) override;
+    STDMETHODIMP RepeatDataChanges(long taskId, long index, long count, VARIANT_BOOL reversed) override;
+    STDMETHODIMP SetLateDelivery(VARIANT_BOOL late) override;
 
 private:
     HRESULT BuildTasks();

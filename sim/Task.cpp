@@ -1,4 +1,5 @@
 #include "sim/Task.h"
+#include <algorithm>
 
 CTask::CTask()
     : CNotificationsImpl({__uuidof(IQvxTaskNotifications), __uuidof(IQvxTaskNotifications2),
@@ -122,10 +123,29 @@ HRESULT CTask::RemoveSelection(long index)
     CComPtr<IUnknown> self(ControllingUnknown());
     CObjectPtr<CDataSelection> removed = SelectionList[size_t(index - 1)];
     SelectionList.erase(SelectionList.begin() + (index - 1));
+    // What a later restore opens: a new object over the same recording, which no one holds yet.
+    CObjectPtr<CDataSelection> reopened;
+    if (SUCCEEDED(removed->Reopen(reopened))) Removed.emplace_back(index, reopened);
     removed->GoAway();
     bool currentChanged = index == Current;
     if (index < Current || size_t(Current) > SelectionList.size()) --Current;
     if (Current < 1 && !SelectionList.empty()) Current = 1;
+    FireTask([&](IQvxTaskNotifications* sink) { sink->OnSelectionsChanged(Self()); });
+    if (currentChanged) FireTask([&](IQvxTaskNotifications* sink) { sink->OnCurrentSelectionChanged(Self()); });
+    return S_OK;
+}
+
+HRESULT CTask::RestoreSelection()
+{
+    if (Removed.empty()) return S_FALSE;
+    CComPtr<IUnknown> self(ControllingUnknown());
+    auto [index, reopened] = Removed.back();
+    Removed.pop_back();
+    const long place = std::min(index, long(SelectionList.size()) + 1);
+    SelectionList.insert(SelectionList.begin() + (place - 1), reopened);
+    const bool currentChanged = Current < 1;
+    if (currentChanged) Current = 1;
+    else if (place <= Current) ++Current;
     FireTask([&](IQvxTaskNotifications* sink) { sink->OnSelectionsChanged(Self()); });
     if (currentChanged) FireTask([&](IQvxTaskNotifications* sink) { sink->OnCurrentSelectionChanged(Self()); });
     return S_OK;
@@ -169,6 +189,7 @@ void CTask::GoAway()
     CComPtr<IUnknown> self(ControllingUnknown());
     auto selections = std::move(SelectionList);
     SelectionList.clear();
+    Removed.clear();
     Current = 0;
     for (auto& selection : selections) selection->GoAway();
     FireTask([&](IQvxTaskNotifications* sink) { sink->OnTaskGoingAway(Self()); });

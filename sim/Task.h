@@ -3,6 +3,7 @@
 // run state (false while the host has paused all its views) and the order of display; and the
 // host's list of tasks by id.
 #include <string>
+#include <utility>
 #include <vector>
 #include "sim/DataSelection.h"
 
@@ -46,6 +47,8 @@ public:
     // Appends a selection; `tell` reports the change of the task's selections.
     void AddSelection(CObjectPtr<CDataSelection> selection, bool tell);
     HRESULT RemoveSelection(long index);
+    // The selection last removed opens again at its old place; S_FALSE when none was removed.
+    HRESULT RestoreSelection();
     CDataSelection* Selection(long index) const;
     const std::vector<CObjectPtr<CDataSelection>>& Selections() const noexcept { return SelectionList; }
     void SetRunning(bool running);
@@ -61,6 +64,7 @@ private:
 
     long Id = 0;
     std::vector<CObjectPtr<CDataSelection>> SelectionList;
+    std::vector<std::pair<long, CObjectPtr<CDataSelection>>> Removed;   // place, and the selection to reopen
     long Current = 1;
     bool Running = true;
     qvx::time Cursor = 0;

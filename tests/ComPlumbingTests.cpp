@@ -1,4 +1,5 @@
-// The generic COM object base: reference counts, QueryInterface tables, aggregation.
+// The generic COM object base: reference counts and the module's object count, QueryInterface
+// tables, failed construction, aggregation.
 #include <gtest/gtest.h>
 #include <ocidl.h>
 #include <oleidl.h>
@@ -15,9 +16,9 @@ public:
         QVX_INTERFACE(CSample, IOleWindow),
     QVX_END_INTERFACES()
 
-    static inline int Constructed = 0;
     static inline int Released = 0;
-    HRESULT FinalConstruct() { ++Constructed; return S_OK; }
+    static inline HRESULT Construction = S_OK;
+    HRESULT FinalConstruct() { return Construction; }
     void FinalRelease() { ++Released; }
 
     STDMETHODIMP GetClassID(CLSID* clsid) override { *clsid = CLSID_NULL; return S_OK; }
@@ -28,16 +29,6 @@ public:
     STDMETHODIMP InitNew() override { return S_OK; }
     STDMETHODIMP GetWindow(HWND*) override { return E_NOTIMPL; }
     STDMETHODIMP ContextSensitiveHelp(BOOL) override { return E_NOTIMPL; }
-};
-
-class CFailing : public CComRoot, public IPersist
-{
-public:
-    QVX_BEGIN_INTERFACES(CFailing)
-        QVX_INTERFACE(CFailing, IPersist),
-    QVX_END_INTERFACES()
-    HRESULT FinalConstruct() { return E_UNEXPECTED; }
-    STDMETHODIMP GetClassID(CLSID*) override { return E_NOTIMPL; }
 };
 
 // A minimal outer object that keeps the inner unknown of an aggregate.
@@ -55,15 +46,22 @@ public:
     STDMETHODIMP_(ULONG) Release() override { return --Refs; }
 };
 
-} // namespace
-
-TEST(ComObject, CountsReferencesAndReleasesOnce)
+class ComObject : public testing::Test
 {
-    CSample::Released = 0;
-    LONG before = CComModule::Instance().ObjectCount();
+protected:
+    void SetUp() override
+    {
+        CSample::Released = 0;
+        CSample::Construction = S_OK;
+    }
+    const LONG Before = CComModule::Instance().ObjectCount();
+};
+
+TEST_F(ComObject, TheLastReleaseOfAnyInterfaceEndsTheObjectOnce)
+{
     CComPtr<IPersistStreamInit> object;
     ASSERT_EQ(S_OK, CComObject<CSample>::CreateInstance(object));
-    EXPECT_EQ(before + 1, CComModule::Instance().ObjectCount());
+    EXPECT_EQ(Before + 1, CComModule::Instance().ObjectCount());
     EXPECT_EQ(S_FALSE, CComModule::Instance().CanUnloadNow());
     CComPtr<IPersist> persist;
     ASSERT_EQ(S_OK, object.As(persist));
@@ -71,37 +69,38 @@ TEST(ComObject, CountsReferencesAndReleasesOnce)
     EXPECT_EQ(0, CSample::Released);
     persist = nullptr;
     EXPECT_EQ(1, CSample::Released);
-    EXPECT_EQ(before, CComModule::Instance().ObjectCount());
+    EXPECT_EQ(Before, CComModule::Instance().ObjectCount());
 }
 
-TEST(ComObject, QueryInterfaceKeepsIdentityAndRefusesUnknownInterfaces)
+TEST_F(ComObject, QueryInterfaceKeepsOneIdentityAndRefusesOthers)
 {
     CComPtr<IPersistStreamInit> object;
     ASSERT_EQ(S_OK, CComObject<CSample>::CreateInstance(object));
     CComPtr<IUnknown> a, b;
-    ASSERT_EQ(S_OK, object->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(a.Out())));
     CComPtr<IPersist> persist;
+    ASSERT_EQ(S_OK, object->QueryInterface(IID_IUnknown, a.OutVoid()));
     ASSERT_EQ(S_OK, object.As(persist));
-    ASSERT_EQ(S_OK, persist->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(b.Out())));
+    ASSERT_EQ(S_OK, persist->QueryInterface(IID_IUnknown, b.OutVoid()));
     EXPECT_EQ(a.Get(), b.Get());
-    // The first row of the table answers IUnknown.
+    // The first row of the table answers IUnknown, and that is the controlling unknown.
     EXPECT_EQ(static_cast<void*>(persist.Get()), static_cast<void*>(a.Get()));
+    EXPECT_EQ(a.Get(), static_cast<CSample*>(object.Get())->ControllingUnknown());
     void* none = reinterpret_cast<void*>(1);
     EXPECT_EQ(E_NOINTERFACE, object->QueryInterface(IID_IStream, &none));
     EXPECT_EQ(nullptr, none);
     EXPECT_EQ(E_POINTER, object->QueryInterface(IID_IPersist, nullptr));
 }
 
-TEST(ComObject, FailedFinalConstructLeavesNothingBehind)
+TEST_F(ComObject, AFailedFinalConstructLeavesNothingBehind)
 {
-    LONG before = CComModule::Instance().ObjectCount();
+    CSample::Construction = E_UNEXPECTED;
     CComPtr<IPersist> object;
-    EXPECT_EQ(E_UNEXPECTED, CComObject<CFailing>::CreateInstance(object));
+    EXPECT_EQ(E_UNEXPECTED, CComObject<CSample>::CreateInstance(object));
     EXPECT_FALSE(object);
-    EXPECT_EQ(before, CComModule::Instance().ObjectCount());
+    EXPECT_EQ(Before, CComModule::Instance().ObjectCount());
 }
 
-TEST(ComObject, AggregateDelegatesToTheOuterCount)
+TEST_F(ComObject, AnAggregateDelegatesToTheOuterCountAndIdentity)
 {
     COuter outer;
     void* inner = nullptr;
@@ -109,27 +108,17 @@ TEST(ComObject, AggregateDelegatesToTheOuterCount)
     EXPECT_EQ(CLASS_E_NOAGGREGATION, CComObject<CSample>::Create(&outer, IID_IPersist, &inner));
     ASSERT_EQ(S_OK, CComObject<CSample>::Create(&outer, IID_IUnknown, &inner));
     outer.Inner = CComPtr<IUnknown>::Adopt(static_cast<IUnknown*>(inner));
-
     CComPtr<IPersist> persist;
-    ASSERT_EQ(S_OK, outer.QueryInterface(IID_IPersist, reinterpret_cast<void**>(persist.Out())));
+    ASSERT_EQ(S_OK, outer.QueryInterface(IID_IPersist, persist.OutVoid()));
     EXPECT_EQ(2u, outer.Refs);   // the interface's reference went to the outer object
     CComPtr<IUnknown> identity;
-    ASSERT_EQ(S_OK, persist->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(identity.Out())));
+    ASSERT_EQ(S_OK, persist->QueryInterface(IID_IUnknown, identity.OutVoid()));
     EXPECT_EQ(static_cast<IUnknown*>(&outer), identity.Get());
     identity = nullptr;
     persist = nullptr;
     EXPECT_EQ(1u, outer.Refs);
-    CSample::Released = 0;
     outer.Inner = nullptr;
     EXPECT_EQ(1, CSample::Released);
 }
 
-TEST(ComObject, ControllingUnknownIsTheIdentityQueryInterfaceGives)
-{
-    CComPtr<IPersistStreamInit> object;
-    ASSERT_EQ(S_OK, CComObject<CSample>::CreateInstance(object));
-    CComPtr<IUnknown> identity;
-    ASSERT_EQ(S_OK, object->QueryInterface(IID_IUnknown, identity.OutVoid()));
-    auto* root = static_cast<CSample*>(object.Get());
-    EXPECT_EQ(identity.Get(), root->ControllingUnknown());
-}
+} // namespace

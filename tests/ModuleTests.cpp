@@ -1,4 +1,4 @@
-// Linnograph.dll as a module: version, unloading, embedded type library.
+// Linnograph.dll as a module: version, unloading, embedded type library, string table.
 #include <gtest/gtest.h>
 #include <windows.h>
 #include <shlwapi.h>
@@ -22,30 +22,29 @@ class Module : public testing::Test
 protected:
     void SetUp() override
     {
-        ASSERT_TRUE(Dll) << "cannot load " << std::string(Path.begin(), Path.end());
-        ASSERT_TRUE(CanUnloadNow && GetClassObject);
+        ASSERT_TRUE(Dll && CanUnloadNow && GetClassObject);
         CoInitialize(nullptr);
     }
     void TearDown() override { CoUninitialize(); }
 
-    template <class F>
-    F Entry(const char* name)
+    CComPtr<IClassFactory> Factory()
     {
-        return reinterpret_cast<F>(GetProcAddress(Dll, name));
+        CComPtr<IClassFactory> factory;
+        EXPECT_EQ(S_OK, GetClassObject(CLSID_LinnographCtl, IID_IClassFactory, factory.OutVoid()));
+        return factory;
     }
 
-    std::wstring Path = ModulePath();
+    const std::wstring Path = ModulePath();
     HMODULE Dll = LoadLibraryW(Path.c_str());
-    HRESULT(STDAPICALLTYPE* CanUnloadNow)() = Entry<HRESULT(STDAPICALLTYPE*)()>("DllCanUnloadNow");
+    HRESULT(STDAPICALLTYPE* CanUnloadNow)() =
+        reinterpret_cast<HRESULT(STDAPICALLTYPE*)()>(GetProcAddress(Dll, "DllCanUnloadNow"));
     HRESULT(STDAPICALLTYPE* GetClassObject)(REFCLSID, REFIID, void**) =
-        Entry<HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, void**)>("DllGetClassObject");
+        reinterpret_cast<HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, void**)>(GetProcAddress(Dll, "DllGetClassObject"));
 };
-
-} // namespace
 
 TEST_F(Module, VersionIsOneZeroOnWindows)
 {
-    auto getVersion = Entry<HRESULT(STDAPICALLTYPE*)(DLLVERSIONINFO*)>("DllGetVersion");
+    auto getVersion = reinterpret_cast<HRESULT(STDAPICALLTYPE*)(DLLVERSIONINFO*)>(GetProcAddress(Dll, "DllGetVersion"));
     ASSERT_TRUE(getVersion);
     DLLVERSIONINFO info{};
     info.cbSize = sizeof(info);
@@ -56,41 +55,26 @@ TEST_F(Module, VersionIsOneZeroOnWindows)
     EXPECT_EQ(E_POINTER, getVersion(nullptr));
 }
 
-TEST_F(Module, UnloadsOnlyWithoutObjectsAndLocks)
+TEST_F(Module, FactoriesObjectsLocksAndEnumeratorsKeepTheModuleLoaded)
 {
     EXPECT_EQ(S_OK, CanUnloadNow());
-    CComPtr<IClassFactory> factory;
-    ASSERT_EQ(S_OK, GetClassObject(CLSID_LinnographCtl, IID_IClassFactory, factory.OutVoid()));
+    CComPtr<IClassFactory> factory = Factory();
     EXPECT_EQ(S_FALSE, CanUnloadNow());
-    CComPtr<IOleObject> control;
-    ASSERT_EQ(S_OK, factory->CreateInstance(nullptr, IID_IOleObject, control.OutVoid()));
-    ASSERT_EQ(S_OK, factory->LockServer(TRUE));
-    factory = nullptr;
-    EXPECT_EQ(S_FALSE, CanUnloadNow());
-    control = nullptr;
-    EXPECT_EQ(S_FALSE, CanUnloadNow());
-    ASSERT_EQ(S_OK, GetClassObject(CLSID_LinnographCtl, IID_IClassFactory, factory.OutVoid()));
-    ASSERT_EQ(S_OK, factory->LockServer(FALSE));
-    factory = nullptr;
-    EXPECT_EQ(S_OK, CanUnloadNow());
-}
-
-TEST_F(Module, EnumeratorsAndConnectionPointsKeepTheModuleLoaded)
-{
     CComPtr<IConnectionPointContainer> control;
-    CComPtr<IClassFactory> factory;
-    ASSERT_EQ(S_OK, GetClassObject(CLSID_LinnographCtl, IID_IClassFactory, factory.OutVoid()));
     ASSERT_EQ(S_OK, factory->CreateInstance(nullptr, IID_IConnectionPointContainer, control.OutVoid()));
+    ASSERT_EQ(S_OK, factory->LockServer(TRUE));
     factory = nullptr;
     CComPtr<IEnumConnectionPoints> points;
     ASSERT_EQ(S_OK, control->EnumConnectionPoints(points.Out()));
     control = nullptr;
     EXPECT_EQ(S_FALSE, CanUnloadNow());
     points = nullptr;
+    EXPECT_EQ(S_FALSE, CanUnloadNow());   // still locked
+    ASSERT_EQ(S_OK, Factory()->LockServer(FALSE));
     EXPECT_EQ(S_OK, CanUnloadNow());
 }
 
-TEST_F(Module, EmbeddedTypeLibraryHasTheLibraryId)
+TEST_F(Module, EmbeddedTypeLibraryHasTheLibraryIdAndTheControl)
 {
     CComPtr<ITypeLib> library;
     ASSERT_EQ(S_OK, LoadTypeLibEx(Path.c_str(), REGKIND_NONE, library.Out()));
@@ -106,8 +90,6 @@ TEST_F(Module, EmbeddedTypeLibraryHasTheLibraryId)
 
 TEST_F(Module, StringTableHoldsTheControlModeTexts)
 {
-    // The control's own texts, as the chart draws them; a lost entry would show the code's
-    // fallback only in tests, never to a user.
     const std::pair<UINT, const wchar_t*> texts[] = {
         {114, L"Elapsed Time: "}, {115, L"Running "}, {116, L"Local Pause "},
         {120, L"Global Pause "},  {122, L"Time: "},   {11018, L"Time: "},
@@ -118,3 +100,5 @@ TEST_F(Module, StringTableHoldsTheControlModeTexts)
         EXPECT_STREQ(expected, buffer) << id;
     }
 }
+
+} // namespace

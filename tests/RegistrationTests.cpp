@@ -5,6 +5,8 @@
 #include <objbase.h>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 #include "Linnograph.h"
 
 namespace {
@@ -24,12 +26,15 @@ bool KeyExists(const std::wstring& path)
     return true;
 }
 
-std::optional<std::wstring> Value(const std::wstring& path, const wchar_t* name = nullptr)
+// A key's value: the default one, or the one named after a "|".
+std::optional<std::wstring> Value(const std::wstring& path)
 {
+    const size_t bar = path.find(L'|');
+    const std::wstring key = path.substr(0, bar), name = bar == std::wstring::npos ? L"" : path.substr(bar + 1);
     wchar_t text[1024] = {};
     DWORD size = sizeof(text);
-    DWORD type = 0;
-    if (RegGetValueW(HKEY_CLASSES_ROOT, path.c_str(), name, RRF_RT_REG_SZ, &type, text, &size) != ERROR_SUCCESS)
+    if (RegGetValueW(HKEY_CLASSES_ROOT, key.c_str(), name.empty() ? nullptr : name.c_str(), RRF_RT_REG_SZ, nullptr,
+                     text, &size) != ERROR_SUCCESS)
         return std::nullopt;
     return std::wstring(text);
 }
@@ -37,9 +42,9 @@ std::optional<std::wstring> Value(const std::wstring& path, const wchar_t* name 
 struct CRegisteredClass
 {
     const CLSID* Clsid;
-    const wchar_t* ProgId;
-    const wchar_t* VersionIndependentProgId;
-    const wchar_t* DisplayName;
+    std::wstring ProgId;
+    std::wstring Independent;
+    std::wstring DisplayName;
     bool Control;
 };
 
@@ -52,49 +57,39 @@ const CRegisteredClass Classes[] = {
      L"Morvane Real-time Linnograph Display Data Property Page", false},
 };
 
+std::wstring ModulePath()
+{
+    wchar_t path[MAX_PATH] = {};
+    GetModuleFileNameW(nullptr, path, MAX_PATH);
+    std::wstring folder(path);
+    return folder.substr(0, folder.find_last_of(L'\\') + 1) + L"Linnograph.dll";
+}
+
+using CEntry = HRESULT(STDAPICALLTYPE*)();
+
 class Registration : public testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        ASSERT_TRUE(Dll);
-        wchar_t path[MAX_PATH] = {};
-        GetModuleFileNameW(Dll, path, MAX_PATH);
-        Path = path;
-        Register = reinterpret_cast<HRESULT(STDAPICALLTYPE*)()>(GetProcAddress(Dll, "DllRegisterServer"));
-        Unregister = reinterpret_cast<HRESULT(STDAPICALLTYPE*)()>(GetProcAddress(Dll, "DllUnregisterServer"));
-        ASSERT_TRUE(Register && Unregister);
-    }
+    void SetUp() override { ASSERT_TRUE(Dll && Register && Unregister); }
     // Whatever happened, the prefix is left with the server registered.
     void TearDown() override
     {
         if (Register) Register();
     }
 
-    std::wstring ModuleFolderDll() const
-    {
-        wchar_t path[MAX_PATH] = {};
-        GetModuleFileNameW(nullptr, path, MAX_PATH);
-        std::wstring folder(path);
-        return folder.substr(0, folder.find_last_of(L'\\') + 1) + L"Linnograph.dll";
-    }
-
-    HMODULE Dll = LoadLibraryW(ModuleFolderDll().c_str());
-    std::wstring Path;
-    HRESULT(STDAPICALLTYPE* Register)() = nullptr;
-    HRESULT(STDAPICALLTYPE* Unregister)() = nullptr;
+    const std::wstring Path = ModulePath();
+    HMODULE Dll = LoadLibraryW(Path.c_str());
+    CEntry Register = reinterpret_cast<CEntry>(GetProcAddress(Dll, "DllRegisterServer"));
+    CEntry Unregister = reinterpret_cast<CEntry>(GetProcAddress(Dll, "DllUnregisterServer"));
 };
-
-} // namespace
 
 TEST_F(Registration, UnregisterRemovesEveryKeyAndRegisterPutsThemBackExactly)
 {
     const std::wstring library = L"TypeLib\\" + GuidText(LIBID_QvxLinnographLib);
     ASSERT_EQ(S_OK, Unregister());
     for (const CRegisteredClass& entry : Classes) {
-        EXPECT_FALSE(KeyExists(L"CLSID\\" + GuidText(*entry.Clsid))) << entry.ProgId;
-        EXPECT_FALSE(KeyExists(entry.ProgId));
-        EXPECT_FALSE(KeyExists(entry.VersionIndependentProgId));
+        for (const std::wstring& key : {L"CLSID\\" + GuidText(*entry.Clsid), entry.ProgId, entry.Independent})
+            EXPECT_FALSE(KeyExists(key)) << std::string(key.begin(), key.end());
     }
     EXPECT_FALSE(KeyExists(library));
     // Unregistering what is not registered is no failure.
@@ -102,34 +97,34 @@ TEST_F(Registration, UnregisterRemovesEveryKeyAndRegisterPutsThemBackExactly)
 
     ASSERT_EQ(S_OK, Register());
     for (const CRegisteredClass& entry : Classes) {
-        SCOPED_TRACE(testing::Message() << "class " << std::string(entry.ProgId, entry.ProgId + wcslen(entry.ProgId)));
-        const std::wstring clsid = GuidText(*entry.Clsid);
-        const std::wstring key = L"CLSID\\" + clsid;
-        EXPECT_EQ(entry.DisplayName, Value(key));
-        EXPECT_EQ(entry.ProgId, Value(key + L"\\ProgID"));
-        EXPECT_EQ(entry.VersionIndependentProgId, Value(key + L"\\VersionIndependentProgID"));
-        EXPECT_TRUE(KeyExists(key + L"\\Programmable"));
-        EXPECT_EQ(Path, Value(key + L"\\InprocServer32"));
-        EXPECT_EQ(L"Apartment", Value(key + L"\\InprocServer32", L"ThreadingModel"));
-
-        EXPECT_EQ(entry.DisplayName, Value(entry.ProgId));
-        EXPECT_EQ(clsid, Value(std::wstring(entry.ProgId) + L"\\CLSID"));
-        EXPECT_EQ(entry.DisplayName, Value(entry.VersionIndependentProgId));
-        EXPECT_EQ(clsid, Value(std::wstring(entry.VersionIndependentProgId) + L"\\CLSID"));
-        EXPECT_EQ(entry.ProgId, Value(std::wstring(entry.VersionIndependentProgId) + L"\\CurVer"));
-
-        EXPECT_EQ(entry.Control, KeyExists(key + L"\\Control"));
-        EXPECT_EQ(entry.Control, KeyExists(key + L"\\Insertable"));
-        if (!entry.Control) {
-            EXPECT_FALSE(KeyExists(key + L"\\MiscStatus"));
-            EXPECT_FALSE(KeyExists(key + L"\\TypeLib"));
-            continue;
+        const std::wstring clsid = GuidText(*entry.Clsid), key = L"CLSID\\" + clsid;
+        std::vector<std::pair<std::wstring, std::optional<std::wstring>>> values = {
+            {key, entry.DisplayName},
+            {key + L"\\ProgID", entry.ProgId},
+            {key + L"\\VersionIndependentProgID", entry.Independent},
+            {key + L"\\InprocServer32", Path},
+            {key + L"\\InprocServer32|ThreadingModel", L"Apartment"},
+            {entry.ProgId, entry.DisplayName},
+            {entry.ProgId + L"\\CLSID", clsid},
+            {entry.Independent, entry.DisplayName},
+            {entry.Independent + L"\\CLSID", clsid},
+            {entry.Independent + L"\\CurVer", entry.ProgId},
+        };
+        if (entry.Control) {
+            values.insert(values.end(), {{key + L"\\ToolboxBitmap32", Path + L", 101"},
+                                         {key + L"\\MiscStatus", L"0"},
+                                         {key + L"\\MiscStatus\\1", L"131473"},
+                                         {key + L"\\Version", L"1.0"},
+                                         {key + L"\\TypeLib", GuidText(LIBID_QvxLinnographLib)}});
         }
-        EXPECT_EQ(Path + L", 101", Value(key + L"\\ToolboxBitmap32"));
-        EXPECT_EQ(L"0", Value(key + L"\\MiscStatus"));
-        EXPECT_EQ(L"131473", Value(key + L"\\MiscStatus\\1"));
-        EXPECT_EQ(L"1.0", Value(key + L"\\Version"));
-        EXPECT_EQ(GuidText(LIBID_QvxLinnographLib), Value(key + L"\\TypeLib"));
+        for (const auto& [path, expected] : values)
+            EXPECT_EQ(expected, Value(path)) << std::string(path.begin(), path.end());
+        for (const wchar_t* flag : {L"\\Programmable", L"\\Control", L"\\Insertable", L"\\MiscStatus", L"\\TypeLib"}) {
+            const bool expected = entry.Control || std::wstring(flag) == L"\\Programmable";
+            EXPECT_EQ(expected, KeyExists(key + flag)) << std::string(entry.ProgId.begin(), entry.ProgId.end());
+        }
     }
     EXPECT_EQ(Path, Value(library + L"\\1.0\\0\\win64"));
 }
+
+} // namespace

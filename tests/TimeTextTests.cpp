@@ -1,4 +1,5 @@
-// The time formatter: fields by format, sign, compact form, rounding, cutting, stripping, units.
+// The time formatter: fields by format, sign, compact form, rounding, cutting, stripping, units,
+// and the decimal separator, the user's or a given one.
 #include <gtest/gtest.h>
 #include <climits>
 #include <string>
@@ -10,196 +11,118 @@ namespace {
 
 enum Flags { Compact = 1, Strip = 2, Unit = 4, Plus = 8 };
 
-const wchar_t* Format(qvx::time time, long format, long decimals, int flags = 0)
-{
-    return FormatTimeText(time, format, decimals, flags & Compact, flags & Strip, flags & Unit, flags & Plus);
-}
-
-const wchar_t* FormatWith(const wchar_t* separator, qvx::time time, long format, long decimals, int flags = 0)
-{
-    return FormatTimeText(time, format, decimals, flags & Compact, flags & Strip, flags & Unit, flags & Plus,
-                          separator);
-}
-
-// The expected text with the user's decimal separator in place of ".".
-std::wstring Local(const wchar_t* text)
-{
-    wchar_t separator[4] = {};
-    EXPECT_NE(GetLocaleInfoW(LOCALE_USER_DEFAULT, LOCALE_SDECIMAL, separator, 4), 0);
-    std::wstring result;
-    for (const wchar_t* c = text; *c; ++c) {
-        if (*c == L'.')
-            result += separator;
-        else
-            result += *c;
-    }
-    return result;
-}
-
 constexpr qvx::time Second = 10'000'000;
 constexpr qvx::time Minute = 60 * Second;
 constexpr qvx::time Hour = 60 * Minute;
-// 3 h 2 min 5.25 s.
-constexpr qvx::time ThreeHours = 3 * Hour + 2 * Minute + 52'500'000;
+constexpr qvx::time ThreeHours = 3 * Hour + 2 * Minute + 52'500'000;   // 3 h 2 min 5.25 s
+constexpr const wchar_t* UserSeparator = L"user";
 
-TEST(TimeText, SecondsPositiveNegativeAndZero)
+struct CRow
 {
-    EXPECT_STREQ(Format(123'456'789, 0, 3), Local(L"12.346").c_str());
-    EXPECT_STREQ(Format(-123'456'789, 0, 3), Local(L"-12.346").c_str());
-    EXPECT_STREQ(Format(-5'000'000, 0, 1), Local(L"-0.5").c_str());
-    EXPECT_STREQ(Format(0, 0, 3), Local(L"0.000").c_str());
-    // Seconds alone are not split into minutes, whatever their number.
-    EXPECT_STREQ(Format(754'000'000, 0, 1), Local(L"75.4").c_str());
+    const char* Name;
+    qvx::time Time;
+    long Format;   // 0 seconds, 1 minutes and seconds, 2 hours, minutes and seconds
+    long Decimals;
+    int Flags;
+    const wchar_t* Expected;   // "." stands for the separator; null for no text
+    const wchar_t* Separator = UserSeparator;
+};
+
+const CRow Rows[] = {
+    {"seconds", 123'456'789, 0, 3, 0, L"12.346"},
+    {"negative seconds", -123'456'789, 0, 3, 0, L"-12.346"},
+    {"negative below one second", -5'000'000, 0, 1, 0, L"-0.5"},
+    {"zero seconds", 0, 0, 3, 0, L"0.000"},
+    {"seconds are not split into minutes", 754'000'000, 0, 1, 0, L"75.4"},
+    {"minutes", 123'456'789, 1, 3, 0, L"00:12.346"},
+    {"negative minutes", -754'000'000, 1, 1, 0, L"-01:15.4"},
+    {"minutes are not split into hours", ThreeHours, 1, 2, 0, L"182:05.25"},
+    {"hours", 754'000'000, 2, 1, 0, L"00:01:15.4"},
+    {"three hours", ThreeHours, 2, 2, 0, L"03:02:05.25"},
+    {"a hundred hours", 100 * Hour, 2, 1, 0, L"100:00:00.0"},
+    {"plus on seconds", 123'456'789, 0, 3, Plus, L"+12.346"},
+    {"plus on zero", 0, 0, 3, Plus, L"+0.000"},
+    {"no plus on a negative", -5'000'000, 0, 1, Plus, L"-0.5"},
+    {"plus on compact hours", ThreeHours, 2, 2, Compact | Plus, L"+3:02:05.25"},
+    {"plus on compact minutes", 754'000'000, 2, 1, Compact | Plus, L"+1:15.4"},
+    {"compact hours", ThreeHours, 2, 2, Compact, L"3:02:05.25"},
+    {"compact drops zero hours", 754'000'000, 2, 1, Compact, L"1:15.4"},
+    {"compact drops zero minutes", 123'456'789, 2, 3, Compact, L"12.346"},
+    {"compact keeps zero minutes inside", Hour + 5 * Second, 2, 0, Compact, L"1:00:05"},
+    {"compact negative minutes", -754'000'000, 2, 1, Compact, L"-1:15.4"},
+    {"compact negative seconds", -5'000'000, 2, 1, Compact, L"-0.5"},
+    {"half rounds up", 9'995'000, 0, 3, 0, L"1.000"},
+    {"below half rounds down", 9'994'999, 0, 3, 0, L"0.999"},
+    {"negative half rounds away from zero", -9'995'000, 0, 3, 0, L"-1.000"},
+    {"half to whole seconds", 15'000'000, 0, 0, 0, L"2"},
+    {"half of the second digit", 123'450'000, 0, 2, 0, L"12.35"},
+    {"rounding carries into minutes", Minute - 5'000, 1, 3, 0, L"01:00.000"},
+    {"rounding carries into hours", Hour - 5'000, 2, 3, Compact, L"1:00:00.000"},
+    {"negative rounding carries", -(Hour - 5'000), 2, 3, 0, L"-01:00:00.000"},
+    {"no decimals, no separator", 123'456'789, 0, 0, 0, L"12"},
+    {"no decimals with unit", 754'000'000, 2, 0, Unit, L"00:01:15 hr:min:sec"},
+    {"negative decimals mean three", 123'456'789, 0, -1, 0, L"12.346"},
+    {"seven decimals", 123'456'789, 0, 7, 0, L"12.3456789"},
+    {"many decimals on one tick", -1, 0, 20, 0, L"-0.0000001"},
+    {"the most decimals do not round", 9'999'999, 0, LONG_MAX, 0, L"0.9999999"},
+    {"strip trailing zeros", 125'000'000, 0, 3, Strip, L"12.5"},
+    {"strip a lone separator", 120'000'000, 0, 3, Strip, L"12"},
+    {"strip keeps inner zeros", 1'002'500'000, 0, 3, Strip, L"100.25"},
+    {"strip keeps whole zeros", 100 * Second, 0, 3, Strip, L"100"},
+    {"strip in minutes", 100 * Second, 1, 2, Strip, L"01:40"},
+    {"strip zero", 0, 0, 3, Strip, L"0"},
+    {"unit of seconds", 123'456'789, 0, 3, Unit, L"12.346 sec"},
+    {"unit of minutes", 123'456'789, 1, 3, Unit, L"00:12.346 min:sec"},
+    {"unit of hours", 754'000'000, 2, 1, Unit, L"00:01:15.4 hr:min:sec"},
+    {"unit after stripping", 120'000'000, 0, 3, Strip | Unit, L"12 sec"},
+    {"format above the known", 123'456'789, 3, 3, 0, nullptr},
+    {"unknown format with a separator", 123'456'789, 3, 3, 0, nullptr, L"."},
+    {"beyond 32 bits of seconds", 3'000'000'000 * Second, 0, 3, 0, L"3000000000.000"},
+    {"the top of the range", LLONG_MAX, 0, 3, 0, L"922337203685.477"},
+    {"the bottom of the range", LLONG_MIN, 0, 3, 0, L"-922337203685.477"},
+    {"the bottom in compact hours", LLONG_MIN, 2, 1, Compact, L"-256204778:48:05.4"},
+    {"a given comma", 123'456'789, 1, 3, 0, L"00:12.346", L","},
+    {"stripping a given comma", 120'000'000, 0, 3, Strip, L"12", L","},
+    {"two-character separator", 123'456'789, 0, 3, 0, L"12.346", L"<>"},
+    {"the cut counts the separator", 123'456'789, 0, 1, 0, L"12.3", L"<>"},
+    {"long separator, strip and unit", 125'000'000, 2, 3, Strip | Unit, L"00:00:12.5 hr:min:sec", L"<>"},
+    {"separator like the sign", -5'000'000, 0, 1, 0, nullptr, L"-"},
+    {"separator like the plus", 5'000'000, 0, 1, Plus, nullptr, L"+"},
+    {"empty separator", 5'000'000, 0, 1, 0, nullptr, L""},
+    {"no separator", 5'000'000, 0, 1, 0, nullptr, nullptr},
+};
+
+std::wstring UsersSeparator()
+{
+    wchar_t separator[4] = {};
+    EXPECT_NE(GetLocaleInfoW(LOCALE_USER_DEFAULT, LOCALE_SDECIMAL, separator, 4), 0);
+    return separator;
 }
 
-TEST(TimeText, MinutesAndSecondsPositiveNegativeAndZero)
+// The expected text with `separator` in place of ".".
+std::wstring WithSeparator(const wchar_t* text, const std::wstring& separator)
 {
-    EXPECT_STREQ(Format(123'456'789, 1, 3), Local(L"00:12.346").c_str());
-    EXPECT_STREQ(Format(-754'000'000, 1, 1), Local(L"-01:15.4").c_str());
-    EXPECT_STREQ(Format(0, 1, 3), Local(L"00:00.000").c_str());
-    // Minutes are not split into hours.
-    EXPECT_STREQ(Format(ThreeHours, 1, 2), Local(L"182:05.25").c_str());
+    std::wstring result;
+    for (const wchar_t* c = text; *c; ++c) result += *c == L'.' ? separator : std::wstring(1, *c);
+    return result;
 }
 
-TEST(TimeText, HoursMinutesAndSecondsPositiveNegativeAndZero)
+TEST(TimeText, EveryRowGivesItsText)
 {
-    EXPECT_STREQ(Format(754'000'000, 2, 1), Local(L"00:01:15.4").c_str());
-    EXPECT_STREQ(Format(ThreeHours, 2, 2), Local(L"03:02:05.25").c_str());
-    EXPECT_STREQ(Format(-ThreeHours, 2, 2), Local(L"-03:02:05.25").c_str());
-    EXPECT_STREQ(Format(0, 2, 3), Local(L"00:00:00.000").c_str());
-    EXPECT_STREQ(Format(100 * Hour, 2, 1), Local(L"100:00:00.0").c_str());
-}
-
-TEST(TimeText, ShowPlusMarksTimesThatAreNotNegative)
-{
-    EXPECT_STREQ(Format(123'456'789, 0, 3, Plus), Local(L"+12.346").c_str());
-    EXPECT_STREQ(Format(0, 0, 3, Plus), Local(L"+0.000").c_str());
-    EXPECT_STREQ(Format(-5'000'000, 0, 1, Plus), Local(L"-0.5").c_str());
-    EXPECT_STREQ(Format(123'456'789, 1, 3, Plus), Local(L"+00:12.346").c_str());
-    EXPECT_STREQ(Format(754'000'000, 2, 1, Plus), Local(L"+00:01:15.4").c_str());
-    EXPECT_STREQ(Format(ThreeHours, 2, 2, Compact | Plus), Local(L"+3:02:05.25").c_str());
-    EXPECT_STREQ(Format(754'000'000, 2, 1, Compact | Plus), Local(L"+1:15.4").c_str());
-    EXPECT_STREQ(Format(0, 2, 1, Compact | Plus), Local(L"+0.0").c_str());
-}
-
-TEST(TimeText, CompactDropsLeadingZeroFields)
-{
-    // Hours, minutes, neither.
-    EXPECT_STREQ(Format(ThreeHours, 2, 2, Compact), Local(L"3:02:05.25").c_str());
-    EXPECT_STREQ(Format(754'000'000, 2, 1, Compact), Local(L"1:15.4").c_str());
-    EXPECT_STREQ(Format(123'456'789, 2, 3, Compact), Local(L"12.346").c_str());
-    EXPECT_STREQ(Format(123'456'789, 1, 3, Compact), Local(L"12.346").c_str());
-    EXPECT_STREQ(Format(ThreeHours, 1, 2, Compact), Local(L"182:05.25").c_str());
-    // An hour with no minutes keeps its zero minutes.
-    EXPECT_STREQ(Format(Hour + 5 * Second, 2, 0, Compact), Local(L"1:00:05").c_str());
-}
-
-TEST(TimeText, CompactNegativeKeepsTheSignOnTheFirstFieldOnly)
-{
-    EXPECT_STREQ(Format(-754'000'000, 2, 1, Compact), Local(L"-1:15.4").c_str());
-    EXPECT_STREQ(Format(-754'000'000, 1, 1, Compact), Local(L"-1:15.4").c_str());
-    EXPECT_STREQ(Format(-ThreeHours, 2, 2, Compact), Local(L"-3:02:05.25").c_str());
-    EXPECT_STREQ(Format(-5'000'000, 2, 1, Compact), Local(L"-0.5").c_str());
-}
-
-TEST(TimeText, RoundsHalfAwayFromZeroToTheLastDigitShown)
-{
-    EXPECT_STREQ(Format(9'995'000, 0, 3), Local(L"1.000").c_str());
-    EXPECT_STREQ(Format(9'994'999, 0, 3), Local(L"0.999").c_str());
-    EXPECT_STREQ(Format(-9'995'000, 0, 3), Local(L"-1.000").c_str());
-    EXPECT_STREQ(Format(-9'994'999, 0, 3), Local(L"-0.999").c_str());
-    EXPECT_STREQ(Format(15'000'000, 0, 0), L"2");
-    EXPECT_STREQ(Format(14'999'999, 0, 0), L"1");
-    EXPECT_STREQ(Format(-15'000'000, 0, 0), L"-2");
-    EXPECT_STREQ(Format(123'450'000, 0, 2), Local(L"12.35").c_str());
-}
-
-TEST(TimeText, RoundingCarriesIntoMinutesAndHours)
-{
-    EXPECT_STREQ(Format(Minute - 5'000, 1, 3), Local(L"01:00.000").c_str());
-    EXPECT_STREQ(Format(Hour - 5'000, 2, 3, Compact), Local(L"1:00:00.000").c_str());
-    EXPECT_STREQ(Format(-(Hour - 5'000), 2, 3), Local(L"-01:00:00.000").c_str());
-}
-
-TEST(TimeText, DecimalsZeroShowsNoSeparator)
-{
-    EXPECT_STREQ(Format(123'456'789, 0, 0), L"12");
-    EXPECT_STREQ(Format(123'456'789, 1, 0), L"00:12");
-    EXPECT_STREQ(Format(754'000'000, 2, 0, Compact), L"1:15");
-    EXPECT_STREQ(Format(754'000'000, 2, 0, Unit), L"00:01:15 hr:min:sec");
-}
-
-TEST(TimeText, NegativeDecimalsMeanThree)
-{
-    EXPECT_STREQ(Format(123'456'789, 0, -1), Local(L"12.346").c_str());
-    EXPECT_STREQ(Format(9'995'000, 0, -5), Local(L"1.000").c_str());
-}
-
-TEST(TimeText, DecimalsAboveSevenShowSevenAndDoNotRound)
-{
-    EXPECT_STREQ(Format(123'456'789, 0, 7), Local(L"12.3456789").c_str());
-    EXPECT_STREQ(Format(123'456'789, 0, 8), Local(L"12.3456789").c_str());
-    EXPECT_STREQ(Format(-1, 0, 20), Local(L"-0.0000001").c_str());
-    EXPECT_STREQ(Format(9'999'999, 0, LONG_MAX), Local(L"0.9999999").c_str());
-}
-
-TEST(TimeText, StripZerosRemovesTrailingZerosAndALoneSeparator)
-{
-    EXPECT_STREQ(Format(125'000'000, 0, 3, Strip), Local(L"12.5").c_str());
-    EXPECT_STREQ(Format(120'000'000, 0, 3, Strip), L"12");
-    EXPECT_STREQ(Format(-5'000'000, 0, 3, Strip), Local(L"-0.5").c_str());
-    EXPECT_STREQ(Format(1'002'500'000, 0, 3, Strip), Local(L"100.25").c_str());
-    // Zeros of the whole seconds stay.
-    EXPECT_STREQ(Format(100 * Second, 0, 3, Strip), L"100");
-    EXPECT_STREQ(Format(100 * Second, 0, 0, Strip), L"100");
-    EXPECT_STREQ(Format(100 * Second, 1, 2, Strip), L"01:40");
-    EXPECT_STREQ(Format(0, 0, 3, Strip), L"0");
-}
-
-TEST(TimeText, UnitFollowsTheFormat)
-{
-    EXPECT_STREQ(Format(123'456'789, 0, 3, Unit), Local(L"12.346 sec").c_str());
-    EXPECT_STREQ(Format(123'456'789, 1, 3, Unit), Local(L"00:12.346 min:sec").c_str());
-    EXPECT_STREQ(Format(754'000'000, 2, 1, Unit), Local(L"00:01:15.4 hr:min:sec").c_str());
-    EXPECT_STREQ(Format(120'000'000, 0, 3, Strip | Unit), L"12 sec");
-    EXPECT_STREQ(Format(754'000'000, 2, 1, Compact | Unit), Local(L"1:15.4 hr:min:sec").c_str());
-}
-
-TEST(TimeText, UnknownFormatGivesNull)
-{
-    EXPECT_EQ(Format(123'456'789, -1, 3), nullptr);
-    EXPECT_EQ(Format(123'456'789, 3, 3), nullptr);
-    EXPECT_EQ(FormatWith(L".", 123'456'789, 3, 3), nullptr);
-}
-
-TEST(TimeText, TimesBeyondThirtyTwoBitsOfSeconds)
-{
-    EXPECT_STREQ(Format(3'000'000'000 * Second, 0, 3), Local(L"3000000000.000").c_str());
-    EXPECT_STREQ(Format(50'000'000 * Minute, 1, 0), L"50000000:00");
-    // The ends of the range are not rounded past them.
-    EXPECT_STREQ(Format(LLONG_MAX, 0, 3), Local(L"922337203685.477").c_str());
-    EXPECT_STREQ(Format(LLONG_MIN, 0, 3), Local(L"-922337203685.477").c_str());
-    EXPECT_STREQ(Format(LLONG_MIN, 2, 1, Compact), Local(L"-256204778:48:05.4").c_str());
-}
-
-TEST(TimeText, GivenSeparatorOfOneOrTwoCharacters)
-{
-    EXPECT_STREQ(FormatWith(L",", 123'456'789, 1, 3), L"00:12,346");
-    EXPECT_STREQ(FormatWith(L",", 125'000'000, 0, 3, Strip), L"12,5");
-    EXPECT_STREQ(FormatWith(L",", 120'000'000, 0, 3, Strip), L"12");
-    // The cut counts the separator's length.
-    EXPECT_STREQ(FormatWith(L"<>", 123'456'789, 0, 3), L"12<>346");
-    EXPECT_STREQ(FormatWith(L"<>", 123'456'789, 0, 1), L"12<>3");
-    EXPECT_STREQ(FormatWith(L"<>", 123'456'789, 0, 0), L"12");
-    EXPECT_STREQ(FormatWith(L"<>", 125'000'000, 2, 3, Strip | Unit), L"00:00:12<>5 hr:min:sec");
-}
-
-TEST(TimeText, SeparatorAtTheStartOrMissingGivesNull)
-{
-    EXPECT_EQ(FormatWith(L"-", -5'000'000, 0, 1), nullptr);
-    EXPECT_EQ(FormatWith(L"+", 5'000'000, 0, 1, Plus), nullptr);
-    EXPECT_EQ(FormatWith(L"", 5'000'000, 0, 1), nullptr);
-    EXPECT_EQ(FormatWith(nullptr, 5'000'000, 0, 1), nullptr);
+    for (const CRow& row : Rows) {
+        const bool user = row.Separator == UserSeparator;
+        const bool compact = row.Flags & Compact, strip = row.Flags & Strip, unit = row.Flags & Unit,
+                   plus = row.Flags & Plus;
+        const wchar_t* text = user ? FormatTimeText(row.Time, row.Format, row.Decimals, compact, strip, unit, plus)
+                                   : FormatTimeText(row.Time, row.Format, row.Decimals, compact, strip, unit, plus,
+                                                    row.Separator);
+        if (!row.Expected) {
+            EXPECT_EQ(nullptr, text) << row.Name;
+            continue;
+        }
+        ASSERT_NE(nullptr, text) << row.Name;
+        EXPECT_EQ(WithSeparator(row.Expected, user ? UsersSeparator() : row.Separator), text) << row.Name;
+    }
 }
 
 } // namespace

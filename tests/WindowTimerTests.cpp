@@ -1,6 +1,5 @@
 // Window timers whose id is the owner's address: each tick reaches its own owner.
 #include <gtest/gtest.h>
-#include <chrono>
 #include <functional>
 #include "tests/OleTestSupport.h"
 #include "control/WindowTimer.h"
@@ -26,60 +25,49 @@ using CTimer = CWindowTimer<CTickCounter>;
 class WindowTimer : public testing::Test
 {
 protected:
+    // Pumps for a while: what ticks now ticks anyway.
+    void Wait(int milliseconds = 100) { PumpUntil([] { return false; }, milliseconds); }
     CContainerWindow Window;
+    CTickCounter Fast, Slow;
 };
 
-} // namespace
-
-TEST_F(WindowTimer, TicksReachTheirOwnerUntilStopped)
+TEST_F(WindowTimer, OwnersOfOneWindowTickApartUntilStopped)
 {
-    CTickCounter owner;
-    EXPECT_EQ(reinterpret_cast<UINT_PTR>(&owner), CTimer::Start(Window.Window, owner, 10));
-    ASSERT_TRUE(PumpUntil([&] { return owner.Ticks >= 3; }));
-
-    CTimer::Stop(Window.Window, owner);
-    const int ticks = owner.Ticks;
-    PumpUntil([] { return false; }, 100);
-    EXPECT_EQ(ticks, owner.Ticks);
-}
-
-TEST_F(WindowTimer, OwnersOfOneWindowTickApart)
-{
-    CTickCounter fast, slow;
-    ASSERT_TRUE(CTimer::Start(Window.Window, fast, 10));
-    ASSERT_TRUE(CTimer::Start(Window.Window, slow, 60'000));
-    ASSERT_TRUE(PumpUntil([&] { return fast.Ticks >= 3; }));
-    EXPECT_EQ(0, slow.Ticks);
-
+    EXPECT_EQ(reinterpret_cast<UINT_PTR>(&Fast), CTimer::Start(Window.Window, Fast, 10));
+    ASSERT_TRUE(CTimer::Start(Window.Window, Slow, 60'000));
+    ASSERT_TRUE(PumpUntil([&] { return Fast.Ticks >= 3; }));
+    EXPECT_EQ(0, Slow.Ticks);
     // Restarting changes the period of that owner alone.
-    ASSERT_TRUE(CTimer::Start(Window.Window, slow, 10));
-    CTimer::Stop(Window.Window, fast);
-    const int fastTicks = fast.Ticks;
-    ASSERT_TRUE(PumpUntil([&] { return slow.Ticks >= 2; }));
-    EXPECT_EQ(fastTicks, fast.Ticks);
-    CTimer::Stop(Window.Window, slow);
+    ASSERT_TRUE(CTimer::Start(Window.Window, Slow, 10));
+    CTimer::Stop(Window.Window, Fast);
+    const int fastTicks = Fast.Ticks;
+    ASSERT_TRUE(PumpUntil([&] { return Slow.Ticks >= 2; }));
+    EXPECT_EQ(fastTicks, Fast.Ticks);
+    CTimer::Stop(Window.Window, Slow);
+    const int slowTicks = Slow.Ticks;
+    Wait();
+    EXPECT_EQ(slowTicks, Slow.Ticks);
 }
 
 TEST_F(WindowTimer, AnOwnerMayStopItselfInItsTick)
 {
-    CTickCounter owner;
-    owner.OnTick = [&] { CTimer::Stop(Window.Window, owner); };
-    ASSERT_TRUE(CTimer::Start(Window.Window, owner, 10));
-    ASSERT_TRUE(PumpUntil([&] { return owner.Ticks >= 1; }));
-    PumpUntil([] { return false; }, 100);
-    EXPECT_EQ(1, owner.Ticks);
+    Fast.OnTick = [&] { CTimer::Stop(Window.Window, Fast); };
+    ASSERT_TRUE(CTimer::Start(Window.Window, Fast, 10));
+    ASSERT_TRUE(PumpUntil([&] { return Fast.Ticks >= 1; }));
+    Wait();
+    EXPECT_EQ(1, Fast.Ticks);
 }
 
 TEST_F(WindowTimer, NoWindowNoTimer)
 {
-    CTickCounter owner;
-    EXPECT_EQ(0u, CTimer::Start(nullptr, owner, 10));
+    EXPECT_EQ(0u, CTimer::Start(nullptr, Fast, 10));
     HWND gone = CreateWindowExW(0, L"STATIC", L"", WS_POPUP, 0, 0, 10, 10, nullptr, nullptr, nullptr, nullptr);
     ASSERT_TRUE(gone);
     DestroyWindow(gone);
-    EXPECT_EQ(0u, CTimer::Start(gone, owner, 10));
-    // Stopping on a window that has gone is harmless.
-    CTimer::Stop(gone, owner);
-    PumpUntil([] { return false; }, 50);
-    EXPECT_EQ(0, owner.Ticks);
+    EXPECT_EQ(0u, CTimer::Start(gone, Fast, 10));
+    CTimer::Stop(gone, Fast);   // harmless
+    Wait(50);
+    EXPECT_EQ(0, Fast.Ticks);
 }
+
+} // namespace
