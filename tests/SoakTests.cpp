@@ -602,6 +602,12 @@ const CRememberedRun RememberedRuns[] = {
      "a gap in \"Fuel flow\" at the host's cursor, in the host's pause, made the vertical zoom NaN"},
 };
 
+// The run's name in the test listing, in place of the bytes of the row.
+void PrintTo(const CRememberedRun& run, std::ostream* out)
+{
+    *out << "seed " << run.Seed << ", " << run.Steps << " steps";
+}
+
 class RememberedRun : public testing::TestWithParam<CRememberedRun>
 {
 };
