@@ -156,6 +156,8 @@ public:
         Site.Position = RECT{0, 0, 480, 240};
         StartHost();
         Sim->GetSinkCount(&HostSinks);
+        // Counts calls and the host's arrays from here on.
+        Sim->ResetCallCounts();
         MakeChart();
     }
 
@@ -218,14 +220,20 @@ public:
         long sinks = -1;
         Sim->GetSinkCount(&sinks);
         if (sinks != HostSinks) problem << sinks - HostSinks << " sinks left on host objects; ";
+        // Every array the host handed out is destroyed, and none is left locked.
+        long outstanding = -1, locked = -1;
+        Sim->GetCallCount(CBstr(L"Arrays.HandedOut").Get(), &Arrays);
+        Sim->GetCallCount(CBstr(L"Arrays.Outstanding").Get(), &outstanding);
+        Sim->GetCallCount(CBstr(L"Arrays.Locked").Get(), &locked);
+        if (outstanding || locked) problem << outstanding << " host arrays not destroyed, " << locked << " left locked; ";
         Sim = nullptr;
         Host = nullptr;
         CoFreeUnusedLibraries();
         if (CComModule::Instance().ObjectCount() != Objects)
             problem << CComModule::Instance().ObjectCount() - Objects << " objects of ours left; ";
-        std::printf("soak: seed %u, %d steps, %d faults injected, %d controls, %d hosts, private bytes %lld KiB "
-                    "after warming up, %+lld KiB since\n",
-                    Seed, Step, Faults, Controls, Hosts, (long long)Memory / 1024,
+        std::printf("soak: seed %u, %d steps, %d faults injected, %d controls, %d hosts, %ld host arrays, "
+                    "private bytes %lld KiB after warming up, %+lld KiB since\n",
+                    Seed, Step, Faults, Controls, Hosts, Arrays, (long long)Memory / 1024,
                     ((long long)PrivateBytes() - (long long)Memory) / 1024);
         return problem.str();
     }
@@ -459,6 +467,7 @@ private:
     long HostSinks = 0;
     SIZE_T Memory = 0;
     int Step = 0, Faults = 0, Controls = 0, Hosts = 0;
+    long Arrays = 0;
 };
 
 // An action listed twice comes twice as often.
