@@ -91,7 +91,9 @@ TEST_F(RootLayoutTest, TheGraphEndsWhereThePanelsWidthAndTheLimitsSay)
         EXPECT_EQ(row.GraphRight + 1, Cursors.Bounds.left) << row.Name;
         EXPECT_EQ(row.Width, Cursors.Bounds.right) << row.Name;
         // Auto-sizing leaves the wish in inches alone.
-        if (row.Content) EXPECT_EQ(row.Inches, Layout.VerticalSplitInches) << row.Name;
+        if (row.Content) {
+            EXPECT_EQ(row.Inches, Layout.VerticalSplitInches) << row.Name;
+        }
     }
     Layout.VerticalSplitInches = 1.25;
     Arrange(1000);
