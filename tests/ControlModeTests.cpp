@@ -106,7 +106,9 @@ TEST_F(RTCTask, TheLiveWindowEndsAtTheNextHalfSecondStrictlyAfterTheDataAndStand
     qvx::time elapsed = rows[0].Length;
     for (const auto& row : rows) {
         DataTimeSpan = row.Span;
-        if (row.Length > elapsed) ASSERT_EQ(S_OK, Sim->Advance(row.Length - elapsed));
+        if (row.Length > elapsed) {
+            ASSERT_EQ(S_OK, Sim->Advance(row.Length - elapsed));
+        }
         elapsed = row.Length;
         static_cast<CRTCDataSelectionDataItem*>(Task->GetActiveSelection())->RefreshWindow();
         ASSERT_EQ(row.Length, Task->GetActiveSelection()->GetLength()) << row.Name;
@@ -342,7 +344,9 @@ TEST_F(LiveChart, OnlyARunningTraceTakesDataBeyondTheEndOfItsSelection)
         trace->RemoveListener(&heard);
         const bool taken = row.Running || !row.Beyond;
         EXPECT_EQ(taken, bool(trace->HasNewData)) << row.Name;
-        if (!taken) EXPECT_TRUE(heard.Heard.empty()) << row.Name;
+        if (!taken) {
+            EXPECT_TRUE(heard.Heard.empty()) << row.Name;
+        }
         if (!row.Running) continue;
         // The newest value is read once after data arrived.
         double latest = 0.0;

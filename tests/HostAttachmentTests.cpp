@@ -481,7 +481,9 @@ TEST_F(LinkedHostAttachment, ATaskOrRootGoingAwayDetachesWhatWent)
 {
     for (bool root : {false, true}) {
         SCOPED_TRACE(root ? "root" : "task");
-        if (!HasHost()) ASSERT_EQ(S_OK, Control->SetHost(Host));
+        if (!HasHost()) {
+            ASSERT_EQ(S_OK, Control->SetHost(Host));
+        }
         ASSERT_EQ(S_OK, Control->SetTaskById(1));
         First->Heard.clear();
         if (root) Chart->OnHostGoingAway(Host);

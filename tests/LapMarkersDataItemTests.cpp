@@ -192,7 +192,9 @@ protected:
         CComPtr<IQvxDataSelectionList> list;
         CComPtr<IQvxDataSelection> selection;
         EXPECT_EQ(S_OK, TaskOfHost(Host, SessionTask)->GetDataSelections(list.Out()));
-        if (list) EXPECT_EQ(S_OK, list->GetItem(index, selection.Out()));
+        if (list) {
+            EXPECT_EQ(S_OK, list->GetItem(index, selection.Out()));
+        }
         return selection;
     }
     // A selection of the tests' own whose lap object is `laps`.

@@ -282,7 +282,9 @@ TEST_F(NotificationPoints, SinksThatComeAndGoDuringAFiring)
         bool once = false;
         sinks[0]->During = [&] {
             if (std::exchange(once, true)) return;
-            if (row.Unadvised >= 0) EXPECT_EQ(S_OK, Notifications->Unadvise(cookies[row.Unadvised]));
+            if (row.Unadvised >= 0) {
+                EXPECT_EQ(S_OK, Notifications->Unadvise(cookies[row.Unadvised]));
+            }
             if (row.Joins) AdviseOn(IID_IQvxControlNotifications, late);
         };
         const ULONG alone = RefCount(static_cast<IQvxControlNotifications2*>(sinks[0].Get()));
@@ -290,7 +292,9 @@ TEST_F(NotificationPoints, SinksThatComeAndGoDuringAFiring)
         Owner->Fire_OnChannelsChanged(nullptr);
         EXPECT_EQ(row.Expected, Heard) << row.Name;
         // The firing's own reference on a sink is gone with the call.
-        if (row.Unadvised == 0) EXPECT_EQ(alone - 1, RefCount(static_cast<IQvxControlNotifications2*>(sinks[0].Get())));
+        if (row.Unadvised == 0) {
+            EXPECT_EQ(alone - 1, RefCount(static_cast<IQvxControlNotifications2*>(sinks[0].Get())));
+        }
     }
 }
 

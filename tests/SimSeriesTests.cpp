@@ -97,7 +97,9 @@ TEST(SimSeries, FindSampleAndSampleTimeTakeTheNearestOrFail)
         EXPECT_EQ(row.Status, series->GetSampleTime(row.Time, row.Direction, 0, &sampleTime)) << row.Time;
         EXPECT_EQ(row.Found, found) << row.Time;
         EXPECT_EQ(row.Found, sampleTime) << row.Time;
-        if (row.Status != S_OK) EXPECT_EQ(Unchanged, value) << row.Time;
+        if (row.Status != S_OK) {
+            EXPECT_EQ(Unchanged, value) << row.Time;
+        }
     }
     auto empty = SeriesOver(std::make_shared<CChannelData>());
     qvx::time t = 0;
