@@ -141,15 +141,24 @@ class CBaseNotificationsSink
 public:
     explicit CBaseNotificationsSink(R* receiver) noexcept : Receiver(receiver) {}
 
-    void Disconnect() noexcept { Receiver = nullptr; }
+    void Disconnect() noexcept
+    {
+        Receiver = nullptr;
+        Holder = nullptr;
+    }
     bool IsConnected() const noexcept { return Receiver != nullptr; }
+    // The counted object that the receiver lives in, held for the length of each call: whoever
+    // the receiver calls may let that object's last reference go. Not held between calls.
+    void HoldDuringCalls(IUnknown* holder) noexcept { Holder = holder; }
 
 protected:
     // Calls a receiver operation if there is a receiver; the host always hears S_OK.
     template <class Method, class... Args>
     HRESULT Forward(Method method, Args... args)
     {
-        if (Receiver) (Receiver->*method)(args...);
+        if (!Receiver) return S_OK;
+        const CComPtr<IUnknown> keepAlive(Holder);
+        (Receiver->*method)(args...);
         return S_OK;
     }
 
@@ -157,11 +166,16 @@ protected:
     template <class Later, class... Params, class... Args>
     HRESULT ForwardAs(void (Later::*method)(Params...), Args... args)
     {
-        if (Receiver) (static_cast<Later*>(Receiver)->*method)(args...);
+        if (!Receiver) return S_OK;
+        const CComPtr<IUnknown> keepAlive(Holder);
+        (static_cast<Later*>(Receiver)->*method)(args...);
         return S_OK;
     }
 
     R* Receiver;
+
+private:
+    IUnknown* Holder = nullptr;
 };
 
 // A new sink with one reference, forwarding to the receiver; null when out of memory.

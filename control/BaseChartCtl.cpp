@@ -353,21 +353,18 @@ void CBaseChartCtl::OnChannelDefaultsChanged(IQvxOrvid*, IQvxPropertyFactory* fa
 
 void CBaseChartCtl::OnSelectionsChanged(IQvxOrvid*)
 {
-    const CComPtr<IUnknown> keepAlive = KeepAlive();
     if (!DistanceSource && GetHostRoot()) GetHostRoot()->GetDistanceSource(DistanceSource.Out());
     if (TaskItem) TaskItem->OnSelectionsChanged();
 }
 
 void CBaseChartCtl::OnGroupDefaultsChanged(IQvxOrvid*, IQvxGroupFactory* factory)
 {
-    const CComPtr<IUnknown> keepAlive = KeepAlive();
     SetGroupFactoryParent(factory);
     OnGroupFactoryChanged();
 }
 
 void CBaseChartCtl::OnHostGoingAway(IQvxOrvid*)
 {
-    const CComPtr<IUnknown> keepAlive = KeepAlive();
     // A host that goes without closing its task first: the chart lets go of both.
     if (GetAttachedTask()) SetTask(nullptr);
     OnHostDetached();
@@ -399,13 +396,11 @@ void CBaseChartCtl::OnTimeDigitsChanged(IQvxOrvid*)
 
 void CBaseChartCtl::OnCurrentSelectionChanged(IQvxTask*)
 {
-    const CComPtr<IUnknown> keepAlive = KeepAlive();
     if (TaskItem) TaskItem->OnCurrentSelectionChanged();
 }
 
 void CBaseChartCtl::OnSelectionsChanged(IQvxTask*)
 {
-    const CComPtr<IUnknown> keepAlive = KeepAlive();
     if (!TaskItem) return;
     TaskItem->OnSelectionsChanged();
     TaskItem->NotifyChange(TaskTimeRangeStale | TaskDistanceRangeStale, 1);
@@ -413,7 +408,6 @@ void CBaseChartCtl::OnSelectionsChanged(IQvxTask*)
 
 void CBaseChartCtl::OnTaskGoingAway(IQvxTask*)
 {
-    const CComPtr<IUnknown> keepAlive = KeepAlive();
     SetTask(nullptr);
 }
 
@@ -428,7 +422,6 @@ void CBaseChartCtl::OnRunningChanged(IQvxTask* task)
 
 void CBaseChartCtl::OnCursorChanged(IQvxTask*, qvx::time time)
 {
-    const CComPtr<IUnknown> keepAlive = KeepAlive();
     // A cursor that the chart holds itself, running or paused locally, does not follow the
     // host's: only a chart without a task or in the host's pause takes it.
     if (TaskItem && !TaskItem->GetMode().IsLocallyHeld()) TaskItem->OnCursorChanged(time);

@@ -35,6 +35,13 @@ HRESULT CQvxControlBase::InitialiseControlBase(COrvidNotifications4Receiver* roo
         GroupFactorySink = CreateSink<CGroupFactorySink>(groups);
         if (!GroupFactorySink) return E_OUTOFMEMORY;
     }
+    // A host's news may reach whoever lets the control go: the control stays until it is done.
+    IUnknown* self = ControlInterface();
+    TaskSink->HoldDuringCalls(self);
+    RootSink->HoldDuringCalls(self);
+    if (ChannelFactorySink) ChannelFactorySink->HoldDuringCalls(self);
+    if (EventFactorySink) EventFactorySink->HoldDuringCalls(self);
+    if (GroupFactorySink) GroupFactorySink->HoldDuringCalls(self);
     return S_OK;
 }
 

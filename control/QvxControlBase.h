@@ -76,6 +76,8 @@ protected:
     // Takes the sinks off whatever they are still advised on and cuts them off: the host may
     // hold them longer.
     ~CQvxControlBase();
+    // The sink on the host root as the host sees it; null before the control is initialised.
+    IQvxOrvidNotifications4* GetRootSink() const noexcept { return RootSink.Get(); }
 
     // The empty list of page names and the sinks, which forward to `root` and `task`, and to the
     // three factory receivers for the factories that the factory word names. Part of the

@@ -100,7 +100,13 @@ HRESULT IQvxSingleDataSelectionControlImpl::CreateSelectionSinks()
     Sink1 = CreateSink<CSink1>(static_cast<CDataSelectionNotificationsReceiver*>(this));
     Sink2 = CreateSink<CSink2>(static_cast<CDataSelectionNotifications2Receiver*>(this));
     Sink3 = CreateSink<CSink3>(static_cast<CDataSelectionNotifications3Receiver*>(this));
-    return Sink1 && Sink2 && Sink3 ? S_OK : E_OUTOFMEMORY;
+    if (!Sink1 || !Sink2 || !Sink3) return E_OUTOFMEMORY;
+    // The control stays until it has acted on the selection's news.
+    IUnknown* self = static_cast<IQvxSingleDataSelectionControl*>(this);
+    Sink1->HoldDuringCalls(self);
+    Sink2->HoldDuringCalls(self);
+    Sink3->HoldDuringCalls(self);
+    return S_OK;
 }
 
 void IQvxSingleDataSelectionControlImpl::CloseSelectionSinks()

@@ -273,6 +273,7 @@ class CQuarantinedChart : public qvxtest::CTestChartCtl
 {
 public:
     static void operator delete(void* memory, std::size_t size) { std::memset(memory, 0xDD, size); }
+    using CQvxControlBase::GetRootSink;
 };
 
 // A host that drops its last reference to the control inside the task news: the control stays
@@ -283,9 +284,9 @@ TEST_F(HostAttachment, AHostThatLetsTheControlGoInsideTheTaskNewsIsStillServedTo
     const std::pair<const char*, Trigger> rows[] = {
         {"a task set by id", [](CQuarantinedChart& chart, IQvxOrvid*, IQvxSimulation*) { return chart.SetTaskById(2); }},
         {"the host closing", [](CQuarantinedChart&, IQvxOrvid*, IQvxSimulation* simulation) { return simulation->Shutdown(); }},
+        // Told through the control's own sink, as a host that goes without closing its task.
         {"the root going away with its task", [](CQuarantinedChart& chart, IQvxOrvid* host, IQvxSimulation*) {
-             chart.OnHostGoingAway(host);
-             return S_OK;
+             return chart.GetRootSink()->OnHostGoingAway(host);
          }},
     };
     for (const auto& [name, trigger] : rows) {
