@@ -225,7 +225,7 @@ protected:
     // The chart's channels as the task's ordering holds them, sorted as the configuration is.
     Names Ordered()
     {
-        CChannelNameSet set(ChannelNameLess(nullptr));
+        CChannelNameSet set;
         for (CChannelDataItem* item : Chart->TaskItem->GetOrdering()->GetItems()) set.emplace(item->GetName().View());
         return Names(set.begin(), set.end());
     }
@@ -280,6 +280,14 @@ TEST_F(ChannelConfig, NamedChannelsAreShownInOrderWithTheOrderingAndTheHostTold)
     // The keyed name reaches the host's channel of that quantity.
     CChannelDataItem* speed = Chart->TaskItem->GetOrdering()->GetItems().front();
     EXPECT_EQ(L"Speed", speed->GetDisplayName().View());
+
+    // One text under two keys is two channels, ordered by the host's texts of the keys
+    // ("Acceleration", "Distance", "Speed"), unknown keys last; a key that is no number is a channel all the same.
+    EXPECT_EQ(S_OK, AddName(L"[3]Speed"));
+    EXPECT_EQ(S_OK, AddName(L"[4]Speed"));
+    EXPECT_EQ(S_OK, AddName(L"[99999999999]Speed"));
+    EXPECT_EQ((Names{L"[4]Speed", L"[3]Speed", L"[1]Speed", L"[99999999999]Speed", L"Throttle"}), Shown());
+    EXPECT_EQ(Shown(), Ordered());
 
     Recorder->Heard.clear();
     EXPECT_EQ(E_INVALIDARG, AddName(L"Throttle"));
