@@ -278,8 +278,9 @@ TEST_F(ChannelConfig, NamedChannelsAreShownInOrderWithTheOrderingAndTheHostTold)
     EXPECT_EQ((Names{L"[1]Speed", L"Throttle"}), Shown());
     EXPECT_EQ(Shown(), Ordered());
     // The keyed name reaches the host's channel of that quantity.
-    CChannelDataItem* speed = Chart->TaskItem->GetOrdering()->GetItems().front();
-    EXPECT_EQ(L"Speed", speed->GetDisplayName().View());
+    const auto& items = Chart->TaskItem->GetOrdering()->GetItems();
+    ASSERT_EQ(2u, items.size());
+    EXPECT_EQ(L"Speed", items.front()->GetDisplayName().View());
 
     // One text under two keys is two channels, ordered by the host's texts of the keys
     // ("Acceleration", "Distance", "Speed"), unknown keys last; a key that is no number is a channel all the same.
@@ -335,9 +336,10 @@ TEST_F(ChannelConfig, InGroupedModeOneANamedMemberStaysNamed)
     ASSERT_EQ(S_OK, grouped->SetMode(1));
     ASSERT_EQ(S_OK, AddName(L"RPM"));
     ASSERT_EQ(S_OK, Groups->Add(DefaultGroup(L"Dashboard")));
-    EXPECT_EQ(1, NamedCount());
+    ASSERT_EQ(S_OK, AddName(L"Brake"));
+    EXPECT_EQ(2, NamedCount());
     EXPECT_EQ(4u, Shown().size());
-    // Back in mode 0 the group takes it over.
+    // Back in mode 0 the group takes them over.
     ASSERT_EQ(S_OK, grouped->SetMode(0));
     EXPECT_EQ(0, NamedCount());
     EXPECT_EQ(4u, Shown().size());
@@ -386,6 +388,10 @@ TEST_F(ChannelConfig, AtMost32AreShownAndADeletedOneLetsTheNextCandidateOn)
     EXPECT_FALSE(Selected(L"Speed"));
     EXPECT_TRUE(Available(L"Speed"));
     EXPECT_EQ(Shown(), Ordered());
+    // Without the group it moves up.
+    ASSERT_EQ(S_OK, Groups->RemoveAt(1));
+    EXPECT_EQ(Names{L"Speed"}, Shown());
+    EXPECT_EQ(Shown(), Ordered());
 }
 
 TEST_F(ChannelConfig, GroupsAreFoundAgainByNameWhenTheHostsDefaultsChange)
@@ -395,7 +401,10 @@ TEST_F(ChannelConfig, GroupsAreFoundAgainByNameWhenTheHostsDefaultsChange)
     CComPtr<IQvxGroup> before;
     ASSERT_EQ(S_OK, Groups->GetItem(1, before.Out()));
     const Names shown = Shown();
+    Recorder->Heard.clear();
     ASSERT_EQ(S_OK, Simulation->ReplaceGroupDefaults());
+    // The same channels come back: the host hears of no change.
+    EXPECT_TRUE(Recorder->Heard.empty());
     CComPtr<IQvxGroup> after;
     ASSERT_EQ(S_OK, Groups->GetItem(1, after.Out()));
     EXPECT_FALSE(SameObject(before, after));
