@@ -302,6 +302,55 @@ void IQvx1DChannelConfigImpl::RefreshGroups(IQvxGroupFactory* factory)
     Rebuild();
 }
 
+// --- the layout ---
+
+void IQvx1DChannelConfigImpl::LoadState(CChannelConfigState state, bool sortOnLoad, IQvxGroupFactory* factory)
+{
+    if (!Names || !GroupsObj) return;
+    const CComPtr<IUnknown> hold = Hold();
+    Names->Clear();
+    GroupsObj->Clear();
+    DeletedNames.clear();
+    GroupNames = std::move(state.GroupNames);
+    for (CBstr& name : state.DeletedNames) DeletedNames.insert(std::move(name));
+    for (CBstr& name : state.ChannelNames) {
+        if (name.Length() != 0 && !Names->Contains(name.Get())) Names->Append(std::move(name));
+    }
+    if (sortOnLoad) {
+        std::vector<CBstr> names = Names->GetNames();
+        std::stable_sort(names.begin(), names.end(), [](const CBstr& a, const CBstr& b) {
+            return CompareKeysOrdinal(CChannelKey(a.Get(), a.Length()), CChannelKey(b.Get(), b.Length())) < 0;
+        });
+        Names->Clear();
+        for (CBstr& name : names) Names->Append(std::move(name));
+        std::sort(GroupNames.begin(), GroupNames.end(),
+                  [](const CBstr& a, const CBstr& b) { return a.View() < b.View(); });
+    }
+    if (factory) ResolveGroups(factory);
+    if (Ordering) Ordering->SetNames(Names->GetNames());
+    Rebuild();
+}
+
+CChannelConfigState IQvx1DChannelConfigImpl::SaveState()
+{
+    CChannelConfigState state;
+    state.DeletedNames.assign(DeletedNames.begin(), DeletedNames.end());
+    if (Ordering) {
+        long count = 0;
+        Ordering->GetCount(&count);
+        for (long i = Ordering->GetGroupedCount() + 1; i <= count; ++i) {
+            CBstr name;
+            if (SUCCEEDED(Ordering->GetName(i, name.Out()))) state.ChannelNames.push_back(std::move(name));
+        }
+    } else if (Names) {
+        state.ChannelNames = Names->GetNames();
+    }
+    const bool snapshot = SnapshotGroupNames();
+    state.GroupNames = GroupNames;
+    if (snapshot) GroupNames.clear();
+    return state;
+}
+
 // --- what the lists and the ordering tell ---
 
 void IQvx1DChannelConfigImpl::OnGroupChanged(IQvxGroup*)

@@ -22,6 +22,14 @@
 #include "config/Groups.h"
 #include "Interfaces.h"
 
+// What the layout stores of the configuration.
+struct CChannelConfigState
+{
+    std::vector<CBstr> DeletedNames;   // in name order
+    std::vector<CBstr> ChannelNames;   // the named channels, in display order
+    std::vector<CBstr> GroupNames;
+};
+
 class IQvx1DChannelConfigImpl : public IQvx1DChannelConfig2,
                                 public CGroupsParent,
                                 public CDynDataNamesParent,
@@ -53,6 +61,14 @@ public:
     // The groups are found again by name in `factory` (none keeps only their names, for a later
     // factory), and everything is recalculated.
     void RefreshGroups(IQvxGroupFactory* factory);
+
+    // Replaces names, groups and deleted names by what a layout held. `sortOnLoad` sorts a layout
+    // that kept no order: names by key, group names by code unit. Groups are found by name in
+    // `factory`; without one only their names are kept, until a factory comes.
+    void LoadState(CChannelConfigState state, bool sortOnLoad, IQvxGroupFactory* factory);
+    // With the task's ordering, the channels behind its grouped head in display order stand for
+    // the named ones: a named channel that is not shown is not stored.
+    CChannelConfigState SaveState();
 
 protected:
     virtual ~IQvx1DChannelConfigImpl() = default;

@@ -459,4 +459,57 @@ TEST_F(ChannelConfig, GroupsReorderThroughTheirOrderingAndAGroupThatGoesAwayTake
     EXPECT_EQ(Shown(), Ordered());
 }
 
+// A layout read before the control has a group factory keeps the groups by name, writes them
+// back unchanged, and resolves them once the host attaches.
+TEST(ChannelConfigState, GroupNamesWaitForAFactoryAndOnlyShownNamedChannelsAreStored)
+{
+    ASSERT_EQ(S_OK, CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED));
+    {
+        CComPtr<IQvxOrvid> host;
+        ASSERT_EQ(S_OK, CoCreateInstance(CLSID_QvxSimulatedHost, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IQvxOrvid),
+                                         host.OutVoid()));
+        CComPtr<IQvxLinnographCtl4> owner;
+        qvxtest::CTestChartCtl* chart = qvxtest::CreateTestChart(owner);
+        ASSERT_NE(nullptr, chart);
+        chart->SetMaxChannelCount(2);
+        CChannelConfigState state;
+        state.DeletedNames.emplace_back(L"Gear");
+        for (const wchar_t* name : {L"[1]Speed", L"Throttle", L"Brake"}) state.ChannelNames.emplace_back(name);
+        for (const wchar_t* name : {L"Engine", L"Dashboard"}) state.GroupNames.emplace_back(name);
+        chart->LoadState(state, true, nullptr);
+        // Sorted on load: unkeyed names keep their order before keyed ones; two are shown.
+        EXPECT_EQ((Names{L"Brake", L"Throttle"}), Names(chart->GetSelectedChannels().begin(),
+                                                        chart->GetSelectedChannels().end()));
+        const CChannelConfigState saved = chart->SaveState();
+        const auto texts = [](const std::vector<CBstr>& list) {
+            Names names;
+            for (const CBstr& name : list) names.emplace_back(name.View());
+            return names;
+        };
+        EXPECT_EQ(Names{L"Gear"}, texts(saved.DeletedNames));
+        // In the display order of the task's ordering, which kept the order of the layout.
+        EXPECT_EQ((Names{L"Throttle", L"Brake"}), texts(saved.ChannelNames));
+        EXPECT_EQ((Names{L"Dashboard", L"Engine"}), texts(saved.GroupNames));
+
+        chart->SetMaxChannelCount(32);
+        CComPtr<IPersistStreamInit> persist;
+        ASSERT_EQ(S_OK, owner.As(persist));
+        ASSERT_EQ(S_OK, persist->InitNew());
+        CComPtr<IQvxControl> control;
+        ASSERT_EQ(S_OK, owner.As(control));
+        ASSERT_EQ(S_OK, control->SetHost(host));
+        CComPtr<IQvxGroups> groups;
+        ASSERT_EQ(S_OK, chart->GetChannelGroups(groups.Out()));
+        long count = 0;
+        EXPECT_EQ(S_OK, groups->GetCount(&count));
+        EXPECT_EQ(2, count);
+        EXPECT_TRUE(chart->GetSelectedChannels().count(L"RPM"));
+        EXPECT_FALSE(chart->GetSelectedChannels().count(L"Gear"));
+        CComPtr<IQvxSimulation> simulation;
+        ASSERT_EQ(S_OK, host.As(simulation));
+        simulation->Shutdown();
+    }
+    CoUninitialize();
+}
+
 } // namespace
