@@ -416,6 +416,13 @@ TEST_F(ChannelConfig, GroupsAreFoundAgainByNameWhenTheHostsDefaultsChange)
     EXPECT_EQ(L"Dashboard", first.View());
     EXPECT_EQ(L"Engine", second.View());
     EXPECT_EQ(shown, Shown());
+    // A layout stores the groups by name, and of the channels only those behind their head.
+    ASSERT_EQ(S_OK, AddName(L"Gear"));
+    const CChannelConfigState state = Chart->SaveState();
+    ASSERT_EQ(1u, state.ChannelNames.size());
+    EXPECT_EQ(L"Gear", state.ChannelNames[0].View());
+    ASSERT_EQ(2u, state.GroupNames.size());
+    EXPECT_EQ(L"Engine", state.GroupNames[1].View());
 }
 
 TEST_F(ChannelConfig, GroupsReorderThroughTheirOrderingAndAGroupThatGoesAwayTakesItsChannels)
