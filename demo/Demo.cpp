@@ -242,6 +242,8 @@ int wmain()
     // The chart in a three-dimensional border, as a host would set it up.
     SetProperty(control, L"Appearance", 1);
     SetProperty(control, L"BorderStyle", 1);
+    // One strip for each channel, so that the group's channels stand apart.
+    SetProperty(control, L"Tiled", -1);
 
     int status = 0;
     if (options.Headless) {
