@@ -117,6 +117,31 @@ TEST_F(ChannelOrder, KeyedNamesOfOneTextOrderByTheHostsTextsOfTheirIds)
     }
 }
 
+// The substitute host finds a keyed channel only under its own quantity (Speed is quantity 1).
+TEST_F(ChannelOrder, TheHostResolvesAKeyedNameOnlyUnderItsQuantity)
+{
+    CComPtr<IQvxOrvid> host;
+    ASSERT_EQ(S_OK, Simulation.As(host));
+    CComPtr<IQvxDataSelectionList> selections;
+    CComPtr<IQvxDataSelection> selection;
+    CComPtr<IQvxDataSelectionChannels> channels;
+    ASSERT_EQ(S_OK, qvxtest::TaskOfHost(host, 1)->GetDataSelections(selections.Out()));
+    ASSERT_EQ(S_OK, selections->GetItem(1, selection.Out()));
+    ASSERT_EQ(S_OK, selection.As(channels));
+    struct Row
+    {
+        const wchar_t* Name;
+        bool Found;
+    } rows[] = {{L"Speed", true}, {L"[1]Speed", true}, {L"[2]Speed", false}, {L"[x]Speed", false},
+                {L"[99999999999]Speed", false}, {L"[1]", false}, {L"[1", false}};
+    for (const Row& row : rows) {
+        CComPtr<IUnknown> channel;
+        EXPECT_EQ(row.Found, SUCCEEDED(channels->GetChannel(CBstr(row.Name).Get(), channel.Out())))
+            << std::string(row.Name, row.Name + wcslen(row.Name));
+    }
+    Simulation->Shutdown();
+}
+
 TEST(DynDataNames, ANameIsHeldOnceAndPositionsOutsideTheListAreRefused)
 {
     CComPtr<CDynDataNames> names = CDynDataNames::Make();
