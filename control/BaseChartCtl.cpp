@@ -19,7 +19,8 @@ constexpr DWORD TaskAttachStale = TaskCursorStale | TaskSelectionsStale;
 constexpr DWORD TaskAttachRangeStale = TaskTimeRangeStale | TaskDistanceRangeStale | TaskControlModeStale;
 
 // A list for the host of the names of a set, in the set's order.
-HRESULT GiveNames(const std::set<std::wstring>& names, IQvxDataNames** out)
+template <class Set>
+HRESULT GiveNames(const Set& names, IQvxDataNames** out)
 {
     if (!out) return E_POINTER;
     *out = nullptr;
@@ -296,10 +297,10 @@ const std::set<std::wstring>& CBaseChartCtl::GetConfiguredEventNames()
     return none;
 }
 
-const std::set<std::wstring>& CBaseChartCtl::GetConfiguredChannelNames()
+const CChannelNameSet& CBaseChartCtl::GetConfiguredChannelNames()
 {
-    // TODO: the channel configuration holds the set; until then nothing is configured.
-    static const std::set<std::wstring> none;
+    // The control's channel configuration holds the set; a chart without one shows nothing.
+    static const CChannelNameSet none(ChannelNameLess(nullptr));
     return none;
 }
 
@@ -385,7 +386,7 @@ void CBaseChartCtl::OnTaskAttached(IQvxTask* oldTask)
 
 void CBaseChartCtl::OnGroupFactoryChanged()
 {
-    // TODO: the channel configuration resolves its groups again by name.
+    // The control's channel configuration resolves its groups again by name.
 }
 
 bool CBaseChartCtl::IsChannelSelected(const std::wstring& name)

@@ -8,6 +8,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include "config/ChannelKey.h"
 #include "control/ChartDrawInfo.h"
 #include "items/ChartOwner.h"
 #include "control/ChartRegionBase.h"
@@ -83,7 +84,8 @@ public:
     // The font property object, borrowed; null before the control has a font.
     IUnknown* GetFontObject() override = 0;
     virtual const std::set<std::wstring>& GetConfiguredEventNames();
-    virtual const std::set<std::wstring>& GetConfiguredChannelNames();
+    // In the order of ChannelNameLess.
+    virtual const CChannelNameSet& GetConfiguredChannelNames();
     // The active channel or trace may have changed: the host hears of it.
     void FireActiveChanged() override = 0;
     // The container's ambient "PrintAllAxes", read afresh.
