@@ -1,0 +1,179 @@
+// Line trace regions over the substitute host: a long live run drawn incrementally against the
+// same run rebuilt before every paint, and the columns that a known series draws.
+#include <gtest/gtest.h>
+#include <cstring>
+#include <memory>
+#include <vector>
+#include "items/ChannelDataItem.h"
+#include "items/RTCTaskDataItem.h"
+#include "items/TraceDataItem.h"
+#include "regions/TraceRegion.h"
+#include "tests/ChartTestSupport.h"
+#include "tests/SimTestSupport.h"
+
+using namespace qvxtest;
+
+namespace {
+
+// A line trace of either table that checks that it never reads a sample twice, which also
+// shows that it never rebuilt.
+template <class Base>
+class CCountingTrace : public Base
+{
+public:
+    using Base::Base;
+    void AddSample(qvx::time time, double x, double y) override
+    {
+        if (time <= Last) ++ReadAgain;
+        Last = time;
+        ++Read;
+        Base::AddSample(time, x, y);
+    }
+    qvx::time Last = INT64_MIN;
+    long long Read = 0;
+    long ReadAgain = 0;
+};
+
+std::unique_ptr<CLineTraceRegion> MakeTrace(const HWND* window, CTraceDataItem* trace, bool hold)
+{
+    if (hold) return std::make_unique<CCountingTrace<CHoldLineTraceRegion>>(window, trace);
+    return std::make_unique<CCountingTrace<CLinearLineTraceRegion>>(window, trace);
+}
+
+long ReadAgain(CLineTraceRegion& trace, bool hold)
+{
+    return hold ? static_cast<CCountingTrace<CHoldLineTraceRegion>&>(trace).ReadAgain
+                : static_cast<CCountingTrace<CLinearLineTraceRegion>&>(trace).ReadAgain;
+}
+
+using Stroke = std::vector<TracePoint>;
+
+// The lines that the records draw right of `edge`: records that go on are joined, and each line
+// starts on its last point at or left of `edge`, from which it enters the picture.
+std::vector<Stroke> Drawn(const std::vector<TracePolyline>& records, LONG edge)
+{
+    std::vector<Stroke> strokes;
+    const TracePolyline* before = nullptr;
+    for (const TracePolyline& record : records) {
+        Stroke visible(record.Points.begin() + record.FirstVisible, record.Points.end());
+        const bool goesOn = before && before->Points.size() == size_t(CColumnFolder::RecordPoints)
+                            && !visible.empty() && visible.front() == before->Points.back();
+        if (goesOn)
+            strokes.back().insert(strokes.back().end(), visible.begin() + 1, visible.end());
+        else
+            strokes.push_back(visible);
+        before = &record;
+    }
+    std::vector<Stroke> cut;
+    for (Stroke& stroke : strokes) {
+        size_t from = 0;
+        for (size_t i = 0; i < stroke.size(); ++i)
+            if (stroke[i].X <= edge) from = i;
+        if (stroke.empty() || stroke.back().X <= edge) continue;
+        cut.emplace_back(stroke.begin() + from, stroke.end());
+    }
+    return cut;
+}
+
+class LiveTraces : public LiveChartTest
+{
+protected:
+    static constexpr RECT Plot{0, 0, 1000, 199};
+
+    void SetUp() override
+    {
+        ASSERT_NO_FATAL_FAILURE(LiveChartTest::SetUp());
+        // The chart's own property factories, which give the channels their scales.
+        CComPtr<IPersistStreamInit> persist;
+        ASSERT_EQ(S_OK, persist.QueryFrom(Owner, __uuidof(IPersistStreamInit)));
+        ASSERT_EQ(S_OK, persist->InitNew());
+        // The window moves by whole columns of 20 ms; the axis by half seconds.
+        ASSERT_EQ(S_OK, Owner->put_DataTimeSpan(20 * Second));
+        ASSERT_EQ(S_OK, Owner->put_HistoricDataTimeSpan(30 * Second));
+        Attach(SessionTask);
+        Advance(Second);
+        Task().GetOrdering()->SetNames({CBstr(L"Speed"), CBstr(L"Gear"), CBstr(L"Tyre pressure FL"), CBstr(L"GPS speed")});
+        const double scales[][2] = {{0.0, 300.0}, {0.0, 7.0}, {1.0, 2.5}, {0.0, 300.0}};
+        for (CChannelDataItem* channel : Task().GetOrdering()->GetItems()) {
+            const double* scale = scales[Holds.size()];
+            ASSERT_TRUE(channel->GetProperties());
+            for (auto [name, value] : {std::pair{L"Display minimum", scale[0]}, std::pair{L"Display maximum", scale[1]}}) {
+                CVariant variant;
+                variant.vt = VT_R8;
+                variant.dblVal = value;
+                ASSERT_EQ(S_OK, channel->GetProperties()->SetProperty(CBstr(name).Get(), variant));
+            }
+            for (CTraceDataItem* trace : channel->GetTraces()) {
+                const bool hold = channel->GetInterpolation() != 2;
+                Holds.push_back(hold);
+                Incremental.push_back(MakeTrace(&NoWindow, trace, hold));
+                Rebuilt.push_back(MakeTrace(&NoWindow, trace, hold));
+            }
+        }
+        for (auto* list : {&Incremental, &Rebuilt})
+            for (auto& trace : *list) trace->SetBounds(Plot);
+    }
+    void TearDown() override
+    {
+        Incremental.clear();
+        Rebuilt.clear();
+        LiveChartTest::TearDown();
+    }
+    void Paint(std::vector<std::unique_ptr<CLineTraceRegion>>& traces, CDibSurface& canvas)
+    {
+        CChartDrawInfo info(canvas.Dc(), canvas.Dc(), DrawOwner, 0);
+        for (auto& trace : traces) trace->DrawWithColour(info, CTraceRegion::TraceOwnColour);
+    }
+
+    HWND NoWindow = nullptr;
+    CTestDrawOwner DrawOwner;
+    std::vector<bool> Holds;
+    std::vector<std::unique_ptr<CLineTraceRegion>> Incremental;
+    std::vector<std::unique_ptr<CLineTraceRegion>> Rebuilt;
+};
+
+} // namespace
+
+TEST_F(LiveTraces, ALongLiveRunDrawnIncrementallyStoresAndPaintsWhatRebuildingEveryFrameDoes)
+{
+    CDibSurface incremental(Plot.right + 1, Plot.bottom + 1, 0xFFFFFF), rebuilt(Plot.right + 1, Plot.bottom + 1, 0xFFFFFF);
+    // Filling the window, then moving with a growing historic span, then the full span; frames
+    // of a third of a second are no whole number of columns.
+    for (int frame = 0; frame < 150; ++frame) {
+        Advance(Second / 3);
+        incremental.Fill(0xFFFFFF);
+        rebuilt.Fill(0xFFFFFF);
+        for (auto& trace : Rebuilt) trace->ClearPoints();
+        Paint(Incremental, incremental);
+        Paint(Rebuilt, rebuilt);
+        for (size_t i = 0; i < Incremental.size(); ++i) {
+            ASSERT_EQ(Drawn(Incremental[i]->GetPolylines(), Plot.left - 1), Drawn(Rebuilt[i]->GetPolylines(), Plot.left - 1))
+                << "frame " << frame << ", trace " << i;
+            ASSERT_EQ(ReadAgain(*Incremental[i], Holds[i]), 0) << "frame " << frame << ", trace " << i;
+        }
+        ASSERT_EQ(0, std::memcmp(incremental.Data(), rebuilt.Data(), size_t(incremental.Width()) * incremental.Height() * 4))
+            << "frame " << frame;
+    }
+    EXPECT_GT(Shown()->GetStartTime(), RecordingStart) << "the window moved";
+    for (auto& trace : Incremental) EXPECT_FALSE(trace->GetPolylines().empty());
+}
+
+TEST_F(LiveTraces, APlotWhoseColumnsTheWindowDoesNotStepByIsRebuiltAtEachMove)
+{
+    // The window steps by a thousandth of its span; 999 columns make that no whole column.
+    const RECT narrower{0, 0, 999, 199};
+    for (auto* list : {&Incremental, &Rebuilt})
+        for (auto& trace : *list) trace->SetBounds(narrower);
+    Advance(25 * Second);
+    CDibSurface canvas(Plot.right + 1, Plot.bottom + 1);
+    for (int frame = 0; frame < 10; ++frame) {
+        Advance(Second / 3);
+        for (auto& trace : Rebuilt) trace->ClearPoints();
+        Paint(Incremental, canvas);
+        Paint(Rebuilt, canvas);
+        for (size_t i = 0; i < Incremental.size(); ++i)
+            ASSERT_EQ(Drawn(Incremental[i]->GetPolylines(), narrower.left - 1), Drawn(Rebuilt[i]->GetPolylines(), narrower.left - 1))
+                << "frame " << frame << ", trace " << i;
+    }
+    EXPECT_GT(ReadAgain(*Incremental[0], Holds[0]), 0) << "the moved view was read again";
+}
