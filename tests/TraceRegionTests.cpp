@@ -177,3 +177,69 @@ TEST_F(LiveTraces, APlotWhoseColumnsTheWindowDoesNotStepByIsRebuiltAtEachMove)
     }
     EXPECT_GT(ReadAgain(*Incremental[0], Holds[0]), 0) << "the moved view was read again";
 }
+
+namespace {
+
+// A line trace whose records a test writes, painted on its own.
+class CPaintedTrace : public CLinearLineTraceRegion
+{
+public:
+    CPaintedTrace() : CLinearLineTraceRegion(nullptr, nullptr) {}
+    CColumnFolder& Records() { return Folder; }
+};
+
+// The count of pixels of `colour` in column x.
+int InColumn(const CDibSurface& canvas, int x, COLORREF colour)
+{
+    int count = 0;
+    for (int y = 0; y < canvas.Height(); ++y) count += canvas.Pixel(x, y) == colour;
+    return count;
+}
+
+} // namespace
+
+TEST(LineTracePaint, RecordsDrawTheirColumnsAsTheyStand)
+{
+    constexpr COLORREF Red = 0x0000FF;
+    struct CRow
+    {
+        const char* Name;
+        std::vector<std::vector<TracePoint>> Records;
+        int FirstVisible;
+        short PointSize;
+        LONG DataRight;
+        // Per column 0 to 9, the red pixels expected.
+        std::vector<int> Columns;
+    };
+    const CRow rows[] = {
+        {"one point is one pixel", {{{4, 5}}}, 0, 0, 32767, {0, 0, 0, 0, 1, 0, 0, 0, 0, 0}},
+        {"a folded column is a vertical line, the line into it ends where it enters", {{{2, 10}, {3, 10}, {3, 2}, {3, 14}, {3, 6}, {5, 6}}},
+         0, 0, 32767, {0, 0, 1, 13, 1, 0, 0, 0, 0, 0}},
+        {"points that scrolled off are not drawn", {{{1, 3}, {2, 3}, {6, 3}, {8, 3}}}, 2, 0, 32767, {0, 0, 0, 0, 0, 0, 1, 1, 0, 0}},
+        {"painting stops right of the newest sample", {{{0, 3}, {9, 3}}}, 0, 0, 4, {1, 1, 1, 1, 1, 0, 0, 0, 0, 0}},
+        {"a break leaves a gap", {{{0, 3}, {2, 3}}, {{5, 3}, {7, 3}}}, 0, 0, 32767, {1, 1, 0, 0, 0, 1, 1, 0, 0, 0}},
+        {"60 tenths of a point at 96 dots an inch are 8 pixels wide", {{{0, 10}, {9, 10}}}, 0, 60, 32767,
+         {8, 8, 8, 8, 8, 8, 8, 8, 8, 8}},
+    };
+    CTestDrawOwner owner;
+    for (const CRow& row : rows) {
+        CDibSurface canvas(10, 20, 0xFFFFFF);
+        CPaintedTrace trace;
+        trace.SetBounds({0, 0, 9, 19});
+        trace.DirtyBits = 0;
+        trace.Colour = Red;
+        trace.DataRight = row.DataRight;
+        for (const auto& points : row.Records) {
+            TracePolyline record;
+            record.Points = points;
+            trace.Records().Polylines.push_back(record);
+        }
+        trace.Records().Polylines[0].FirstVisible = row.FirstVisible;
+        CChartDrawInfo info(canvas.Dc(), canvas.Dc(), owner, row.PointSize);
+        ASSERT_EQ(GetDeviceCaps(canvas.Dc(), LOGPIXELSY), 96);
+        trace.PaintPolylines(info);
+        std::vector<int> columns;
+        for (int x = 0; x < 10; ++x) columns.push_back(InColumn(canvas, x, Red));
+        EXPECT_EQ(columns, row.Columns) << row.Name;
+    }
+}
