@@ -7,8 +7,11 @@
 #include "items/ChannelDataItem.h"
 #include "items/RTCTaskDataItem.h"
 #include "items/TraceDataItem.h"
+#include "regions/ChannelRegion.h"
+#include "regions/GraphRegion.h"
 #include "regions/TraceRegion.h"
 #include "tests/ChartTestSupport.h"
+#include "tests/OleTestSupport.h"
 #include "tests/SimTestSupport.h"
 
 using namespace qvxtest;
@@ -241,5 +244,56 @@ TEST(LineTracePaint, RecordsDrawTheirColumnsAsTheyStand)
         std::vector<int> columns;
         for (int x = 0; x < 10; ++x) columns.push_back(InColumn(canvas, x, Red));
         EXPECT_EQ(columns, row.Columns) << row.Name;
+    }
+}
+
+TEST_F(LiveTraces, TheChartDrawsEachChannelAsTracesOfItsInterpolationUnderItsAlarmLines)
+{
+    constexpr COLORREF AlarmColour = 0x00FF00;
+    const auto set = [&](CChannelDataItem* channel, const wchar_t* name, VARTYPE type, double value) {
+        CVariant variant;
+        variant.vt = VT_R8;
+        variant.dblVal = value;
+        ASSERT_EQ(S_OK, VariantChangeType(&variant, &variant, 0, type));
+        ASSERT_EQ(S_OK, channel->GetProperties()->SetProperty(CBstr(name).Get(), variant));
+    };
+    CChannelDataItem* speed = Task().GetOrdering()->GetItems().front();
+    set(speed, L"Alarm condition", VT_I4, 3);
+    set(speed, L"Alarm minimum", VT_R8, 75.0);
+    set(speed, L"Alarm maximum", VT_R8, 225.0);
+    set(speed, L"Alarm color", VT_I4, AlarmColour);
+    Chart->CursorsRegion->ShowAlarms = TRUE;
+    // Tiled, no trace draws over another.
+    Chart->GraphRegion->SetTiled(TRUE);
+    Advance(10 * Second);
+    CDibSurface canvas(800, 500, 0xFFFFFF);
+    ASSERT_EQ(S_OK, DrawInto(Owner, canvas.Dc(), RECTL{0, 0, 800, 500}));
+
+    CGraphRegion& graph = *Chart->GraphRegion;
+    ASSERT_EQ(graph.ChannelRegions.size(), 4u);
+    size_t place = 0;
+    for (auto& channel : graph.ChannelRegions) {
+        ASSERT_EQ(channel->TraceRegions.size(), 1u);
+        CTraceRegion* trace = channel->TraceRegions.front().get();
+        const bool linear = dynamic_cast<CLinearLineTraceRegion*>(trace) != nullptr;
+        EXPECT_EQ(linear, !Holds[place]) << "channel " << place;
+        EXPECT_TRUE(EqualRect(&trace->Bounds, &channel->PlotRect)) << "channel " << place;
+        const auto* line = dynamic_cast<CLineTraceRegion*>(trace);
+        ASSERT_TRUE(line);
+        EXPECT_FALSE(line->GetPolylines().empty()) << "channel " << place;
+        // The points of the newest record show in the trace's colour, but where the line ends.
+        const auto& points = line->GetPolylines().back().Points;
+        for (size_t i = 0; i < points.size(); ++i)
+            if (PtInRect(&trace->Bounds, {points[i].X, points[i].Y}) && !(points[i] == points.back()))
+                EXPECT_EQ(canvas.Pixel(points[i].X, points[i].Y), trace->Colour) << "channel " << place << ", point " << i; 
+        ++place;
+    }
+    // Speed's scale is 0 to 300: the limits stand at a quarter and three quarters of its band.
+    const RECT band = graph.ChannelRegions.front()->PlotRect;
+    for (double share : {0.25, 0.75}) {
+        const int y = int(band.bottom - (band.bottom - band.top) * share);
+        int dots = 0;
+        for (int x = band.left; x <= band.right; ++x) dots += canvas.Pixel(x, y) == AlarmColour;
+        EXPECT_GT(dots, (band.right - band.left) / 4) << "the alarm line at " << share;
     }
 }
