@@ -131,7 +131,7 @@ bool Run(IQvxOrvid* host, IQvxSimulation* sim, const wchar_t* channel, double lo
     CDibSurface canvas(Plot.right + 1, Plot.bottom + 1, 0xFFFFFF);
     CPlainOwner owner;
     CChartDrawInfo info(canvas.Dc(), canvas.Dc(), owner, 0);
-    std::vector<CFrames> incremental(phases.size()), painted(phases.size()), design(phases.size());
+    std::vector<CFrames> incremental(phases.size()), painted(phases.size()), everyFrame(phases.size());
     qvx::time elapsed = 0;
     for (long frame = 1; elapsed < length; ++frame) {
         // Frames of 1/60 s in the measured stretches; between them the host runs on by up to a
@@ -162,7 +162,7 @@ bool Run(IQvxOrvid* host, IQvxSimulation* sim, const wchar_t* channel, double lo
                 was += t->Read;
                 t->ClearPoints();
             }
-            CFrames& d = design[p];
+            CFrames& d = everyFrame[p];
             d.Micros.push_back(Frame(rebuilt, &info));
             for (auto& t : rebuilt) d.Read += t->Read;
             d.Read -= was;
@@ -179,12 +179,12 @@ bool Run(IQvxOrvid* host, IQvxSimulation* sim, const wchar_t* channel, double lo
                     phases[p].Name, buildMedian, f.Percentile(0.95), paintMedian, withPaint.Percentile(0.95),
                     double(f.Read) / double(f.Frames), double(f.Vertices) / double(f.Frames),
                     paintMedian * FramesPerSecond / 1e4);
-        CFrames& d = design[p];
+        CFrames& d = everyFrame[p];
         if (d.Frames == 0) continue;
-        const double designMedian = d.Percentile(0.5);
+        const double fullMedian = d.Percentile(0.5);
         std::printf("    %-34s rebuilt every frame: %10.1f us median, %9.0f samples read a frame; incremental "
                     "wins %.0fx in time, %.0fx in samples\n",
-                    "", designMedian, double(d.Read) / double(d.Frames), designMedian / std::max(paintMedian, 1.0),
+                    "", fullMedian, double(d.Read) / double(d.Frames), fullMedian / std::max(paintMedian, 1.0),
                     double(d.Read) / double(d.Frames) / std::max(double(f.Read) / double(f.Frames), 1.0));
     }
     return true;
