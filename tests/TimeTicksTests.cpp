@@ -271,4 +271,23 @@ TEST(TimeTicks, SecondsBackToTicksRoundAwayFromZeroAndStayInRange)
         EXPECT_EQ(row.Ticks, SecondsToTicks(row.Seconds)) << row.Seconds;
 }
 
+TEST(TimeTicks, LabelsStandFlushWithTheEndsThatTheyWouldReach)
+{
+    // An axis from 100 to 500, labels 40 wide: half a label is 20.
+    const struct
+    {
+        long X;
+        LabelAlignment Alignment;
+    } rows[] = {
+        {100, LabelAlignment::Left},
+        {120, LabelAlignment::Left},
+        {121, LabelAlignment::Centre},
+        {479, LabelAlignment::Centre},
+        {480, LabelAlignment::Right},
+        {500, LabelAlignment::Right},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(row.Alignment, AlignLabel(row.X, 40, 100, 500)) << row.X;
+}
+
 } // namespace
