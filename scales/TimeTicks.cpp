@@ -65,8 +65,8 @@ long TimeTickDecimals(std::int64_t t0, std::int64_t t1, std::int16_t timeDigits)
     return decimals > TickDigits ? TickDigits : decimals;
 }
 
-bool GetTimeTicks(std::int64_t t0, std::int64_t t1, long pixels, std::int16_t timeDigits,
-                  const TimeLabelWidth& labelWidth, AxisTicks& ticks)
+bool ChooseTimeTicks(std::int64_t t0, std::int64_t t1, long pixels, std::int16_t timeDigits,
+                     const TimeLabelWidth& labelWidth, AxisTicks& ticks)
 {
     if (t0 >= t1)
         return false;

@@ -64,7 +64,7 @@ TEST(TimeTicks, EachRangeGetsItsStepsAndStarts)
 {
     for (const CStepRow& row : StepRows) {
         AxisTicks ticks;
-        ASSERT_TRUE(GetTimeTicks(row.T0, row.T1, row.Pixels, row.TimeDigits, Fixed(row.LabelWidth), ticks)) << row.Name;
+        ASSERT_TRUE(ChooseTimeTicks(row.T0, row.T1, row.Pixels, row.TimeDigits, Fixed(row.LabelWidth), ticks)) << row.Name;
         EXPECT_DOUBLE_EQ(double(row.T0) / Second, ticks.Minimum) << row.Name;
         EXPECT_DOUBLE_EQ(double(row.T1) / Second, ticks.Maximum) << row.Name;
         EXPECT_DOUBLE_EQ(row.MajorStart, ticks.MajorStart) << row.Name;
@@ -120,7 +120,7 @@ TEST(TimeTicks, LabelsCrossTheMinuteAndTheHourInEachFormat)
     };
     for (const CFormatRow& row : rows) {
         AxisTicks ticks;
-        ASSERT_TRUE(GetTimeTicks(row.T0, row.T1, row.Pixels, 3, Characters(row.Format), ticks)) << row.Name;
+        ASSERT_TRUE(ChooseTimeTicks(row.T0, row.T1, row.Pixels, 3, Characters(row.Format), ticks)) << row.Name;
         EXPECT_EQ(row.Labels, Labels(ticks, row.Format)) << row.Name;
     }
 }
@@ -183,7 +183,7 @@ TEST(TimeTicks, MeasuredLabelsNeitherOverlapNorOverhang)
                 return measure.Width(FormatTimeText(time, row.Format, decimals, true, false, false, false, L"."));
             };
             AxisTicks ticks;
-            ASSERT_TRUE(GetTimeTicks(row.T0, row.T1, pixels, 3, width, ticks));
+            ASSERT_TRUE(ChooseTimeTicks(row.T0, row.T1, pixels, 3, width, ticks));
             const std::vector<double> majors = Majors(ticks);
             ASSERT_LE(majors.size(), 11u);
             long previousRight = LONG_MIN;
@@ -222,7 +222,7 @@ TEST(TimeTicks, EmptyRangesAndLabelsWithoutWidthGiveNoTicks)
     for (const auto& row : rows) {
         AxisTicks ticks;
         ticks.MajorStep = -1;
-        EXPECT_FALSE(GetTimeTicks(row.T0, row.T1, 800, 3, Fixed(row.LabelWidth), ticks)) << row.Name;
+        EXPECT_FALSE(ChooseTimeTicks(row.T0, row.T1, 800, 3, Fixed(row.LabelWidth), ticks)) << row.Name;
         EXPECT_EQ(-1, ticks.MajorStep) << row.Name;
     }
 }
@@ -243,7 +243,7 @@ TEST(TimeTicks, RangesAtTheEndsOfTimeGiveFewTicksInView)
     };
     for (const auto& row : rows) {
         AxisTicks ticks;
-        ASSERT_TRUE(GetTimeTicks(row.T0, row.T1, row.Pixels, 7, Fixed(20), ticks)) << row.Name;
+        ASSERT_TRUE(ChooseTimeTicks(row.T0, row.T1, row.Pixels, 7, Fixed(20), ticks)) << row.Name;
         EXPECT_GT(ticks.MajorStep, 0.0) << row.Name;
         EXPECT_GT(ticks.MinorStep, 0.0) << row.Name;
         EXPECT_GE(ticks.MajorStart, ticks.Minimum) << row.Name;

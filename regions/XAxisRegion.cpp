@@ -1,0 +1,373 @@
+#include "regions/XAxisRegion.h"
+#include <algorithm>
+#include <cstdint>
+#include <cwchar>
+#include "com/ComObject.h"
+#include "control/ChartDrawInfo.h"
+#include "items/ChannelDataItem.h"
+#include "items/ChartOwner.h"
+#include "items/DataSelectionDataItem.h"
+#include "items/ItemFlags.h"
+#include "items/RTCTaskDataItem.h"
+#include "regions/GraphRegion.h"
+#include "scales/TimeTicks.h"
+
+namespace {
+
+constexpr UINT NoValueText = 11037;
+constexpr UINT OffsetCaptionText = 11043;
+// Bits of DrawOffsetLabel's flags: which fields are framed.
+constexpr DWORD FrameTime = 1;
+constexpr DWORD FrameValue = 2;
+// The change flags of the task that are more than a cursor move.
+constexpr DWORD AnyButCursor = 0x7FFFFFFF;
+
+// A text of the module's string table, or `fallback` where the module's resources are absent.
+std::wstring ModuleString(UINT id, const wchar_t* fallback)
+{
+    const wchar_t* text = nullptr;
+    const int length = LoadStringW(CComModule::Instance().Handle(), id, reinterpret_cast<wchar_t*>(&text), 0);
+    return length > 0 && text ? std::wstring(text, size_t(length)) : std::wstring(fallback);
+}
+
+// An object selected into a context for the length of a scope.
+class CSelection
+{
+public:
+    CSelection(HDC dc, HGDIOBJ object) noexcept : Dc(dc), Old(object ? SelectObject(dc, object) : nullptr) {}
+    CSelection(const CSelection&) = delete;
+    CSelection& operator=(const CSelection&) = delete;
+    ~CSelection()
+    {
+        if (Old) SelectObject(Dc, Old);
+    }
+
+private:
+    HDC Dc;
+    HGDIOBJ Old;
+};
+
+SIZE Extent(CChartDrawInfo& info, const std::wstring& text)
+{
+    SIZE size{};
+    info.GetTextExtent(text.c_str(), size);
+    return size;
+}
+
+// Draws `text` with `font`, clipped to its cell and right-aligned to the cell's right edge.
+void DrawCell(CChartDrawInfo& info, HFONT font, const RECT& cell, const std::wstring& text)
+{
+    const CSelection selected(info.hdcOut, font);
+    ExtTextOutW(info.hdcOut, cell.right, cell.top, ETO_CLIPPED, &cell, text.c_str(), UINT(text.size()), nullptr);
+}
+
+// A value's pixel between low and high; -1 for an empty range, and with `check` outside it.
+long MapToPixel(long low, long high, double minimum, double maximum, double value, bool check, bool invert)
+{
+    if (!(maximum > minimum)) return -1;
+    if (check && (value < minimum || value > maximum)) return -1;
+    const double d = (high - low) * (value - minimum) / (maximum - minimum);
+    const long x = long(invert ? high - d : low + d);
+    if (check && (x < low || x > high)) return -1;
+    return x;
+}
+
+// A tick's x between the ends of the axis; -1 outside.
+long AxisPixel(const RECT& bounds, const AxisTicks& ticks, double value)
+{
+    return MapToPixel(bounds.left, bounds.right, ticks.Minimum, ticks.Maximum, value, true, false);
+}
+
+// Calls `visit` for start + i * step while the value lies on the axis.
+template <typename Visit>
+void WalkTicks(double start, double step, const AxisTicks& ticks, Visit visit)
+{
+    // More would not fit on any screen; it ends a walk whose step the rounding of a huge start
+    // swallows.
+    constexpr int MostTicks = 1000;
+    if (!(step > 0.0)) return;
+    for (int i = 0; i < MostTicks; ++i) {
+        const double value = start + i * step;
+        if (!(value >= ticks.Minimum && value <= ticks.Maximum)) return;
+        visit(value);
+    }
+}
+
+} // namespace
+
+CXAxisRegion::CXAxisRegion(const HWND* windowRef, CGraphRegion* graph, CTaskDataItem* task)
+    : CChartRegionBase(windowRef), Graph(graph), Task(task), SelectionLabelRect{}
+{
+    if (Task) Task->AddListener(this);
+}
+
+CXAxisRegion::~CXAxisRegion()
+{
+    if (Task) Task->RemoveListener(this);
+}
+
+long CXAxisRegion::TimeDigits() const
+{
+    return std::int16_t(Task->GetTimeDigits());
+}
+
+void CXAxisRegion::GetAxisTimeRange(qvx::time& first, qvx::time& last)
+{
+    if (Task) Task->GetTimeRange(first, last);
+}
+
+HRESULT CXAxisRegion::GetTimeTicks(CChartDrawInfo& info, AxisTicks& ticks)
+{
+    if (!Task) return E_FAIL;
+    // Equal ends fail, should the range stay as it came in.
+    qvx::time first = 0, last = 0;
+    GetAxisTimeRange(first, last);
+    const CSelection font(info.hdcRef, info.hFontNormal);
+    const TimeLabelWidth width = [&](std::int64_t time, long decimals) -> long {
+        SIZE size{};
+        info.GetTextExtent(Task->FormatTime(time, decimals, true, false, false), size);
+        return size.cx;
+    };
+    return ChooseTimeTicks(first, last, Bounds.right - Bounds.left, std::int16_t(TimeDigits()), width, ticks)
+               ? S_OK
+               : E_FAIL;
+}
+
+HRESULT CXAxisRegion::GetDistanceTicks(CChartDrawInfo& info, AxisTicks& ticks)
+{
+    if (!Task || !Task->GetActiveSelection()) return E_FAIL;
+    double minimum = 0.0, maximum = 0.0;
+    Task->GetDistanceRange(minimum, maximum);
+    if (!(minimum < maximum)) return E_FAIL;
+    const long decimals = DistanceTickDecimals(maximum - minimum);
+    (void)info;
+    (void)decimals;
+    (void)ticks;
+    // The value scale's tick choice is not part of this chart yet.
+    return E_NOTIMPL;
+}
+
+void CXAxisRegion::Draw(CChartDrawInfo& info)
+{
+    CChartRegionBase::Draw(info);
+    if (IsRectEmpty(&Bounds) || !Task) return;
+    const int dpiY = GetDeviceCaps(info.hdcRef, LOGPIXELSY);
+    const int minorLength = dpiY * 3 / 72;
+    const int majorLength = dpiY * 6 / 72;
+    const bool distance = Task->IsDistanceMode();
+    AxisTicks ticks;
+    if (FAILED(distance ? GetDistanceTicks(info, ticks) : GetTimeTicks(info, ticks))) return;
+
+    HDC dc = info.hdcOut;
+    const int saved = SaveDC(dc);
+    SelectObject(dc, info.ForePen);
+    SelectObject(dc, info.hFontNormal);
+    const CSelection measureFont(info.hdcRef, info.hFontNormal);
+    SetTextColor(dc, info.ForeColour);
+    SetBkMode(dc, TRANSPARENT);
+
+    const long top = Bounds.top;
+    MoveToEx(dc, Bounds.left, top, nullptr);
+    LineTo(dc, Bounds.right, top);
+    WalkTicks(ticks.MinorStart, ticks.MinorStep, ticks, [&](double value) {
+        const long x = AxisPixel(Bounds, ticks, value);
+        MoveToEx(dc, x, top, nullptr);
+        LineTo(dc, x, top + minorLength + 1);
+    });
+    WalkTicks(ticks.MajorStart, ticks.MajorStep, ticks, [&](double value) {
+        const long x = AxisPixel(Bounds, ticks, value);
+        MoveToEx(dc, x, top, nullptr);
+        LineTo(dc, x, top + majorLength + 1);
+        // Whole labels: trailing zeros go, and the fields that are zero in front.
+        const std::wstring text = distance ? std::wstring()
+                                           : Task->FormatTime(SecondsToTicks(value), ticks.Decimals, true, true, false);
+        const LabelAlignment alignment = AlignLabel(x, Extent(info, text).cx, Bounds.left, Bounds.right);
+        SetTextAlign(dc, TA_TOP | (alignment == LabelAlignment::Left     ? TA_LEFT
+                                   : alignment == LabelAlignment::Centre ? TA_CENTER
+                                                                         : TA_RIGHT));
+        ExtTextOutW(dc, x, top + majorLength, ETO_CLIPPED, &Bounds, text.c_str(), UINT(text.size()), nullptr);
+    });
+    RestoreDC(dc, saved);
+    DrawCursorLabel(info);
+}
+
+void CXAxisRegion::DrawCursorLabel(CChartDrawInfo& info)
+{
+    CDataSelectionDataItem* selection = Task ? Task->GetActiveSelection() : nullptr;
+    if (!selection) return;
+    const wchar_t* label = selection->GetTimeLabel();
+    const std::wstring caption = label ? label : L"";
+    const wchar_t* value = GetCursorText();
+    const std::wstring text = value ? value : L"";
+
+    const CSelection font(info.hdcRef, info.hFontNormal);
+    const SIZE captionSize = Extent(info, caption), valueSize = Extent(info, text);
+    SelectionLabelRect.right = Bounds.right;
+    SelectionLabelRect.left = Bounds.right - valueSize.cx - captionSize.cx;
+    SelectionLabelRect.bottom = Bounds.bottom;
+    SelectionLabelRect.top = Bounds.bottom - std::max(captionSize.cy, valueSize.cy);
+
+    const int saved = SaveDC(info.hdcOut);
+    SetTextAlign(info.hdcOut, TA_RIGHT | TA_TOP);
+    SetTextColor(info.hdcOut, info.ForeColour);
+    SetBkMode(info.hdcOut, TRANSPARENT);
+    RECT cell = SelectionLabelRect;
+    cell.right = cell.left + captionSize.cx;
+    DrawCell(info, info.hFontNormal, cell, caption);
+    cell.left = cell.right;
+    cell.right = SelectionLabelRect.right;
+    DrawCell(info, info.hFontNormal, cell, text);
+    RestoreDC(info.hdcOut, saved);
+}
+
+void CXAxisRegion::RefreshLabel()
+{
+    HWND window = WindowRef ? *WindowRef : nullptr;
+    if (!window || !IsWindowVisible(window) || !Task || !Task->GetOwner()) return;
+    const CWindowDC dc(window);
+    if (!dc.Get()) return;
+    CChartDrawInfo info(dc, dc, *dynamic_cast<CChartDrawOwner*>(Task->GetOwner()), 0);
+    if (!IsRectEmpty(&SelectionLabelRect)) FillRect(dc, &SelectionLabelRect, info.BackBrush);
+    DrawCursorLabel(info);
+}
+
+void CXAxisRegion::DrawOffsetLabel(CChartDrawInfo& info, qvx::time timeOffset, double valueOffset, DWORD flags)
+{
+    if (!Task) return;
+    const bool hasTime = timeOffset != 0 || (flags & FrameTime);
+    const bool hasValue = valueOffset != 0.0 || (flags & FrameValue);
+    if (!hasTime && !hasValue) return;
+
+    HDC dc = info.hdcOut;
+    const int saved = SaveDC(dc);
+    SelectObject(dc, info.hFontNormal);
+    const CSelection measureFont(info.hdcRef, info.hFontNormal);
+    SetTextColor(dc, info.ForeColour);
+    SetBkMode(dc, TRANSPARENT);
+    SetTextAlign(dc, TA_LEFT | TA_TOP);
+    // Fields stop short of the cursor label, or of the axis's end before it has been drawn.
+    const long limit = (IsRectEmpty(&SelectionLabelRect) ? Bounds.right : SelectionLabelRect.left) - 4;
+    const int gap = GetDeviceCaps(info.hdcRef, LOGPIXELSX) / 16;
+    long left = Bounds.left + 2;
+    // Places one field at `left`, framed when asked, and moves `left` past it.
+    const auto field = [&](std::wstring text, bool inflate, bool frame) {
+        const SIZE size = Extent(info, text);
+        RECT cell{left, Bounds.bottom - size.cy, std::min(left + size.cx + 2, limit), Bounds.bottom - 1};
+        if (!IsRectEmpty(&cell)) DrawTextW(dc, text.data(), int(text.size()), &cell, DT_END_ELLIPSIS | DT_LEFT);
+        if (inflate) InflateRect(&cell, 2, 1);
+        if (frame && !IsRectEmpty(&cell)) FrameRect(dc, &cell, info.ForeBrush);
+        left = cell.right + gap;
+    };
+    field(ModuleString(OffsetCaptionText, L"Offset: "), false, false);
+    if (hasTime) field(Task->FormatTime(timeOffset, TimeDigits(), false, false, true), true, flags & FrameTime);
+    if (hasValue) {
+        CChannelDataItem* channel = Task->GetActiveChannel();
+        int decimals = 0;
+        std::wstring unit;
+        if (channel) {
+            // An offset is a difference: it converts by the unit's factor alone.
+            valueOffset *= channel->ToDisplayUnit(1.0);
+            decimals = channel->GetDecimalPlaces();
+            unit = channel->GetUnitText().View();
+        }
+        wchar_t text[64];
+        swprintf(text, 64, L"%.*f %ls", decimals, valueOffset, unit.c_str());
+        field(text, true, flags & FrameValue);
+    }
+    RestoreDC(dc, saved);
+}
+
+const wchar_t* CXAxisRegion::GetCursorText()
+{
+    CDataSelectionDataItem* selection = Task ? Task->GetActiveSelection() : nullptr;
+    if (!selection) return nullptr;
+    // No item of this chart turns a time into a distance: in distance mode the time has none.
+    if (Task->IsDistanceMode()) {
+        CursorText = ModuleString(NoValueText, L"No Value");
+        return CursorText.c_str();
+    }
+    const wchar_t* text = Task->FormatTime(Task->GetCursorTime(), TimeDigits(), false, false, true);
+    if (!text) return nullptr;
+    CursorText = text;
+    return CursorText.c_str();
+}
+
+void CXAxisRegion::OnDataItemChanged(CDataItemBase*, DWORD flags)
+{
+    if (flags & AnyButCursor) Invalidate();
+    if (flags & TaskCursorStale) RefreshLabel();
+}
+
+void CXAxisRegion::OnDataItemRemoved(CDataItemBase* item)
+{
+    CChartRegionBase::OnDataItemRemoved(item);
+    if (item == Task) Task = nullptr;
+}
+
+CRTCXAxisRegion::CRTCXAxisRegion(const HWND* windowRef, CGraphRegion* graph, CRTCTaskDataItem* task)
+    : CXAxisRegion(windowRef, graph, task), RealTimeTask(task)
+{
+}
+
+namespace {
+
+// The chart's one live selection with a known first time; null before there is one.
+CRTCDataSelectionDataItem* LiveSelection(CRTCTaskDataItem* task)
+{
+    auto* selection = static_cast<CRTCDataSelectionDataItem*>(task ? task->GetActiveSelection() : nullptr);
+    if (!selection || selection->GetFirstDataTime() == CDataSelectionDataItem::UnknownTime) return nullptr;
+    return selection;
+}
+
+} // namespace
+
+void CRTCXAxisRegion::GetAxisTimeRange(qvx::time& first, qvx::time& last)
+{
+    CRTCDataSelectionDataItem* selection = LiveSelection(RealTimeTask);
+    if (!selection) return;
+    CXAxisRegion::GetAxisTimeRange(first, last);
+    // The chart counts from its window's start; the axis from the run's first data.
+    const qvx::time shift = selection->GetStartTime() - selection->GetFirstDataTime();
+    first += shift;
+    last += shift;
+}
+
+const wchar_t* CRTCXAxisRegion::GetCursorText()
+{
+    qvx::time time = 0;
+    if (CRTCDataSelectionDataItem* selection = LiveSelection(RealTimeTask)) {
+        // Running, the label shows how long the run has lasted; paused, where the cursor stands.
+        if (RealTimeTask->GetMode().IsRunning())
+            time = selection->GetEndTime() - selection->GetFirstDataTime();
+        else
+            time = RealTimeTask->GetCursorTime() + selection->GetStartTime() - selection->GetFirstDataTime();
+    }
+    if (!RealTimeTask) return nullptr;
+    const wchar_t* text = RealTimeTask->FormatTime(time, TimeDigits(), false, false, true);
+    if (!text) return nullptr;
+    CursorText = text;
+    return CursorText.c_str();
+}
+
+void CRTCXAxisRegion::OnDataItemChanged(CDataItemBase*, DWORD flags)
+{
+    if (flags & AnyButCursor) Invalidate();
+    if (flags & TaskTimeSpanChanged) {
+        if (CDataSelectionDataItem* selection = RealTimeTask ? RealTimeTask->GetActiveSelection() : nullptr)
+            static_cast<CRTCDataSelectionDataItem*>(selection)->RefreshWindow();
+    } else if (flags & TaskWindowMoved) {
+        if (!IsRectEmpty(&Bounds)) {
+            DirtyBits = DirtyAll;
+            Invalidate();
+        }
+    } else if (flags & TaskCursorStale) {
+        // A paused cursor moves the label alone.
+        RefreshLabel();
+    }
+}
+
+void CRTCXAxisRegion::OnDataItemRemoved(CDataItemBase* item)
+{
+    CXAxisRegion::OnDataItemRemoved(item);
+    if (!Task) RealTimeTask = nullptr;
+}

@@ -1,0 +1,383 @@
+// The time axis of the live chart over the substitute host: its range counted from the run's
+// first data, the cursor label in each control mode, the host's time format and digits at the next
+// paint, the offset label's fields, and a cursor move that repaints the label alone.
+#include <gtest/gtest.h>
+#include <algorithm>
+#include <functional>
+#include <string>
+#include <vector>
+#include "regions/XAxisRegion.h"
+#include "items/ItemFlags.h"
+#include "tests/SimTestSupport.h"
+
+using namespace qvxtest;
+
+namespace {
+
+// What a paint put on a metafile: the texts in order, and the lines.
+struct CPaintedText
+{
+    std::wstring Text;
+    POINT At;
+    UINT Alignment;
+};
+
+struct CPainted
+{
+    std::vector<CPaintedText> Texts;
+    // Where each line ended.
+    std::vector<POINT> Lines;
+    std::vector<std::wstring> Strings() const
+    {
+        std::vector<std::wstring> strings;
+        for (const CPaintedText& text : Texts) strings.push_back(text.Text);
+        return strings;
+    }
+};
+
+int CALLBACK Record(HDC, HANDLETABLE*, const ENHMETARECORD* record, int, LPARAM data)
+{
+    auto& painted = *reinterpret_cast<CPainted*>(data);
+    static UINT alignment = 0;
+    switch (record->iType) {
+    case EMR_SETTEXTALIGN:
+        alignment = reinterpret_cast<const EMRSETTEXTALIGN*>(record)->iMode;
+        break;
+    case EMR_EXTTEXTOUTW: {
+        const auto* text = reinterpret_cast<const EMREXTTEXTOUTW*>(record);
+        const auto* chars = reinterpret_cast<const wchar_t*>(reinterpret_cast<const BYTE*>(record) + text->emrtext.offString);
+        const POINTL at = text->emrtext.ptlReference;
+        painted.Texts.push_back({std::wstring(chars, text->emrtext.nChars), POINT{at.x, at.y}, alignment});
+        break;
+    }
+    case EMR_LINETO: {
+        const POINTL end = reinterpret_cast<const EMRLINETO*>(record)->ptl;
+        painted.Lines.push_back({end.x, end.y});
+        break;
+    }
+    }
+    return 1;
+}
+
+// The pixels of a window, read back from its context.
+std::vector<DWORD> Pixels(HWND window, const RECT& area)
+{
+    const int width = area.right - area.left, height = area.bottom - area.top;
+    BITMAPINFO info{};
+    info.bmiHeader = {sizeof(BITMAPINFOHEADER), width, -height, 1, 32, BI_RGB};
+    void* bits = nullptr;
+    CBitmapHandle bitmap(CreateDIBSection(nullptr, &info, DIB_RGB_COLORS, &bits, nullptr, 0));
+    CDeviceContext memory(CreateCompatibleDC(nullptr));
+    HGDIOBJ old = SelectObject(memory, bitmap);
+    {
+        const CWindowDC dc(window);
+        BitBlt(memory, 0, 0, width, height, dc, area.left, area.top, SRCCOPY);
+    }
+    SelectObject(memory, old);
+    const DWORD* first = static_cast<const DWORD*>(bits);
+    return std::vector<DWORD>(first, first + width * height);
+}
+
+// A live chart of 130 seconds whose window of 100 seconds has slid 30 seconds past the first
+// data, with an axis of its own on a window of the test's.
+class XAxis : public LiveChartTest
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_NO_FATAL_FAILURE(LiveChartTest::SetUp());
+        Window = CreateWindowExW(0, L"STATIC", L"", WS_POPUP | WS_VISIBLE, 0, 0, WindowWidth + 1, 61, nullptr,
+                                 nullptr, nullptr, nullptr);
+        ASSERT_TRUE(Window);
+        Attach(SessionTask);
+        Advance(DataLength);
+        ASSERT_TRUE(Shown());
+        Axis = std::make_unique<CRTCXAxisRegion>(&Window, nullptr, &Task());
+        Axis->SetBounds({0, 0, Width, 60});
+    }
+    void TearDown() override
+    {
+        Axis.reset();
+        if (Window) DestroyWindow(Window);
+        LiveChartTest::TearDown();
+    }
+
+    // Paints `draw` into a metafile, measured against the screen.
+    CPainted Paint(const std::function<void(CChartDrawInfo&)>& draw)
+    {
+        const CWindowDC screen(nullptr);
+        HDC metafile = CreateEnhMetaFileW(screen, nullptr, nullptr, nullptr);
+        {
+            CChartDrawInfo info(metafile, screen, *Chart, 0);
+            draw(info);
+        }
+        HENHMETAFILE recorded = CloseEnhMetaFile(metafile);
+        CPainted painted;
+        EnumEnhMetaFile(nullptr, recorded, Record, &painted, nullptr);
+        DeleteEnhMetaFile(recorded);
+        return painted;
+    }
+    CPainted PaintAxis()
+    {
+        return Paint([&](CChartDrawInfo& info) { Axis->Draw(info); });
+    }
+    // The axis painted on its window, and the window then valid.
+    void PaintOnWindow()
+    {
+        const CWindowDC dc(Window);
+        CChartDrawInfo info(dc, dc, *Chart, 0);
+        FillRect(dc, &Axis->Bounds, info.BackBrush);
+        Axis->Draw(info);
+        ValidateRect(Window, nullptr);
+    }
+    std::pair<double, double> AxisRange()
+    {
+        qvx::time first = -1, last = -1;
+        Axis->GetAxisTimeRange(first, last);
+        return {double(first) / Second, double(last) / Second};
+    }
+
+    // Wide enough for a label every ten seconds in any font; the window, whose pixels are read
+    // back, fits on the screen.
+    static constexpr long Width = 2000;
+    static constexpr long WindowWidth = 600;
+    qvx::time DataLength = 130 * Second;
+    HWND Window = nullptr;
+    std::unique_ptr<CRTCXAxisRegion> Axis;
+};
+
+} // namespace
+
+TEST_F(XAxis, TheAxisCountsFromTheFirstDataOfTheRun)
+{
+    // The chart's window of 100 seconds moves by whole pixel columns of 0.1 second: it starts a
+    // column past the 30 seconds that the data have slid. Its live range is [0.5 s, 100.5 s].
+    EXPECT_EQ((std::pair<double, double>(30.6, 130.6)), AxisRange());
+    Advance(Second / 2);
+    EXPECT_EQ((std::pair<double, double>(31.1, 131.1)), AxisRange());
+
+    AxisTicks ticks;
+    Paint([&](CChartDrawInfo& info) { ASSERT_EQ(S_OK, Axis->GetTimeTicks(info, ticks)); });
+    EXPECT_DOUBLE_EQ(31.1, ticks.Minimum);
+    EXPECT_DOUBLE_EQ(131.1, ticks.Maximum);
+    EXPECT_EQ(0, ticks.Decimals);
+}
+
+// The first 30 seconds of a run: the window stands at [0 s, 100 s].
+class XAxisFilling : public XAxis
+{
+protected:
+    XAxisFilling() { DataLength = 30 * Second; }
+};
+
+TEST_F(XAxisFilling, TicksStandOnTheBaseLineAndTheEndLabelsAreFlushWithTheEnds)
+{
+    const CPainted painted = PaintAxis();
+    const long minorEnd = 96 * 3 / 72 + 1, majorEnd = 96 * 6 / 72 + 1;
+    ASSERT_EQ(96, GetDeviceCaps(CWindowDC(nullptr), LOGPIXELSY));
+    // The base line, then minor ticks every 2 s, then major ticks every 10 s with their labels.
+    ASSERT_EQ(1u + 51u + 11u, painted.Lines.size());
+    EXPECT_EQ(Width, painted.Lines[0].x);
+    EXPECT_EQ(0, painted.Lines[0].y);
+    for (size_t i = 0; i < 51; ++i) {
+        EXPECT_EQ(long(i) * Width / 50, painted.Lines[1 + i].x) << i;
+        EXPECT_EQ(minorEnd, painted.Lines[1 + i].y) << i;
+    }
+    ASSERT_EQ(11u + 2u, painted.Texts.size());
+    for (size_t i = 0; i < 11; ++i) {
+        const POINT tick = painted.Lines[52 + i];
+        const CPaintedText& label = painted.Texts[i];
+        EXPECT_EQ(long(i) * Width / 10, tick.x) << i;
+        EXPECT_EQ(majorEnd, tick.y) << i;
+        EXPECT_EQ(std::to_wstring(10 * i), label.Text);
+        EXPECT_EQ(tick.x, label.At.x) << i;
+        EXPECT_EQ(majorEnd - 1, label.At.y) << i;
+        const UINT expected = i == 0 ? TA_LEFT : i == 10 ? TA_RIGHT : TA_CENTER;
+        EXPECT_EQ(expected, label.Alignment & (TA_LEFT | TA_RIGHT | TA_CENTER)) << i;
+    }
+}
+
+TEST_F(XAxis, WithoutATaskOrData_TheAxisIsBlank)
+{
+    const struct
+    {
+        const char* Name;
+        std::function<void()> Make;
+    } rows[] = {
+        {"no task", [&] { Task().SetTask(nullptr); Task().NotifyChange(0xFFFFFFFF, 1); }},
+        {"inverted bounds", [&] { Axis->SetBounds({10, 0, 5, 60}); }},
+        {"empty bounds", [&] { Axis->SetBounds({0, 0, 0, 0}); }},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.Name);
+        row.Make();
+        const CPainted painted = PaintAxis();
+        EXPECT_TRUE(painted.Lines.empty());
+        EXPECT_TRUE(painted.Texts.empty());
+        Axis->SetBounds({0, 0, Width, 60});
+    }
+}
+
+TEST_F(XAxis, TheHostsFormatAndDigitsChangeTheLabelsAtTheNextPaint)
+{
+    const struct
+    {
+        long Format;
+        unsigned short Digits;
+        std::vector<std::wstring> Labels;
+        const wchar_t* Caption;
+        const wchar_t* Cursor;
+    } rows[] = {
+        // The window's end, a column past the data's, is the time elapsed.
+        {0, 3, {L"40", L"50", L"60", L"70", L"80", L"90", L"100", L"110", L"120", L"130"}, L"Elapsed Time: ", L"130.100 sec"},
+        {1, 3, {L"40", L"50", L"1:00", L"1:10", L"1:20", L"1:30", L"1:40", L"1:50", L"2:00", L"2:10"}, L"Elapsed Time: ",
+         L"02:10.100 min:sec"},
+        {2, 1, {L"40", L"50", L"1:00", L"1:10", L"1:20", L"1:30", L"1:40", L"1:50", L"2:00", L"2:10"}, L"Elapsed Time: ",
+         L"00:02:10.1 hr:min:sec"},
+        {0, 0, {L"40", L"50", L"60", L"70", L"80", L"90", L"100", L"110", L"120", L"130"}, L"Elapsed Time: ", L"130 sec"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.Format);
+        ASSERT_EQ(S_OK, Sim->SetTimeFormat(row.Format));
+        ASSERT_EQ(S_OK, Sim->SetTimeDigits(row.Digits));
+        std::vector<std::wstring> expected = row.Labels;
+        expected.push_back(row.Caption);
+        expected.push_back(row.Cursor);
+        EXPECT_EQ(expected, PaintAxis().Strings());
+    }
+}
+
+TEST_F(XAxis, TheCursorLabelTellsTheElapsedTimeWhileRunningAndTheCursorsTimeWhenPaused)
+{
+    const struct
+    {
+        const char* Name;
+        std::function<void()> Enter;
+        const wchar_t* Caption;
+        const wchar_t* Cursor;
+    } rows[] = {
+        // The window's end, which leads the data by part of a column of 0.1 s, is the time elapsed.
+        {"running", [] {}, L"Elapsed Time: ", L"130.100 sec"},
+        {"running on", [&] { Advance(Second / 4); }, L"Elapsed Time: ", L"130.300 sec"},
+        // The cursor at 50 s of the chart's window, which starts 30.3 s into the run.
+        {"local pause", [&] { LocalPause(); Task().SetCursor(50 * Second, 0); }, L"Time: ", L"80.300 sec"},
+        {"host's pause", [&] { HostRuns(false); Task().SetCursor(50 * Second, 0); }, L"Time: ", L"80.300 sec"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.Name);
+        row.Enter();
+        const CPainted painted = PaintAxis();
+        ASSERT_GE(painted.Texts.size(), 2u);
+        const CPaintedText& caption = painted.Texts[painted.Texts.size() - 2];
+        const CPaintedText& cursor = painted.Texts.back();
+        EXPECT_EQ(row.Caption, caption.Text);
+        EXPECT_EQ(row.Cursor, cursor.Text);
+        // Both stand on the last line, right-aligned, the value at the axis's right end and the
+        // caption where the value begins.
+        const RECT label = Axis->SelectionLabelRect;
+        EXPECT_EQ(Width, label.right);
+        EXPECT_EQ(60, label.bottom);
+        EXPECT_EQ(Width, cursor.At.x);
+        EXPECT_EQ(TA_RIGHT, cursor.Alignment & (TA_RIGHT | TA_CENTER));
+        EXPECT_EQ(label.top, cursor.At.y);
+        EXPECT_LT(label.left, caption.At.x);
+        EXPECT_LT(caption.At.x, cursor.At.x);
+        SIZE captionSize{}, cursorSize{};
+        Paint([&](CChartDrawInfo& info) {
+            SelectObject(info.hdcRef, info.hFontNormal);
+            info.GetTextExtent(caption.Text.c_str(), captionSize);
+            info.GetTextExtent(cursor.Text.c_str(), cursorSize);
+        });
+        EXPECT_EQ(Width - cursorSize.cx - captionSize.cx, label.left);
+        EXPECT_EQ(Width - cursorSize.cx, caption.At.x);
+        EXPECT_EQ(60 - std::max(captionSize.cy, cursorSize.cy), label.top);
+    }
+}
+
+TEST_F(XAxis, ACursorMoveRepaintsTheLabelAloneAndInvalidatesNothing)
+{
+    Axis->SetBounds({0, 0, WindowWidth, 60});
+    HostRuns(false);
+    Task().SetCursor(50 * Second, 0);
+    PaintOnWindow();
+    const RECT all{0, 0, WindowWidth + 1, 61};
+    const std::vector<DWORD> before = Pixels(Window, all);
+    const RECT label = Axis->SelectionLabelRect;
+    ASSERT_FALSE(IsRectEmpty(&label));
+
+    Task().SetCursor(61 * Second, 0);
+    RECT update{};
+    EXPECT_FALSE(GetUpdateRect(Window, &update, FALSE)) << "nothing is left for a paint";
+    const std::vector<DWORD> after = Pixels(Window, all);
+    int changed = 0, outside = 0;
+    for (long y = 0; y <= 60; ++y) {
+        for (long x = 0; x <= WindowWidth; ++x) {
+            const size_t at = size_t(y) * (WindowWidth + 1) + size_t(x);
+            if (before[at] == after[at]) continue;
+            ++changed;
+            const POINT point{x, y};
+            if (!PtInRect(&label, point)) ++outside;
+        }
+    }
+    EXPECT_GT(changed, 0) << "the label shows the new time";
+    EXPECT_EQ(0, outside) << "only the label's rectangle is painted";
+    PaintOnWindow();
+    EXPECT_TRUE(after == Pixels(Window, all)) << "the label reads as a full paint would show it";
+}
+
+TEST_F(XAxis, ChangesOtherThanTheCursorInvalidateTheWholeAxis)
+{
+    const struct
+    {
+        const char* Name;
+        DWORD Flags;
+        bool Invalidated;
+    } rows[] = {
+        {"the cursor alone", TaskCursorStale, false},
+        {"the time format", TaskTimeFormatStale, true},
+        {"the time digits", TaskTimeDigitsStale, true},
+        {"the window moved", TaskWindowMoved, true},
+        {"the range", TaskTimeRangeStale | TaskCursorStale, true},
+    };
+    Axis->SetBounds({0, 0, WindowWidth, 60});
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.Name);
+        PaintOnWindow();
+        Axis->OnDataItemChanged(&Task(), row.Flags);
+        RECT update{};
+        EXPECT_EQ(row.Invalidated, GetUpdateRect(Window, &update, FALSE) != FALSE);
+        if (row.Invalidated) {
+            EXPECT_EQ(0, update.left);
+            EXPECT_EQ(WindowWidth + 1, update.right);
+        }
+    }
+}
+
+TEST_F(XAxis, TheOffsetLabelShowsTheFieldsThatHaveAnOffsetOrAFrame)
+{
+    const struct
+    {
+        const char* Name;
+        qvx::time Time;
+        double Value;
+        DWORD Flags;
+        std::vector<std::wstring> Texts;
+    } rows[] = {
+        {"no offsets", 0, 0.0, 0, {}},
+        {"a time offset", 5 * Second, 0.0, 0, {L"Offset: ", L"5.000 sec"}},
+        {"a framed zero time", 0, 0.0, 1, {L"Offset: ", L"0.000 sec"}},
+        {"a negative time", -Second / 2, 0.0, 0, {L"Offset: ", L"-0.500 sec"}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.Name);
+        const CPainted painted = Paint([&](CChartDrawInfo& info) { Axis->DrawOffsetLabel(info, row.Time, row.Value, row.Flags); });
+        // A metafile context of Wine measures no text, so that every field seems too long for its
+        // room and gets an ellipsis: what is left before it is the text.
+        std::vector<std::wstring> texts;
+        for (std::wstring text : painted.Strings()) {
+            if (text.size() >= 3 && text.compare(text.size() - 3, 3, L"...") == 0) text.resize(text.size() - 3);
+            texts.push_back(text);
+        }
+        EXPECT_EQ(row.Texts, texts);
+    }
+}
