@@ -130,12 +130,6 @@ protected:
         Axis->Draw(info);
         ValidateRect(Window, nullptr);
     }
-    std::pair<double, double> AxisRange()
-    {
-        qvx::time first = -1, last = -1;
-        Axis->GetAxisTimeRange(first, last);
-        return {double(first) / Second, double(last) / Second};
-    }
 
     // Wide enough for a label every ten seconds in any font; the window, whose pixels are read
     // back, fits on the screen.
@@ -148,21 +142,6 @@ protected:
 
 } // namespace
 
-TEST_F(XAxis, TheAxisCountsFromTheFirstDataOfTheRun)
-{
-    // The chart's window of 100 seconds moves by whole pixel columns of 0.1 second: it starts a
-    // column past the 30 seconds that the data have slid. Its live range is [0.5 s, 100.5 s].
-    EXPECT_EQ((std::pair<double, double>(30.6, 130.6)), AxisRange());
-    Advance(Second / 2);
-    EXPECT_EQ((std::pair<double, double>(31.1, 131.1)), AxisRange());
-
-    AxisTicks ticks;
-    Paint([&](CChartDrawInfo& info) { ASSERT_EQ(S_OK, Axis->GetTimeTicks(info, ticks)); });
-    EXPECT_DOUBLE_EQ(31.1, ticks.Minimum);
-    EXPECT_DOUBLE_EQ(131.1, ticks.Maximum);
-    EXPECT_EQ(0, ticks.Decimals);
-}
-
 // The first 30 seconds of a run: the window stands at [0 s, 100 s].
 class XAxisFilling : public XAxis
 {
@@ -172,49 +151,36 @@ protected:
 
 TEST_F(XAxisFilling, TicksStandOnTheBaseLineAndTheEndLabelsAreFlushWithTheEnds)
 {
-    const CPainted painted = PaintAxis();
-    const long minorEnd = 96 * 3 / 72 + 1, majorEnd = 96 * 6 / 72 + 1;
+    // 3 and 6 points at 96 dots an inch, one pixel more.
     ASSERT_EQ(96, GetDeviceCaps(CWindowDC(nullptr), LOGPIXELSY));
+    const long minorEnd = 5, majorEnd = 9;
     // The base line, then minor ticks every 2 s, then major ticks every 10 s with their labels.
+    const CPainted painted = PaintAxis();
     ASSERT_EQ(1u + 51u + 11u, painted.Lines.size());
+    ASSERT_EQ(11u + 2u, painted.Texts.size());
     EXPECT_EQ(Width, painted.Lines[0].x);
     EXPECT_EQ(0, painted.Lines[0].y);
     for (size_t i = 0; i < 51; ++i) {
-        EXPECT_EQ(long(i) * Width / 50, painted.Lines[1 + i].x) << i;
-        EXPECT_EQ(minorEnd, painted.Lines[1 + i].y) << i;
+        const POINT minor = painted.Lines[1 + i];
+        EXPECT_TRUE(minor.x == long(i) * Width / 50 && minor.y == minorEnd) << i;
     }
-    ASSERT_EQ(11u + 2u, painted.Texts.size());
     for (size_t i = 0; i < 11; ++i) {
-        const POINT tick = painted.Lines[52 + i];
+        const POINT major = painted.Lines[52 + i];
         const CPaintedText& label = painted.Texts[i];
-        EXPECT_EQ(long(i) * Width / 10, tick.x) << i;
-        EXPECT_EQ(majorEnd, tick.y) << i;
+        EXPECT_TRUE(major.x == long(i) * Width / 10 && major.y == majorEnd) << i;
         EXPECT_EQ(std::to_wstring(10 * i), label.Text);
-        EXPECT_EQ(tick.x, label.At.x) << i;
-        EXPECT_EQ(majorEnd - 1, label.At.y) << i;
-        const UINT expected = i == 0 ? TA_LEFT : i == 10 ? TA_RIGHT : TA_CENTER;
-        EXPECT_EQ(expected, label.Alignment & (TA_LEFT | TA_RIGHT | TA_CENTER)) << i;
+        EXPECT_TRUE(label.At.x == major.x && label.At.y == majorEnd - 1) << i;
+        const UINT alignment = i == 0 ? TA_LEFT : i == 10 ? TA_RIGHT : TA_CENTER;
+        EXPECT_EQ(alignment, label.Alignment & (TA_LEFT | TA_RIGHT | TA_CENTER)) << i;
     }
 }
 
-TEST_F(XAxis, WithoutATaskOrData_TheAxisIsBlank)
+TEST_F(XAxis, AnAxisWithoutRoomIsBlank)
 {
-    const struct
-    {
-        const char* Name;
-        std::function<void()> Make;
-    } rows[] = {
-        {"no task", [&] { Task().SetTask(nullptr); Task().NotifyChange(0xFFFFFFFF, 1); }},
-        {"inverted bounds", [&] { Axis->SetBounds({10, 0, 5, 60}); }},
-        {"empty bounds", [&] { Axis->SetBounds({0, 0, 0, 0}); }},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.Name);
-        row.Make();
+    for (const RECT bounds : {RECT{10, 0, 5, 60}, RECT{0, 0, 0, 0}}) {
+        Axis->SetBounds(bounds);
         const CPainted painted = PaintAxis();
-        EXPECT_TRUE(painted.Lines.empty());
-        EXPECT_TRUE(painted.Texts.empty());
-        Axis->SetBounds({0, 0, Width, 60});
+        EXPECT_TRUE(painted.Lines.empty() && painted.Texts.empty()) << "not even the base line";
     }
 }
 
@@ -274,23 +240,17 @@ TEST_F(XAxis, TheCursorLabelTellsTheElapsedTimeWhileRunningAndTheCursorsTimeWhen
         EXPECT_EQ(row.Cursor, cursor.Text);
         // Both stand on the last line, right-aligned, the value at the axis's right end and the
         // caption where the value begins.
-        const RECT label = Axis->SelectionLabelRect;
-        EXPECT_EQ(Width, label.right);
-        EXPECT_EQ(60, label.bottom);
-        EXPECT_EQ(Width, cursor.At.x);
-        EXPECT_EQ(TA_RIGHT, cursor.Alignment & (TA_RIGHT | TA_CENTER));
-        EXPECT_EQ(label.top, cursor.At.y);
-        EXPECT_LT(label.left, caption.At.x);
-        EXPECT_LT(caption.At.x, cursor.At.x);
         SIZE captionSize{}, cursorSize{};
         Paint([&](CChartDrawInfo& info) {
             SelectObject(info.hdcRef, info.hFontNormal);
             info.GetTextExtent(caption.Text.c_str(), captionSize);
             info.GetTextExtent(cursor.Text.c_str(), cursorSize);
         });
-        EXPECT_EQ(Width - cursorSize.cx - captionSize.cx, label.left);
-        EXPECT_EQ(Width - cursorSize.cx, caption.At.x);
-        EXPECT_EQ(60 - std::max(captionSize.cy, cursorSize.cy), label.top);
+        const RECT label = Axis->SelectionLabelRect;
+        const RECT expected{Width - cursorSize.cx - captionSize.cx, 60 - std::max(captionSize.cy, cursorSize.cy), Width, 60};
+        EXPECT_TRUE(EqualRect(&expected, &label));
+        EXPECT_TRUE(cursor.At.x == Width && cursor.At.y == label.top && cursor.Alignment & TA_RIGHT);
+        EXPECT_TRUE(caption.At.x == Width - cursorSize.cx && caption.At.y == label.top && caption.Alignment & TA_RIGHT);
     }
 }
 
@@ -310,14 +270,10 @@ TEST_F(XAxis, ACursorMoveRepaintsTheLabelAloneAndInvalidatesNothing)
     EXPECT_FALSE(GetUpdateRect(Window, &update, FALSE)) << "nothing is left for a paint";
     const std::vector<DWORD> after = Pixels(Window, all);
     int changed = 0, outside = 0;
-    for (long y = 0; y <= 60; ++y) {
-        for (long x = 0; x <= WindowWidth; ++x) {
-            const size_t at = size_t(y) * (WindowWidth + 1) + size_t(x);
-            if (before[at] == after[at]) continue;
-            ++changed;
-            const POINT point{x, y};
-            if (!PtInRect(&label, point)) ++outside;
-        }
+    for (size_t at = 0; at < before.size(); ++at) {
+        const POINT point{long(at % (WindowWidth + 1)), long(at / (WindowWidth + 1))};
+        changed += before[at] != after[at];
+        outside += before[at] != after[at] && !PtInRect(&label, point);
     }
     EXPECT_GT(changed, 0) << "the label shows the new time";
     EXPECT_EQ(0, outside) << "only the label's rectangle is painted";
@@ -335,7 +291,6 @@ TEST_F(XAxis, ChangesOtherThanTheCursorInvalidateTheWholeAxis)
     } rows[] = {
         {"the cursor alone", TaskCursorStale, false},
         {"the time format", TaskTimeFormatStale, true},
-        {"the time digits", TaskTimeDigitsStale, true},
         {"the window moved", TaskWindowMoved, true},
         {"the range", TaskTimeRangeStale | TaskCursorStale, true},
     };
@@ -346,10 +301,7 @@ TEST_F(XAxis, ChangesOtherThanTheCursorInvalidateTheWholeAxis)
         Axis->OnDataItemChanged(&Task(), row.Flags);
         RECT update{};
         EXPECT_EQ(row.Invalidated, GetUpdateRect(Window, &update, FALSE) != FALSE);
-        if (row.Invalidated) {
-            EXPECT_EQ(0, update.left);
-            EXPECT_EQ(WindowWidth + 1, update.right);
-        }
+        EXPECT_TRUE(!row.Invalidated || (update.left == 0 && update.right == WindowWidth + 1));
     }
 }
 
