@@ -27,6 +27,7 @@ struct CPainted
     std::vector<CPaintedText> Texts;
     // Where each line ended.
     std::vector<POINT> Lines;
+    UINT Alignment = 0;
     std::vector<std::wstring> Strings() const
     {
         std::vector<std::wstring> strings;
@@ -38,16 +39,15 @@ struct CPainted
 int CALLBACK Record(HDC, HANDLETABLE*, const ENHMETARECORD* record, int, LPARAM data)
 {
     auto& painted = *reinterpret_cast<CPainted*>(data);
-    static UINT alignment = 0;
     switch (record->iType) {
     case EMR_SETTEXTALIGN:
-        alignment = reinterpret_cast<const EMRSETTEXTALIGN*>(record)->iMode;
+        painted.Alignment = reinterpret_cast<const EMRSETTEXTALIGN*>(record)->iMode;
         break;
     case EMR_EXTTEXTOUTW: {
         const auto* text = reinterpret_cast<const EMREXTTEXTOUTW*>(record);
         const auto* chars = reinterpret_cast<const wchar_t*>(reinterpret_cast<const BYTE*>(record) + text->emrtext.offString);
         const POINTL at = text->emrtext.ptlReference;
-        painted.Texts.push_back({std::wstring(chars, text->emrtext.nChars), POINT{at.x, at.y}, alignment});
+        painted.Texts.push_back({std::wstring(chars, text->emrtext.nChars), POINT{at.x, at.y}, painted.Alignment});
         break;
     }
     case EMR_LINETO: {
