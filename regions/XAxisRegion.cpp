@@ -3,14 +3,15 @@
 #include <cstdint>
 #include <cwchar>
 #include "com/ComObject.h"
+#include "control/BaseChartCtl.h"
 #include "control/ChartDrawInfo.h"
 #include "items/ChannelDataItem.h"
-#include "items/ChartOwner.h"
 #include "items/DataSelectionDataItem.h"
 #include "items/ItemFlags.h"
 #include "items/RTCTaskDataItem.h"
 #include "regions/GraphRegion.h"
 #include "scales/TimeTicks.h"
+#include "scales/ValueToPixel.h"
 
 namespace {
 
@@ -61,42 +62,16 @@ void DrawCell(CChartDrawInfo& info, HFONT font, const RECT& cell, const std::wst
     ExtTextOutW(info.hdcOut, cell.right, cell.top, ETO_CLIPPED, &cell, text.c_str(), UINT(text.size()), nullptr);
 }
 
-// A value's pixel between low and high; -1 for an empty range, and with `check` outside it.
-long MapToPixel(long low, long high, double minimum, double maximum, double value, bool check, bool invert)
-{
-    if (!(maximum > minimum)) return -1;
-    if (check && (value < minimum || value > maximum)) return -1;
-    const double d = (high - low) * (value - minimum) / (maximum - minimum);
-    const long x = long(invert ? high - d : low + d);
-    if (check && (x < low || x > high)) return -1;
-    return x;
-}
-
 // A tick's x between the ends of the axis; -1 outside.
-long AxisPixel(const RECT& bounds, const AxisTicks& ticks, double value)
+long AxisPixel(const RECT& bounds, const CAxisTicks& ticks, double value)
 {
     return MapToPixel(bounds.left, bounds.right, ticks.Minimum, ticks.Maximum, value, true, false);
 }
 
-// Calls `visit` for start + i * step while the value lies on the axis.
-template <typename Visit>
-void WalkTicks(double start, double step, const AxisTicks& ticks, Visit visit)
-{
-    // More would not fit on any screen; it ends a walk whose step the rounding of a huge start
-    // swallows.
-    constexpr int MostTicks = 1000;
-    if (!(step > 0.0)) return;
-    for (int i = 0; i < MostTicks; ++i) {
-        const double value = start + i * step;
-        if (!(value >= ticks.Minimum && value <= ticks.Maximum)) return;
-        visit(value);
-    }
-}
-
 } // namespace
 
-CXAxisRegion::CXAxisRegion(const HWND* windowRef, CGraphRegion* graph, CTaskDataItem* task)
-    : CChartRegionBase(windowRef), Graph(graph), Task(task), SelectionLabelRect{}
+CXAxisRegion::CXAxisRegion(CGraphRegion& graph, CTaskDataItem* task)
+    : CChartRegionBase(graph.WindowRef), Graph(graph), Task(task)
 {
     if (Task) Task->AddListener(this);
 }
@@ -116,7 +91,7 @@ void CXAxisRegion::GetAxisTimeRange(qvx::time& first, qvx::time& last)
     if (Task) Task->GetTimeRange(first, last);
 }
 
-HRESULT CXAxisRegion::GetTimeTicks(CChartDrawInfo& info, AxisTicks& ticks)
+HRESULT CXAxisRegion::GetTimeTicks(CChartDrawInfo& info, CAxisTicks& ticks)
 {
     if (!Task) return E_FAIL;
     // Equal ends fail, should the range stay as it came in.
@@ -133,7 +108,7 @@ HRESULT CXAxisRegion::GetTimeTicks(CChartDrawInfo& info, AxisTicks& ticks)
                : E_FAIL;
 }
 
-HRESULT CXAxisRegion::GetDistanceTicks(CChartDrawInfo& info, AxisTicks& ticks)
+HRESULT CXAxisRegion::GetDistanceTicks(CChartDrawInfo& info, CAxisTicks& ticks)
 {
     if (!Task || !Task->GetActiveSelection()) return E_FAIL;
     double minimum = 0.0, maximum = 0.0;
@@ -155,7 +130,7 @@ void CXAxisRegion::Draw(CChartDrawInfo& info)
     const int minorLength = dpiY * 3 / 72;
     const int majorLength = dpiY * 6 / 72;
     const bool distance = Task->IsDistanceMode();
-    AxisTicks ticks;
+    CAxisTicks ticks;
     if (FAILED(distance ? GetDistanceTicks(info, ticks) : GetTimeTicks(info, ticks))) return;
 
     HDC dc = info.hdcOut;
@@ -169,12 +144,12 @@ void CXAxisRegion::Draw(CChartDrawInfo& info)
     const long top = Bounds.top;
     MoveToEx(dc, Bounds.left, top, nullptr);
     LineTo(dc, Bounds.right, top);
-    WalkTicks(ticks.MinorStart, ticks.MinorStep, ticks, [&](double value) {
+    WalkSeries(ticks.MinorStart, ticks.MinorStep, ticks.Minimum, ticks.Maximum, [&](double value) {
         const long x = AxisPixel(Bounds, ticks, value);
         MoveToEx(dc, x, top, nullptr);
         LineTo(dc, x, top + minorLength + 1);
     });
-    WalkTicks(ticks.MajorStart, ticks.MajorStep, ticks, [&](double value) {
+    WalkSeries(ticks.MajorStart, ticks.MajorStep, ticks.Minimum, ticks.Maximum, [&](double value) {
         const long x = AxisPixel(Bounds, ticks, value);
         MoveToEx(dc, x, top, nullptr);
         LineTo(dc, x, top + majorLength + 1);
@@ -223,10 +198,10 @@ void CXAxisRegion::DrawCursorLabel(CChartDrawInfo& info)
 void CXAxisRegion::RefreshLabel()
 {
     HWND window = WindowRef ? *WindowRef : nullptr;
-    if (!window || !IsWindowVisible(window) || !Task || !Task->GetOwner()) return;
+    if (!window || !IsWindowVisible(window)) return;
     const CWindowDC dc(window);
     if (!dc.Get()) return;
-    CChartDrawInfo info(dc, dc, *dynamic_cast<CChartDrawOwner*>(Task->GetOwner()), 0);
+    CChartDrawInfo info(dc, dc, Graph.Owner, 0);
     if (!IsRectEmpty(&SelectionLabelRect)) FillRect(dc, &SelectionLabelRect, info.BackBrush);
     DrawCursorLabel(info);
 }
@@ -304,8 +279,8 @@ void CXAxisRegion::OnDataItemRemoved(CDataItemBase* item)
     if (item == Task) Task = nullptr;
 }
 
-CRTCXAxisRegion::CRTCXAxisRegion(const HWND* windowRef, CGraphRegion* graph, CRTCTaskDataItem* task)
-    : CXAxisRegion(windowRef, graph, task), RealTimeTask(task)
+CRTCXAxisRegion::CRTCXAxisRegion(CGraphRegion& graph, CTaskDataItem* task)
+    : CXAxisRegion(graph, task), RealTimeTask(dynamic_cast<CRTCTaskDataItem*>(task))
 {
 }
 

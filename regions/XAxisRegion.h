@@ -11,7 +11,6 @@
 #include "Interfaces.h"
 #include "scales/AxisTicks.h"
 
-class CChartDrawOwner;
 class CGraphRegion;
 class CTaskDataItem;
 class CRTCTaskDataItem;
@@ -20,7 +19,7 @@ class CXAxisRegion : public CChartRegionBase
 {
 public:
     // The region listens to `task` until it goes away or the region does.
-    CXAxisRegion(const HWND* windowRef, CGraphRegion* graph, CTaskDataItem* task);
+    CXAxisRegion(CGraphRegion& graph, CTaskDataItem* task);
     ~CXAxisRegion() override;
 
     void Draw(CChartDrawInfo& info) override;
@@ -35,9 +34,9 @@ public:
 
     // Ticks of the time axis, times in seconds; E_FAIL for an empty range or no room for a label,
     // and then nothing is drawn.
-    HRESULT GetTimeTicks(CChartDrawInfo& info, AxisTicks& ticks);
+    HRESULT GetTimeTicks(CChartDrawInfo& info, CAxisTicks& ticks);
     // Ticks of the distance axis.
-    HRESULT GetDistanceTicks(CChartDrawInfo& info, AxisTicks& ticks);
+    HRESULT GetDistanceTicks(CChartDrawInfo& info, CAxisTicks& ticks);
     // The cursor label, right-aligned on the last line; it sets SelectionLabelRect.
     void DrawCursorLabel(CChartDrawInfo& info);
     // Paints the label again on the window at once, over its old place.
@@ -46,10 +45,11 @@ public:
     // `flags`, the value field with bit 2; a zero offset without its bit is left out.
     void DrawOffsetLabel(CChartDrawInfo& info, qvx::time timeOffset, double valueOffset, DWORD flags);
 
-    CGraphRegion* Graph;
+    CGraphRegion& Graph;
+    // Null once the task has gone.
     CTaskDataItem* Task;
     // Where the cursor label stands; empty until the first paint.
-    RECT SelectionLabelRect;
+    RECT SelectionLabelRect{};
 
 protected:
     // The host's digits as the labels read them: negative for its largest values.
@@ -63,12 +63,14 @@ protected:
 class CRTCXAxisRegion : public CXAxisRegion
 {
 public:
-    CRTCXAxisRegion(const HWND* windowRef, CGraphRegion* graph, CRTCTaskDataItem* task);
+    // `task` is the real-time task item; any other kind of task shows no times.
+    CRTCXAxisRegion(CGraphRegion& graph, CTaskDataItem* task);
 
     void OnDataItemChanged(CDataItemBase* item, DWORD flags) override;
     void OnDataItemRemoved(CDataItemBase* item) override;
     const wchar_t* GetCursorText() override;
     void GetAxisTimeRange(qvx::time& first, qvx::time& last) override;
 
+    // The same item as Task; null once it has gone.
     CRTCTaskDataItem* RealTimeTask;
 };

@@ -66,7 +66,7 @@ long TimeTickDecimals(std::int64_t t0, std::int64_t t1, std::int16_t timeDigits)
 }
 
 bool ChooseTimeTicks(std::int64_t t0, std::int64_t t1, long pixels, std::int16_t timeDigits,
-                     const TimeLabelWidth& labelWidth, AxisTicks& ticks)
+                     const TimeLabelWidth& labelWidth, CAxisTicks& ticks)
 {
     if (t0 >= t1)
         return false;

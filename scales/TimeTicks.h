@@ -17,7 +17,7 @@ long TimeTickDecimals(std::int64_t t0, std::int64_t t1, std::int16_t timeDigits)
 // can show, with room for each label half its width again on both sides, and ten labels at most.
 // False, and `ticks` untouched, when the range is empty or inverted or a label has no width.
 bool ChooseTimeTicks(std::int64_t t0, std::int64_t t1, long pixels, std::int16_t timeDigits,
-                     const TimeLabelWidth& labelWidth, AxisTicks& ticks);
+                     const TimeLabelWidth& labelWidth, CAxisTicks& ticks);
 
 // Digits that the labels of a distance axis of this span show: 0 above 1, 1 above 0.1, 2 above
 // 0.01, and 3 below.

@@ -19,7 +19,7 @@ TimeLabelWidth Fixed(long width)
     return [width](std::int64_t, long) { return width; };
 }
 
-std::vector<double> Majors(const AxisTicks& ticks)
+std::vector<double> Majors(const CAxisTicks& ticks)
 {
     // Walked as the axis walks them: start plus a multiple of the step.
     std::vector<double> values;
@@ -61,7 +61,7 @@ TEST(TimeTicks, EachRangeGetsItsStepsStartsAndDigits)
         {"no pixels: one tick", 7 * Second, 107 * Second, -50, 3, 7, 200, 7, 200, 0},
     };
     for (const auto& row : rows) {
-        AxisTicks ticks;
+        CAxisTicks ticks;
         ASSERT_TRUE(ChooseTimeTicks(row.T0, row.T1, row.Pixels, row.TimeDigits, Fixed(40), ticks)) << row.Name;
         EXPECT_DOUBLE_EQ(double(row.T0) / Second, ticks.Minimum) << row.Name;
         EXPECT_DOUBLE_EQ(double(row.T1) / Second, ticks.Maximum) << row.Name;
@@ -95,7 +95,7 @@ TEST(TimeTicks, LabelsCrossTheMinuteAndTheHourInEachFormat)
         const TimeLabelWidth width = [&](std::int64_t time, long decimals) {
             return long(8 * wcslen(Label(double(time) / Second, row.Format, decimals, false)));
         };
-        AxisTicks ticks;
+        CAxisTicks ticks;
         ASSERT_TRUE(ChooseTimeTicks(row.T0, row.T1, row.Pixels, 3, width, ticks)) << row.Name;
         std::vector<std::wstring> labels;
         for (double value : Majors(ticks)) labels.push_back(Label(value, row.Format, ticks.Decimals, true));
@@ -126,7 +126,7 @@ TEST(TimeTicks, LabelsMeasuredInAFontNeitherOverlapNorOverhang)
             const TimeLabelWidth width = [&](std::int64_t time, long decimals) {
                 return measure(Label(double(time) / Second, range.Format, decimals, false));
             };
-            AxisTicks ticks;
+            CAxisTicks ticks;
             ASSERT_TRUE(ChooseTimeTicks(range.T0, range.T1, pixels, 3, width, ticks));
             long previousRight = 0;
             for (double value : Majors(ticks)) {
@@ -163,7 +163,7 @@ TEST(TimeTicks, BadRangesAndLabelsGiveNoTicksOrFewAndNeverLoop)
         {"a second above the bottom", INT64_MIN, INT64_MIN + Second, 20, true},
     };
     for (const auto& row : rows) {
-        AxisTicks ticks;
+        CAxisTicks ticks;
         ticks.MajorStep = -1;
         ASSERT_EQ(row.Ticks, ChooseTimeTicks(row.T0, row.T1, 1000, 7, Fixed(row.LabelWidth), ticks)) << row.Name;
         if (!row.Ticks) {

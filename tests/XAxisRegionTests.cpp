@@ -92,7 +92,9 @@ protected:
         Attach(SessionTask);
         Advance(DataLength);
         ASSERT_TRUE(Shown());
-        Axis = std::make_unique<CRTCXAxisRegion>(&Window, nullptr, &Task());
+        // An axis of the chart's graph, painting on the test's window.
+        Axis = std::make_unique<CRTCXAxisRegion>(*Chart->GraphRegion, &Task());
+        Axis->WindowRef = &Window;
         Axis->SetBounds({0, 0, Width, 60});
     }
     void TearDown() override
