@@ -55,12 +55,28 @@ SIZE Extent(CChartDrawInfo& info, const std::wstring& text)
     return size;
 }
 
-// Draws `text` with `font`, clipped to its cell and right-aligned to the cell's right edge.
-void DrawCell(CChartDrawInfo& info, HFONT font, const RECT& cell, const std::wstring& text)
+// The output context set up for the axis's lines and texts, and the reference context for
+// measuring them, each put back at the end of the scope.
+class CAxisPainting
 {
-    const CSelection selected(info.hdcOut, font);
-    ExtTextOutW(info.hdcOut, cell.right, cell.top, ETO_CLIPPED, &cell, text.c_str(), UINT(text.size()), nullptr);
-}
+public:
+    explicit CAxisPainting(CChartDrawInfo& info) noexcept
+        : Dc(info.hdcOut), Saved(SaveDC(info.hdcOut)), Measuring(info.hdcRef, info.hFontNormal)
+    {
+        SelectObject(Dc, info.ForePen);
+        if (info.hFontNormal) SelectObject(Dc, info.hFontNormal);
+        SetTextColor(Dc, info.ForeColour);
+        SetBkMode(Dc, TRANSPARENT);
+    }
+    CAxisPainting(const CAxisPainting&) = delete;
+    CAxisPainting& operator=(const CAxisPainting&) = delete;
+    ~CAxisPainting() { RestoreDC(Dc, Saved); }
+
+private:
+    HDC Dc;
+    int Saved;
+    CSelection Measuring;
+};
 
 // A tick's x between the ends of the axis; -1 outside.
 long AxisPixel(const RECT& bounds, const CAxisTicks& ticks, double value)
@@ -126,21 +142,20 @@ void CXAxisRegion::Draw(CChartDrawInfo& info)
 {
     CChartRegionBase::Draw(info);
     if (IsRectEmpty(&Bounds) || !Task) return;
+    CAxisTicks ticks;
+    if (FAILED(Task->IsDistanceMode() ? GetDistanceTicks(info, ticks) : GetTimeTicks(info, ticks))) return;
+    DrawTicks(info, ticks);
+    DrawCursorLabel(info);
+}
+
+void CXAxisRegion::DrawTicks(CChartDrawInfo& info, const CAxisTicks& ticks)
+{
+    // 3 and 6 points long.
     const int dpiY = GetDeviceCaps(info.hdcRef, LOGPIXELSY);
     const int minorLength = dpiY * 3 / 72;
     const int majorLength = dpiY * 6 / 72;
-    const bool distance = Task->IsDistanceMode();
-    CAxisTicks ticks;
-    if (FAILED(distance ? GetDistanceTicks(info, ticks) : GetTimeTicks(info, ticks))) return;
-
     HDC dc = info.hdcOut;
-    const int saved = SaveDC(dc);
-    SelectObject(dc, info.ForePen);
-    SelectObject(dc, info.hFontNormal);
-    const CSelection measureFont(info.hdcRef, info.hFontNormal);
-    SetTextColor(dc, info.ForeColour);
-    SetBkMode(dc, TRANSPARENT);
-
+    const CAxisPainting painting(info);
     const long top = Bounds.top;
     MoveToEx(dc, Bounds.left, top, nullptr);
     LineTo(dc, Bounds.right, top);
@@ -153,17 +168,20 @@ void CXAxisRegion::Draw(CChartDrawInfo& info)
         const long x = AxisPixel(Bounds, ticks, value);
         MoveToEx(dc, x, top, nullptr);
         LineTo(dc, x, top + majorLength + 1);
-        // Whole labels: trailing zeros go, and the fields that are zero in front.
-        const std::wstring text = distance ? std::wstring()
-                                           : Task->FormatTime(SecondsToTicks(value), ticks.Decimals, true, true, false);
+        const std::wstring text = LabelText(ticks, value);
         const LabelAlignment alignment = AlignLabel(x, Extent(info, text).cx, Bounds.left, Bounds.right);
         SetTextAlign(dc, TA_TOP | (alignment == LabelAlignment::Left     ? TA_LEFT
                                    : alignment == LabelAlignment::Centre ? TA_CENTER
                                                                          : TA_RIGHT));
         ExtTextOutW(dc, x, top + majorLength, ETO_CLIPPED, &Bounds, text.c_str(), UINT(text.size()), nullptr);
     });
-    RestoreDC(dc, saved);
-    DrawCursorLabel(info);
+}
+
+std::wstring CXAxisRegion::LabelText(const CAxisTicks& ticks, double value)
+{
+    // Whole labels: trailing zeros go, and the fields that are zero in front.
+    const wchar_t* text = Task->FormatTime(SecondsToTicks(value), ticks.Decimals, true, true, false);
+    return text ? text : L"";
 }
 
 void CXAxisRegion::DrawCursorLabel(CChartDrawInfo& info)
@@ -175,24 +193,21 @@ void CXAxisRegion::DrawCursorLabel(CChartDrawInfo& info)
     const wchar_t* value = GetCursorText();
     const std::wstring text = value ? value : L"";
 
-    const CSelection font(info.hdcRef, info.hFontNormal);
+    const CAxisPainting painting(info);
     const SIZE captionSize = Extent(info, caption), valueSize = Extent(info, text);
     SelectionLabelRect.right = Bounds.right;
     SelectionLabelRect.left = Bounds.right - valueSize.cx - captionSize.cx;
     SelectionLabelRect.bottom = Bounds.bottom;
     SelectionLabelRect.top = Bounds.bottom - std::max(captionSize.cy, valueSize.cy);
 
-    const int saved = SaveDC(info.hdcOut);
+    // Each text at the right end of its own cell, clipped to it.
     SetTextAlign(info.hdcOut, TA_RIGHT | TA_TOP);
-    SetTextColor(info.hdcOut, info.ForeColour);
-    SetBkMode(info.hdcOut, TRANSPARENT);
     RECT cell = SelectionLabelRect;
     cell.right = cell.left + captionSize.cx;
-    DrawCell(info, info.hFontNormal, cell, caption);
+    ExtTextOutW(info.hdcOut, cell.right, cell.top, ETO_CLIPPED, &cell, caption.c_str(), UINT(caption.size()), nullptr);
     cell.left = cell.right;
     cell.right = SelectionLabelRect.right;
-    DrawCell(info, info.hFontNormal, cell, text);
-    RestoreDC(info.hdcOut, saved);
+    ExtTextOutW(info.hdcOut, cell.right, cell.top, ETO_CLIPPED, &cell, text.c_str(), UINT(text.size()), nullptr);
 }
 
 void CXAxisRegion::RefreshLabel()
@@ -214,11 +229,7 @@ void CXAxisRegion::DrawOffsetLabel(CChartDrawInfo& info, qvx::time timeOffset, d
     if (!hasTime && !hasValue) return;
 
     HDC dc = info.hdcOut;
-    const int saved = SaveDC(dc);
-    SelectObject(dc, info.hFontNormal);
-    const CSelection measureFont(info.hdcRef, info.hFontNormal);
-    SetTextColor(dc, info.ForeColour);
-    SetBkMode(dc, TRANSPARENT);
+    const CAxisPainting painting(info);
     SetTextAlign(dc, TA_LEFT | TA_TOP);
     // Fields stop short of the cursor label, or of the axis's end before it has been drawn.
     const long limit = (IsRectEmpty(&SelectionLabelRect) ? Bounds.right : SelectionLabelRect.left) - 4;
@@ -249,7 +260,6 @@ void CXAxisRegion::DrawOffsetLabel(CChartDrawInfo& info, qvx::time timeOffset, d
         swprintf(text, 64, L"%.*f %ls", decimals, valueOffset, unit.c_str());
         field(text, true, flags & FrameValue);
     }
-    RestoreDC(dc, saved);
 }
 
 const wchar_t* CXAxisRegion::GetCursorText()

@@ -52,6 +52,10 @@ public:
     RECT SelectionLabelRect{};
 
 protected:
+    // The base line, the minor and major ticks and the labels of `ticks`.
+    void DrawTicks(CChartDrawInfo& info, const CAxisTicks& ticks);
+    // The text of a major tick's label.
+    std::wstring LabelText(const CAxisTicks& ticks, double value);
     // The host's digits as the labels read them: negative for its largest values.
     long TimeDigits() const;
     // The cursor label's text is kept here, for the static buffers of the formatters.
