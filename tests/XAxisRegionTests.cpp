@@ -60,22 +60,16 @@ int CALLBACK Record(HDC, HANDLETABLE*, const ENHMETARECORD* record, int, LPARAM 
 }
 
 // The pixels of a window, read back from its context.
-std::vector<DWORD> Pixels(HWND window, const RECT& area)
+std::vector<DWORD> Pixels(HWND window, int width, int height)
 {
-    const int width = area.right - area.left, height = area.bottom - area.top;
-    BITMAPINFO info{};
-    info.bmiHeader = {sizeof(BITMAPINFOHEADER), width, -height, 1, 32, BI_RGB};
+    BITMAPINFO info{{sizeof(BITMAPINFOHEADER), width, -height, 1, 32, BI_RGB}};
     void* bits = nullptr;
     CBitmapHandle bitmap(CreateDIBSection(nullptr, &info, DIB_RGB_COLORS, &bits, nullptr, 0));
     CDeviceContext memory(CreateCompatibleDC(nullptr));
     HGDIOBJ old = SelectObject(memory, bitmap);
-    {
-        const CWindowDC dc(window);
-        BitBlt(memory, 0, 0, width, height, dc, area.left, area.top, SRCCOPY);
-    }
+    BitBlt(memory, 0, 0, width, height, CWindowDC(window), 0, 0, SRCCOPY);
     SelectObject(memory, old);
-    const DWORD* first = static_cast<const DWORD*>(bits);
-    return std::vector<DWORD>(first, first + width * height);
+    return std::vector<DWORD>(static_cast<DWORD*>(bits), static_cast<DWORD*>(bits) + width * height);
 }
 
 // A live chart of 130 seconds whose window of 100 seconds has slid 30 seconds past the first
@@ -177,15 +171,6 @@ TEST_F(XAxisFilling, TicksStandOnTheBaseLineAndTheEndLabelsAreFlushWithTheEnds)
     }
 }
 
-TEST_F(XAxis, AnAxisWithoutRoomIsBlank)
-{
-    for (const RECT bounds : {RECT{10, 0, 5, 60}, RECT{0, 0, 0, 0}}) {
-        Axis->SetBounds(bounds);
-        const CPainted painted = PaintAxis();
-        EXPECT_TRUE(painted.Lines.empty() && painted.Texts.empty()) << "not even the base line";
-    }
-}
-
 TEST_F(XAxis, TheHostsFormatAndDigitsChangeTheLabelsAtTheNextPaint)
 {
     const struct
@@ -202,7 +187,6 @@ TEST_F(XAxis, TheHostsFormatAndDigitsChangeTheLabelsAtTheNextPaint)
          L"02:10.100 min:sec"},
         {2, 1, {L"40", L"50", L"1:00", L"1:10", L"1:20", L"1:30", L"1:40", L"1:50", L"2:00", L"2:10"}, L"Elapsed Time: ",
          L"00:02:10.1 hr:min:sec"},
-        {0, 0, {L"40", L"50", L"60", L"70", L"80", L"90", L"100", L"110", L"120", L"130"}, L"Elapsed Time: ", L"130 sec"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.Format);
@@ -256,21 +240,20 @@ TEST_F(XAxis, TheCursorLabelTellsTheElapsedTimeWhileRunningAndTheCursorsTimeWhen
     }
 }
 
-TEST_F(XAxis, ACursorMoveRepaintsTheLabelAloneAndInvalidatesNothing)
+TEST_F(XAxis, ACursorMoveRepaintsTheLabelAloneAndOtherChangesInvalidateTheAxis)
 {
     Axis->SetBounds({0, 0, WindowWidth, 60});
     HostRuns(false);
     Task().SetCursor(50 * Second, 0);
     PaintOnWindow();
-    const RECT all{0, 0, WindowWidth + 1, 61};
-    const std::vector<DWORD> before = Pixels(Window, all);
+    const std::vector<DWORD> before = Pixels(Window, WindowWidth + 1, 61);
     const RECT label = Axis->SelectionLabelRect;
     ASSERT_FALSE(IsRectEmpty(&label));
 
     Task().SetCursor(61 * Second, 0);
     RECT update{};
     EXPECT_FALSE(GetUpdateRect(Window, &update, FALSE)) << "nothing is left for a paint";
-    const std::vector<DWORD> after = Pixels(Window, all);
+    const std::vector<DWORD> after = Pixels(Window, WindowWidth + 1, 61);
     int changed = 0, outside = 0;
     for (size_t at = 0; at < before.size(); ++at) {
         const POINT point{long(at % (WindowWidth + 1)), long(at / (WindowWidth + 1))};
@@ -280,30 +263,13 @@ TEST_F(XAxis, ACursorMoveRepaintsTheLabelAloneAndInvalidatesNothing)
     EXPECT_GT(changed, 0) << "the label shows the new time";
     EXPECT_EQ(0, outside) << "only the label's rectangle is painted";
     PaintOnWindow();
-    EXPECT_TRUE(after == Pixels(Window, all)) << "the label reads as a full paint would show it";
-}
+    EXPECT_TRUE(after == Pixels(Window, WindowWidth + 1, 61)) << "the label reads as a full paint would show it";
 
-TEST_F(XAxis, ChangesOtherThanTheCursorInvalidateTheWholeAxis)
-{
-    const struct
-    {
-        const char* Name;
-        DWORD Flags;
-        bool Invalidated;
-    } rows[] = {
-        {"the cursor alone", TaskCursorStale, false},
-        {"the time format", TaskTimeFormatStale, true},
-        {"the window moved", TaskWindowMoved, true},
-        {"the range", TaskTimeRangeStale | TaskCursorStale, true},
-    };
-    Axis->SetBounds({0, 0, WindowWidth, 60});
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.Name);
+    for (DWORD flags : {TaskTimeFormatStale, TaskWindowMoved, TaskTimeRangeStale | TaskCursorStale}) {
         PaintOnWindow();
-        Axis->OnDataItemChanged(&Task(), row.Flags);
-        RECT update{};
-        EXPECT_EQ(row.Invalidated, GetUpdateRect(Window, &update, FALSE) != FALSE);
-        EXPECT_TRUE(!row.Invalidated || (update.left == 0 && update.right == WindowWidth + 1));
+        Axis->OnDataItemChanged(&Task(), flags);
+        EXPECT_TRUE(GetUpdateRect(Window, &update, FALSE) && update.left == 0 && update.right == WindowWidth + 1)
+            << std::hex << flags;
     }
 }
 
@@ -311,20 +277,17 @@ TEST_F(XAxis, TheOffsetLabelShowsTheFieldsThatHaveAnOffsetOrAFrame)
 {
     const struct
     {
-        const char* Name;
         qvx::time Time;
-        double Value;
         DWORD Flags;
         std::vector<std::wstring> Texts;
     } rows[] = {
-        {"no offsets", 0, 0.0, 0, {}},
-        {"a time offset", 5 * Second, 0.0, 0, {L"Offset: ", L"5.000 sec"}},
-        {"a framed zero time", 0, 0.0, 1, {L"Offset: ", L"0.000 sec"}},
-        {"a negative time", -Second / 2, 0.0, 0, {L"Offset: ", L"-0.500 sec"}},
+        {0, 0, {}},
+        {5 * Second, 0, {L"Offset: ", L"5.000 sec"}},
+        {0, 1, {L"Offset: ", L"0.000 sec"}},   // framed, so shown though zero
+        {-Second / 2, 0, {L"Offset: ", L"-0.500 sec"}},
     };
     for (const auto& row : rows) {
-        SCOPED_TRACE(row.Name);
-        const CPainted painted = Paint([&](CChartDrawInfo& info) { Axis->DrawOffsetLabel(info, row.Time, row.Value, row.Flags); });
+        const CPainted painted = Paint([&](CChartDrawInfo& info) { Axis->DrawOffsetLabel(info, row.Time, 0.0, row.Flags); });
         // A metafile context of Wine measures no text, so that every field seems too long for its
         // room and gets an ellipsis: what is left before it is the text.
         std::vector<std::wstring> texts;
@@ -332,6 +295,6 @@ TEST_F(XAxis, TheOffsetLabelShowsTheFieldsThatHaveAnOffsetOrAFrame)
             if (text.size() >= 3 && text.compare(text.size() - 3, 3, L"...") == 0) text.resize(text.size() - 3);
             texts.push_back(text);
         }
-        EXPECT_EQ(row.Texts, texts);
+        EXPECT_EQ(row.Texts, texts) << row.Time << " " << row.Flags;
     }
 }
