@@ -195,7 +195,10 @@ TEST_F(XAxis, TheHostsFormatAndDigitsChangeTheLabelsAtTheNextPaint)
         std::vector<std::wstring> expected = row.Labels;
         expected.push_back(row.Caption);
         expected.push_back(row.Cursor);
-        EXPECT_EQ(expected, PaintAxis().Strings());
+        const CPainted painted = PaintAxis();
+        EXPECT_EQ(expected, painted.Strings());
+        // The base line, minor ticks every 2 s from 32 s and the ten majors.
+        EXPECT_EQ(1u + 50u + 10u, painted.Lines.size());
     }
 }
 
