@@ -124,17 +124,10 @@ HRESULT CXAxisRegion::GetTimeTicks(CChartDrawInfo& info, CAxisTicks& ticks)
                : E_FAIL;
 }
 
-HRESULT CXAxisRegion::GetDistanceTicks(CChartDrawInfo& info, CAxisTicks& ticks)
+HRESULT CXAxisRegion::GetDistanceTicks(CChartDrawInfo&, CAxisTicks&)
 {
-    if (!Task || !Task->GetActiveSelection()) return E_FAIL;
-    double minimum = 0.0, maximum = 0.0;
-    Task->GetDistanceRange(minimum, maximum);
-    if (!(minimum < maximum)) return E_FAIL;
-    const long decimals = DistanceTickDecimals(maximum - minimum);
-    (void)info;
-    (void)decimals;
-    (void)ticks;
-    // The value scale's tick choice is not part of this chart yet.
+    // Nothing in this chart turns distance mode on, and the value scales' tick choice that a
+    // distance axis stands on is not part of it: a distance axis has no ticks.
     return E_NOTIMPL;
 }
 

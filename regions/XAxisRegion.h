@@ -35,7 +35,7 @@ public:
     // Ticks of the time axis, times in seconds; E_FAIL for an empty range or no room for a label,
     // and then nothing is drawn.
     HRESULT GetTimeTicks(CChartDrawInfo& info, CAxisTicks& ticks);
-    // Ticks of the distance axis.
+    // Ticks of the distance axis; none yet.
     HRESULT GetDistanceTicks(CChartDrawInfo& info, CAxisTicks& ticks);
     // The cursor label, right-aligned on the last line; it sets SelectionLabelRect.
     void DrawCursorLabel(CChartDrawInfo& info);

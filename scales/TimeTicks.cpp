@@ -109,17 +109,6 @@ bool ChooseTimeTicks(std::int64_t t0, std::int64_t t1, long pixels, std::int16_t
     return true;
 }
 
-long DistanceTickDecimals(double span)
-{
-    if (span > 1.0)
-        return 0;
-    if (span > 0.1)
-        return 1;
-    if (span > 0.01)
-        return 2;
-    return 3;
-}
-
 std::int64_t SecondsToTicks(double seconds)
 {
     const double ticks = seconds * TicksPerSecond;

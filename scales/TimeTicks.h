@@ -1,6 +1,6 @@
 #pragma once
-// The choice of ticks for the time and distance axes, as arithmetic alone: the axis region
-// measures the label texts and hands in the widths.
+// The choice of ticks for the time axis, as arithmetic alone: the axis region measures the label
+// texts and hands in the widths.
 #include <cstdint>
 #include <functional>
 #include "scales/AxisTicks.h"
@@ -18,10 +18,6 @@ long TimeTickDecimals(std::int64_t t0, std::int64_t t1, std::int16_t timeDigits)
 // False, and `ticks` untouched, when the range is empty or inverted or a label has no width.
 bool ChooseTimeTicks(std::int64_t t0, std::int64_t t1, long pixels, std::int16_t timeDigits,
                      const TimeLabelWidth& labelWidth, CAxisTicks& ticks);
-
-// Digits that the labels of a distance axis of this span show: 0 above 1, 1 above 0.1, 2 above
-// 0.01, and 3 below.
-long DistanceTickDecimals(double span);
 
 // A tick value in seconds back in 100 ns ticks, rounded half away from zero; values beyond the
 // time range stay at its ends.
