@@ -260,11 +260,12 @@ const wchar_t* CXAxisRegion::GetCursorText()
     CDataSelectionDataItem* selection = Task ? Task->GetActiveSelection() : nullptr;
     if (!selection) return nullptr;
     // No item of this chart turns a time into a distance: in distance mode the time has none.
-    if (Task->IsDistanceMode()) {
-        CursorText = ModuleString(NoValueText, L"No Value");
-        return CursorText.c_str();
-    }
-    const wchar_t* text = Task->FormatTime(Task->GetCursorTime(), TimeDigits(), false, false, true);
+    if (Task->IsDistanceMode()) return KeepCursorText(ModuleString(NoValueText, L"No Value").c_str());
+    return KeepCursorText(Task->FormatTime(Task->GetCursorTime(), TimeDigits(), false, false, true));
+}
+
+const wchar_t* CXAxisRegion::KeepCursorText(const wchar_t* text)
+{
     if (!text) return nullptr;
     CursorText = text;
     return CursorText.c_str();
@@ -312,6 +313,7 @@ void CRTCXAxisRegion::GetAxisTimeRange(qvx::time& first, qvx::time& last)
 
 const wchar_t* CRTCXAxisRegion::GetCursorText()
 {
+    if (!RealTimeTask) return nullptr;
     qvx::time time = 0;
     if (CRTCDataSelectionDataItem* selection = LiveSelection(RealTimeTask)) {
         // Running, the label shows how long the run has lasted; paused, where the cursor stands.
@@ -320,11 +322,7 @@ const wchar_t* CRTCXAxisRegion::GetCursorText()
         else
             time = RealTimeTask->GetCursorTime() + selection->GetStartTime() - selection->GetFirstDataTime();
     }
-    if (!RealTimeTask) return nullptr;
-    const wchar_t* text = RealTimeTask->FormatTime(time, TimeDigits(), false, false, true);
-    if (!text) return nullptr;
-    CursorText = text;
-    return CursorText.c_str();
+    return KeepCursorText(RealTimeTask->FormatTime(time, TimeDigits(), false, false, true));
 }
 
 void CRTCXAxisRegion::OnDataItemChanged(CDataItemBase*, DWORD flags)

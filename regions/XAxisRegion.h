@@ -58,7 +58,8 @@ protected:
     std::wstring LabelText(const CAxisTicks& ticks, double value);
     // The host's digits as the labels read them: negative for its largest values.
     long TimeDigits() const;
-    // The cursor label's text is kept here, for the static buffers of the formatters.
+    // Copies `text` out of a formatter's static buffer into CursorText; null stays null.
+    const wchar_t* KeepCursorText(const wchar_t* text);
     std::wstring CursorText;
 };
 
