@@ -3,6 +3,9 @@
 #include "regions/CursorsRegion.h"
 #include "config/DataNames.h"
 #include "regions/GraphRegion.h"
+#include "interaction/DragManager.h"
+#include "interaction/FlashingTraceManager.h"
+#include "interaction/FragileManager.h"
 #include "items/ItemFlags.h"
 #include "regions/ResizeRegion.h"
 #include "items/RTCTaskDataItem.h"
@@ -70,8 +73,9 @@ HRESULT CBaseChartCtl::CreateChart(const CRTCTimeSettings& settings, CResizeCall
     // its range.
     GraphRegion = std::make_unique<CRTCGraphRegion>(WindowRef);
     CursorsRegion = std::make_unique<CRTCCursorsRegion>(WindowRef);
-    // TODO: make the drag manager (on the window cell), the fragile manager (on the root) and the
-    // flashing-trace manager (on the task item) here, between the panel and the divider.
+    DragManager = std::make_unique<CDragManager>(WindowRef);
+    FragileManager = std::make_unique<CFragileManager>(*DragManager);
+    FlashManager = std::make_unique<CFlashingTraceManager>(WindowRef, TaskItem.get(), *DragManager);
     ResizeRegion = std::make_unique<CResizeRegion>(WindowRef, resizeCallback);
     TaskItem->AddListener(this);
     return S_OK;
@@ -84,8 +88,10 @@ void CBaseChartCtl::ReleaseChart()
 
 void CBaseChartCtl::DestroyChart()
 {
-    // TODO: the flashing-trace, fragile and drag managers go after the divider.
     ResizeRegion.reset();
+    FlashManager.reset();
+    FragileManager.reset();
+    DragManager.reset();
     CursorsRegion.reset();
     GraphRegion.reset();
     if (TaskItem) TaskItem->RemoveListener(this);
@@ -160,14 +166,12 @@ COLORREF CBaseChartCtl::GetBorderPaintColour()
 
 CFragileManager* CBaseChartCtl::GetFragileManager()
 {
-    // The fragile manager does not exist yet.
-    return nullptr;
+    return FragileManager.get();
 }
 
 CDragManager* CBaseChartCtl::GetDragManager()
 {
-    // The drag manager does not exist yet.
-    return nullptr;
+    return DragManager.get();
 }
 
 CRTCTaskDataItem* CBaseChartCtl::GetTaskDataItem()

@@ -1,5 +1,8 @@
 #include "control/LinnographCtl.h"
 #include <algorithm>
+#include "interaction/DragManager.h"
+#include "interaction/FlashingTraceManager.h"
+#include "interaction/FragileManager.h"
 #include "items/RTCTaskDataItem.h"
 #include "regions/CursorsRegion.h"
 #include "regions/GraphRegion.h"
@@ -77,7 +80,11 @@ bool CLinnographCtl::ProcessWindowMessage(HWND window, UINT message, WPARAM wPar
 {
     // 1. The frame's own map: paint, focus and mouse activation.
     if (COleControl::ProcessWindowMessage(window, message, wParam, lParam, result, mapId)) return true;
-    // TODO: 2, 3. The fragile manager and the drag manager.
+    // 2, 3. The managers see everything before any region: a running mode may break or swallow it.
+    if (FragileManager && FragileManager->ProcessWindowMessage(window, message, wParam, lParam, result, mapId))
+        return true;
+    if (DragManager && DragManager->ProcessWindowMessage(window, message, wParam, lParam, result, mapId))
+        return true;
     // 4 to 6. The divider, the graph and the cursor values panel.
     if (ResizeRegion && ResizeRegion->ProcessWindowMessage(window, message, wParam, lParam, result, mapId))
         return true;
@@ -99,7 +106,13 @@ bool CLinnographCtl::ProcessWindowMessage(HWND window, UINT message, WPARAM wPar
         result = 0;
         return true;
     }
-    // TODO: WM_COMMAND and WM_CONTEXTMENU go to the commands and the context menu.
+    case WM_COMMAND:
+        // TODO: the rest of the command table, and WM_CONTEXTMENU to the context menu.
+        if (LOWORD(wParam) == CFlashingTraceManager::FlashCommand && FlashManager && FlashManager->OnFlashCommand()) {
+            result = 0;
+            return true;
+        }
+        break;
     case WM_THEMECHANGED:
         Border.OnThemeChanged();
         result = 0;

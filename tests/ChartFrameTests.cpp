@@ -8,6 +8,7 @@
 #include <utility>
 #include "tests/ChartFrameTestSupport.h"
 #include "tests/ChartTestSupport.h"
+#include "interaction/FlashingTraceManager.h"
 #include "items/ItemFlags.h"
 #include "items/RTCTaskDataItem.h"
 
@@ -126,8 +127,10 @@ TEST_F(ChartFrame, ConstructionBuildsTheTreeUnderTheRoot)
     EXPECT_EQ(task->GetOwner(), static_cast<CBaseChartCtl*>(Chart));
     EXPECT_EQ(task->GetDataTimeSpan(), 200'000'000);
     EXPECT_EQ(task->Flags, 0xFFFFFFFFu);
-    ASSERT_EQ(task->Listeners.size(), 1u);
-    EXPECT_EQ(task->Listeners[0], static_cast<CChartRegionBase*>(Chart));
+    // The flashing-trace manager is made before the root listens.
+    ASSERT_EQ(task->Listeners.size(), 2u);
+    EXPECT_EQ(task->Listeners[0], static_cast<CChartRegionBase*>(Chart->FlashManager.get()));
+    EXPECT_EQ(task->Listeners[1], static_cast<CChartRegionBase*>(Chart));
 
     // The zoom stack is the host library's own.
     ASSERT_TRUE(task->GetZoomStack());

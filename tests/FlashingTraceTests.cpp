@@ -5,6 +5,9 @@
 #include "tests/OleTestSupport.h"
 #include "interaction/DragManager.h"
 #include "interaction/FlashingTraceManager.h"
+#include "interaction/FragileManager.h"
+#include "items/RTCTaskDataItem.h"
+#include "tests/SimTestSupport.h"
 
 using namespace qvxtest;
 
@@ -136,6 +139,70 @@ TEST_F(FlashingTrace, AManagerOutlivesItsTaskAndItsTrace)
     EXPECT_FALSE(Manager->IsFlashing());
     EXPECT_FALSE(TimerRan());
     EXPECT_FALSE(Manager->OnFlashCommand());
+}
+
+class CKeyTaker : public CFragileModeBase
+{
+public:
+    BOOL Begin() override { return TRUE; }
+    void End() override { Ended = true; }
+    void OnKeyDown(UINT, BOOL& handled) override { handled = ++Keys != 0; }
+    void OnCommand(WORD, BOOL&) override {}
+    DWORD GetFlags() override { return FRAGILE_TAKES_KEYS; }
+    int Keys = 0;
+    bool Ended = false;
+};
+
+// The chart's own managers in its message chain, the chart on the substitute host's live task.
+class ChartChain : public LiveChartTest
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_NO_FATAL_FAILURE(LiveChartTest::SetUp());
+        Attach(SessionTask);
+        Advance(30 * Second);
+        Task().GetOrdering()->SetNames({CBstr(L"Speed")});
+        CChannelDataItem* speed = Task().GetOrdering()->GetItems().at(0);
+        Task().SetActiveTrace(speed, speed->GetTraces().at(0));
+        ASSERT_TRUE(Task().GetActiveTrace());
+        Flash = Chart->FlashManager.get();
+    }
+    bool Send(UINT message, WPARAM wParam)
+    {
+        LRESULT result = 0;
+        return Chart->ProcessWindowMessage(nullptr, message, wParam, 0, result, 0);
+    }
+    CFlashingTraceManager* Flash = nullptr;
+};
+
+TEST_F(ChartChain, TheFragileManagerHearsFirstThenTheDragManagerThenTheFlashCommand)
+{
+    CDragManager* drag = Chart->GetDragManager();
+    CFragileManager* fragile = Chart->GetFragileManager();
+    ASSERT_TRUE(drag && fragile);
+    EXPECT_EQ(drag, &fragile->DragManager);
+    CKeyTaker keys;
+    CStillDrag still;
+    ASSERT_TRUE(fragile->Start(&keys));
+    ASSERT_TRUE(drag->Start(&still));
+    // Both run: the key reaches the fragile mode before the drag could swallow it.
+    EXPECT_TRUE(Send(WM_KEYDOWN, VK_ADD));
+    EXPECT_EQ(1, keys.Keys);
+    // The command breaks the fragile mode, and the drag swallows it: nothing flashes.
+    EXPECT_TRUE(Send(WM_COMMAND, CFlashingTraceManager::FlashCommand));
+    EXPECT_TRUE(keys.Ended);
+    EXPECT_FALSE(Flash->IsFlashing());
+    drag->Forget(&still);
+    EXPECT_TRUE(Send(WM_COMMAND, CFlashingTraceManager::FlashCommand));
+    EXPECT_EQ(Task().GetActiveTrace(), Flash->FlashingTrace);
+    EXPECT_TRUE(Send(WM_COMMAND, CFlashingTraceManager::FlashCommand));
+    EXPECT_FALSE(Flash->IsFlashing());
+    // Without an active trace the command goes on unhandled.
+    Task().GetOrdering()->SetNames(std::vector<CBstr>{});
+    Task().SetActiveChannel(nullptr);
+    ASSERT_EQ(nullptr, Task().GetActiveTrace());
+    EXPECT_FALSE(Send(WM_COMMAND, CFlashingTraceManager::FlashCommand));
 }
 
 } // namespace
