@@ -205,6 +205,23 @@ TEST_F(Managers, ADragTakesTheCaptureTracksFromThePressAndGivesItAllBackAtTheRel
     EXPECT_FALSE(PassedOn(WM_LBUTTONUP));
 }
 
+TEST_F(Managers, TheDragStartsWhereTheMouseWasAtThePressNotWhereItIsNow)
+{
+    POINT press{40, 30}, later{120, 90}, placed{};
+    ClientToScreen(Window, &press);
+    ClientToScreen(Window, &later);
+    SetCursorPos(press.x, press.y);
+    if (!GetCursorPos(&placed) || placed.x != press.x || placed.y != press.y)
+        GTEST_SKIP() << "the mouse cannot be placed here";
+    PumpUntil([] { return false; }, 20);
+    PostMessageW(Window, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(1, 1));
+    SetCursorPos(later.x, later.y);
+    PumpUntil([] { return false; }, 20);
+    ASSERT_TRUE(Started);
+    EXPECT_EQ(40, Drag.StartPoint.x);
+    EXPECT_EQ(30, Drag.StartPoint.y);
+}
+
 struct CDragRow
 {
     const char* Name;
