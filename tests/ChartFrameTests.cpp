@@ -127,10 +127,11 @@ TEST_F(ChartFrame, ConstructionBuildsTheTreeUnderTheRoot)
     EXPECT_EQ(task->GetOwner(), static_cast<CBaseChartCtl*>(Chart));
     EXPECT_EQ(task->GetDataTimeSpan(), 200'000'000);
     EXPECT_EQ(task->Flags, 0xFFFFFFFFu);
-    // The flashing-trace manager is made before the root listens.
-    ASSERT_EQ(task->Listeners.size(), 2u);
-    EXPECT_EQ(task->Listeners[0], static_cast<CChartRegionBase*>(Chart->FlashManager.get()));
-    EXPECT_EQ(task->Listeners[1], static_cast<CChartRegionBase*>(Chart));
+    // The graph and its x axis listen first, then the flashing-trace manager, the root last.
+    ASSERT_EQ(task->Listeners.size(), 4u);
+    EXPECT_EQ(task->Listeners[0], static_cast<CChartRegionBase*>(Chart->GraphRegion.get()));
+    EXPECT_EQ(task->Listeners[2], static_cast<CChartRegionBase*>(Chart->FlashManager.get()));
+    EXPECT_EQ(task->Listeners[3], static_cast<CChartRegionBase*>(Chart));
 
     // The zoom stack is the host library's own.
     ASSERT_TRUE(task->GetZoomStack());
@@ -364,6 +365,7 @@ TEST_F(ChartInPlace, AWindowPaintKeepsItsLayout)
 TEST_F(ChartInPlace, AThreeDimensionalBorderFollowsTheTheme)
 {
     ASSERT_EQ(S_OK, Control->put_BackColor(Teal));
+    ASSERT_EQ(S_OK, Control->put_ShowGrid(VARIANT_FALSE));
     ASSERT_EQ(S_OK, Control->put_Appearance(1));
     ASSERT_EQ(S_OK, Control->put_BorderStyle(1));
     Activate();
