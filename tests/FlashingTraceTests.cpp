@@ -105,7 +105,7 @@ TEST_F(FlashingTrace, WithoutAnActiveTraceTheCommandIsRefusedAndDuringADragItIsT
     EXPECT_FALSE(Manager->IsFlashing());
 }
 
-TEST_F(FlashingTrace, ARemovedTraceStopsTheTimerWithoutBeingTouched)
+TEST_F(FlashingTrace, ARemovedTraceOrTaskStopsTheTimerWithoutBeingTouched)
 {
     ASSERT_TRUE(Manager->OnFlashCommand());
     ASSERT_TRUE(WaitForTicks(1));
@@ -113,6 +113,14 @@ TEST_F(FlashingTrace, ARemovedTraceStopsTheTimerWithoutBeingTouched)
     Show({L"RPM"});
     EXPECT_FALSE(Manager->IsFlashing());
     EXPECT_FALSE(TimerRan());
+    // The task goes with the flash on another trace.
+    Task->SetActiveTrace(Channel(0), Trace(0, 0));
+    ASSERT_TRUE(Manager->OnFlashCommand());
+    Task.reset();
+    EXPECT_EQ(nullptr, Manager->FlashTask);
+    EXPECT_FALSE(Manager->IsFlashing());
+    EXPECT_FALSE(TimerRan());
+    EXPECT_FALSE(Manager->OnFlashCommand());
 }
 
 TEST_F(FlashingTrace, AManagerThatGoesWhileTheTraceIsHiddenShowsItAndLeavesTaskAndTrace)
@@ -129,16 +137,6 @@ TEST_F(FlashingTrace, AManagerThatGoesWhileTheTraceIsHiddenShowsItAndLeavesTaskA
     EXPECT_FALSE(trace->HasListener(gone));
     EXPECT_FALSE(Task->HasListener(gone));
     EXPECT_FALSE(KillTimer(Window.Window, id));
-}
-
-TEST_F(FlashingTrace, AManagerOutlivesItsTaskAndItsTrace)
-{
-    ASSERT_TRUE(Manager->OnFlashCommand());
-    Task.reset();
-    EXPECT_EQ(nullptr, Manager->FlashTask);
-    EXPECT_FALSE(Manager->IsFlashing());
-    EXPECT_FALSE(TimerRan());
-    EXPECT_FALSE(Manager->OnFlashCommand());
 }
 
 class CKeyTaker : public CFragileModeBase

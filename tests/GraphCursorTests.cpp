@@ -119,6 +119,11 @@ TEST_F(GraphCursors, AMovedCursorPaintsNothingAndLeavesThePictureOfAFullPaint)
 TEST_F(GraphCursors, TwoCursorsOffOppositeSidesLieOnTheEdgesAndShadeTheWholeGraph)
 {
     const RECT graph = Graph->GraphRect;
+    // The middle of the view lies on the middle column.
+    qvx::time minimum = 0, maximum = 0;
+    Task().GetTimeRange(minimum, maximum);
+    ASSERT_EQ(S_OK, HostTask()->SetCursorTime((minimum + maximum) / 2 + HostOffset));
+    EXPECT_EQ(graph.left + (graph.right - graph.left) / 2, Graph->CursorToPixel(FALSE));
     // The second cursor stands at the start, left of the view; the primary goes right of it.
     MoveCursorTo(graph.right + 30);
     Task().SetTwoCursors(true);
