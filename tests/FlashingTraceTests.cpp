@@ -7,7 +7,7 @@
 #include "interaction/FlashingTraceManager.h"
 #include "interaction/FragileManager.h"
 #include "items/RTCTaskDataItem.h"
-#include "tests/SimTestSupport.h"
+#include "tests/LiveInPlaceSupport.h"
 
 using namespace qvxtest;
 
@@ -152,13 +152,12 @@ public:
 };
 
 // The chart's own managers in its message chain, the chart on the substitute host's live task.
-class ChartChain : public LiveChartTest
+class ChartChain : public LiveChartInPlace
 {
 protected:
     void SetUp() override
     {
-        ASSERT_NO_FATAL_FAILURE(LiveChartTest::SetUp());
-        Attach(SessionTask);
+        ASSERT_NO_FATAL_FAILURE(LiveChartInPlace::SetUp());
         Advance(30 * Second);
         Task().GetOrdering()->SetNames({CBstr(L"Speed")});
         CChannelDataItem* speed = Task().GetOrdering()->GetItems().at(0);
@@ -201,6 +200,20 @@ TEST_F(ChartChain, TheFragileManagerHearsFirstThenTheDragManagerThenTheFlashComm
     Task().SetActiveChannel(nullptr);
     ASSERT_EQ(nullptr, Task().GetActiveTrace());
     EXPECT_FALSE(Send(WM_COMMAND, CFlashingTraceManager::FlashCommand));
+}
+
+TEST_F(ChartChain, TheFKeyFlashesAndAKeyThatNoCommandTakesGoesToTheContainer)
+{
+    CComPtr<IOleInPlaceActiveObject> active = Query<IOleInPlaceActiveObject>(Owner);
+    MSG key{Window, WM_KEYDOWN, 'F', 0, 0, {}};
+    EXPECT_EQ(S_OK, active->TranslateAccelerator(&key));
+    EXPECT_TRUE(Flash->IsFlashing());
+    EXPECT_EQ(S_OK, active->TranslateAccelerator(&key));
+    EXPECT_FALSE(Flash->IsFlashing());
+    // Refused without an active trace: no region takes the key, and the test's site declines it.
+    Task().GetOrdering()->SetNames(std::vector<CBstr>{});
+    Task().SetActiveChannel(nullptr);
+    EXPECT_EQ(S_FALSE, active->TranslateAccelerator(&key));
 }
 
 } // namespace

@@ -2,9 +2,7 @@
 // on the window without a paint, and the picture is then what a full paint would show.
 #include <gtest/gtest.h>
 #include <cstring>
-#include "tests/ChartFrameTestSupport.h"
-#include "tests/OleTestSupport.h"
-#include "tests/SimTestSupport.h"
+#include "tests/LiveInPlaceSupport.h"
 #include "items/RTCTaskDataItem.h"
 #include "regions/GraphRegion.h"
 
@@ -12,19 +10,12 @@ using namespace qvxtest;
 
 namespace {
 
-class GraphCursors : public LiveChartTest
+class GraphCursors : public LiveChartInPlace
 {
 protected:
     void SetUp() override
     {
-        ASSERT_NO_FATAL_FAILURE(LiveChartTest::SetUp());
-        Site.Position = RECT{0, 0, 400, 240};
-        ASSERT_EQ(S_OK, Query<IOleObject>(Owner)->SetClientSite(&Site));
-        ASSERT_EQ(S_OK, Query<IOleObject>(Owner)->DoVerb(OLEIVERB_INPLACEACTIVATE, nullptr, &Site, 0,
-                                                          Container.Window, &Site.Position));
-        Window = Chart->Window;
-        ASSERT_TRUE(Window);
-        Attach(SessionTask);
+        ASSERT_NO_FATAL_FAILURE(LiveChartInPlace::SetUp());
         Advance(150 * Second);
         Task().GetOrdering()->SetNames({CBstr(L"Speed"), CBstr(L"RPM")});
         // Paused by the host: the chart follows the host's cursor. The view is the middle half of
@@ -41,14 +32,6 @@ protected:
         const qvx::time probe = HostCursor() + Second;
         ASSERT_EQ(S_OK, HostTask()->SetCursorTime(probe));
         HostOffset = probe - Task().GetCursorTime();
-    }
-    void TearDown() override
-    {
-        if (CComPtr<IOleObject> object = Query<IOleObject>(Owner)) {
-            object->Close(OLECLOSE_NOSAVE);
-            object->SetClientSite(nullptr);
-        }
-        LiveChartTest::TearDown();
     }
     bool Repaint()
     {
@@ -75,9 +58,6 @@ protected:
     }
     bool NothingToPaint() const { return !GetUpdateRect(Window, nullptr, FALSE); }
 
-    CContainerWindow Container;
-    CTestSite Site{Container.Window};
-    HWND Window = nullptr;
     CRTCGraphRegion* Graph = nullptr;
     qvx::time HostOffset = 0;
 };
