@@ -3,6 +3,7 @@
 // again on the window, without painting the traces.
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <utility>
 #include "control/BaseChartCtl.h"
 #include "control/ChartDrawInfo.h"
@@ -12,7 +13,6 @@
 #include "regions/ChannelRegion.h"
 #include "regions/EventsRegion.h"
 #include "regions/GraphRegion.h"
-#include "scales/ValueToPixel.h"
 
 namespace {
 
@@ -236,7 +236,9 @@ int CGraphRegion::CursorToPixel(BOOL secondCursor)
     if (minimum >= maximum) return -1;
     // In integers, so that the cursor of a long recording still lands on its exact column.
     const int64_t width = static_cast<int64_t>(GraphRect.right) - GraphRect.left;
-    return static_cast<int>(GraphRect.left + width * (time - minimum) / (maximum - minimum));
+    const int64_t x = GraphRect.left + width * (time - minimum) / (maximum - minimum);
+    // Far off the graph only the side matters.
+    return static_cast<int>(std::clamp<int64_t>(x, INT32_MIN, INT32_MAX));
 }
 
 void CGraphRegion::DrawCursors(CChartDrawInfo& info, BOOL repaint)
