@@ -12,6 +12,8 @@
 #include "items/ChannelDataItem.h"
 #include "items/ItemFlags.h"
 #include "items/RTCTaskDataItem.h"
+#include "interaction/DragManager.h"
+#include "interaction/FragileManager.h"
 #include "regions/ChannelRegion.h"
 #include "regions/GraphRegion.h"
 #include "regions/ScrollbarRegion.h"
@@ -218,6 +220,8 @@ TEST_F(GraphTest, FixedGridStandsOnRoundedTenths)
     const COLORREF grid = info.GetGridPaintColour();
     ASSERT_NE(grid, 0xFFFFFFu);
     Graph().ShowYAxisGrid = FALSE;
+    // The cursor would stand on the first line.
+    Graph().ShowCursors = FALSE;
     Graph().Draw(info);
     std::vector<int> lines;
     for (int x = 10; x <= 1005; ++x)
@@ -544,4 +548,50 @@ TEST_F(GraphTest, TheRootWatchesTheOrderedChannelsAndFollowsTheMode)
     EXPECT_TRUE(Graph().HorizontalScrollbar->Enabled);
     EXPECT_TRUE(Graph().VerticalScrollbar->Enabled);
     EXPECT_TRUE(Graph().ShowCursors);
+}
+
+// Presses and the keypad's plus hand the graph's modes to the managers, on a paused chart only.
+TEST_F(GraphMessages, PressesAndKeysHandTheirModesToTheManagers)
+{
+    CDragManager& drag = *Chart->GetDragManager();
+    CFragileManager& fragile = *Chart->GetFragileManager();
+    const LPARAM middle = MAKELPARAM(Middle().x, Middle().y);
+    // Running, only the plain press is taken: it pauses the chart and drags the cursor.
+    SetKeys({VK_CONTROL});
+    Post(WM_LBUTTONDOWN, MK_LBUTTON | MK_CONTROL, middle);
+    EXPECT_EQ(nullptr, drag.ActiveMode);
+    SetKeys({});
+    HostRuns(false);
+    ASSERT_TRUE(PumpUntilPainted(Window));
+    const struct
+    {
+        const char* Name;
+        std::initializer_list<int> Held;
+        UINT Press;
+        WPARAM Keys;
+        CDragModeBase* Mode;
+        UINT Release;
+    } rows[] = {
+        {"Ctrl zooms", {VK_CONTROL}, WM_LBUTTONDOWN, MK_LBUTTON | MK_CONTROL, &Graph().ZoomDrag, WM_LBUTTONUP},
+        {"Alt scrolls", {VK_MENU}, WM_LBUTTONDOWN, MK_LBUTTON, &Graph().ScrollDrag, WM_LBUTTONUP},
+        {"a plain press drags the cursor", {}, WM_LBUTTONDOWN, MK_LBUTTON, &Graph().CursorDrag, WM_LBUTTONUP},
+        {"the middle button scrolls by itself", {}, WM_MBUTTONDOWN, MK_MBUTTON, &Graph().MouseAutoScroll,
+         WM_MBUTTONDOWN},
+    };
+    for (const auto& row : rows) {
+        SetKeys(row.Held);
+        Post(row.Press, row.Keys, middle);
+        SetKeys({});
+        EXPECT_EQ(row.Mode, drag.ActiveMode) << row.Name;
+        Post(row.Release, 0, middle);
+        EXPECT_EQ(nullptr, drag.ActiveMode) << row.Name;
+    }
+    Post(WM_KEYDOWN, VK_ADD, 0);
+    EXPECT_EQ(&Graph().KeyboardAutoScroll, fragile.ActiveMode);
+    EXPECT_EQ(1, Graph().KeyboardAutoScroll.Direction);
+    // A press breaks it and still places the cursor.
+    Post(WM_LBUTTONDOWN, MK_LBUTTON, middle);
+    EXPECT_EQ(nullptr, fragile.ActiveMode);
+    EXPECT_EQ(&Graph().CursorDrag, drag.ActiveMode);
+    Post(WM_LBUTTONUP, 0, middle);
 }
