@@ -219,6 +219,9 @@ int wmain()
     HWND frame = CreateWindowExW(0, frameClass.lpszClassName, L"Linnograph demo", WS_OVERLAPPEDWINDOW,
                                  CW_USEDEFAULT, CW_USEDEFAULT, r.right - r.left, r.bottom - r.top,
                                  nullptr, nullptr, frameClass.hInstance, nullptr);
+    // Shown also without a display (the null driver draws nowhere), so that the container puts
+    // the control in place with a window of its own, which takes the mouse.
+    if (frame) ShowWindow(frame, options.Headless ? SW_SHOWNOACTIVATE : SW_HIDE);
     HWND host = frame ? CreateWindowExW(0, L"AtlAxWin", ProgId, WS_CHILD | WS_VISIBLE, 0, 0,
                                         ClientWidth, ClientHeight, frame, nullptr,
                                         frameClass.hInstance, nullptr) : nullptr;
@@ -266,6 +269,24 @@ int wmain()
             std::printf("frame %d at %.1f s of live data\n", i, live.ClockSeconds());
         }
         if (status == 0 && RenderFrame(control, options.Output + L"\\demo.png") < 0) status = 5;
+        // A click on the traces, as a user gives it, pauses the chart; End and Page Up then put its
+        // cursor on the last sample and half a view back from it.
+        HWND chart = nullptr;
+        CComPtr<IOleWindow> inPlace;
+        if (status == 0 && SUCCEEDED(control->QueryInterface(IID_IOleWindow, inPlace.OutVoid()))) inPlace->GetWindow(&chart);
+        if (chart) {
+            RECT client{};
+            GetClientRect(chart, &client);
+            const LPARAM at = MAKELPARAM(client.right * 2 / 3, client.bottom / 2);
+            PostMessageW(chart, WM_LBUTTONDOWN, MK_LBUTTON, at);
+            PostMessageW(chart, WM_LBUTTONUP, 0, at);
+            PostMessageW(chart, WM_KEYDOWN, VK_END, 0);
+            PostMessageW(chart, WM_KEYDOWN, VK_PRIOR, 0);
+            live.Advance(1.0);
+            PumpFor(0.2);
+            if (RenderFrame(control, options.Output + L"\\paused.png") < 0) status = 5;
+            else std::printf("demo: paused with a click, wrote paused.png\n");
+        }
         std::wstring figures = options.Output + L"\\frame-times.txt";
         if (FILE* f = _wfopen(figures.c_str(), L"w")) {
             for (size_t i = 0; i < frameTimes.size(); ++i) std::fprintf(f, "frame %zu: %.3f ms\n", i, frameTimes[i]);

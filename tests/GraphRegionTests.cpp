@@ -5,7 +5,7 @@
 #include <functional>
 #include <set>
 #include <string>
-#include "tests/SimTestSupport.h"
+#include "tests/LiveInPlaceSupport.h"
 #include "tests/ChartTestSupport.h"
 #include "demo/PngWriter.h"
 #include "control/ChartDrawInfo.h"
@@ -319,21 +319,14 @@ protected:
     {
         GraphTest::SetUp();
         Choose(4);
-        Site.Position = RECT{0, 0, 800, 400};
-        ASSERT_EQ(S_OK, Query<IOleObject>(Owner)->SetClientSite(&Site));
-        ASSERT_EQ(S_OK, Query<IOleObject>(Owner)->DoVerb(OLEIVERB_INPLACEACTIVATE, nullptr, &Site, 0,
-                                                          Container.Window, &Site.Position));
-        Window = Chart->Window;
+        Window = InPlace.Activate(Owner, RECT{0, 0, 800, 400});
         ASSERT_TRUE(Window);
         ASSERT_TRUE(PumpUntilPainted(Window));
     }
     void TearDown() override
     {
         SetKeys({});
-        if (CComPtr<IOleObject> object = Query<IOleObject>(Owner)) {
-            object->Close(OLECLOSE_NOSAVE);
-            object->SetClientSite(nullptr);
-        }
+        InPlace.Close(Owner);
         GraphTest::TearDown();
     }
     // The keys that GetKeyState sees held.
@@ -361,8 +354,7 @@ protected:
         return std::to_wstring(minimum) + L".." + std::to_wstring(maximum);
     }
 
-    CContainerWindow Container;
-    CTestSite Site{Container.Window};
+    CInPlaceContainer InPlace;
     HWND Window = nullptr;
 };
 

@@ -6,31 +6,50 @@
 
 namespace qvxtest {
 
+// A container's window and site that put a chart in place and close it again.
+class CInPlaceContainer
+{
+public:
+    // In place at `position`; the chart's window, or null on a failure.
+    HWND Activate(IUnknown* control, const RECT& position)
+    {
+        CComPtr<IOleObject> object = Query<IOleObject>(control);
+        Site.Position = position;
+        if (!object || FAILED(object->SetClientSite(&Site)) ||
+            FAILED(object->DoVerb(OLEIVERB_INPLACEACTIVATE, nullptr, &Site, 0, Container.Window, &Site.Position)))
+            return nullptr;
+        return FindControlWindow(Container.Window);
+    }
+    void Close(IUnknown* control)
+    {
+        if (CComPtr<IOleObject> object = Query<IOleObject>(control)) {
+            object->Close(OLECLOSE_NOSAVE);
+            object->SetClientSite(nullptr);
+        }
+    }
+
+    CContainerWindow Container;
+    CTestSite Site{Container.Window};
+};
+
 class LiveChartInPlace : public LiveChartTest
 {
 protected:
     void SetUp() override
     {
         ASSERT_NO_FATAL_FAILURE(LiveChartTest::SetUp());
-        Site.Position = RECT{0, 0, 400, 240};
-        ASSERT_EQ(S_OK, Query<IOleObject>(Owner)->SetClientSite(&Site));
-        ASSERT_EQ(S_OK, Query<IOleObject>(Owner)->DoVerb(OLEIVERB_INPLACEACTIVATE, nullptr, &Site, 0,
-                                                          Container.Window, &Site.Position));
-        Window = Chart->Window;
+        Window = InPlace.Activate(Owner, RECT{0, 0, 400, 240});
         ASSERT_TRUE(Window);
+        ASSERT_EQ(Chart->Window, Window);
         Attach(SessionTask);
     }
     void TearDown() override
     {
-        if (CComPtr<IOleObject> object = Query<IOleObject>(Owner)) {
-            object->Close(OLECLOSE_NOSAVE);
-            object->SetClientSite(nullptr);
-        }
+        InPlace.Close(Owner);
         LiveChartTest::TearDown();
     }
 
-    CContainerWindow Container;
-    CTestSite Site{Container.Window};
+    CInPlaceContainer InPlace;
     HWND Window = nullptr;
 };
 
