@@ -17,7 +17,8 @@ bool KeyDown(int key)
 
 bool Contains(const RECT& rect, POINT point)
 {
-    // Right and bottom belong to the rectangle.
+    // Right and bottom belong to the rectangle; a graph not laid out yet has none.
+    if (rect.right <= rect.left || rect.bottom <= rect.top) return false;
     return point.x >= rect.left && point.x <= rect.right && point.y >= rect.top && point.y <= rect.bottom;
 }
 

@@ -587,3 +587,36 @@ TEST_F(GraphMessages, PressesAndKeysHandTheirModesToTheManagers)
     EXPECT_EQ(&Graph().CursorDrag, drag.ActiveMode);
     Post(WM_LBUTTONUP, 0, middle);
 }
+
+// Messages to a graph that has never been laid out, and a paint after the host's task went:
+// nothing is taken that needs the traces' rectangle, and the paint draws the grid alone.
+TEST_F(GraphTest, EarlyMessagesAndALostTaskDoNoHarm)
+{
+    CComPtr<IQvxLinnographCtl4> fresh;
+    CTestChartCtl* chart = CreateTestChart(fresh);
+    ASSERT_TRUE(chart);
+    CRTCGraphRegion& graph = *chart->GraphRegion;
+    const struct
+    {
+        UINT Message;
+        WPARAM WParam;
+        bool Taken;
+    } rows[] = {
+        {WM_LBUTTONDOWN, MK_LBUTTON, false}, {WM_MBUTTONDOWN, MK_MBUTTON, false},
+        {WM_MOUSEWHEEL, MAKEWPARAM(MK_CONTROL, 120), true}, {WM_KEYDOWN, VK_NEXT, true},
+        {WM_KEYDOWN, VK_ADD, true}, {WM_SETCURSOR, 0, false},
+    };
+    for (const auto& row : rows) {
+        LRESULT result = 0;
+        EXPECT_EQ(row.Taken, graph.ProcessWindowMessage(nullptr, row.Message, row.WParam, 0, result, 0)) << row.Message;
+    }
+
+    Choose(3);
+    Lay(RECT{0, 0, 600, 300}, Screen);
+    Task().SetTask(nullptr);
+    Task().RefreshControlMode();
+    CDibSurface surface(600, 300, 0xFFFFFF);
+    CChartDrawInfo info(surface.Dc(), Screen, *Chart, 0);
+    Graph().Draw(info);
+    EXPECT_STREQ(L"", Graph().ModeText.Get() ? Graph().ModeText.Get() : L"");
+}
