@@ -33,6 +33,7 @@ const CTickRow TickRows[] = {
     {"a step of one is cut in five", 0, 4.5, 0.1, 24, 300, 0, 1, 0, 0.2},
     {"at most ten intervals however tall", 0, 100, 1, 1, 1000, 0, 10, 0, 2},
     {"a span below the resolution ticks at the resolution", 1.00, 1.004, 0.01, 24, 300, 1.00, 0.01, 1.00, 0.01},
+    {"a span of one resolution", 1.0, 1.5, 0.5, 24, 300, 1.0, 0.5, 1.0, 0.5},
     {"a negative span below the resolution", -1.004, -1.0, 0.01, 24, 300, -1.0, 0.01, -1.0, 0.01},
     {"no room for a second label", 5, 9, 0.1, 24, 40, 5, 8, 5, 8},
     {"no pixels at all", 5, 9, 0.1, 24, -3, 5, 8, 5, 8},
@@ -93,6 +94,7 @@ TEST(NiceTicks, RefusesScalesThatCannotBeTicked)
         const char* Name;
         double Minimum, Maximum, Resolution;
         int LabelHeight;
+        int Pixels = 300;
     } rows[] = {
         {"equal ends", 4, 4, 0.1, 24},
         {"ends reversed", 5, 4, 0.1, 24},
@@ -107,11 +109,12 @@ TEST(NiceTicks, RefusesScalesThatCannotBeTicked)
         {"infinite resolution", 0, 4, Inf, 24},
         {"zero label height", 0, 4, 0.1, 0},
         {"negative label height", 0, 4, 0.1, -24},
+        {"one tick whose step overflows", 0, 1e308, 0.1, 24, 10},
     };
     for (const CRow& row : rows) {
         AxisTicks ticks;
         ticks.MajorStep = 42;
-        EXPECT_FALSE(GetNiceTicks(row.Minimum, row.Maximum, row.Resolution, row.LabelHeight, 300, ticks)) << row.Name;
+        EXPECT_FALSE(GetNiceTicks(row.Minimum, row.Maximum, row.Resolution, row.LabelHeight, row.Pixels, ticks)) << row.Name;
         EXPECT_EQ(42, ticks.MajorStep) << row.Name;
     }
 }
@@ -221,7 +224,7 @@ TEST(NiceTicks, CountsTheDecimalsThatALabelNeeds)
         {"negative decimals", 2.5, -2, 0},
         {"a point more than ten characters in", 12345678901.5, 1, 0},
         {"eleven characters without the zeros", 123456789.5, 3, 1},
-        {"past eleven characters gives the most", 1234567890.25, 3, 3},
+        {"past eleven characters gives the most", 12345678.125, 4, 4},
         {"huge", 1e300, 9, 0},
         {"NaN", NaN, 3, 0},
     };
