@@ -3,7 +3,7 @@
 // for its channel, and the graph's grid, which stands on the same ticks.
 #include <cstdint>
 
-struct AxisTicks
+struct CAxisTicks
 {
     // The values at the two ends of the axis.
     double Minimum = 0.0;

@@ -25,7 +25,7 @@ int ClampDecimals(int decimals)
 } // namespace
 
 bool GetNiceTicks(double minimum, double maximum, double resolution, int labelHeight, int pixels,
-                  AxisTicks& ticks)
+                  CAxisTicks& ticks)
 {
     const double span = maximum - minimum;
     // NaN fails every comparison, so each test is written to let it through to false.
@@ -77,7 +77,7 @@ bool GetNiceTicks(double minimum, double maximum, double resolution, int labelHe
     return true;
 }
 
-bool GetScaleTicks(double minimum, double maximum, int decimals, int labelHeight, int pixels, AxisTicks& ticks)
+bool GetScaleTicks(double minimum, double maximum, int decimals, int labelHeight, int pixels, CAxisTicks& ticks)
 {
     if (!GetNiceTicks(minimum, maximum, std::pow(10.0, -decimals), labelHeight, pixels, ticks)) return false;
     int needed = 0;

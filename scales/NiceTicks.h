@@ -9,11 +9,11 @@
 // the range is empty or not finite, the resolution is not a positive finite number or the label
 // height is not positive.
 bool GetNiceTicks(double minimum, double maximum, double resolution, int labelHeight, int pixels,
-                  AxisTicks& ticks);
+                  CAxisTicks& ticks);
 
 // GetNiceTicks at the resolution of `decimals` digits, with Decimals the most that a major label
 // needs, `decimals` at most.
-bool GetScaleTicks(double minimum, double maximum, int decimals, int labelHeight, int pixels, AxisTicks& ticks);
+bool GetScaleTicks(double minimum, double maximum, int decimals, int labelHeight, int pixels, CAxisTicks& ticks);
 
 // Calls `visit(value)` for `start + i * step`, i = 0, 1, ..., while the value lies in `minimum` to
 // `maximum`. Multiplying rather than adding keeps rounding errors from piling up; a step that is

@@ -48,7 +48,7 @@ TEST(NiceTicks, ChoosesStepsOfOneTwoAndFiveTimesAPowerOfTen)
 {
     for (const CTickRow& row : TickRows) {
         SCOPED_TRACE(row.Name);
-        AxisTicks ticks;
+        CAxisTicks ticks;
         ASSERT_TRUE(GetNiceTicks(row.Minimum, row.Maximum, row.Resolution, row.LabelHeight, row.Pixels, ticks));
         EXPECT_EQ(row.Minimum, ticks.Minimum);
         EXPECT_EQ(row.Maximum, ticks.Maximum);
@@ -70,7 +70,7 @@ TEST(NiceTicks, KeepsLabelsApartAndStartsOnTheFirstStepOfEveryMagnitude)
             const double minimum = -0.37 * span;
             const double resolution = std::pow(10.0, exponent - 3);
             SCOPED_TRACE(testing::Message() << "span " << span);
-            AxisTicks ticks;
+            CAxisTicks ticks;
             ASSERT_TRUE(GetNiceTicks(minimum, minimum + span, resolution, 20, 400, ticks));
             const double intervals = span / ticks.MajorStep;
             EXPECT_LT(intervals, 11.0);
@@ -112,7 +112,7 @@ TEST(NiceTicks, RefusesScalesThatCannotBeTicked)
         {"one tick whose step overflows", 0, 1e308, 0.1, 24, 10},
     };
     for (const CRow& row : rows) {
-        AxisTicks ticks;
+        CAxisTicks ticks;
         ticks.MajorStep = 42;
         EXPECT_FALSE(GetNiceTicks(row.Minimum, row.Maximum, row.Resolution, row.LabelHeight, row.Pixels, ticks)) << row.Name;
         EXPECT_EQ(42, ticks.MajorStep) << row.Name;
@@ -135,12 +135,12 @@ TEST(NiceTicks, ScaleTicksCarryTheDecimalsThatTheMajorLabelsNeed)
         {"a span below the resolution", 1.0, 1.004, 2, 0.01, 0},
     };
     for (const CRow& row : rows) {
-        AxisTicks ticks;
+        CAxisTicks ticks;
         ASSERT_TRUE(GetScaleTicks(row.Minimum, row.Maximum, row.Decimals, 24, 300, ticks)) << row.Name;
         ExpectClose(row.MajorStep, ticks.MajorStep, row.Name);
         EXPECT_EQ(row.LabelDecimals, ticks.Decimals) << row.Name;
     }
-    AxisTicks ticks;
+    CAxisTicks ticks;
     EXPECT_FALSE(GetScaleTicks(0, 1, -400, 24, 300, ticks));
 }
 
