@@ -65,16 +65,26 @@ HRESULT CBaseChartCtl::CreateChart(const CRTCTimeSettings& settings, CResizeCall
         return hr == E_OUTOFMEMORY ? E_OUTOFMEMORY : E_FAIL;
     }
 
-    // The root's children: the graph (its scroll bars, x axis and events region come with the
-    // full graph region), the cursor values panel, and the divider, which asks the control for
-    // its range.
-    GraphRegion = std::make_unique<CRTCGraphRegion>(WindowRef);
+    // The root's children: the graph, the cursor values panel, and the divider, which asks the
+    // control for its range.
+    GraphRegion = std::make_unique<CRTCGraphRegion>(*this, TaskItem.get());
     CursorsRegion = std::make_unique<CRTCCursorsRegion>(WindowRef);
     // TODO: make the drag manager (on the window cell), the fragile manager (on the root) and the
     // flashing-trace manager (on the task item) here, between the panel and the divider.
     ResizeRegion = std::make_unique<CResizeRegion>(WindowRef, resizeCallback);
     TaskItem->AddListener(this);
     return S_OK;
+}
+
+void CBaseChartCtl::ToggleLocalPause()
+{
+    // Only a chart whose host runs can pause on its own.
+    IQvxTask* task = TaskItem ? TaskItem->GetTask() : nullptr;
+    VARIANT_BOOL running = VARIANT_FALSE;
+    if (!task || FAILED(task->GetRunning(&running)) || running != VARIANT_TRUE) return;
+    Running = Running ? 0 : 1;
+    TaskItem->RefreshControlMode();
+    InvalidateWindow();
 }
 
 void CBaseChartCtl::ReleaseChart()

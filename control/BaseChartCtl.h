@@ -88,6 +88,10 @@ public:
     virtual void ReservedOperation3();
     virtual void ReservedOperation4();
 
+    // The local pause command: a chart whose host runs stops or runs again on its own; ignored
+    // while the host pauses.
+    void ToggleLocalPause();
+
     // --- CChartOwner: what the data items see of the chart ---
     const HWND* GetWindowCell() const override { return WindowRef; }
     int32_t GetTraceGradation() override { return TraceGradation; }

@@ -17,6 +17,8 @@
 #include "control/SingleDataSelectionControl.h"
 #include "Interfaces.h"
 
+class CGraphRegion;
+
 class CLinnographCtl : public CDispatchImpl<IQvxLinnographCtl4>,
                        public COleControl,
                        public ISpecifyPropertyPages,
@@ -236,6 +238,10 @@ private:
     HRESULT PutFont(IFontDisp* font, bool byReference);
     HRESULT PutOwnColour(OLE_COLOR& field, OLE_COLOR colour, DISPID id);
     HRESULT GetFlag(uint32_t field, VARIANT_BOOL* value);
+    // A flag of the graph: stored when it changes, with `dirtyBits` for the graph's layout, and
+    // the graph repainted.
+    HRESULT PutGraphFlag(BOOL CGraphRegion::*field, VARIANT_BOOL value, DWORD dirtyBits = 0);
+    HRESULT GetGraphFlag(BOOL CGraphRegion::*field, VARIANT_BOOL* value);
     HRESULT GetColourProperty(OLE_COLOR field, OLE_COLOR* value);
 
     // The panel comes, goes or changes width: the root is laid out anew at the next paint.

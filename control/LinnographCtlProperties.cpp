@@ -321,38 +321,173 @@ STDMETHODIMP CLinnographCtl::get_EventColorScheme(::EventColorScheme* scheme)
     return S_OK;
 }
 
-// --- properties held by the graph region and the cursors region ---
-// Those regions do not exist yet, so their properties can neither be read nor set.
+// --- properties held by the graph region ---
 
-STDMETHODIMP CLinnographCtl::put_ShowGrid(VARIANT_BOOL) { return Fail(E_NOTIMPL); }
-STDMETHODIMP CLinnographCtl::get_ShowGrid(VARIANT_BOOL*) { return Fail(E_NOTIMPL); }
-STDMETHODIMP CLinnographCtl::put_TraceStyle(::QvxTraceStyle) { return Fail(E_NOTIMPL); }
-STDMETHODIMP CLinnographCtl::get_TraceStyle(::QvxTraceStyle*) { return Fail(E_NOTIMPL); }
-STDMETHODIMP CLinnographCtl::put_PointSize(short) { return Fail(E_NOTIMPL); }
-STDMETHODIMP CLinnographCtl::get_PointSize(short*) { return Fail(E_NOTIMPL); }
-STDMETHODIMP CLinnographCtl::put_Tiled(VARIANT_BOOL) { return Fail(E_NOTIMPL); }
-STDMETHODIMP CLinnographCtl::get_Tiled(VARIANT_BOOL*) { return Fail(E_NOTIMPL); }
+HRESULT CLinnographCtl::PutGraphFlag(BOOL CGraphRegion::*field, VARIANT_BOOL value, DWORD dirtyBits)
+{
+    if (!GraphRegion) return Fail(E_UNEXPECTED);
+    const BOOL flag = FlagOf(value);
+    if (GraphRegion.get()->*field == flag) return S_OK;
+    GraphRegion.get()->*field = flag;
+    GraphRegion->DirtyBits |= dirtyBits;
+    GraphRegion->Invalidate();
+    MarkModified();
+    return S_OK;
+}
+
+HRESULT CLinnographCtl::GetGraphFlag(BOOL CGraphRegion::*field, VARIANT_BOOL* value)
+{
+    if (!value) return Fail(E_POINTER);
+    if (!GraphRegion) return Fail(E_UNEXPECTED);
+    *value = GraphRegion.get()->*field ? VARIANT_TRUE : VARIANT_FALSE;
+    return S_OK;
+}
+
+STDMETHODIMP CLinnographCtl::put_ShowGrid(VARIANT_BOOL show) { return PutGraphFlag(&CGraphRegion::ShowGrid, show); }
+STDMETHODIMP CLinnographCtl::get_ShowGrid(VARIANT_BOOL* show) { return GetGraphFlag(&CGraphRegion::ShowGrid, show); }
+
+STDMETHODIMP CLinnographCtl::put_TraceStyle(::QvxTraceStyle style)
+{
+    if (!GraphRegion) return Fail(E_UNEXPECTED);
+    if (GraphRegion->TraceStyle == style) return S_OK;
+    // The channel regions must exist for each to be told to make its traces again.
+    GraphRegion->GetActiveChannelRegion();
+    GraphRegion->SetTraceStyle(style);
+    MarkModified();
+    return S_OK;
+}
+
+STDMETHODIMP CLinnographCtl::get_TraceStyle(::QvxTraceStyle* style)
+{
+    if (!style) return Fail(E_POINTER);
+    if (!GraphRegion) return Fail(E_UNEXPECTED);
+    *style = ::QvxTraceStyle(GraphRegion->TraceStyle);
+    return S_OK;
+}
+
+STDMETHODIMP CLinnographCtl::put_PointSize(short size)
+{
+    if (!GraphRegion) return Fail(E_UNEXPECTED);
+    // Read as unsigned: a negative size is as far out of range as a large one.
+    const unsigned short tenths = static_cast<unsigned short>(size);
+    if (tenths > 60) return Fail(E_INVALIDARG);
+    // Two tenths draw as a single pixel, as 0 does.
+    const short stored = tenths == 2 ? 0 : static_cast<short>(tenths);
+    if (GraphRegion->PointSize != stored) {
+        GraphRegion->PointSize = stored;
+        GraphRegion->Invalidate();
+    }
+    MarkModified();
+    return S_OK;
+}
+
+STDMETHODIMP CLinnographCtl::get_PointSize(short* size)
+{
+    if (!size) return Fail(E_POINTER);
+    if (!GraphRegion) return Fail(E_UNEXPECTED);
+    *size = GraphRegion->PointSize;
+    return S_OK;
+}
+
+STDMETHODIMP CLinnographCtl::put_Tiled(VARIANT_BOOL tiled)
+{
+    if (!GraphRegion) return Fail(E_UNEXPECTED);
+    const BOOL flag = FlagOf(tiled);
+    if (GraphRegion->Tiled == flag) return S_OK;
+    GraphRegion->SetTiled(flag);
+    MarkModified();
+    return S_OK;
+}
+
+STDMETHODIMP CLinnographCtl::get_Tiled(VARIANT_BOOL* tiled) { return GetGraphFlag(&CGraphRegion::Tiled, tiled); }
+
+// --- properties held by the cursors region ---
+// That region does not exist yet, so its properties can neither be read nor set.
+
 STDMETHODIMP CLinnographCtl::put_CursorValuesWidth(::CursorValueWidth) { return Fail(E_NOTIMPL); }
 STDMETHODIMP CLinnographCtl::get_CursorValuesWidth(::CursorValueWidth*) { return Fail(E_NOTIMPL); }
 STDMETHODIMP CLinnographCtl::put_CursorValuesBase(::CursorValueBase) { return Fail(E_NOTIMPL); }
 STDMETHODIMP CLinnographCtl::get_CursorValuesBase(::CursorValueBase*) { return Fail(E_NOTIMPL); }
-STDMETHODIMP CLinnographCtl::put_ShowActiveYAxis(VARIANT_BOOL) { return Fail(E_NOTIMPL); }
-STDMETHODIMP CLinnographCtl::get_ShowActiveYAxis(VARIANT_BOOL*) { return Fail(E_NOTIMPL); }
+STDMETHODIMP CLinnographCtl::put_ShowActiveYAxis(VARIANT_BOOL show)
+{
+    return PutGraphFlag(&CGraphRegion::ShowActiveYAxis, show, CGraphRegion::DirtyYAxes);
+}
+STDMETHODIMP CLinnographCtl::get_ShowActiveYAxis(VARIANT_BOOL* show)
+{
+    return GetGraphFlag(&CGraphRegion::ShowActiveYAxis, show);
+}
 STDMETHODIMP CLinnographCtl::put_ShowAlarms(VARIANT_BOOL) { return Fail(E_NOTIMPL); }
 STDMETHODIMP CLinnographCtl::get_ShowAlarms(VARIANT_BOOL*) { return Fail(E_NOTIMPL); }
-STDMETHODIMP CLinnographCtl::put_AlarmConditionsType(::AlarmConditionsType) { return Fail(E_NOTIMPL); }
-STDMETHODIMP CLinnographCtl::get_AlarmConditionsType(::AlarmConditionsType*) { return Fail(E_NOTIMPL); }
-STDMETHODIMP CLinnographCtl::put_FixedGrid(VARIANT_BOOL) { return Fail(E_NOTIMPL); }
-STDMETHODIMP CLinnographCtl::get_FixedGrid(VARIANT_BOOL*) { return Fail(E_NOTIMPL); }
-STDMETHODIMP CLinnographCtl::put_ShowYAxisMarksWhenTiled(VARIANT_BOOL) { return Fail(E_NOTIMPL); }
-STDMETHODIMP CLinnographCtl::get_ShowYAxisMarksWhenTiled(VARIANT_BOOL*) { return Fail(E_NOTIMPL); }
-STDMETHODIMP CLinnographCtl::put_ShowGridActiveTraceOnly(VARIANT_BOOL) { return Fail(E_NOTIMPL); }
-STDMETHODIMP CLinnographCtl::get_ShowGridActiveTraceOnly(VARIANT_BOOL*) { return Fail(E_NOTIMPL); }
-STDMETHODIMP CLinnographCtl::put_ShowYAxisGrid(VARIANT_BOOL) { return Fail(E_NOTIMPL); }
-STDMETHODIMP CLinnographCtl::get_ShowYAxisGrid(VARIANT_BOOL*) { return Fail(E_NOTIMPL); }
-STDMETHODIMP CLinnographCtl::put_ShowYAxisGridMinorLines(VARIANT_BOOL) { return Fail(E_NOTIMPL); }
-STDMETHODIMP CLinnographCtl::get_ShowYAxisGridMinorLines(VARIANT_BOOL*) { return Fail(E_NOTIMPL); }
-STDMETHODIMP CLinnographCtl::put_ShowXAxisGrid(VARIANT_BOOL) { return Fail(E_NOTIMPL); }
-STDMETHODIMP CLinnographCtl::get_ShowXAxisGrid(VARIANT_BOOL*) { return Fail(E_NOTIMPL); }
-STDMETHODIMP CLinnographCtl::put_ShowXAxisGridMinorLines(VARIANT_BOOL) { return Fail(E_NOTIMPL); }
-STDMETHODIMP CLinnographCtl::get_ShowXAxisGridMinorLines(VARIANT_BOOL*) { return Fail(E_NOTIMPL); }
+STDMETHODIMP CLinnographCtl::put_AlarmConditionsType(::AlarmConditionsType type)
+{
+    if (!GraphRegion) return Fail(E_UNEXPECTED);
+    if (GraphRegion->AlarmConditionsType == type) return S_OK;
+    GraphRegion->AlarmConditionsType = type;
+    // The conditions show only with the alarms.
+    if (GetShowAlarms()) GraphRegion->Invalidate();
+    MarkModified();
+    return S_OK;
+}
+STDMETHODIMP CLinnographCtl::get_AlarmConditionsType(::AlarmConditionsType* type)
+{
+    if (!type) return Fail(E_POINTER);
+    if (!GraphRegion) return Fail(E_UNEXPECTED);
+    *type = ::AlarmConditionsType(GraphRegion->AlarmConditionsType);
+    return S_OK;
+}
+STDMETHODIMP CLinnographCtl::put_FixedGrid(VARIANT_BOOL fixed)
+{
+    return PutGraphFlag(&CGraphRegion::FixedGrid, fixed);
+}
+STDMETHODIMP CLinnographCtl::get_FixedGrid(VARIANT_BOOL* fixed)
+{
+    return GetGraphFlag(&CGraphRegion::FixedGrid, fixed);
+}
+STDMETHODIMP CLinnographCtl::put_ShowYAxisMarksWhenTiled(VARIANT_BOOL show)
+{
+    return PutGraphFlag(&CGraphRegion::ShowYAxisMarksWhenTiled, show, CGraphRegion::DirtyYAxes);
+}
+STDMETHODIMP CLinnographCtl::get_ShowYAxisMarksWhenTiled(VARIANT_BOOL* show)
+{
+    return GetGraphFlag(&CGraphRegion::ShowYAxisMarksWhenTiled, show);
+}
+STDMETHODIMP CLinnographCtl::put_ShowGridActiveTraceOnly(VARIANT_BOOL show)
+{
+    return PutGraphFlag(&CGraphRegion::ShowGridActiveTraceOnly, show);
+}
+STDMETHODIMP CLinnographCtl::get_ShowGridActiveTraceOnly(VARIANT_BOOL* show)
+{
+    return GetGraphFlag(&CGraphRegion::ShowGridActiveTraceOnly, show);
+}
+STDMETHODIMP CLinnographCtl::put_ShowYAxisGrid(VARIANT_BOOL show)
+{
+    return PutGraphFlag(&CGraphRegion::ShowYAxisGrid, show);
+}
+STDMETHODIMP CLinnographCtl::get_ShowYAxisGrid(VARIANT_BOOL* show)
+{
+    return GetGraphFlag(&CGraphRegion::ShowYAxisGrid, show);
+}
+STDMETHODIMP CLinnographCtl::put_ShowYAxisGridMinorLines(VARIANT_BOOL show)
+{
+    return PutGraphFlag(&CGraphRegion::ShowYAxisGridMinorLines, show);
+}
+STDMETHODIMP CLinnographCtl::get_ShowYAxisGridMinorLines(VARIANT_BOOL* show)
+{
+    return GetGraphFlag(&CGraphRegion::ShowYAxisGridMinorLines, show);
+}
+STDMETHODIMP CLinnographCtl::put_ShowXAxisGrid(VARIANT_BOOL show)
+{
+    return PutGraphFlag(&CGraphRegion::ShowXAxisGrid, show);
+}
+STDMETHODIMP CLinnographCtl::get_ShowXAxisGrid(VARIANT_BOOL* show)
+{
+    return GetGraphFlag(&CGraphRegion::ShowXAxisGrid, show);
+}
+STDMETHODIMP CLinnographCtl::put_ShowXAxisGridMinorLines(VARIANT_BOOL show)
+{
+    return PutGraphFlag(&CGraphRegion::ShowXAxisGridMinorLines, show);
+}
+STDMETHODIMP CLinnographCtl::get_ShowXAxisGridMinorLines(VARIANT_BOOL* show)
+{
+    return GetGraphFlag(&CGraphRegion::ShowXAxisGridMinorLines, show);
+}

@@ -199,6 +199,12 @@ qvx::time CTaskDataItem::GetFullTimeSpan()
     return FullTimeSpan;
 }
 
+double CTaskDataItem::GetFullDistanceSpan()
+{
+    if (Flags & TaskDistanceRangeStale) RefreshDistanceRange();
+    return FullDistanceSpan;
+}
+
 bool CTaskDataItem::HasTimeRange()
 {
     if (Flags & (TaskTimeRangeStale | TaskLiveRangeStale)) RefreshTimeRange();

@@ -126,6 +126,7 @@ public:
     void GetTimeRange(qvx::time& minimum, qvx::time& maximum);
     void GetDistanceRange(double& minimum, double& maximum);
     qvx::time GetFullTimeSpan();
+    double GetFullDistanceSpan();
     bool HasTimeRange();
     CChannelDataItem* GetActiveChannel() const noexcept { return ActiveChannel; }
     // The active channel's trace of the current selection, found again first when stale; null

@@ -62,13 +62,13 @@ protected:
 
 } // namespace
 
-// No border by default, and the divider draws nothing while the mouse is elsewhere: the window
-// is the background colour, the property's or else the scheme's.
+// No border by default, and the divider draws nothing while the mouse is elsewhere: without its
+// grid the window is the background colour, the property's or else the scheme's.
 TEST_F(ChartFrameAcceptance, TheEmptyChartFillsTheWindowInItsBackgroundColour)
 {
     Site.Ambients[11].vt = VT_I4;
     Site.Ambients[11].lVal = 0x203040;
-    Embed([](IQvxLinnographCtl4*) {});
+    Embed([](IQvxLinnographCtl4* control) { control->put_ShowGrid(VARIANT_FALSE); });
     ExpectWindowShows(CDibSurface(240, 120, 0x203040));
     ASSERT_EQ(S_OK, Control->put_BackColor(Background));
     ASSERT_TRUE(PumpUntilPainted(Window));
@@ -85,6 +85,7 @@ TEST_F(ChartFrameAcceptance, BordersAreDrawnRoundTheBackground)
         TearDown();
         Embed([appearance](IQvxLinnographCtl4* control) {
             control->put_BackColor(Background);
+            control->put_ShowGrid(VARIANT_FALSE);
             control->put_Appearance(appearance);
             control->put_BorderStyle(1);
         });

@@ -126,8 +126,10 @@ TEST_F(ChartFrame, ConstructionBuildsTheTreeUnderTheRoot)
     EXPECT_EQ(task->GetOwner(), static_cast<CBaseChartCtl*>(Chart));
     EXPECT_EQ(task->GetDataTimeSpan(), 200'000'000);
     EXPECT_EQ(task->Flags, 0xFFFFFFFFu);
-    ASSERT_EQ(task->Listeners.size(), 1u);
-    EXPECT_EQ(task->Listeners[0], static_cast<CChartRegionBase*>(Chart));
+    // The graph and its x axis listen first, the root last.
+    ASSERT_EQ(task->Listeners.size(), 3u);
+    EXPECT_EQ(task->Listeners[0], static_cast<CChartRegionBase*>(Chart->GraphRegion.get()));
+    EXPECT_EQ(task->Listeners[2], static_cast<CChartRegionBase*>(Chart));
 
     // The zoom stack is the host library's own.
     ASSERT_TRUE(task->GetZoomStack());
@@ -361,6 +363,7 @@ TEST_F(ChartInPlace, AWindowPaintKeepsItsLayout)
 TEST_F(ChartInPlace, AThreeDimensionalBorderFollowsTheTheme)
 {
     ASSERT_EQ(S_OK, Control->put_BackColor(Teal));
+    ASSERT_EQ(S_OK, Control->put_ShowGrid(VARIANT_FALSE));
     ASSERT_EQ(S_OK, Control->put_Appearance(1));
     ASSERT_EQ(S_OK, Control->put_BorderStyle(1));
     Activate();

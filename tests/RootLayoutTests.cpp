@@ -4,6 +4,8 @@
 #include <cmath>
 #include "control/ChartDrawInfo.h"
 #include "tests/ChartTestSupport.h"
+#include "tests/ChartFrameTestSupport.h"
+#include "tests/OleTestSupport.h"
 #include "regions/CursorsRegion.h"
 #include "regions/GraphRegion.h"
 #include "control/ResizeCallback.h"
@@ -37,7 +39,11 @@ protected:
     qvxtest::CTestDrawOwner Owner;
     HWND Cell = nullptr;
     CNoResize Callback;
-    CRTCGraphRegion Graph{&Cell};
+    // The graph of a real chart, which gives it its owner and task.
+    qvxtest::COleScope Ole;
+    CComPtr<IQvxLinnographCtl4> Control;
+    qvxtest::CTestChartCtl* Chart = qvxtest::CreateTestChart(Control);
+    CRTCGraphRegion& Graph = *Chart->GraphRegion;
     CRTCCursorsRegion Cursors{&Cell};
     CResizeRegion Resize{&Cell, Callback};
     CRootLayout Layout;
