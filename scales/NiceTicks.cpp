@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <iterator>
+#include "scales/ValueToPixel.h"
 
 namespace {
 
@@ -81,7 +82,7 @@ bool GetScaleTicks(double minimum, double maximum, int decimals, int labelHeight
 {
     if (!GetNiceTicks(minimum, maximum, std::pow(10.0, -decimals), labelHeight, pixels, ticks)) return false;
     int needed = 0;
-    WalkTicks(ticks.MajorStart, ticks.MajorStep, minimum, maximum,
+    WalkSeries(ticks.MajorStart, ticks.MajorStep, minimum, maximum,
               [&](double value) { needed = std::max(needed, LabelDecimals(value, decimals)); });
     ticks.Decimals = needed;
     return true;

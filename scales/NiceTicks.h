@@ -15,22 +15,6 @@ bool GetNiceTicks(double minimum, double maximum, double resolution, int labelHe
 // needs, `decimals` at most.
 bool GetScaleTicks(double minimum, double maximum, int decimals, int labelHeight, int pixels, CAxisTicks& ticks);
 
-// Calls `visit(value)` for `start + i * step`, i = 0, 1, ..., while the value lies in `minimum` to
-// `maximum`. Multiplying rather than adding keeps rounding errors from piling up; a step that is
-// not positive gives nothing, and the count is bounded so that a step lost in the rounding of a
-// huge start cannot loop for ever.
-template <typename Visit>
-void WalkTicks(double start, double step, double minimum, double maximum, Visit visit)
-{
-    constexpr int MostTicks = 1000;
-    if (!(step > 0.0)) return;
-    for (int i = 0; i < MostTicks; ++i) {
-        const double value = start + i * step;
-        if (!(value >= minimum && value <= maximum)) return;
-        visit(value);
-    }
-}
-
 // The text of a number on an axis, 14 characters at most: fixed with `decimals` digits while it
 // fits, else (with `general`) ten significant digits, else exponential with four. `showPlus` puts a
 // "+" before positive values. `decimals` is taken from 0 to 9. The point is always ".", whatever

@@ -144,28 +144,6 @@ TEST(NiceTicks, ScaleTicksCarryTheDecimalsThatTheMajorLabelsNeed)
     EXPECT_FALSE(GetScaleTicks(0, 1, -400, 24, 300, ticks));
 }
 
-TEST(NiceTicks, WalksASeriesWithinItsRangeAndStopsOnABadStep)
-{
-    struct CRow
-    {
-        const char* Name;
-        double Start, Step, Minimum, Maximum;
-        int Count;
-    } rows[] = {
-        {"ends included", 0, 20, 0, 100, 6},
-        {"starts past the maximum", 5, 1, 0, 4, 0},
-        {"starts below the minimum", -1, 1, 0, 4, 0},
-        {"zero step", 0, 0, 0, 4, 0},
-        {"NaN step", 0, NaN, 0, 4, 0},
-        {"a step lost in a huge start", 1e20, 1e-3, 0, 2e20, 1000},
-    };
-    for (const CRow& row : rows) {
-        int count = 0;
-        WalkTicks(row.Start, row.Step, row.Minimum, row.Maximum, [&](double) { ++count; });
-        EXPECT_EQ(row.Count, count) << row.Name;
-    }
-}
-
 TEST(NiceTicks, FormatsNumbersFixedGeneralOrExponential)
 {
     struct CRow
