@@ -407,8 +407,9 @@ HRESULT CYAxisRegion::GetYTicks(CChartDrawInfo& info, CAxisTicks& ticks, BOOL ac
 
 int CYAxisRegion::HitTest(const POINT& point)
 {
-    if (!Contains(AxisRect, point) || !Channel || !Channel->GetYPercentEnabled() || AxisRect.right >= Graph.Bounds.right ||
-        Graph.GetOffsetState() != 1)
+    // An axis without a side is laid out but never painted, and is no handle either.
+    if (Side == CGraphRegion::SideNone || !Contains(AxisRect, point) || !Channel || !Channel->GetYPercentEnabled() ||
+        AxisRect.right >= Graph.Bounds.right || Graph.GetOffsetState() != 1)
         return EdgeNone;
     const int height = AxisRect.bottom - AxisRect.top;
     const int y = point.y - AxisRect.top;
