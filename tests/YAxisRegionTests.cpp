@@ -254,6 +254,30 @@ TEST_F(YAxis, TheSpineAndTicksStandOnTheBandAndFollowTheDrag)
     EXPECT_FALSE(GetUpdateRect(Window, nullptr, FALSE));
     EXPECT_EQ(colour, CaptureWindow(Window)->Pixel(spine, axis.Bounds.top));
     Drag(WM_LBUTTONUP, point);
+
+    // Tiled, the axis shows only the ticks at its two ends.
+    ASSERT_EQ(S_OK, Control->put_Tiled(VARIANT_TRUE));
+    Paint();
+    CYAxisRegion& tiled = Axis(0);
+    ASSERT_TRUE(tiled.HideMarks);
+    const RECT strip = tiled.AxisRect;
+    shown = CaptureWindow(Window);
+    EXPECT_EQ(colour, shown->Pixel(strip.right - minor, strip.top));
+    EXPECT_EQ(colour, shown->Pixel(strip.right - minor, strip.bottom));
+    for (int row = strip.top + 1; row < strip.bottom; row += 3)
+        EXPECT_NE(colour, shown->Pixel(strip.right - minor, row)) << row;
+}
+
+TEST_F(YAxis, TheActiveAxisFollowsTheActiveChannel)
+{
+    Show({L"Speed", L"RPM"});
+    for (size_t place : {1u, 0u}) {
+        Chart->TaskItem->SetActiveTrace(Channel(place), Channel(place)->GetTraces().front());
+        Paint();
+        ASSERT_TRUE(Chart->GraphRegion->ActiveYAxis);
+        EXPECT_EQ(Channel(place), Chart->GraphRegion->ActiveYAxis->Channel);
+        EXPECT_EQ(Chart->TaskItem->GetActiveTrace(), Chart->GraphRegion->ActiveYAxis->Trace);
+    }
 }
 
 // Each drag starts at a press on the axis and ends at a release far above or below it; the band
