@@ -5,6 +5,7 @@
 #include "regions/GraphRegion.h"
 #include "items/ItemFlags.h"
 #include "regions/ResizeRegion.h"
+#include "regions/ScrollbarRegion.h"
 #include "items/RTCTaskDataItem.h"
 
 namespace {
@@ -18,7 +19,8 @@ constexpr DWORD TaskAttachStale = TaskCursorStale | TaskSelectionsStale;
 constexpr DWORD TaskAttachRangeStale = TaskTimeRangeStale | TaskDistanceRangeStale | TaskControlModeStale;
 
 // A list for the host of the names of a set, in the set's order.
-HRESULT GiveNames(const std::set<std::wstring>& names, IQvxDataNames** out)
+template <class Set>
+HRESULT GiveNames(const Set& names, IQvxDataNames** out)
 {
     if (!out) return E_POINTER;
     *out = nullptr;
@@ -98,6 +100,8 @@ void CBaseChartCtl::DestroyChart()
     ResizeRegion.reset();
     CursorsRegion.reset();
     GraphRegion.reset();
+    for (CChannelDataItem* channel : WatchedChannels) channel->RemoveListener(this);
+    WatchedChannels.clear();
     if (TaskItem) TaskItem->RemoveListener(this);
     TaskItem.reset();
 }
@@ -116,6 +120,7 @@ void CBaseChartCtl::SetBounds(const RECT& bounds)
 
 void CBaseChartCtl::Draw(CChartDrawInfo& info)
 {
+    if (ControlModeStale) ApplyControlMode();
     if (DirtyBits != 0) Recalculate(info);
     FillRect(info.hdcOut, &Bounds, info.BackBrush);
     CControlBorderHelper::CUpdate update;
@@ -135,12 +140,52 @@ void CBaseChartCtl::OnDataItemChanged(CDataItemBase* item, DWORD flags)
     if (item && item == TaskItem.get()) {
         // A new active trace, channel or selection is part of the layout to save.
         if (flags & TaskActiveStale) SetRequiresSave();
-        // TODO: TaskOrderChanged rebuilds the watch on the channels of the task's ordering, and
-        // TaskControlModeStale carries the control mode to the scroll bars and the graph's cursors.
+        if (flags & TaskOrderChanged) WatchChannels();
+        // The mode is read at the next paint: the task chooses it after telling of the change, and
+        // reading it here would make it twice.
+        if (flags & TaskControlModeStale) ControlModeStale = true;
+        return;
     }
-    // TODO: a change of a watched channel that may change the panel's width (ChannelTracesStale,
-    // ChannelRangeStale, ChannelUnitStale, ChannelDecimalsStale or ChannelNameStale) sets the
-    // root to DirtyAll.
+    // A change that may change the panel's width: traces, range, unit, decimals or name.
+    if ((flags & (ChannelTracesStale | ChannelRangeStale | ChannelUnitStale | ChannelDecimalsStale |
+                  ChannelNameStale)) &&
+        WatchedChannels.count(static_cast<CChannelDataItem*>(item)))
+        DirtyBits = DirtyAll;
+}
+
+void CBaseChartCtl::OnDataItemRemoved(CDataItemBase* item)
+{
+    CChartRegionBase::OnDataItemRemoved(item);
+    WatchedChannels.erase(static_cast<CChannelDataItem*>(item));
+}
+
+void CBaseChartCtl::WatchChannels()
+{
+    // Out of the old set first, so that no change reaches the root while the set is rebuilt.
+    for (CChannelDataItem* channel : WatchedChannels) channel->RemoveListener(this);
+    WatchedChannels.clear();
+    CChannelOrdering* ordering = TaskItem ? TaskItem->GetOrdering() : nullptr;
+    if (!ordering) return;
+    for (CChannelDataItem* channel : ordering->GetItems())
+        if (WatchedChannels.insert(channel).second) channel->AddListener(this);
+}
+
+void CBaseChartCtl::ApplyControlMode()
+{
+    ControlModeStale = false;
+    if (!TaskItem || !GraphRegion) return;
+    CRTCTaskDataItem::CControlMode& mode = TaskItem->GetMode();
+    const BOOL scrollBars = mode.HasScrollBars() ? TRUE : FALSE;
+    for (CScrollbarRegion* bar : {GraphRegion->HorizontalScrollbar.get(), GraphRegion->VerticalScrollbar.get()}) {
+        if (!bar || bar->Enabled == scrollBars) continue;
+        bar->Enabled = scrollBars;
+        bar->Invalidate();
+    }
+    const BOOL cursors = mode.HasCursors() ? TRUE : FALSE;
+    if (GraphRegion->ShowCursors != cursors) {
+        GraphRegion->ShowCursors = cursors;
+        GraphRegion->Invalidate();
+    }
 }
 
 void CBaseChartCtl::Recalculate(CChartDrawInfo& info)
@@ -252,10 +297,10 @@ const std::set<std::wstring>& CBaseChartCtl::GetConfiguredEventNames()
     return none;
 }
 
-const std::set<std::wstring>& CBaseChartCtl::GetConfiguredChannelNames()
+const CChannelNameSet& CBaseChartCtl::GetConfiguredChannelNames()
 {
-    // TODO: the channel configuration holds the set; until then nothing is configured.
-    static const std::set<std::wstring> none;
+    // The control's channel configuration holds the set; a chart without one shows nothing.
+    static const CChannelNameSet none(ChannelNameLess(nullptr));
     return none;
 }
 
@@ -341,7 +386,7 @@ void CBaseChartCtl::OnTaskAttached(IQvxTask* oldTask)
 
 void CBaseChartCtl::OnGroupFactoryChanged()
 {
-    // TODO: the channel configuration resolves its groups again by name.
+    // The control's channel configuration resolves its groups again by name.
 }
 
 bool CBaseChartCtl::IsChannelSelected(const std::wstring& name)

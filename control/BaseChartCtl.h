@@ -8,6 +8,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include "config/ChannelKey.h"
 #include "control/ChartDrawInfo.h"
 #include "items/ChartOwner.h"
 #include "control/ChartRegionBase.h"
@@ -20,6 +21,7 @@
 #include "control/RootLayout.h"
 #include "config/TaskNotifications.h"
 
+class CChannelDataItem;
 class CDataItemBase;
 class CDragManager;
 class CFragileManager;
@@ -55,6 +57,8 @@ public:
     // Background, border, graph, cursor values panel if shown, and the divider on top.
     void Draw(CChartDrawInfo& info) override;
     void OnDataItemChanged(CDataItemBase* item, DWORD flags) override;
+    // A watched channel that goes leaves the watch.
+    void OnDataItemRemoved(CDataItemBase* item) override;
     // Shares the root's rectangle between the graph, the panel and the divider.
     void Recalculate(CChartDrawInfo& info) override;
 
@@ -80,7 +84,8 @@ public:
     // The font property object, borrowed; null before the control has a font.
     IUnknown* GetFontObject() override = 0;
     virtual const std::set<std::wstring>& GetConfiguredEventNames();
-    virtual const std::set<std::wstring>& GetConfiguredChannelNames();
+    // In the order of ChannelNameLess.
+    virtual const CChannelNameSet& GetConfiguredChannelNames();
     // The active channel or trace may have changed: the host hears of it.
     void FireActiveChanged() override = 0;
     // The container's ambient "PrintAllAxes", read afresh.
@@ -157,6 +162,11 @@ protected:
     // goes. Safe to call twice.
     void DestroyChart();
 
+    // Listens to the channels of the task's ordering, and to no others.
+    void WatchChannels();
+    // The scroll bars and the graph's cursors take the control mode's answers.
+    void ApplyControlMode();
+
     // The border colour that paints: the property, or the scheme's border colour when unset.
     COLORREF GetBorderPaintColour();
     // The whole window, without erasing; nothing before the window exists.
@@ -170,6 +180,11 @@ protected:
     uint32_t ShowCursorValues = 1;
     uint32_t AutoSizeCursorValues = 1;
     std::unique_ptr<CRTCTaskDataItem> TaskItem;
+    // The channels of the task's ordering, which the root listens to for changes of the panel's
+    // width.
+    std::set<CChannelDataItem*> WatchedChannels;
+    // The control mode changed; the scroll bars and the graph's cursors follow it at the next paint.
+    bool ControlModeStale = true;
     std::unique_ptr<CRTCGraphRegion> GraphRegion;
     std::unique_ptr<CRTCCursorsRegion> CursorsRegion;
     std::unique_ptr<CResizeRegion> ResizeRegion;

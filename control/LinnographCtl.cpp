@@ -91,7 +91,9 @@ HRESULT CLinnographCtl::FinalConstruct()
     // root; the factories' sinks join them once the control makes its factories.
     hr = InitialiseControlBase(this, this, this, this, this);
     if (FAILED(hr)) return hr;
-    // TODO: the channel configuration on the task's channel list, with at most 32 channels.
+    hr = AttachOrdering(TaskItem->GetOrdering());
+    if (FAILED(hr)) return hr;
+    SetMaxChannelCount(DefaultMaxChannels);
     hr = AddConfigurationPage(L"QvxConfigurationPages.ChannelSelect");
     if (FAILED(hr)) return hr;
     hr = CreateSelectionSinks();
@@ -102,6 +104,7 @@ HRESULT CLinnographCtl::FinalConstruct()
 
 void CLinnographCtl::FinalRelease()
 {
+    DetachOrdering();
     ReleaseChart();
     // TODO: the events configuration lets go of its task.
     OnHostDetached();
@@ -129,8 +132,7 @@ HRESULT CLinnographCtl::OnHostAttached()
 {
     HRESULT hr = CBaseChartCtl::OnHostAttached();
     if (FAILED(hr)) return hr;
-    // TODO: the channel configuration keeps its group names, clears its groups, resolves them
-    // again by name when there is a group factory, and refreshes itself.
+    OnGroupFactoryChanged();
     InvalidateWindow();
     CProxyIQvxControlNotifications2::Fire_OnHostAttached(ControlInterface(), GetHostRoot());
     return S_OK;

@@ -5,6 +5,7 @@
 #include <windows.h>
 #include <ocidl.h>
 #include "control/BaseChartCtl.h"
+#include "control/ChannelConfig.h"
 #include "com/ComObject.h"
 #include "control/ControlBorderHelper.h"
 #include "com/DispatchImpl.h"
@@ -23,7 +24,8 @@ class CLinnographCtl : public CDispatchImpl<IQvxLinnographCtl4>,
                        public COleControl,
                        public ISpecifyPropertyPages,
                        public CControlNotificationPoints,
-                       // TODO: the channel and events configurations.
+                       public IQvx1DChannelConfigImpl,
+                       // TODO: the events configuration.
                        public CBaseChartCtl,
                        public IQvxSingleDataSelectionControlImpl,
                        public ICategorizeProperties,
@@ -44,8 +46,9 @@ public:
         QVX_INTERFACE_VIA(CLinnographCtl, IQvxControl2, IQvxControl3),
         QVX_INTERFACE(CLinnographCtl, IQvxControl3),
         QVX_INTERFACE(CLinnographCtl, IQvxNotifications),
-        // TODO: IQvx1DChannelConfig, IQvx1DChannelConfig2 (channel configuration),
-        // IQvxChannelOrderingProperties (channel ordering), IQvxEventsConfig (events configuration).
+        QVX_INTERFACE_VIA(CLinnographCtl, IQvx1DChannelConfig, IQvx1DChannelConfig2),
+        QVX_INTERFACE(CLinnographCtl, IQvx1DChannelConfig2),
+        // TODO: IQvxChannelOrderingProperties (channel ordering), IQvxEventsConfig (events configuration).
         QVX_INTERFACE(CLinnographCtl, ISupportErrorInfo),
         QVX_INTERFACE(CLinnographCtl, IDispatch),
         QVX_INTERFACE(CLinnographCtl, IViewObjectEx),
@@ -188,6 +191,16 @@ public:
     HRESULT OnHostAttached() override;
     // The configurations forget the task; then a repaint, and the host hears of the new task.
     void OnTaskAttached(IQvxTask* oldTask) override;
+    // The channel configuration follows the host's groups: found again by name after the host
+    // or its group factory changed, kept by name alone while there is none.
+    void OnHostDetached() override;
+    void OnGroupFactoryChanged() override;
+    const CChannelNameSet& GetConfiguredChannelNames() override { return GetSelectedChannels(); }
+    // --- IQvx1DChannelConfigImpl ---
+    void OnNamesChanged() override;
+    // The task's ordering, the task item and the root follow; the host hears of it.
+    void OnChannelSelectionChanged() override;
+    void OnGroupDetailChanged() override;
     // --- IQvxSingleDataSelectionControlImpl ---
     void OnSelectionChanged() override;
     HRESULT GetSelectionTask(IQvxTask** task) override;

@@ -32,6 +32,9 @@ HRESULT IQvxSingleDataSelectionControlImpl::SelectByIndex(ULONG index)
         hr = task->GetDefaultSelectionIndex(&position);
         if (FAILED(hr)) return hr;
     }
+    // What was read of the last choice does not outlive a failed one.
+    SelectionText = CBstr();
+    IsSecondary = 0;
     CComPtr<IQvxDataSelection> selection;
     hr = list->GetItem(position, selection.Out());
     if (FAILED(hr)) return hr;

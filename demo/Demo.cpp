@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <string>
 #include <vector>
+#include "com/AutomationTypes.h"
 #include "com/ComPtr.h"
 #include "Interfaces.h"
 #include "demo/PngWriter.h"
@@ -124,6 +125,30 @@ public:
         if (SUCCEEDED(hr)) hr = chart->SetTaskById(LiveTask);
         return hr;
     }
+    // Chooses the chart's channels as a host application does: the host's "Dashboard" group
+    // (Speed, RPM, Throttle, Brake) and one channel by name.
+    HRESULT ChooseChannels(IUnknown* control)
+    {
+        CComPtr<IQvx1DChannelConfig2> config;
+        CComPtr<IQvxOrvid> root;
+        CComPtr<IQvxGroupFactory> defaults;
+        CComPtr<IQvxGroups> groups;
+        CComPtr<IQvxDynDataNames> names;
+        HRESULT hr = config.QueryFrom(control, __uuidof(IQvx1DChannelConfig2));
+        if (SUCCEEDED(hr)) hr = root.QueryFrom(Root, __uuidof(IQvxOrvid));
+        if (SUCCEEDED(hr)) hr = root->GetGroupDefaults(defaults.Out());
+        if (SUCCEEDED(hr)) hr = defaults->GetGroup(CBstr(L"Dashboard").Get(), Dashboard.Out());
+        if (SUCCEEDED(hr)) hr = config->GetChannelGroups(groups.Out());
+        if (SUCCEEDED(hr)) hr = groups->Add(Dashboard);
+        if (SUCCEEDED(hr)) hr = config->GetChannelNames(names.Out());
+        if (SUCCEEDED(hr)) hr = names->Add(CBstr(L"Lateral G").Get());
+        return hr;
+    }
+    // The host's user changes the group: the chart follows.
+    void AddToGroup(const wchar_t* channel)
+    {
+        if (Dashboard) Dashboard->AddMember(CBstr(channel).Get());
+    }
     // Moves the recording on by `seconds` of live time.
     void Advance(double seconds)
     {
@@ -138,6 +163,7 @@ public:
     }
     void Close()
     {
+        Dashboard = nullptr;
         if (Simulation) Simulation->Shutdown();
         Simulation = nullptr;
         Root = nullptr;
@@ -147,7 +173,25 @@ private:
     static constexpr long LiveTask = 1;
     CComPtr<IUnknown> Root;
     CComPtr<IQvxSimulation> Simulation;
+    CComPtr<IQvxGroup> Dashboard;
 };
+
+// The channels that the chart shows, as the host reads them.
+void PrintChannels(IUnknown* control)
+{
+    CComPtr<IQvxControl2> chart;
+    CComPtr<IQvxDataNames> names;
+    long count = 0;
+    if (FAILED(chart.QueryFrom(control, __uuidof(IQvxControl2))) || FAILED(chart->GetChannelNames(names.Out())) ||
+        FAILED(names->GetCount(&count)))
+        return;
+    std::printf("demo: %ld channels:", count);
+    for (long i = 1; i <= count; ++i) {
+        CBstr name;
+        if (SUCCEEDED(names->GetName(i, name.Out()))) std::printf(" \"%ls\"", name.c_str());
+    }
+    std::printf("\n");
+}
 
 } // namespace
 
@@ -190,9 +234,16 @@ int wmain()
         return 6;
     }
     std::printf("demo: attached to the simulated host's live task\n");
+    if (FAILED(live.ChooseChannels(control))) {
+        std::fprintf(stderr, "demo: could not choose the chart's channels\n");
+        return 7;
+    }
+    PrintChannels(control);
     // The chart in a three-dimensional border, as a host would set it up.
     SetProperty(control, L"Appearance", 1);
     SetProperty(control, L"BorderStyle", 1);
+    // One strip for each channel, so that the group's channels stand apart.
+    SetProperty(control, L"Tiled", -1);
 
     int status = 0;
     if (options.Headless) {
@@ -200,6 +251,10 @@ int wmain()
         std::vector<double> frameTimes;
         const int frames = 5;
         for (int i = 0; i < frames; ++i) {
+            if (i == frames / 2) {
+                live.AddToGroup(L"Gear");
+                PrintChannels(control);
+            }
             live.Advance(1.0);
             if (!PumpFor(options.Seconds / frames)) break;
             wchar_t name[32];

@@ -178,7 +178,8 @@ protected:
     // at the x ticks. `xTicks` is null when the x axis gives none.
     void DrawAxisGrid(CChartDrawInfo& info, CYAxisRegion& axis, bool active, const CAxisTicks* xTicks);
     bool HandleKeyDown(HWND window, UINT key);
-    bool HandleWheel(short delta);
+    // `keys` are the modifier flags that came with the turn.
+    bool HandleWheel(short delta, WORD keys);
 
     // Print-all state of the last layout.
     bool PrintAll = false;

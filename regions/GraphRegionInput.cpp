@@ -68,7 +68,7 @@ bool CGraphRegion::ProcessWindowMessage(HWND window, UINT message, WPARAM wParam
     }
     case WM_MOUSEWHEEL:
         if (dragging) return false;
-        return HandleWheel(GET_WHEEL_DELTA_WPARAM(wParam));
+        return HandleWheel(GET_WHEEL_DELTA_WPARAM(wParam), GET_KEYSTATE_WPARAM(wParam));
     case WM_KEYDOWN:
         return HandleKeyDown(window, static_cast<UINT>(wParam));
     case WM_SYSKEYDOWN:
@@ -102,15 +102,15 @@ bool CGraphRegion::ProcessWindowMessage(HWND window, UINT message, WPARAM wParam
     }
 }
 
-bool CGraphRegion::HandleWheel(short delta)
+bool CGraphRegion::HandleWheel(short delta, WORD keys)
 {
     if (!Task) return false;
-    if (KeyDown(VK_SHIFT)) {
+    if (keys & MK_SHIFT) {
         if (delta > 0) Task->ActivatePreviousTrace();
         else Task->ActivateNextTrace();
         return true;
     }
-    if (KeyDown(VK_CONTROL)) {
+    if (keys & MK_CONTROL) {
         if (delta > 0) ZoomInAtCursor();
         else Task->UndoZoomBothAxes();
         return true;

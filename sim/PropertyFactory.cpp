@@ -284,7 +284,7 @@ STDMETHODIMP CPropertyFactory::RemovePropertySet(BSTR name)
 
 void CPropertyFactory::FillDefaults(CPropertySet& set) const
 {
-    set.Preset(L"Display name", Text(set.Name().c_str()));
+    set.Preset(L"Display name", Text(Kind == CKind::Event ? set.Name().c_str() : ChannelText(set.Name().c_str(), nullptr)));
     if (Kind == CKind::Event) {
         for (const CEventDefinition& definition : EventDefinitions()) {
             if (_wcsicmp(definition.Name, set.Name().c_str()) != 0) continue;

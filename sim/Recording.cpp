@@ -103,12 +103,29 @@ const std::vector<CChannelDefinition>& ChannelDefinitions()
     return definitions;
 }
 
+const wchar_t* ChannelText(const wchar_t* name, long* quantity)
+{
+    if (quantity) *quantity = -1;
+    if (!name || name[0] != L'[') return name;
+    const wchar_t* close = wcschr(name, L']');
+    if (!close) return name;
+    // Only a key of digits that fits names a quantity; any other key names none.
+    long id = 0;
+    const wchar_t* digit = name + 1;
+    for (; digit < close && *digit >= L'0' && *digit <= L'9' && id < 100000; ++digit) id = id * 10 + (*digit - L'0');
+    if (quantity) *quantity = (digit == close && close > name + 1) ? id : -2;
+    return close + 1;
+}
+
 int FindChannelDefinition(const wchar_t* name)
 {
-    if (!name) return -1;
+    long quantity = -1;
+    const wchar_t* text = ChannelText(name, &quantity);
+    if (!text) return -1;
     const auto& definitions = ChannelDefinitions();
     for (size_t i = 0; i < definitions.size(); ++i) {
-        if (_wcsicmp(definitions[i].Name, name) == 0) return int(i);
+        if (_wcsicmp(definitions[i].Name, text) != 0) continue;
+        return quantity == -1 || quantity == definitions[i].Quantity ? int(i) : -1;
     }
     return -1;
 }

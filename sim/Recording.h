@@ -38,8 +38,12 @@ struct CChannelDefinition
 };
 
 const std::vector<CChannelDefinition>& ChannelDefinitions();
-// Index of a channel by name (case ignored), or -1.
+// Index of a channel by name (case ignored), or -1. A keyed name, "[1]Speed", finds the channel
+// of that text only when its quantity is the key's.
 int FindChannelDefinition(const wchar_t* name);
+// The text of a channel name behind its key, if it has one; `quantity` gets the key, -1 for
+// none and -2 for a key that is no quantity.
+const wchar_t* ChannelText(const wchar_t* name, long* quantity);
 
 struct CEventDefinition
 {

@@ -137,6 +137,7 @@ HRESULT CSimulatedHost::MakeGroupDefaults(CObjectPtr<CGroupFactory>& factory)
     if (SUCCEEDED(hr)) hr = factory->AddGroup(L"Engine", {L"RPM", L"Throttle", L"Water temperature", L"Fuel flow"});
     if (SUCCEEDED(hr)) hr = factory->AddGroup(L"Chassis", {L"Speed", L"Lateral G", L"Brake", L"Damper FL"});
     if (SUCCEEDED(hr)) hr = factory->AddGroup(L"Driver", {L"Throttle", L"Brake", L"Gear"});
+    if (SUCCEEDED(hr)) hr = factory->AddGroup(L"Dashboard", {L"[1]Speed", L"RPM", L"Throttle", L"Brake"});
     return hr;
 }
 

@@ -25,6 +25,7 @@ public:
     using CBaseChartCtl::ResizeRegion;
     using CBaseChartCtl::ShowCursorValues;
     using CBaseChartCtl::TaskItem;
+    using CBaseChartCtl::WatchedChannels;
     using CLinnographCtl::BackBufferBitmap;
     using CLinnographCtl::BackBufferDC;
     using CLinnographCtl::BackBufferSize;

@@ -62,8 +62,11 @@ chart.ShowCursorValues = False
 value = chart.ShowCursorValues
 Expect "ShowCursorValues after set", value, False
 
-chart.ShowGrid = True
-ExpectRefused "ShowGrid before the graph exists"
+chart.ShowGrid = False
+value = chart.ShowGrid
+Expect "ShowGrid after set", value, False
+chart.PointSize = 61
+ExpectRefused "PointSize above 60"
 
 Set chart = Nothing
 If failures > 0 Then

@@ -1,0 +1,542 @@
+// The channel configuration: channel names with keys and their two orders, and the control's
+// choice of channels by name and by group over the substitute host, as a host makes it through
+// IQvx1DChannelConfig2, with the task's ordering and the host's notifications following.
+#include <gtest/gtest.h>
+#include <climits>
+#include <string>
+#include <vector>
+#include "com/AutomationTypes.h"
+#include "com/ComObject.h"
+#include "config/ChannelKey.h"
+#include "config/DataNames.h"
+#include "tests/ChartFrameTestSupport.h"
+#include "QvxSim.h"
+
+namespace {
+
+using Names = std::vector<std::wstring>;
+
+int Sign(int value)
+{
+    return (value > 0) - (value < 0);
+}
+
+// Names with and without keys, as the configuration reads them.
+TEST(ChannelKey, ANameHasAKeyOnlyWhenItOpensWithABracketAndClosesOne)
+{
+    struct Row
+    {
+        const wchar_t* Name;
+        bool Keyed;
+        const wchar_t* Rest;
+        long Id;
+    } rows[] = {
+        {L"[3]Speed", true, L"Speed", 3},
+        {L"Speed", false, nullptr, 0},
+        {L"[", false, nullptr, 0},
+        {L"[12Speed", false, nullptr, 0},
+        {L"a[1]b", false, nullptr, 0},
+        {L"[x]Speed", true, L"Speed", 0},
+        {L"[4x]Speed", true, L"Speed", 4},
+        {L"[99999999999]A", true, L"A", LONG_MAX},
+        {L"[7]", true, L"", 7},
+        {L"[2]a]b", true, L"a]b", 2},
+    };
+    for (const Row& row : rows) {
+        const CChannelKey key(row.Name);
+        SCOPED_TRACE(testing::Message() << "name " << std::string(row.Name, row.Name + wcslen(row.Name)));
+        EXPECT_EQ(row.Keyed, key.IsKeyed());
+        EXPECT_EQ(std::wstring_view(row.Name), key.GetFullName().View());
+        EXPECT_EQ(row.Rest != nullptr, key.GetRest().Get() != nullptr);
+        if (row.Rest) {
+            EXPECT_EQ(std::wstring_view(row.Rest), key.GetRest().View());
+        }
+        EXPECT_EQ(row.Id, key.GetId());
+    }
+    EXPECT_EQ(nullptr, CChannelKey(nullptr).GetFullName().Get());
+}
+
+class ChannelOrder : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_EQ(S_OK, CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED));
+        ASSERT_EQ(S_OK, CoCreateInstance(CLSID_QvxSimulatedHost, nullptr, CLSCTX_INPROC_SERVER,
+                                         __uuidof(IQvxSimulation), Simulation.OutVoid()));
+    }
+    void TearDown() override
+    {
+        Simulation = nullptr;
+        CoUninitialize();
+    }
+    long TextQueries()
+    {
+        long count = -1;
+        EXPECT_EQ(S_OK, Simulation->GetCallCount(CBstr(L"GetQuantityText").Get(), &count));
+        return count;
+    }
+
+    CComPtr<IQvxSimulation> Simulation;
+};
+
+// The host knows ids 1 to 8: 3 is "Distance", 4 "Acceleration". Only names of equal text and
+// different ids are taken to the host.
+TEST_F(ChannelOrder, KeyedNamesOfOneTextOrderByTheHostsTextsOfTheirIds)
+{
+    struct Row
+    {
+        const wchar_t* First;
+        const wchar_t* Second;
+        int Shown;          // ChannelNameLess, three-way
+        int Loaded;         // CompareKeysOrdinal
+        long HostQueries;   // by each of the two
+    } rows[] = {
+        {L"[3]Speed", L"[4]Speed", 1, 1, 2},      // "Distance" after "Acceleration"
+        {L"[4]Speed", L"[40]Speed", -1, -1, 2},   // only 4 known: it comes first
+        {L"[50]Speed", L"[40]Speed", 1, 1, 2},    // neither known: by id
+        {L"[3]Speed", L"[3]Speed", 0, 0, 0},
+        {L"[2]Alpha", L"[1]Beta", -1, -1, 0},
+        {L"Brake", L"Speed", -1, 0, 0},           // unkeyed names all load as equals
+        {L"Speed", L"[1]Speed", -1, -1, 0},       // the unkeyed first
+        {L"[1]Speed", L"Brake", 1, 1, 0},
+    };
+    const ChannelNameLess less;
+    for (const Row& row : rows) {
+        SCOPED_TRACE(testing::Message() << std::string(row.First, row.First + wcslen(row.First)) << " against "
+                                        << std::string(row.Second, row.Second + wcslen(row.Second)));
+        const CChannelKey a(row.First), b(row.Second);
+        ASSERT_EQ(S_OK, Simulation->ResetCallCounts());
+        EXPECT_EQ(row.Shown, Sign(less.Compare(a, b)));
+        EXPECT_EQ(-row.Shown, Sign(less.Compare(b, a)));
+        EXPECT_EQ(row.Shown < 0, less(row.First, row.Second));
+        EXPECT_EQ(row.HostQueries * 3, TextQueries());
+        ASSERT_EQ(S_OK, Simulation->ResetCallCounts());
+        EXPECT_EQ(row.Loaded, Sign(CompareKeysOrdinal(a, b)));
+        EXPECT_EQ(row.HostQueries, TextQueries());
+    }
+}
+
+// The substitute host finds a keyed channel only under its own quantity (Speed is quantity 1).
+TEST_F(ChannelOrder, TheHostResolvesAKeyedNameOnlyUnderItsQuantity)
+{
+    CComPtr<IQvxOrvid> host;
+    ASSERT_EQ(S_OK, Simulation.As(host));
+    CComPtr<IQvxDataSelectionList> selections;
+    CComPtr<IQvxDataSelection> selection;
+    CComPtr<IQvxDataSelectionChannels> channels;
+    ASSERT_EQ(S_OK, qvxtest::TaskOfHost(host, 1)->GetDataSelections(selections.Out()));
+    ASSERT_EQ(S_OK, selections->GetItem(1, selection.Out()));
+    ASSERT_EQ(S_OK, selection.As(channels));
+    struct Row
+    {
+        const wchar_t* Name;
+        bool Found;
+    } rows[] = {{L"Speed", true}, {L"[1]Speed", true}, {L"[2]Speed", false}, {L"[x]Speed", false},
+                {L"[99999999999]Speed", false}, {L"[1]", false}, {L"[1", false}};
+    for (const Row& row : rows) {
+        CComPtr<IUnknown> channel;
+        EXPECT_EQ(row.Found, SUCCEEDED(channels->GetChannel(CBstr(row.Name).Get(), channel.Out())))
+            << std::string(row.Name, row.Name + wcslen(row.Name));
+    }
+    Simulation->Shutdown();
+}
+
+TEST(DynDataNames, PositionsOutsideTheListAreRefused)
+{
+    CComPtr<CDynDataNames> names = CDynDataNames::Make();
+    ASSERT_TRUE(names);
+    EXPECT_EQ(E_INVALIDARG, names->Add(nullptr));
+    EXPECT_EQ(S_OK, names->Add(CBstr(L"Speed").Get()));
+    CBstr name;
+    EXPECT_EQ(DISP_E_BADINDEX, names->GetName(2, name.Out()));
+    EXPECT_EQ(nullptr, name.Get());
+    EXPECT_EQ(DISP_E_BADINDEX, names->RemoveAt(0));
+    EXPECT_EQ(S_OK, names->RemoveAt(1));
+    EXPECT_EQ(DISP_E_BADINDEX, names->GetName(1, name.Out()));
+}
+
+// What a host hears of the configuration, from its point and from the control's.
+class CConfigRecorder : public CComRoot, public IQvx1DChannelConfigNotifications, public IQvxControlNotifications
+{
+public:
+    QVX_BEGIN_INTERFACES(CConfigRecorder)
+        QVX_INTERFACE(CConfigRecorder, IQvx1DChannelConfigNotifications),
+        QVX_INTERFACE(CConfigRecorder, IQvxControlNotifications),
+    QVX_END_INTERFACES()
+
+    STDMETHODIMP OnChannelListChanged(IQvx1DChannelConfig*) override { return Hear(L"list"); }
+    STDMETHODIMP OnShownChannelsChanged(IQvx1DChannelConfig*) override { return Hear(L"shown"); }
+    STDMETHODIMP OnTaskChanged(IQvxControl*, IQvxTask*) override { return S_OK; }
+    STDMETHODIMP OnHostAttached(IQvxControl*, IUnknown*) override { return S_OK; }
+    STDMETHODIMP OnChannelsChanged(IQvxControl*) override { return Hear(L"channels"); }
+    STDMETHODIMP OnActiveChanged(IQvxControl*) override { return S_OK; }
+
+    Names Heard;
+
+private:
+    HRESULT Hear(const wchar_t* what)
+    {
+        Heard.emplace_back(what);
+        return S_OK;
+    }
+};
+
+class ChannelConfig : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_EQ(S_OK, CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED));
+        ASSERT_EQ(S_OK, CoCreateInstance(CLSID_QvxSimulatedHost, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IQvxOrvid),
+                                         Host.OutVoid()));
+        ASSERT_EQ(S_OK, Host.As(Simulation));
+        Chart = qvxtest::CreateTestChart(Owner);
+        ASSERT_NE(nullptr, Chart);
+        CComPtr<IPersistStreamInit> persist;
+        ASSERT_EQ(S_OK, Owner.As(persist));
+        ASSERT_EQ(S_OK, persist->InitNew());
+        ASSERT_EQ(S_OK, Owner.As(Control));
+        ASSERT_EQ(S_OK, Control->SetHost(Host));
+        ASSERT_EQ(S_OK, Control->SetTaskById(1));
+        ASSERT_EQ(S_OK, Owner.As(Config));
+        ASSERT_EQ(S_OK, Config->GetChannelNames(NamedList.Out()));
+        ASSERT_EQ(S_OK, Config->GetChannelGroups(Groups.Out()));
+        ASSERT_EQ(S_OK, Host->GetGroupDefaults(Defaults.Out()));
+        CComPtr<IQvx1DChannelConfigNotifications>& sink = RecorderSink;
+        ASSERT_EQ(S_OK, CComObject<CConfigRecorder>::CreateInstance(sink));
+        Recorder = static_cast<CConfigRecorder*>(sink.Get());
+        CComPtr<IQvxNotifications> points;
+        ASSERT_EQ(S_OK, Owner.As(points));
+        ULONG cookie = 0;
+        ASSERT_EQ(S_OK, points->Advise(IID_IQvx1DChannelConfigNotifications, sink, &cookie));
+        ASSERT_EQ(S_OK, points->Advise(IID_IQvxControlNotifications, sink, &cookie));
+    }
+    void TearDown() override
+    {
+        Recorder = nullptr;
+        RecorderSink = nullptr;
+        Groups = nullptr;
+        NamedList = nullptr;
+        Config = nullptr;
+        Control = nullptr;
+        Chart = nullptr;
+        Owner = nullptr;
+        Defaults = nullptr;
+        if (Simulation) Simulation->Shutdown();
+        Simulation = nullptr;
+        Host = nullptr;
+        CoUninitialize();
+    }
+
+    CComPtr<IQvxGroup> DefaultGroup(const wchar_t* name)
+    {
+        CComPtr<IQvxGroup> group;
+        EXPECT_EQ(S_OK, Defaults->GetGroup(CBstr(name).Get(), group.Out()));
+        return group;
+    }
+    CComPtr<IQvxGroup> NewGroup(const wchar_t* name, const Names& members)
+    {
+        CComPtr<IQvxGroup> group;
+        EXPECT_EQ(S_OK, Defaults->CreateGroup(CBstr(name).Get(), group.Out()));
+        for (const std::wstring& member : members) EXPECT_EQ(S_OK, group->AddMember(CBstr(member).Get()));
+        return group;
+    }
+    // The chart's channels as the task's ordering holds them, sorted as the configuration is.
+    Names Ordered()
+    {
+        CChannelNameSet set;
+        for (CChannelDataItem* item : Chart->TaskItem->GetOrdering()->GetItems()) set.emplace(item->GetName().View());
+        return Names(set.begin(), set.end());
+    }
+    Names Shown()
+    {
+        const CChannelNameSet& shown = Chart->GetConfiguredChannelNames();
+        long count = -1;
+        EXPECT_EQ(S_OK, Config->GetChannelCount(&count));
+        EXPECT_EQ(long(shown.size()), count);
+        return Names(shown.begin(), shown.end());
+    }
+    bool Selected(const wchar_t* name)
+    {
+        VARIANT_BOOL selected = VARIANT_FALSE;
+        EXPECT_EQ(S_OK, Config->IsChannelSelected(CBstr(name).Get(), &selected));
+        return selected == VARIANT_TRUE;
+    }
+    bool Available(const wchar_t* name)
+    {
+        VARIANT_BOOL available = VARIANT_FALSE;
+        EXPECT_EQ(S_OK, Config->IsChannelAvailable(CBstr(name).Get(), &available));
+        return available == VARIANT_TRUE;
+    }
+    HRESULT AddName(const wchar_t* name) { return NamedList->Add(CBstr(name).Get()); }
+    long NamedCount()
+    {
+        long count = -1;
+        EXPECT_EQ(S_OK, NamedList->GetCount(&count));
+        return count;
+    }
+
+    CComPtr<IQvxOrvid> Host;
+    CComPtr<IQvxSimulation> Simulation;
+    CComPtr<IQvxGroupFactory> Defaults;
+    CComPtr<IQvxLinnographCtl4> Owner;
+    qvxtest::CTestChartCtl* Chart = nullptr;
+    CComPtr<IQvxControl3> Control;
+    CComPtr<IQvx1DChannelConfig2> Config;
+    CComPtr<IQvxDynDataNames> NamedList;
+    CComPtr<IQvxGroups> Groups;
+    CComPtr<IQvx1DChannelConfigNotifications> RecorderSink;
+    CConfigRecorder* Recorder = nullptr;
+};
+
+TEST_F(ChannelConfig, NamedChannelsAreShownInOrderWithTheOrderingAndTheHostTold)
+{
+    EXPECT_EQ(S_OK, AddName(L"Throttle"));
+    EXPECT_EQ(S_OK, AddName(L"[1]Speed"));
+    EXPECT_EQ((Names{L"shown", L"channels", L"list", L"shown", L"channels", L"list"}), Recorder->Heard);
+    EXPECT_EQ((Names{L"[1]Speed", L"Throttle"}), Shown());
+    EXPECT_EQ(Shown(), Ordered());
+    // The keyed name reaches the host's channel of that quantity.
+    const auto& items = Chart->TaskItem->GetOrdering()->GetItems();
+    ASSERT_EQ(2u, items.size());
+    EXPECT_EQ(L"Speed", items.front()->GetDisplayName().View());
+
+    // One text under two keys is two channels, ordered by the host's texts of the keys
+    // ("Acceleration", "Distance", "Speed"), unknown keys last; a key that is no number is a channel all the same.
+    EXPECT_EQ(S_OK, AddName(L"[3]Speed"));
+    EXPECT_EQ(S_OK, AddName(L"[4]Speed"));
+    EXPECT_EQ(S_OK, AddName(L"[99999999999]Speed"));
+    EXPECT_EQ((Names{L"[4]Speed", L"[3]Speed", L"[1]Speed", L"[99999999999]Speed", L"Throttle"}), Shown());
+    EXPECT_EQ(Shown(), Ordered());
+
+    Recorder->Heard.clear();
+    EXPECT_EQ(E_INVALIDARG, AddName(L"Throttle"));
+    EXPECT_EQ(E_INVALIDARG, AddName(L""));
+    EXPECT_TRUE(Recorder->Heard.empty());
+    long max = 0;
+    EXPECT_EQ(S_OK, Config->GetMaxChannels(&max));
+    EXPECT_EQ(32, max);
+    EXPECT_EQ(E_POINTER, Config->GetChannelCount(nullptr));
+}
+
+TEST_F(ChannelConfig, AGroupsMembersComeAndGoWithItAndNamesOfferedElsewhereStay)
+{
+    ASSERT_EQ(S_OK, AddName(L"Brake"));
+    CComPtr<IQvxGroup> dashboard = DefaultGroup(L"Dashboard");
+    ASSERT_EQ(S_OK, Groups->Add(dashboard));
+    EXPECT_EQ(S_OK, Groups->Add(dashboard));
+    long count = 0;
+    EXPECT_EQ(S_OK, Groups->GetCount(&count));
+    EXPECT_EQ(1, count);
+    EXPECT_EQ((Names{L"Brake", L"RPM", L"[1]Speed", L"Throttle"}), Shown());
+    // Where groups form a head, a group's member is no named channel.
+    EXPECT_EQ(0, NamedCount());
+    EXPECT_EQ(Shown(), Ordered());
+
+    ASSERT_EQ(S_OK, AddName(L"Gear"));
+    ASSERT_EQ(S_OK, Groups->Add(DefaultGroup(L"Driver")));   // Throttle, Brake, Gear
+    EXPECT_EQ(S_OK, dashboard->AddMember(CBstr(L"Lateral G").Get()));
+    EXPECT_EQ(S_OK, dashboard->RemoveMember(CBstr(L"Throttle").Get()));   // Driver still has it
+    EXPECT_EQ(S_OK, dashboard->RemoveMember(CBstr(L"RPM").Get()));
+    EXPECT_EQ((Names{L"Brake", L"Gear", L"Lateral G", L"[1]Speed", L"Throttle"}), Shown());
+
+    EXPECT_EQ(S_OK, Groups->RemoveAt(2));
+    EXPECT_EQ((Names{L"Brake", L"Lateral G", L"[1]Speed"}), Shown());
+    EXPECT_EQ(Shown(), Ordered());
+    EXPECT_EQ(DISP_E_BADINDEX, Groups->RemoveAt(2));
+    // The host may not remove a group that the chart shows.
+    EXPECT_EQ(S_FALSE, Defaults->RemoveGroup(CBstr(L"Dashboard").Get()));
+}
+
+TEST_F(ChannelConfig, InGroupedModeOneANamedMemberStaysNamed)
+{
+    CComPtr<IQvxGroupedOrdering> grouped;
+    ASSERT_EQ(S_OK, CComPtr<IQvxOrdering>(Chart->TaskItem->GetOrdering()).As(grouped));
+    ASSERT_EQ(S_OK, grouped->SetMode(1));
+    ASSERT_EQ(S_OK, AddName(L"RPM"));
+    ASSERT_EQ(S_OK, Groups->Add(DefaultGroup(L"Dashboard")));
+    ASSERT_EQ(S_OK, AddName(L"Brake"));
+    EXPECT_EQ(2, NamedCount());
+    EXPECT_EQ(4u, Shown().size());
+    // Back in mode 0 the group takes them over.
+    ASSERT_EQ(S_OK, grouped->SetMode(0));
+    EXPECT_EQ(0, NamedCount());
+    EXPECT_EQ(4u, Shown().size());
+}
+
+TEST_F(ChannelConfig, ADeletedMemberStaysOffUntilItIsAddedAgain)
+{
+    CComPtr<IQvxGroup> dashboard = DefaultGroup(L"Dashboard");
+    ASSERT_EQ(S_OK, Groups->Add(dashboard));
+    Recorder->Heard.clear();
+    EXPECT_EQ(S_OK, Config->DeleteChannel(CBstr(L"RPM").Get()));
+    EXPECT_EQ((Names{L"shown", L"channels", L"list"}), Recorder->Heard);
+    EXPECT_FALSE(Selected(L"RPM"));
+    EXPECT_FALSE(Available(L"RPM"));
+    EXPECT_TRUE(Available(L"Brake"));
+    EXPECT_EQ(Shown(), Ordered());
+    long members = 0;
+    EXPECT_EQ(S_OK, dashboard->GetMemberCount(&members));
+    EXPECT_EQ(4, members);
+    // Unknown and empty names change nothing and are no error.
+    EXPECT_EQ(S_OK, Config->DeleteChannel(CBstr(L"No such channel").Get()));
+    EXPECT_EQ(S_OK, Config->DeleteChannel(nullptr));
+    EXPECT_EQ(3u, Shown().size());
+    ASSERT_EQ(S_OK, AddName(L"RPM"));
+    EXPECT_TRUE(Selected(L"RPM"));
+    EXPECT_TRUE(Available(L"RPM"));
+}
+
+TEST_F(ChannelConfig, AtMost32AreShownAndADeletedOneLetsTheNextCandidateOn)
+{
+    Names members;
+    for (int i = 0; i < 100; ++i) members.push_back(L"C" + std::to_wstring(100 + i));
+    ASSERT_EQ(S_OK, Groups->Add(NewGroup(L"Hundred", members)));
+    const Names shown = Shown();
+    EXPECT_EQ(Names(members.begin(), members.begin() + 32), shown);
+    EXPECT_EQ(shown, Ordered());
+    EXPECT_TRUE(Available(L"C199"));
+    EXPECT_FALSE(Selected(L"C199"));
+
+    EXPECT_EQ(S_OK, Config->DeleteChannel(CBstr(L"C105").Get()));
+    EXPECT_EQ(32u, Shown().size());
+    EXPECT_TRUE(Selected(L"C132"));
+    EXPECT_FALSE(Selected(L"C105"));
+    // A name added beyond the limit waits among the candidates.
+    ASSERT_EQ(S_OK, AddName(L"Speed"));
+    EXPECT_FALSE(Selected(L"Speed"));
+    EXPECT_TRUE(Available(L"Speed"));
+    EXPECT_EQ(Shown(), Ordered());
+    // Without the group it moves up.
+    ASSERT_EQ(S_OK, Groups->RemoveAt(1));
+    EXPECT_EQ(Names{L"Speed"}, Shown());
+    EXPECT_EQ(Shown(), Ordered());
+}
+
+TEST_F(ChannelConfig, GroupsAreFoundAgainByNameWhenTheHostsDefaultsChange)
+{
+    ASSERT_EQ(S_OK, Groups->Add(DefaultGroup(L"Dashboard")));
+    ASSERT_EQ(S_OK, Groups->Add(DefaultGroup(L"Engine")));
+    CComPtr<IQvxGroup> before;
+    ASSERT_EQ(S_OK, Groups->GetItem(1, before.Out()));
+    const Names shown = Shown();
+    Recorder->Heard.clear();
+    ASSERT_EQ(S_OK, Simulation->ReplaceGroupDefaults());
+    // The same channels come back: the host hears of no change.
+    EXPECT_TRUE(Recorder->Heard.empty());
+    CComPtr<IQvxGroup> after;
+    ASSERT_EQ(S_OK, Groups->GetItem(1, after.Out()));
+    EXPECT_FALSE(SameObject(before, after));
+    CComPtr<IQvxOrdering> order;
+    ASSERT_EQ(S_OK, Groups.As(order));
+    CBstr first, second;
+    EXPECT_EQ(S_OK, order->GetName(1, first.Out()));
+    EXPECT_EQ(S_OK, order->GetName(2, second.Out()));
+    EXPECT_EQ(L"Dashboard", first.View());
+    EXPECT_EQ(L"Engine", second.View());
+    EXPECT_EQ(shown, Shown());
+    // A layout stores the groups by name, and of the channels only those behind their head.
+    ASSERT_EQ(S_OK, AddName(L"Gear"));
+    const CChannelConfigState state = Chart->SaveState();
+    ASSERT_EQ(1u, state.ChannelNames.size());
+    EXPECT_EQ(L"Gear", state.ChannelNames[0].View());
+    ASSERT_EQ(2u, state.GroupNames.size());
+    EXPECT_EQ(L"Engine", state.GroupNames[1].View());
+}
+
+TEST_F(ChannelConfig, GroupsReorderThroughTheirOrderingAndAGroupThatGoesAwayTakesItsChannels)
+{
+    ASSERT_EQ(S_OK, Groups->Add(DefaultGroup(L"Dashboard")));
+    CComPtr<IQvxGroupFactory> own;
+    ASSERT_EQ(S_OK, Control->GetGroupFactory(own.Out()));
+    CComPtr<IQvxGroup> mine;
+    ASSERT_EQ(S_OK, own->CreateGroup(CBstr(L"Mine").Get(), mine.Out()));
+    ASSERT_EQ(S_OK, mine->AddMember(CBstr(L"Gear").Get()));
+    ASSERT_EQ(S_OK, mine->AddMember(CBstr(L"RPM").Get()));
+    ASSERT_EQ(S_OK, Groups->Add(mine));
+    EXPECT_TRUE(Selected(L"Gear"));
+
+    CComPtr<IQvxOrdering> order;
+    ASSERT_EQ(S_OK, Groups.As(order));
+    EXPECT_EQ(DISP_E_BADINDEX, order->MoveItem(CBstr(L"Mine").Get(), 3));
+    EXPECT_EQ(E_INVALIDARG, order->MoveItem(CBstr(L"Nobody").Get(), 1));
+    EXPECT_EQ(S_FALSE, order->MoveItem(CBstr(L"Mine").Get(), 2));
+    Recorder->Heard.clear();
+    EXPECT_EQ(S_OK, order->MoveItem(CBstr(L"Mine").Get(), 1));
+    EXPECT_EQ((Names{L"shown", L"channels", L"list"}), Recorder->Heard);
+
+    // The factory loads an empty list: its groups go away, with them what only they offered.
+    CComPtr<IQvxGroupFactory> empty;
+    ASSERT_EQ(S_OK, CoCreateInstance(CLSID_QvxGroupFactory, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IQvxGroupFactory),
+                                     empty.OutVoid()));
+    CComPtr<IStream> stream;
+    ASSERT_EQ(S_OK, CreateStreamOnHGlobal(nullptr, TRUE, stream.Out()));
+    CComPtr<IPersistStreamInit> writer, reader;
+    ASSERT_EQ(S_OK, empty.As(writer));
+    ASSERT_EQ(S_OK, own.As(reader));
+    ASSERT_EQ(S_OK, writer->Save(stream, TRUE));
+    ASSERT_EQ(S_OK, stream->Seek(LARGE_INTEGER{}, STREAM_SEEK_SET, nullptr));
+    ASSERT_EQ(S_OK, reader->Load(stream));
+    long count = 0;
+    EXPECT_EQ(S_OK, Groups->GetCount(&count));
+    EXPECT_EQ(1, count);
+    EXPECT_FALSE(Selected(L"Gear"));
+    EXPECT_TRUE(Selected(L"RPM"));
+    EXPECT_EQ(Shown(), Ordered());
+}
+
+// A layout read before the control has a group factory keeps the groups by name, writes them
+// back unchanged, and resolves them once the host attaches.
+TEST(ChannelConfigState, GroupNamesWaitForAFactoryAndOnlyShownNamedChannelsAreStored)
+{
+    ASSERT_EQ(S_OK, CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED));
+    {
+        CComPtr<IQvxOrvid> host;
+        ASSERT_EQ(S_OK, CoCreateInstance(CLSID_QvxSimulatedHost, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IQvxOrvid),
+                                         host.OutVoid()));
+        CComPtr<IQvxLinnographCtl4> owner;
+        qvxtest::CTestChartCtl* chart = qvxtest::CreateTestChart(owner);
+        ASSERT_NE(nullptr, chart);
+        chart->SetMaxChannelCount(2);
+        CChannelConfigState state;
+        state.DeletedNames.emplace_back(L"Gear");
+        for (const wchar_t* name : {L"[1]Speed", L"Throttle", L"Brake"}) state.ChannelNames.emplace_back(name);
+        for (const wchar_t* name : {L"Engine", L"Dashboard"}) state.GroupNames.emplace_back(name);
+        chart->LoadState(state, true, nullptr);
+        // Sorted on load: unkeyed names keep their order before keyed ones; two are shown.
+        EXPECT_EQ((Names{L"Brake", L"Throttle"}), Names(chart->GetSelectedChannels().begin(),
+                                                        chart->GetSelectedChannels().end()));
+        const CChannelConfigState saved = chart->SaveState();
+        const auto texts = [](const std::vector<CBstr>& list) {
+            Names names;
+            for (const CBstr& name : list) names.emplace_back(name.View());
+            return names;
+        };
+        EXPECT_EQ(Names{L"Gear"}, texts(saved.DeletedNames));
+        // In the display order of the task's ordering, which kept the order of the layout.
+        EXPECT_EQ((Names{L"Throttle", L"Brake"}), texts(saved.ChannelNames));
+        EXPECT_EQ((Names{L"Dashboard", L"Engine"}), texts(saved.GroupNames));
+
+        chart->SetMaxChannelCount(32);
+        CComPtr<IPersistStreamInit> persist;
+        ASSERT_EQ(S_OK, owner.As(persist));
+        ASSERT_EQ(S_OK, persist->InitNew());
+        CComPtr<IQvxControl> control;
+        ASSERT_EQ(S_OK, owner.As(control));
+        ASSERT_EQ(S_OK, control->SetHost(host));
+        CComPtr<IQvxGroups> groups;
+        ASSERT_EQ(S_OK, chart->GetChannelGroups(groups.Out()));
+        long count = 0;
+        EXPECT_EQ(S_OK, groups->GetCount(&count));
+        EXPECT_EQ(2, count);
+        EXPECT_TRUE(chart->GetSelectedChannels().count(L"RPM"));
+        EXPECT_FALSE(chart->GetSelectedChannels().count(L"Gear"));
+        CComPtr<IQvxSimulation> simulation;
+        ASSERT_EQ(S_OK, host.As(simulation));
+        simulation->Shutdown();
+    }
+    CoUninitialize();
+}
+
+} // namespace

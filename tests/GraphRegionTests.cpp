@@ -1,0 +1,513 @@
+// The graph: where it lays out its channels, axes, bars and strips, overlaid and tiled, on two
+// devices; its fixed grid; the mode text of each control mode; and its table of window messages,
+// posted to a chart in place in a window and attached to the substitute host.
+#include <gtest/gtest.h>
+#include <functional>
+#include <set>
+#include <string>
+#include "tests/SimTestSupport.h"
+#include "tests/ChartTestSupport.h"
+#include "demo/PngWriter.h"
+#include "control/ChartDrawInfo.h"
+#include "items/ChannelDataItem.h"
+#include "items/ItemFlags.h"
+#include "items/RTCTaskDataItem.h"
+#include "regions/ChannelRegion.h"
+#include "regions/GraphRegion.h"
+#include "regions/ScrollbarRegion.h"
+#include "regions/XAxisRegion.h"
+#include "regions/YAxisRegion.h"
+
+using namespace qvxtest;
+
+namespace {
+
+// The names the host knows first, then names it does not know, up to `count`.
+std::vector<CBstr> ChannelNames(size_t count)
+{
+    static const wchar_t* const known[] = {L"Speed", L"RPM", L"Throttle", L"Brake", L"Gear", L"Lateral g"};
+    std::vector<CBstr> names;
+    for (size_t i = 0; i < count; ++i)
+        names.push_back(i < std::size(known) ? CBstr(known[i]) : CBstr(L"Extra " + std::to_wstring(i)));
+    return names;
+}
+
+class GraphTest : public LiveChartTest
+{
+protected:
+    void SetUp() override
+    {
+        LiveChartTest::SetUp();
+        // The chart's channel property factory comes with a new layout.
+        ASSERT_EQ(S_OK, InitNew(Owner));
+        Attach(SessionTask);
+        Advance(30 * Second);
+    }
+    CRTCGraphRegion& Graph() { return *Chart->GraphRegion; }
+    void Choose(size_t count) { Task().GetOrdering()->SetNames(ChannelNames(count)); }
+    // The graph laid out on `bounds`, measured on `ref`.
+    void Lay(const RECT& bounds, HDC ref)
+    {
+        CChartDrawInfo info(Screen, ref, *Chart, 0);
+        Graph().SetBounds(bounds);
+        Graph().Recalculate(info);
+        const HGDIOBJ old = SelectObject(ref, info.hFontNormal);
+        GetTextMetricsW(ref, &Metrics);
+        SelectObject(ref, old);
+        Widths.clear();
+        for (auto& region : Graph().ChannelRegions) Widths.push_back(CYAxisRegion::YAxisWidth(info, *region));
+    }
+
+    CDeviceContext Screen{CreateCompatibleDC(nullptr)};
+    TEXTMETRICW Metrics{};
+    std::vector<int> Widths;
+};
+
+int Width(const RECT& rect) { return rect.right - rect.left; }
+bool Empty(const RECT& rect) { return rect.right <= rect.left || rect.bottom <= rect.top; }
+
+} // namespace
+
+// The x axis, the scroll bars and the axes' columns around GraphRect, overlaid and tiled, for 0,
+// 1, 3 and 32 channels, on the screen and on paper, at two sizes; all from the measured font.
+TEST_F(GraphTest, LayoutPlacesAxesBarsAndChannelsAroundTheTraces)
+{
+    CDeviceContext printer = CreateTestPrinterDC();
+    ASSERT_TRUE(printer);
+    for (BOOL tiled : {FALSE, TRUE})
+        for (size_t channels : {0u, 1u, 3u, 32u})
+            for (HDC ref : {static_cast<HDC>(Screen), static_cast<HDC>(printer)})
+                for (const RECT& bounds : {RECT{0, 0, 800, 500}, RECT{20, 10, 1619, 1209}}) {
+                    SCOPED_TRACE(testing::Message() << "tiled " << tiled << ", " << channels << " channels, "
+                                                    << (ref == Screen ? "screen" : "paper") << ", width "
+                                                    << Width(bounds));
+                    Choose(channels);
+                    // Known channels stand on the left, on the right and on no side in turn.
+                    int position = 0;
+                    for (CChannelDataItem* channel : Task().GetOrdering()->GetItems())
+                        if (position < 6) ASSERT_EQ(S_OK, channel->SetAuxiliaryAxis(++position % 3));
+                    Graph().SetTiled(tiled);
+                    Lay(bounds, ref);
+                    const int dpiX = GetDeviceCaps(ref, LOGPIXELSX), dpiY = GetDeviceCaps(ref, LOGPIXELSY);
+                    const RECT& graph = Graph().GraphRect;
+                    const RECT& axis = Graph().XAxis->Bounds;
+                    ASSERT_EQ(channels, Graph().ChannelRegions.size());
+                    ASSERT_EQ(channels, Graph().YAxes.size());
+
+                    // The x axis: two lines of text and a tick under the graph, as wide as it.
+                    EXPECT_EQ(axis.bottom - axis.top, 2 * Metrics.tmHeight + dpiY * 6 / 72);
+                    EXPECT_EQ(axis.bottom, bounds.bottom);
+                    EXPECT_EQ(graph.bottom, axis.top - 1);
+                    EXPECT_EQ(axis.left, graph.left);
+                    EXPECT_EQ(axis.right, graph.right);
+                    // The bars: the time bar above the graph, the zoom bar at its right.
+                    const RECT& top = Graph().HorizontalScrollbar->Bounds;
+                    const RECT& side = Graph().VerticalScrollbar->Bounds;
+                    EXPECT_EQ(top.top, bounds.top + dpiY / 16);
+                    EXPECT_EQ(top.bottom - top.top, dpiY / 12 - 2);
+                    EXPECT_EQ(graph.top, top.bottom + 1);
+                    EXPECT_EQ(side.right, bounds.right - dpiY / 16);
+                    EXPECT_EQ(Width(side), dpiX / 12 - 2);
+                    EXPECT_EQ(Task().GetPlotWidth(), Width(graph));
+
+                    // The active axis takes the widest column next to the graph; then each
+                    // channel's axis, from the last channel to the first, takes the next column
+                    // outwards on its side, and an axis on no side takes no room.
+                    int widest = Metrics.tmHeight + dpiX / 16 + dpiX * 6 / 72 + 2 * Metrics.tmAveCharWidth;
+                    for (int w : Widths) widest = std::max(widest, w);
+                    const int rightOut = side.left - 1;
+                    if (!tiled) {
+                        ASSERT_TRUE(Graph().ActiveYAxis);
+                        const RECT& active = Graph().ActiveYAxis->Bounds;
+                        EXPECT_EQ(active.right, graph.left - 1);
+                        EXPECT_EQ(Width(active), widest);
+                        int left = active.left - 1, right = rightOut;
+                        size_t i = channels;
+                        for (auto y = Graph().YAxes.rbegin(); y != Graph().YAxes.rend(); ++y) {
+                            const int position = (*y)->Channel->GetAuxiliaryAxis();
+                            const RECT& box = (*y)->Bounds;
+                            EXPECT_EQ(Width(box), Widths[--i]) << i;
+                            if (position == 1 || position == 2) {
+                                EXPECT_EQ(box.right, position == 1 ? left : right) << i;
+                                EXPECT_TRUE(EqualRect(&box, &(*y)->TextClip)) << i;
+                                (position == 1 ? left : right) = box.left - 1;
+                            } else {
+                                EXPECT_EQ(CGraphRegion::SideNone, (*y)->Side) << i;
+                                EXPECT_TRUE(Empty((*y)->TextClip)) << i;
+                            }
+                        }
+                        EXPECT_EQ(left, bounds.left + dpiY / 16);
+                        EXPECT_EQ(right, graph.right);
+                        for (auto& region : Graph().ChannelRegions) EXPECT_TRUE(EqualRect(&region->Bounds, &graph));
+                    } else {
+                        EXPECT_FALSE(Graph().ActiveYAxis);
+                        EXPECT_EQ(graph.left, bounds.left + dpiY / 16 + widest + 2);
+                        EXPECT_EQ(graph.right, rightOut);
+                        // Strips one under the other, from the graph's top to its bottom.
+                        int next = graph.top;
+                        auto y = Graph().YAxes.begin();
+                        for (auto& region : Graph().ChannelRegions) {
+                            EXPECT_EQ(region->Bounds.top, next);
+                            EXPECT_EQ((*y)->Bounds.top, region->Bounds.top);
+                            EXPECT_EQ((*y)->Bounds.bottom, region->Bounds.bottom);
+                            EXPECT_EQ((*y)->Bounds.right, graph.left - 1);
+                            next = region->Bounds.bottom + 1;
+                            ++y;
+                        }
+                        if (channels) {
+                            EXPECT_EQ(next, graph.bottom + 1);
+                        }
+                    }
+                }
+}
+
+// Three tiled channels on rows 100 to 400 end at 200, 300 and 400 and start one row below the
+// strip before; an axis on no side takes no room; too narrow a graph empties GraphRect without
+// harm; the strip of the segment bars stays closed.
+TEST_F(GraphTest, StripsSidesAndANarrowGraph)
+{
+    Choose(3);
+    Graph().SetTiled(TRUE);
+    Lay(RECT{0, 0, 900, 600}, Screen);
+    // Shift the graph so that its rows are 100 to 400.
+    const int shift = 100 - Graph().GraphRect.top;
+    Lay(RECT{0, shift, 900, 600 + (400 - Graph().GraphRect.bottom)}, Screen);
+    ASSERT_EQ(100, Graph().GraphRect.top);
+    ASSERT_EQ(400, Graph().GraphRect.bottom);
+    std::vector<std::pair<LONG, LONG>> strips;
+    for (auto& region : Graph().ChannelRegions) strips.emplace_back(region->Bounds.top, region->Bounds.bottom);
+    EXPECT_EQ((std::vector<std::pair<LONG, LONG>>{{100, 200}, {201, 300}, {301, 400}}), strips);
+
+    Graph().SetTiled(FALSE);
+    Graph().ShowActiveYAxis = FALSE;
+    for (CChannelDataItem* channel : Task().GetOrdering()->GetItems()) ASSERT_TRUE(SUCCEEDED(channel->SetAuxiliaryAxis(0)));
+    Graph().DirtyBits |= CGraphRegion::DirtyYAxes;
+    Lay(RECT{0, 0, 900, 600}, Screen);
+    EXPECT_EQ(Graph().GraphRect.left, GetDeviceCaps(Screen, LOGPIXELSY) / 16 + 1);
+    for (auto& y : Graph().YAxes) {
+        EXPECT_EQ(CGraphRegion::SideNone, y->Side);
+        EXPECT_TRUE(Empty(y->TextClip));
+    }
+    EXPECT_TRUE(Empty(Graph().SegmentsSplits.Bounds));
+
+    // Narrower than the active axis: no room for traces, and a paint that draws what fits.
+    Graph().ShowActiveYAxis = TRUE;
+    Graph().DirtyBits |= CGraphRegion::DirtyYAxes;
+    for (const RECT& tiny : {RECT{0, 0, 30, 20}, RECT{0, 0, 0, 0}, RECT{5, 5, 5, 400}}) {
+        Lay(tiny, Screen);
+        EXPECT_GE(Graph().GraphRect.left, Graph().GraphRect.right);
+        CDibSurface surface(60, 60);
+        CChartDrawInfo info(surface.Dc(), Screen, *Chart, 0);
+        Graph().Draw(info);
+    }
+}
+
+// A fixed grid on a graph 995 pixels wide has its vertical lines at 0, 100, 199, ... 995 from the
+// left: tenths rounded to the nearest pixel.
+TEST_F(GraphTest, FixedGridStandsOnRoundedTenths)
+{
+    Lay(RECT{0, 0, 1200, 400}, Screen);
+    Graph().GraphRect = RECT{10, 50, 1005, 350};
+    CDibSurface surface(1200, 400, 0xFFFFFF);
+    CChartDrawInfo info(surface.Dc(), Screen, *Chart, 0);
+    const COLORREF grid = info.GetGridPaintColour();
+    ASSERT_NE(grid, 0xFFFFFFu);
+    Graph().ShowYAxisGrid = FALSE;
+    Graph().Draw(info);
+    std::vector<int> lines;
+    for (int x = 10; x <= 1005; ++x)
+        if (surface.Pixel(x, 120) == grid) lines.push_back(x - 10);
+    EXPECT_EQ((std::vector<int>{0, 100, 199, 299, 398, 498, 597, 697, 796, 896, 995}), lines);
+    // The border lines just outside the traces' rectangle.
+    EXPECT_EQ(grid, surface.Pixel(9, 120));
+    EXPECT_EQ(grid, surface.Pixel(1006, 120));
+
+    Graph().ShowGrid = FALSE;
+    surface.Fill(0xFFFFFF);
+    Graph().Draw(info);
+    EXPECT_EQ(0xFFFFFFu, surface.Pixel(110, 120));
+}
+
+// The mode text in the corner: what the control mode says, drawn in the foreground colour at the
+// x axis's last line, and nothing with no task.
+TEST_F(GraphTest, ModeTextTellsTheControlMode)
+{
+    ASSERT_EQ(S_OK, Owner->put_ShowGrid(VARIANT_FALSE));
+    const auto paint = [&] {
+        auto surface = std::make_unique<CDibSurface>(600, 300, 0xFFFFFF);
+        CChartDrawInfo info(surface->Dc(), Screen, *Chart, 0);
+        Graph().SetBounds(RECT{0, 0, 600, 300});
+        Graph().Draw(info);
+        return surface;
+    };
+    // Whether anything but the background shows in the corner where the text stands.
+    const auto cornerInked = [&](const CDibSurface& surface) {
+        const RECT& axis = Graph().XAxis->Bounds;
+        for (int y = axis.bottom - Metrics.tmHeight; y < axis.bottom; ++y)
+            for (int x = 1; x < 40; ++x)
+                if (surface.Pixel(x, y) != 0xFFFFFFu) return true;
+        return false;
+    };
+    Lay(RECT{0, 0, 600, 300}, Screen);
+    const struct
+    {
+        const char* Name;
+        std::function<void()> Enter;
+        const wchar_t* Text;
+    } rows[] = {
+        {"running", [] {}, L"Running "},
+        {"local pause", [&] { LocalPause(); }, L"Local Pause "},
+        {"global pause", [&] { HostRuns(false); }, L"Global Pause "},
+        {"no task",
+         [&] {
+             Task().SetTask(nullptr);
+             Task().RefreshControlMode();
+         },
+         L""},
+    };
+    for (const auto& row : rows) {
+        row.Enter();
+        auto surface = paint();
+        EXPECT_STREQ(row.Text, Graph().ModeText.Get() ? Graph().ModeText.Get() : L"") << row.Name;
+        EXPECT_EQ(*row.Text != 0, cornerInked(*surface)) << row.Name;
+    }
+}
+
+// Each row of the graph's table, posted to the chart in its window, reaches its task operation.
+class GraphMessages : public GraphTest
+{
+protected:
+    void SetUp() override
+    {
+        GraphTest::SetUp();
+        Choose(4);
+        Site.Position = RECT{0, 0, 800, 400};
+        ASSERT_EQ(S_OK, Query<IOleObject>(Owner)->SetClientSite(&Site));
+        ASSERT_EQ(S_OK, Query<IOleObject>(Owner)->DoVerb(OLEIVERB_INPLACEACTIVATE, nullptr, &Site, 0,
+                                                          Container.Window, &Site.Position));
+        Window = Chart->Window;
+        ASSERT_TRUE(Window);
+        ASSERT_TRUE(PumpUntilPainted(Window));
+    }
+    void TearDown() override
+    {
+        SetKeys({});
+        if (CComPtr<IOleObject> object = Query<IOleObject>(Owner)) {
+            object->Close(OLECLOSE_NOSAVE);
+            object->SetClientSite(nullptr);
+        }
+        GraphTest::TearDown();
+    }
+    // The keys that GetKeyState sees held.
+    static void SetKeys(std::initializer_list<int> keys)
+    {
+        BYTE state[256] = {};
+        for (int key : keys) state[key] = 0x80;
+        SetKeyboardState(state);
+    }
+    void Post(UINT message, WPARAM wParam, LPARAM lParam)
+    {
+        PostMessageW(Window, message, wParam, lParam);
+        PumpUntil([] { return false; }, 30);
+    }
+    POINT Middle()
+    {
+        const RECT& graph = Graph().GraphRect;
+        return POINT{(graph.left + graph.right) / 2, (graph.top + graph.bottom) / 2};
+    }
+    qvx::time Cursor() { return Task().GetCursorTime(); }
+    std::wstring View()
+    {
+        qvx::time minimum = 0, maximum = 0;
+        Task().GetTimeRange(minimum, maximum);
+        return std::to_wstring(minimum) + L".." + std::to_wstring(maximum);
+    }
+
+    CContainerWindow Container;
+    CTestSite Site{Container.Window};
+    HWND Window = nullptr;
+};
+
+TEST_F(GraphMessages, EachRowReachesItsTaskOperation)
+{
+    const auto wheel = [](short delta, WORD keys) { return MAKEWPARAM(keys, static_cast<WORD>(delta)); };
+    const struct
+    {
+        const char* Name;
+        std::initializer_list<int> Held;
+        UINT Message;
+        WPARAM WParam;
+        std::function<void()> Before;
+        // Reads what the row changes; the row passes when it reads differently afterwards.
+        std::function<std::wstring()> Read;
+    } rows[] = {
+        {"Home goes to the first sample", {}, WM_KEYDOWN, VK_HOME, {}, [&] { return std::to_wstring(Cursor()); }},
+        {"End goes to the last sample", {}, WM_KEYDOWN, VK_END, {}, [&] { return std::to_wstring(Cursor()); }},
+        {"Page Up steps it back", {}, WM_KEYDOWN, VK_PRIOR, {}, [&] { return std::to_wstring(Cursor()); }},
+        {"Shift Right steps by 5 percent", {VK_SHIFT}, WM_KEYDOWN, VK_RIGHT, {},
+         [&] { return std::to_wstring(Cursor()); }},
+        {"Page Down steps the cursor", {}, WM_KEYDOWN, VK_NEXT, {}, [&] { return std::to_wstring(Cursor()); }},
+        {"Left goes to the sample before", {}, WM_KEYDOWN, VK_LEFT, {}, [&] { return std::to_wstring(Cursor()); }},
+        {"Down activates the next trace", {}, WM_KEYDOWN, VK_DOWN, {},
+         [&] { return std::to_wstring(reinterpret_cast<uintptr_t>(Task().GetActiveChannel())); }},
+        {"Shift wheel activates the previous trace", {}, WM_MOUSEWHEEL, wheel(120, MK_SHIFT), {},
+         [&] { return std::to_wstring(reinterpret_cast<uintptr_t>(Task().GetActiveChannel())); }},
+        {"Ctrl wheel zooms in at the cursor", {}, WM_MOUSEWHEEL, wheel(120, MK_CONTROL), {}, [&] { return View(); }},
+        {"the wheel scrolls the view back", {}, WM_MOUSEWHEEL, wheel(120, 0), {}, [&] { return View(); }},
+        {"Alt Right scrolls on by 10 percent", {VK_MENU}, WM_SYSKEYDOWN, VK_RIGHT, {}, [&] { return View(); }},
+        {"the wheel scrolls a vertical zoom", {}, WM_MOUSEWHEEL, wheel(120, 0),
+         [&] { Task().PushYZoom(CYZoom{0.25, 0.5}); }, [&] { return std::to_wstring(Task().GetYZoom().Low); }},
+        {"Alt Up scrolls a vertical zoom", {VK_MENU}, WM_SYSKEYDOWN, VK_UP, {},
+         [&] { return std::to_wstring(Task().GetYZoom().Low); }},
+        {"Ctrl wheel back undoes both zooms", {}, WM_MOUSEWHEEL, wheel(-120, MK_CONTROL), {},
+         [&] { return std::to_wstring(Task().GetYZoomLevels().size()); }},
+    };
+    // The chart pauses on the host's pause, so that its cursor and view may move.
+    Advance(300 * Second);
+    HostRuns(false);
+    ASSERT_TRUE(PumpUntilPainted(Window));
+    Task().SetCursor(50 * Second, 0);
+    ASSERT_TRUE(Task().GetActiveChannel());
+    const LPARAM middle = MAKELPARAM(Middle().x, Middle().y);
+    for (const auto& row : rows) {
+        if (row.Before) row.Before();
+        const std::wstring before = row.Read();
+        SetKeys(row.Held);
+        Post(row.Message, row.WParam, middle);
+        SetKeys({});
+        EXPECT_NE(before, row.Read()) << row.Name;
+    }
+}
+
+// A press on a running chart pauses it where it was pressed; outside the traces, or before the
+// first layout, a press does nothing.
+TEST_F(GraphMessages, APressOnTheRunningTracesPausesTheChart)
+{
+    ASSERT_TRUE(Task().GetMode().IsRunning());
+    Post(WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(2, 2));
+    EXPECT_TRUE(Task().GetMode().IsRunning());
+    Post(WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(Middle().x, Middle().y));
+    Post(WM_LBUTTONUP, 0, MAKELPARAM(Middle().x, Middle().y));
+    EXPECT_FALSE(Task().GetMode().IsRunning());
+    EXPECT_TRUE(Task().GetMode().IsLocallyHeld());
+    EXPECT_EQ(0u, Chart->Running);
+}
+
+// The edit cursor shows with Alt held over the traces of a paused, zoomed chart, and not while it
+// runs.
+TEST_F(GraphMessages, AltOverAZoomedPausedGraphShowsTheEditCursor)
+{
+    POINT screen = Middle();
+    ClientToScreen(Window, &screen);
+    SetCursorPos(screen.x, screen.y);
+    SetKeys({VK_MENU});
+    EXPECT_FALSE(Graph().OnSetCursor(screen));
+    HostRuns(false);
+    ASSERT_TRUE(Task().IsZoomed());
+    EXPECT_TRUE(Graph().OnSetCursor(screen));
+    EXPECT_EQ(Graph().EditCursor, GetCursor());
+    SetKeys({VK_MENU, VK_CONTROL});
+    EXPECT_FALSE(Graph().OnSetCursor(screen));
+}
+
+// The graph's properties on the control reach the graph, with their limits and their layout work.
+TEST_F(GraphTest, PropertiesReachTheGraphWithTheirLimits)
+{
+    using Put = HRESULT (STDMETHODCALLTYPE IQvxLinnographCtl4::*)(VARIANT_BOOL);
+    using Get = HRESULT (STDMETHODCALLTYPE IQvxLinnographCtl4::*)(VARIANT_BOOL*);
+    const struct
+    {
+        const char* Name;
+        Put Setter;
+        Get Getter;
+        BOOL CGraphRegion::*Field;
+        DWORD Dirty;
+    } flags[] = {
+        {"ShowGrid", &IQvxLinnographCtl4::put_ShowGrid, &IQvxLinnographCtl4::get_ShowGrid, &CGraphRegion::ShowGrid, 0},
+        {"FixedGrid", &IQvxLinnographCtl4::put_FixedGrid, &IQvxLinnographCtl4::get_FixedGrid, &CGraphRegion::FixedGrid, 0},
+        {"ShowActiveYAxis", &IQvxLinnographCtl4::put_ShowActiveYAxis, &IQvxLinnographCtl4::get_ShowActiveYAxis,
+         &CGraphRegion::ShowActiveYAxis, CGraphRegion::DirtyYAxes},
+        {"ShowYAxisMarksWhenTiled", &IQvxLinnographCtl4::put_ShowYAxisMarksWhenTiled,
+         &IQvxLinnographCtl4::get_ShowYAxisMarksWhenTiled, &CGraphRegion::ShowYAxisMarksWhenTiled,
+         CGraphRegion::DirtyYAxes},
+        {"ShowXAxisGridMinorLines", &IQvxLinnographCtl4::put_ShowXAxisGridMinorLines,
+         &IQvxLinnographCtl4::get_ShowXAxisGridMinorLines, &CGraphRegion::ShowXAxisGridMinorLines, 0},
+        {"ShowGridActiveTraceOnly", &IQvxLinnographCtl4::put_ShowGridActiveTraceOnly,
+         &IQvxLinnographCtl4::get_ShowGridActiveTraceOnly, &CGraphRegion::ShowGridActiveTraceOnly, 0},
+    };
+    Lay(RECT{0, 0, 600, 300}, Screen);
+    for (const auto& row : flags) {
+        const BOOL was = Graph().*row.Field;
+        Graph().DirtyBits = 0;
+        // Anything but VARIANT_TRUE is false.
+        ASSERT_EQ(S_OK, (Owner.Get()->*row.Setter)(was ? VARIANT_FALSE : VARIANT_TRUE)) << row.Name;
+        EXPECT_EQ(!was, Graph().*row.Field) << row.Name;
+        EXPECT_EQ(row.Dirty, Graph().DirtyBits) << row.Name;
+        VARIANT_BOOL read = 1;
+        ASSERT_EQ(S_OK, (Owner.Get()->*row.Getter)(&read)) << row.Name;
+        EXPECT_EQ(was ? VARIANT_FALSE : VARIANT_TRUE, read) << row.Name;
+        EXPECT_EQ(E_POINTER, (Owner.Get()->*row.Getter)(nullptr)) << row.Name;
+        ASSERT_EQ(S_OK, (Owner.Get()->*row.Setter)(1)) << row.Name;
+        EXPECT_EQ(FALSE, Graph().*row.Field) << row.Name;
+    }
+
+    // A point size of two tenths reads back as 0; above 60 is refused and keeps the size.
+    const struct
+    {
+        short Given;
+        HRESULT Answer;
+        short Stored;
+    } sizes[] = {{30, S_OK, 30}, {2, S_OK, 0}, {60, S_OK, 60}, {61, E_INVALIDARG, 60}, {-1, E_INVALIDARG, 60}};
+    for (const auto& row : sizes) {
+        EXPECT_EQ(row.Answer, Owner->put_PointSize(row.Given)) << row.Given;
+        short read = -5;
+        ASSERT_EQ(S_OK, Owner->get_PointSize(&read));
+        EXPECT_EQ(row.Stored, read) << row.Given;
+    }
+
+    // Tiling gives up a vertical zoom; a trace style makes every channel's traces again.
+    Choose(2);
+    Lay(RECT{0, 0, 600, 300}, Screen);
+    Task().PushYZoom(CYZoom{0.2, 0.4});
+    ASSERT_EQ(S_OK, Owner->put_Tiled(VARIANT_TRUE));
+    EXPECT_TRUE(Graph().Tiled);
+    EXPECT_TRUE(Task().GetYZoom() == (CYZoom{0.0, 1.0}));
+    EXPECT_TRUE(Graph().DirtyBits & CGraphRegion::DirtyYAxes);
+    ASSERT_EQ(S_OK, Owner->put_TraceStyle(qvxPoints));
+    for (auto& region : Graph().ChannelRegions) EXPECT_TRUE(region->DirtyBits & CChannelRegion::DirtyTraceRegions);
+    ::QvxTraceStyle style = qvxLines;
+    ASSERT_EQ(S_OK, Owner->get_TraceStyle(&style));
+    EXPECT_EQ(qvxPoints, style);
+}
+
+// The root listens to the channels of the ordering for changes of the panel's width, and the bars
+// and the cursors follow the control mode from the next paint.
+TEST_F(GraphTest, TheRootWatchesTheOrderedChannelsAndFollowsTheMode)
+{
+    Choose(3);
+    const std::vector<CChannelDataItem*>& channels = Task().GetOrdering()->GetItems();
+    EXPECT_EQ(std::set<CChannelDataItem*>(channels.begin(), channels.end()), Chart->WatchedChannels);
+    Choose(2);
+    ASSERT_EQ(2u, Chart->WatchedChannels.size());
+    for (CChannelDataItem* channel : channels) EXPECT_TRUE(channel->HasListener(Chart)) << channel;
+
+    CChannelDataItem* speed = channels.front();
+    for (DWORD flag : {ChannelTracesStale, ChannelRangeStale, ChannelUnitStale, ChannelDecimalsStale, ChannelNameStale,
+                       DWORD(0x2), DWORD(0x20)}) {
+        Chart->DirtyBits = 0;
+        speed->NotifyChange(flag, 1);
+        EXPECT_EQ((flag & 0x9D) ? CChartRegionBase::DirtyAll : 0u, Chart->DirtyBits) << flag;
+    }
+
+    CDibSurface surface(600, 300);
+    const auto paint = [&] { ASSERT_EQ(S_OK, DrawInto(Owner, surface.Dc(), RECTL{0, 0, 600, 300})); };
+    paint();
+    EXPECT_FALSE(Graph().HorizontalScrollbar->Enabled);
+    EXPECT_FALSE(Graph().VerticalScrollbar->Enabled);
+    EXPECT_FALSE(Graph().ShowCursors);
+    LocalPause();
+    paint();
+    EXPECT_TRUE(Graph().HorizontalScrollbar->Enabled);
+    EXPECT_TRUE(Graph().VerticalScrollbar->Enabled);
+    EXPECT_TRUE(Graph().ShowCursors);
+}
