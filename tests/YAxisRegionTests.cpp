@@ -21,12 +21,14 @@ namespace {
 
 using namespace qvxtest;
 
-// The chart with a drag manager of the test's, which sees every message that the test hands it.
+// The chart with a drag manager of the test's, which sees every message that the test hands it,
+// or with the chart's own, which sees what the window receives.
 class CAxisChart : public CTestChartCtl
 {
 public:
-    CDragManager* GetDragManager() override { return &Manager; }
+    CDragManager* GetDragManager() override { return OwnManager ? CTestChartCtl::GetDragManager() : &Manager; }
     CDragManager Manager{WindowRef};
+    bool OwnManager = false;
 };
 
 class YAxis : public testing::Test, protected CTestHost
@@ -323,6 +325,29 @@ TEST_F(YAxis, ADropPutsTheChannelsInTheOrderOfTheirBandsAndEqualBandsKeepTheirs)
     Drag(WM_LBUTTONUP, point);
     EXPECT_EQ(L"Speed", Name(0));
     EXPECT_EQ(L"Throttle", Name(1));
+    EXPECT_EQ(L"RPM", Name(2));
+}
+
+// The drag as the user makes it: press, move and release posted to the chart's window and taken
+// by the chart's own drag manager.
+TEST_F(YAxis, ABandDragOfPostedMouseMessagesEndsInTheHostAndInTheOrder)
+{
+    Chart->OwnManager = true;
+    if (!Chart->GetDragManager()) GTEST_SKIP() << "the chart has no drag manager of its own";
+    Show({L"Speed", L"RPM", L"Throttle"}, {{100, 70}, {65, 35}, {30, 0}});
+    const double pixel = 100.0 / (Axis(2).Bounds.bottom - Axis(2).Bounds.top);
+    POINT point = On(Axis(2), CYAxisRegion::EdgeBand);
+    Press(point);
+    point.y -= 1000;
+    PostMessageW(Window, WM_MOUSEMOVE, MK_LBUTTON, MAKELPARAM(point.x, point.y));
+    PostMessageW(Window, WM_LBUTTONUP, 0, MAKELPARAM(point.x, point.y));
+    PumpUntil([] { return false; }, 100);
+    EXPECT_FALSE(Chart->GetDragManager()->ActiveMode);
+    CChannelDataItem* throttle = Channel(1);
+    ASSERT_EQ(L"Throttle", Name(1));
+    EXPECT_NEAR(100, Get(throttle, L"Y-axis % maximum"), pixel);
+    EXPECT_NEAR(70, Get(throttle, L"Y-axis % minimum"), pixel);
+    EXPECT_EQ(L"Speed", Name(0));
     EXPECT_EQ(L"RPM", Name(2));
 }
 
