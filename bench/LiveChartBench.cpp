@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstdio>
 #include <vector>
+#include "bench/BenchChart.h"
 #include "items/ChannelDataItem.h"
 #include "items/DataSelectionDataItem.h"
 #include "control/LinnographCtl.h"
@@ -19,12 +20,6 @@ namespace {
 using Clock = std::chrono::steady_clock;
 constexpr qvx::time Second = 10'000'000;
 constexpr qvx::time Step = 400'000;   // 40 ms
-
-class CBenchChart : public CLinnographCtl
-{
-public:
-    CRTCTaskDataItem* Task() { return TaskItem.get(); }
-};
 
 double Microseconds(Clock::duration d) { return std::chrono::duration<double, std::micro>(d).count(); }
 
@@ -46,21 +41,13 @@ int Run()
 {
     CComPtr<IQvxOrvid> host;
     CComPtr<IQvxSimulation> sim;
-    if (FAILED(CoCreateInstance(CLSID_QvxSimulatedHost, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IQvxOrvid),
-                                host.OutVoid()))
-        || FAILED(host.As(sim))) {
+    if (!StartBenchHost(host, sim)) {
         std::printf("live chart: the substitute host is not registered\n");
         return 1;
     }
     CComPtr<IQvxLinnographCtl4> control;
-    if (FAILED(CComObject<CBenchChart>::CreateInstance(control))) return 1;
-    auto* chart = static_cast<CBenchChart*>(control.Get());
-    CComPtr<IPersistStreamInit> persist;
-    CComPtr<IQvxControl> attach;
-    if (FAILED(persist.QueryFrom(control, __uuidof(IPersistStreamInit))) || FAILED(persist->InitNew())
-        || FAILED(attach.QueryFrom(control, __uuidof(IQvxControl))) || FAILED(attach->SetHost(host))
-        || FAILED(attach->SetTaskById(1)))
-        return 1;
+    CBenchChart* chart = MakeBenchChart(host, control);
+    if (!chart) return 1;
     control->put_DataTimeSpan(60 * Second);
     control->put_HistoricDataTimeSpan(120 * Second);
     CRTCTaskDataItem* task = chart->Task();
@@ -112,10 +99,14 @@ int Run()
 
 } // namespace
 
+// The line traces' figures (LiveTraceBench.cpp).
+int RunTraceFrames();
+
 int main()
 {
     if (FAILED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED))) return 1;
-    const int result = Run();
+    int result = Run();
+    if (result == 0) result = RunTraceFrames();
     CoUninitialize();
     return result;
 }

@@ -2,10 +2,9 @@
 // A forward walk over the distance series of a selection: turns increasing times into distances
 // with one pass over the samples, reading the host's arrays in place.
 #include <windows.h>
-#include <optional>
-#include "com/AutomationTypes.h"
 #include "com/ComPtr.h"
 #include "Interfaces.h"
+#include "statistics/RecordWalker.h"
 
 class DistanceCursor
 {
@@ -27,34 +26,16 @@ public:
 
     CComPtr<IQvxData> Data;
     CComPtr<IQvxDataRecords> Records;
-    CComPtr<IQvxDataRecord> Record;
-    LONG RecordNumber = 1;
+    // The record being walked; it holds no record when no walk is under way.
+    CRecordWalker Walk;
     // -1 when the data ended.
     LONG SampleIndex = 0;
-    LONG RecordCount = 0;
-    LONG SampleCount = 0;
-    const double* Values = nullptr;
     // PreviousValue and PreviousTime hold the sample before the current one.
     bool HasPrevious = false;
     double PreviousValue = 0.0;
     qvx::time PreviousTime = 0;
-    // Null for a periodic record.
-    const qvx::time* Times = nullptr;
-    qvx::time RecordStart = 0;
-    qvx::time RecordPeriod = 0;
 
 private:
     bool LoadRecord();
-    bool OpenRecord();
     bool StartWalk(qvx::time time);
-    qvx::time SampleTime(LONG index) const noexcept
-    {
-        return Times ? Times[index] : RecordStart + qvx::time(index) * RecordPeriod;
-    }
-
-    // The arrays of Record, locked while it is held; the locks go before the arrays.
-    CSafeArray ValueArray;
-    CSafeArray TimeArray;
-    std::optional<CSafeArrayAccess<double>> ValueAccess;
-    std::optional<CSafeArrayAccess<qvx::time>> TimeAccess;
 };

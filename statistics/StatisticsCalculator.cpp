@@ -7,6 +7,7 @@
 #include "com/AutomationTypes.h"
 #include "com/ComPtr.h"
 #include "statistics/DistanceCursor.h"
+#include "statistics/RecordWalker.h"
 
 namespace {
 
@@ -89,50 +90,16 @@ inline void CStatisticsCalculator<T, Bin, AllValues>::AddSample(CFill& fill, qvx
 }
 
 template <class T, class Bin, bool AllValues>
-bool CStatisticsCalculator<T, Bin, AllValues>::ReadRecord(CFill& fill, IQvxDataRecord* record, LONG firstIndex,
-                                                          qvx::time to)
+bool CStatisticsCalculator<T, Bin, AllValues>::ReadRecord(CFill& fill, const CRecordWalker& walker, qvx::time to)
 {
-    VARIANT_BOOL periodic = VARIANT_FALSE;
-    CSafeArray valueArray;
-    if (FAILED(record->GetIsPeriodic(&periodic)) || FAILED(record->GetValues(valueArray.Out()))) {
+    // Fewer samples than the search found there, or fewer times than values: what follows was
+    // not read, so this read fails and no edge sample may stand for it.
+    if (walker.TimesShort || walker.First < 0 || walker.Count <= walker.First) {
         fill.Failed = true;
         return false;
     }
-    const CSafeArrayAccess<double> values(valueArray.Get());
-    if (!values.Valid()) {
-        fill.Failed = true;
-        return false;
-    }
-    LONG count = LONG(values.Size());
-    // Fewer samples than the search found there: what follows was not read, so this read fails
-    // and no edge sample may stand for it.
-    if (firstIndex < 0 || count <= firstIndex) {
-        fill.Failed = true;
-        return false;
-    }
-    const double* value = values.Get();
-
-    if (periodic != VARIANT_TRUE) {
-        CSafeArray timeArray;
-        if (FAILED(record->GetTimes(timeArray.Out()))) {
-            fill.Failed = true;
-            return false;
-        }
-        const CSafeArrayAccess<qvx::time> times(timeArray.Get());
-        if (!times.Valid() || LONG(times.Size()) < count) {
-            fill.Failed = true;
-            return false;
-        }
-        const qvx::time* time = times.Get();
-        return Feed(fill, value, firstIndex, count, to, [time](LONG i) { return time[i]; });
-    }
-
-    qvx::time start = 0, period = 0;
-    if (FAILED(record->GetStartTime(&start)) || FAILED(record->GetPeriod(&period))) {
-        fill.Failed = true;
-        return false;
-    }
-    return Feed(fill, value, firstIndex, count, to, [start, period](LONG i) { return start + qvx::time(i) * period; });
+    return walker.WithTimes(
+        [&](auto timeOf) { return Feed(fill, walker.Values, walker.First, walker.Count, to, timeOf); });
 }
 
 template <class T, class Bin, bool AllValues>
@@ -206,28 +173,30 @@ bool CStatisticsCalculator<T, Bin, AllValues>::ReadSpan(CFill& fill, qvx::time f
 
     LONG first = 1, index = 0;
     if (data->LocateSample(from, FirstAfter, Option, &first, &index) != S_OK) return gapBeforeAnyBin;
-    LONG count = 0;
-    if (FAILED(records->GetCount(&count))) {
+    CRecordWalker walker;
+    if (!walker.Begin(records, first, index)) {
         fill.Failed = true;
         return gapBeforeAnyBin;
     }
-    for (LONG number = first; number <= count; ++number) {
-        CComPtr<IQvxDataRecord> record;
-        VARIANT_BOOL continuous = VARIANT_TRUE;
-        if (FAILED(records->GetRecord(number, record.Out())) || !record
-            || (index == 0 && number != 1 && FAILED(record->GetIsContinuous(&continuous)))) {
+    for (;;) {
+        const CRecordWalker::Status status = walker.Next();
+        if (status == CRecordWalker::Ended) break;
+        if (status == CRecordWalker::Failed) {
             fill.Failed = true;
             return gapBeforeAnyBin;
         }
-        if (continuous == 0) {
+        if (walker.BreakBefore) {
             fill.ForceNew = true;
             if (fill.Current)
                 fill.Current->HasGap = TRUE;
             else
                 gapBeforeAnyBin = true;
         }
-        if (!ReadRecord(fill, record, index, to)) break;
-        index = 0;
+        if (status == CRecordWalker::Unreadable) {
+            fill.Failed = true;
+            break;
+        }
+        if (!ReadRecord(fill, walker, to)) break;
     }
     if (fill.Failed) return gapBeforeAnyBin;
 

@@ -7,6 +7,7 @@
 #include "Interfaces.h"
 #include "statistics/StatisticsBin.h"
 
+class CRecordWalker;
 class DistanceCursor;
 
 class CBaseStatisticsCalculator
@@ -73,8 +74,8 @@ private:
     void AddSample(CFill& fill, qvx::time time, double value);
     // Appends a bin that holds one sample and makes it the current one.
     void OpenBin(CFill& fill, qvx::time time, T x, double value);
-    // Feeds a record from sample `firstIndex` up to `to`; true when the next record is to follow.
-    bool ReadRecord(CFill& fill, IQvxDataRecord* record, LONG firstIndex, qvx::time to);
+    // Feeds the walker's open record up to `to`; true when the next record is to follow.
+    bool ReadRecord(CFill& fill, const CRecordWalker& walker, qvx::time to);
     // Takes samples from `first` on, whose times `timeOf` gives, until one lies past `to`. The
     // result is true when all were taken.
     template <class TimeOf>

@@ -97,7 +97,7 @@ TEST(DistanceCursor, ADroppedOrUnreadableRecordStartsANewWalk)
     fresh.SetData(series);
     series->Failing = {"GetValues"};
     EXPECT_EQ(fresh.TimeToDistance(15, distance), DistanceCursor::NoValue);
-    EXPECT_FALSE(fresh.Record);
+    EXPECT_FALSE(fresh.Walk.Record);
     series->Failing.clear();
     EXPECT_EQ(fresh.TimeToDistance(15, distance), DistanceCursor::HasValue);
     EXPECT_DOUBLE_EQ(distance, 20.0);
