@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 #include "control/ChartDrawInfo.h"
+#include "config/Groups.h"
 #include "interaction/DragManager.h"
 #include "items/ChannelDataItem.h"
 #include "items/TraceDataItem.h"
@@ -16,6 +17,7 @@
 #include "scales/AxisTicks.h"
 #include "tests/ChartFrameTestSupport.h"
 #include "tests/SimTestSupport.h"
+#include "QvxSim.h"
 
 namespace {
 
@@ -326,6 +328,35 @@ TEST_F(YAxis, ADropPutsTheChannelsInTheOrderOfTheirBandsAndEqualBandsKeepTheirs)
     EXPECT_EQ(L"Speed", Name(0));
     EXPECT_EQ(L"Throttle", Name(1));
     EXPECT_EQ(L"RPM", Name(2));
+}
+
+// A channel that must move into or out of the grouped head dissolves the head first.
+TEST_F(YAxis, OrderingByBandDissolvesTheGroupedHead)
+{
+    CComPtr<IQvxGroupFactory> factory;
+    ASSERT_EQ(S_OK, CoCreateInstance(CLSID_QvxGroupFactory, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IQvxGroupFactory),
+                                     factory.OutVoid()));
+    CComPtr<IQvxGroup> group;
+    ASSERT_TRUE(SUCCEEDED(factory->CreateGroup(CBstr(L"Engine").Get(), group.Out())));
+    ASSERT_EQ(S_OK, group->AddMember(CBstr(L"Throttle").Get()));
+    CComPtr<IQvxGroups> groups;
+    ASSERT_EQ(S_OK, CComObject<CGroups>::CreateInstance(groups));
+    ASSERT_EQ(S_OK, groups->Add(group));
+    Chart->TaskItem->GetOrdering()->SetGroups(static_cast<CGroups*>(groups.Get()));
+    // The head comes first: Throttle, Speed, RPM.
+    Show({L"Speed", L"RPM", L"Throttle"}, {{30, 0}, {100, 70}, {65, 35}});
+    ASSERT_EQ(L"Throttle", Name(0));
+    ASSERT_EQ(1, Chart->TaskItem->GetOrdering()->GetGroupedCount());
+    POINT point = On(Axis(2), CYAxisRegion::EdgeTop);
+    Press(point);
+    ASSERT_TRUE(Chart->Manager.ActiveMode);
+    point.y -= 5;
+    Drag(WM_LBUTTONUP, point);
+    EXPECT_EQ(0, Chart->TaskItem->GetOrdering()->GetGroupedCount());
+    EXPECT_EQ(L"Speed", Name(0));
+    EXPECT_EQ(L"RPM", Name(1));
+    EXPECT_EQ(L"Throttle", Name(2));
+    Chart->TaskItem->GetOrdering()->SetGroups(nullptr);
 }
 
 // The drag as the user makes it: press, move and release posted to the chart's window and taken
