@@ -247,15 +247,16 @@ int wmain()
 
     int status = 0;
     if (options.Headless) {
-        // No display: run the chart for a while and keep frames of it.
+        // No display: run the chart for a while and keep frames of it, on past the first window
+        // so that the frames show it moving with the live end.
         std::vector<double> frameTimes;
-        const int frames = 5;
+        const int frames = 8;
         for (int i = 0; i < frames; ++i) {
             if (i == frames / 2) {
                 live.AddToGroup(L"Gear");
                 PrintChannels(control);
             }
-            live.Advance(1.0);
+            live.Advance(4.25);
             if (!PumpFor(options.Seconds / frames)) break;
             wchar_t name[32];
             swprintf(name, 32, L"\\frame-%03d.png", i);

@@ -128,9 +128,14 @@ void CGraphRegion::OnDataItemChanged(CDataItemBase* item, DWORD flags)
         if (atEdge) RedrawCursors();
     }
     if (flags & TaskOrderChanged) DirtyBits |= DirtyChannelRegions | DirtyYAxes;
+    // A vertical zoom maps every value anew: the traces are built again. A moved view keeps what a
+    // shift by whole pixel columns fits, and the traces rebuild only when the mapping changed.
     if (flags & (TaskTimeRangeStale | TaskDistanceRangeStale | TaskYZoomChanged))
         for (auto& channel : ChannelRegions)
-            for (auto& trace : channel->TraceRegions) trace->ClearPoints();
+            for (auto& trace : channel->TraceRegions) {
+                if (flags & TaskYZoomChanged) trace->ClearPoints();
+                else trace->OnViewChanged();
+            }
     if (flags & TaskSelectionsStale) DirtyBits |= DirtyLapMarkerRegions;
 }
 

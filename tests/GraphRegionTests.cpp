@@ -84,8 +84,11 @@ TEST_F(GraphTest, LayoutPlacesAxesBarsAndChannelsAroundTheTraces)
                     Choose(channels);
                     // Known channels stand on the left, on the right and on no side in turn.
                     int position = 0;
-                    for (CChannelDataItem* channel : Task().GetOrdering()->GetItems())
-                        if (position < 6) ASSERT_EQ(S_OK, channel->SetAuxiliaryAxis(++position % 3));
+                    for (CChannelDataItem* channel : Task().GetOrdering()->GetItems()) {
+                        if (position < 6) {
+                            ASSERT_EQ(S_OK, channel->SetAuxiliaryAxis(++position % 3));
+                        }
+                    }
                     Graph().SetTiled(tiled);
                     Lay(bounds, ref);
                     const int dpiX = GetDeviceCaps(ref, LOGPIXELSX), dpiY = GetDeviceCaps(ref, LOGPIXELSY);

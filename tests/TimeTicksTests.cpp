@@ -1,0 +1,185 @@
+// The choice of time ticks: steps, starts and digits over ranges and widths, labels across the
+// minute and the hour, labels measured in a real font that keep apart, and ranges with no ticks.
+#include <gtest/gtest.h>
+#include <climits>
+#include <cmath>
+#include <string>
+#include <vector>
+#include <windows.h>
+#include "scales/TimeText.h"
+#include "scales/TimeTicks.h"
+
+namespace {
+
+constexpr std::int64_t Second = 10'000'000;
+constexpr std::int64_t Hour = 3600 * Second;
+
+TimeLabelWidth Fixed(long width)
+{
+    return [width](std::int64_t, long) { return width; };
+}
+
+std::vector<double> Majors(const CAxisTicks& ticks)
+{
+    // Walked as the axis walks them: start plus a multiple of the step.
+    std::vector<double> values;
+    for (int i = 0; i < 100 && ticks.MajorStart + i * ticks.MajorStep <= ticks.Maximum; ++i)
+        values.push_back(ticks.MajorStart + i * ticks.MajorStep);
+    return values;
+}
+
+const wchar_t* Label(double value, long format, long decimals, bool strip)
+{
+    return FormatTimeText(SecondsToTicks(value), format, decimals, true, strip, false, false, L".");
+}
+
+TEST(TimeTicks, EachRangeGetsItsStepsStartsAndDigits)
+{
+    const struct
+    {
+        const char* Name;
+        std::int64_t T0, T1;
+        long Pixels;
+        std::int16_t TimeDigits;
+        double MajorStart, MajorStep, MinorStart, MinorStep;   // seconds
+        int Decimals;
+    } rows[] = {
+        // Labels 40 wide take 60 and leave room for 6: 1, 2, 5 and 10 s give too many parts.
+        {"a hundred seconds on 800 pixels", 0, 100 * Second, 800, 3, 0, 20, 0, 5, 0},
+        {"the factor 2 parts in four", 0, 10 * Second, 800, 3, 0, 2, 0, 0.5, 0},
+        {"the factor 5 parts in five", 0, 20 * Second, 800, 3, 0, 5, 0, 1, 0},
+        {"room for one label takes a decade", 0, 10 * Second, 200, 3, 0, 10, 0, 2, 0},
+        {"ten labels at most", 0, 100 * Second, 100000, 3, 0, 10, 0, 2, 0},
+        {"starts are the first multiples in view", 3'300'000, 103'300'000, 800, 3, 2, 2, 0.5, 0.5, 0},
+        {"negative starts round towards zero", -73'000'000, 127'000'000, 800, 3, -5, 5, -7, 1, 0},
+        {"a fiftieth of a second shows two digits", 0, 200'000, 800, 3, 0, 0.01, 0, 0.002, 2},
+        {"the host's digits limit the step", 50'300'000, 50'500'000, 800, 1, 5.1, 0.1, 5.1, 0.1, 1},
+        {"negative digits read as three", 0, 5'000, 800, -1, 0, 0.001, 0, 0.001, 3},
+        {"a step of one tick has no minor ticks", 0, 5, 800, 7, 0, 1e-7, 0, 1e-7, 7},
+        {"a step of two ticks has no minor ticks", 0, 9, 800, 7, 0, 2e-7, 0, 2e-7, 7},
+        {"too narrow for two labels: one tick", 7 * Second, 107 * Second, 100, 3, 7, 200, 7, 200, 0},
+        {"no pixels: one tick", 7 * Second, 107 * Second, -50, 3, 7, 200, 7, 200, 0},
+    };
+    for (const auto& row : rows) {
+        CAxisTicks ticks;
+        ASSERT_TRUE(ChooseTimeTicks(row.T0, row.T1, row.Pixels, row.TimeDigits, Fixed(40), ticks)) << row.Name;
+        EXPECT_DOUBLE_EQ(double(row.T0) / Second, ticks.Minimum) << row.Name;
+        EXPECT_DOUBLE_EQ(double(row.T1) / Second, ticks.Maximum) << row.Name;
+        EXPECT_DOUBLE_EQ(row.MajorStart, ticks.MajorStart) << row.Name;
+        EXPECT_DOUBLE_EQ(row.MajorStep, ticks.MajorStep) << row.Name;
+        EXPECT_DOUBLE_EQ(row.MinorStart, ticks.MinorStart) << row.Name;
+        EXPECT_DOUBLE_EQ(row.MinorStep, ticks.MinorStep) << row.Name;
+        EXPECT_EQ(row.Decimals, ticks.Decimals) << row.Name;
+    }
+}
+
+TEST(TimeTicks, LabelsCrossTheMinuteAndTheHourInEachFormat)
+{
+    // 8 pixels a character: the wider labels of minutes and hours leave room for fewer.
+    const struct
+    {
+        const char* Name;
+        std::int64_t T0, T1;
+        long Format, Pixels;
+        std::vector<std::wstring> Labels;
+    } rows[] = {
+        {"seconds past the minute", 55 * Second, 65 * Second, 0, 400, {L"56", L"58", L"60", L"62", L"64"}},
+        {"minutes at the minute, narrow", 55 * Second, 65 * Second, 1, 400, {L"55", L"1:00", L"1:05"}},
+        {"hours at the minute", 55 * Second, 65 * Second, 2, 800, {L"56", L"58", L"1:00", L"1:02", L"1:04"}},
+        {"minutes at the hour", Hour - 5 * Second, Hour + 5 * Second, 1, 800, {L"59:56", L"59:58", L"60:00", L"60:02", L"60:04"}},
+        {"hours at the hour", Hour - 5 * Second, Hour + 5 * Second, 2, 800, {L"59:55", L"1:00:00", L"1:00:05"}},
+        {"tenths about the minute", 599'000'000, 601'000'000, 1, 800, {L"59.9", L"1:00", L"1:00.1"}},
+        {"negative minutes", -65 * Second, -55 * Second, 1, 800, {L"-1:04", L"-1:02", L"-1:00", L"-58", L"-56"}},
+    };
+    for (const auto& row : rows) {
+        const TimeLabelWidth width = [&](std::int64_t time, long decimals) {
+            return long(8 * wcslen(Label(double(time) / Second, row.Format, decimals, false)));
+        };
+        CAxisTicks ticks;
+        ASSERT_TRUE(ChooseTimeTicks(row.T0, row.T1, row.Pixels, 3, width, ticks)) << row.Name;
+        std::vector<std::wstring> labels;
+        for (double value : Majors(ticks)) labels.push_back(Label(value, row.Format, ticks.Decimals, true));
+        EXPECT_EQ(row.Labels, labels) << row.Name;
+    }
+}
+
+TEST(TimeTicks, LabelsMeasuredInAFontNeitherOverlapNorOverhang)
+{
+    HDC dc = CreateCompatibleDC(nullptr);
+    HFONT font = CreateFontW(-13, 0, 0, 0, FW_NORMAL, 0, 0, 0, DEFAULT_CHARSET, 0, 0, 0, 0, L"Arial");
+    HGDIOBJ old = SelectObject(dc, font);
+    const auto measure = [&](const wchar_t* text) {
+        SIZE size{};
+        GetTextExtentPoint32W(dc, text, int(wcslen(text)), &size);
+        return long(size.cx);
+    };
+    const struct
+    {
+        std::int64_t T0, T1;
+        long Format;
+    } ranges[] = {{0, 100 * Second, 0},          {12'345'678, 12'545'678, 0}, {-7 * Second, 13 * Second, 0},
+                  {50 * Second, 9 * 60 * Second, 1}, {0, Hour + 60 * Second, 1},  {-5 * Hour, -Hour, 2},
+                  {0, 1000 * Hour, 2},           {LLONG_MIN, LLONG_MAX, 2}};
+    for (const auto& range : ranges) {
+        for (long pixels : {150L, 400L, 1000L, 3000L}) {
+            SCOPED_TRACE(std::to_string(range.T0) + " to " + std::to_string(range.T1) + ", " + std::to_string(pixels));
+            const TimeLabelWidth width = [&](std::int64_t time, long decimals) {
+                return measure(Label(double(time) / Second, range.Format, decimals, false));
+            };
+            CAxisTicks ticks;
+            ASSERT_TRUE(ChooseTimeTicks(range.T0, range.T1, pixels, 3, width, ticks));
+            long previousRight = 0;
+            for (double value : Majors(ticks)) {
+                const long x = long((value - ticks.Minimum) / (ticks.Maximum - ticks.Minimum) * pixels);
+                const long w = measure(Label(value, range.Format, ticks.Decimals, true));
+                const LabelAlignment alignment = AlignLabel(x, w, 0, pixels);
+                const long left = alignment == LabelAlignment::Left ? x : alignment == LabelAlignment::Centre ? x - w / 2 : x - w;
+                EXPECT_GE(left, previousRight) << value;
+                EXPECT_LE(left + w, pixels) << value;
+                previousRight = left + w;
+            }
+        }
+    }
+    SelectObject(dc, old);
+    DeleteObject(font);
+    DeleteDC(dc);
+}
+
+TEST(TimeTicks, BadRangesAndLabelsGiveNoTicksOrFewAndNeverLoop)
+{
+    const struct
+    {
+        const char* Name;
+        std::int64_t T0, T1;
+        long LabelWidth;
+        bool Ticks;
+    } rows[] = {
+        {"empty range", 5 * Second, 5 * Second, 40, false},
+        {"inverted range", INT64_MAX, INT64_MIN, 40, false},
+        {"labels of no width", 0, 100 * Second, 0, false},
+        {"labels of negative width", 0, 100 * Second, -3, false},
+        {"the whole time range", INT64_MIN, INT64_MAX, 20, true},
+        {"the top tick", INT64_MAX - 1, INT64_MAX, 20, true},
+        {"a second above the bottom", INT64_MIN, INT64_MIN + Second, 20, true},
+    };
+    for (const auto& row : rows) {
+        CAxisTicks ticks;
+        ticks.MajorStep = -1;
+        ASSERT_EQ(row.Ticks, ChooseTimeTicks(row.T0, row.T1, 1000, 7, Fixed(row.LabelWidth), ticks)) << row.Name;
+        if (!row.Ticks) {
+            EXPECT_EQ(-1, ticks.MajorStep) << row.Name << ": the ticks stay untouched";
+            continue;
+        }
+        EXPECT_GT(ticks.MinorStep, 0.0) << row.Name;
+        EXPECT_GE(ticks.MajorStart, ticks.Minimum) << row.Name;
+        EXPECT_LE(Majors(ticks).size(), 11u) << row.Name;
+    }
+    // Seconds back to ticks round half away from zero and stay in the range.
+    EXPECT_EQ(12'345'679, SecondsToTicks(1.23456785));
+    EXPECT_EQ(-12'345'679, SecondsToTicks(-1.23456785));
+    EXPECT_EQ(INT64_MAX, SecondsToTicks(1e300));
+    EXPECT_EQ(INT64_MIN, SecondsToTicks(-INFINITY));
+    EXPECT_EQ(0, SecondsToTicks(NAN));
+}
+
+} // namespace

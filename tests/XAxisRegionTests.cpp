@@ -1,0 +1,303 @@
+// The time axis of the live chart over the substitute host: its range counted from the run's
+// first data, the cursor label in each control mode, the host's time format and digits at the next
+// paint, the offset label's fields, and a cursor move that repaints the label alone.
+#include <gtest/gtest.h>
+#include <algorithm>
+#include <functional>
+#include <string>
+#include <vector>
+#include "regions/XAxisRegion.h"
+#include "items/ItemFlags.h"
+#include "tests/SimTestSupport.h"
+
+using namespace qvxtest;
+
+namespace {
+
+// What a paint put on a metafile: the texts in order, and the lines.
+struct CPaintedText
+{
+    std::wstring Text;
+    POINT At;
+    UINT Alignment;
+};
+
+struct CPainted
+{
+    std::vector<CPaintedText> Texts;
+    // Where each line ended.
+    std::vector<POINT> Lines;
+    UINT Alignment = 0;
+    std::vector<std::wstring> Strings() const
+    {
+        std::vector<std::wstring> strings;
+        for (const CPaintedText& text : Texts) strings.push_back(text.Text);
+        return strings;
+    }
+};
+
+int CALLBACK Record(HDC, HANDLETABLE*, const ENHMETARECORD* record, int, LPARAM data)
+{
+    auto& painted = *reinterpret_cast<CPainted*>(data);
+    switch (record->iType) {
+    case EMR_SETTEXTALIGN:
+        painted.Alignment = reinterpret_cast<const EMRSETTEXTALIGN*>(record)->iMode;
+        break;
+    case EMR_EXTTEXTOUTW: {
+        const auto* text = reinterpret_cast<const EMREXTTEXTOUTW*>(record);
+        const auto* chars = reinterpret_cast<const wchar_t*>(reinterpret_cast<const BYTE*>(record) + text->emrtext.offString);
+        const POINTL at = text->emrtext.ptlReference;
+        painted.Texts.push_back({std::wstring(chars, text->emrtext.nChars), POINT{at.x, at.y}, painted.Alignment});
+        break;
+    }
+    case EMR_LINETO: {
+        const POINTL end = reinterpret_cast<const EMRLINETO*>(record)->ptl;
+        painted.Lines.push_back({end.x, end.y});
+        break;
+    }
+    }
+    return 1;
+}
+
+// The pixels of a window, read back from its context.
+std::vector<DWORD> Pixels(HWND window, int width, int height)
+{
+    BITMAPINFO info{{sizeof(BITMAPINFOHEADER), width, -height, 1, 32, BI_RGB}};
+    void* bits = nullptr;
+    CBitmapHandle bitmap(CreateDIBSection(nullptr, &info, DIB_RGB_COLORS, &bits, nullptr, 0));
+    CDeviceContext memory(CreateCompatibleDC(nullptr));
+    HGDIOBJ old = SelectObject(memory, bitmap);
+    BitBlt(memory, 0, 0, width, height, CWindowDC(window), 0, 0, SRCCOPY);
+    SelectObject(memory, old);
+    return std::vector<DWORD>(static_cast<DWORD*>(bits), static_cast<DWORD*>(bits) + width * height);
+}
+
+// A live chart of 130 seconds whose window of 100 seconds has slid 30 seconds past the first
+// data, with an axis of its own on a window of the test's.
+class XAxis : public LiveChartTest
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_NO_FATAL_FAILURE(LiveChartTest::SetUp());
+        Window = CreateWindowExW(0, L"STATIC", L"", WS_POPUP | WS_VISIBLE, 0, 0, WindowWidth + 1, 61, nullptr,
+                                 nullptr, nullptr, nullptr);
+        ASSERT_TRUE(Window);
+        Attach(SessionTask);
+        Advance(DataLength);
+        ASSERT_TRUE(Shown());
+        // An axis of the chart's graph, painting on the test's window.
+        Axis = std::make_unique<CRTCXAxisRegion>(*Chart->GraphRegion, &Task());
+        Axis->WindowRef = &Window;
+        Axis->SetBounds({0, 0, Width, 60});
+    }
+    void TearDown() override
+    {
+        Axis.reset();
+        if (Window) DestroyWindow(Window);
+        LiveChartTest::TearDown();
+    }
+
+    // Paints `draw` into a metafile, measured against the screen.
+    CPainted Paint(const std::function<void(CChartDrawInfo&)>& draw)
+    {
+        const CWindowDC screen(nullptr);
+        HDC metafile = CreateEnhMetaFileW(screen, nullptr, nullptr, nullptr);
+        {
+            CChartDrawInfo info(metafile, screen, *Chart, 0);
+            draw(info);
+        }
+        HENHMETAFILE recorded = CloseEnhMetaFile(metafile);
+        CPainted painted;
+        EnumEnhMetaFile(nullptr, recorded, Record, &painted, nullptr);
+        DeleteEnhMetaFile(recorded);
+        return painted;
+    }
+    CPainted PaintAxis()
+    {
+        return Paint([&](CChartDrawInfo& info) { Axis->Draw(info); });
+    }
+    // The axis painted on its window, and the window then valid.
+    void PaintOnWindow()
+    {
+        const CWindowDC dc(Window);
+        CChartDrawInfo info(dc, dc, *Chart, 0);
+        FillRect(dc, &Axis->Bounds, info.BackBrush);
+        Axis->Draw(info);
+        ValidateRect(Window, nullptr);
+    }
+
+    // Wide enough for a label every ten seconds in any font; the window, whose pixels are read
+    // back, fits on the screen.
+    static constexpr long Width = 2000;
+    static constexpr long WindowWidth = 600;
+    qvx::time DataLength = 130 * Second;
+    HWND Window = nullptr;
+    std::unique_ptr<CRTCXAxisRegion> Axis;
+};
+
+} // namespace
+
+// The first 30 seconds of a run: the window stands at [0 s, 100 s].
+class XAxisFilling : public XAxis
+{
+protected:
+    XAxisFilling() { DataLength = 30 * Second; }
+};
+
+TEST_F(XAxisFilling, TicksStandOnTheBaseLineAndTheEndLabelsAreFlushWithTheEnds)
+{
+    // 3 and 6 points at 96 dots an inch, one pixel more.
+    ASSERT_EQ(96, GetDeviceCaps(CWindowDC(nullptr), LOGPIXELSY));
+    const long minorEnd = 5, majorEnd = 9;
+    // The base line, then minor ticks every 2 s, then major ticks every 10 s with their labels.
+    const CPainted painted = PaintAxis();
+    ASSERT_EQ(1u + 51u + 11u, painted.Lines.size());
+    ASSERT_EQ(11u + 2u, painted.Texts.size());
+    EXPECT_EQ(Width, painted.Lines[0].x);
+    EXPECT_EQ(0, painted.Lines[0].y);
+    for (size_t i = 0; i < 51; ++i) {
+        const POINT minor = painted.Lines[1 + i];
+        EXPECT_TRUE(minor.x == long(i) * Width / 50 && minor.y == minorEnd) << i;
+    }
+    for (size_t i = 0; i < 11; ++i) {
+        const POINT major = painted.Lines[52 + i];
+        const CPaintedText& label = painted.Texts[i];
+        EXPECT_TRUE(major.x == long(i) * Width / 10 && major.y == majorEnd) << i;
+        EXPECT_EQ(std::to_wstring(10 * i), label.Text);
+        EXPECT_TRUE(label.At.x == major.x && label.At.y == majorEnd - 1) << i;
+        const UINT alignment = i == 0 ? TA_LEFT : i == 10 ? TA_RIGHT : TA_CENTER;
+        EXPECT_EQ(alignment, label.Alignment & (TA_LEFT | TA_RIGHT | TA_CENTER)) << i;
+    }
+}
+
+TEST_F(XAxis, TheHostsFormatAndDigitsChangeTheLabelsAtTheNextPaint)
+{
+    const struct
+    {
+        long Format;
+        unsigned short Digits;
+        std::vector<std::wstring> Labels;
+        const wchar_t* Caption;
+        const wchar_t* Cursor;
+    } rows[] = {
+        // The window's end, a column past the data's, is the time elapsed.
+        {0, 3, {L"40", L"50", L"60", L"70", L"80", L"90", L"100", L"110", L"120", L"130"}, L"Elapsed Time: ", L"130.100 sec"},
+        {1, 3, {L"40", L"50", L"1:00", L"1:10", L"1:20", L"1:30", L"1:40", L"1:50", L"2:00", L"2:10"}, L"Elapsed Time: ",
+         L"02:10.100 min:sec"},
+        {2, 1, {L"40", L"50", L"1:00", L"1:10", L"1:20", L"1:30", L"1:40", L"1:50", L"2:00", L"2:10"}, L"Elapsed Time: ",
+         L"00:02:10.1 hr:min:sec"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.Format);
+        ASSERT_EQ(S_OK, Sim->SetTimeFormat(row.Format));
+        ASSERT_EQ(S_OK, Sim->SetTimeDigits(row.Digits));
+        std::vector<std::wstring> expected = row.Labels;
+        expected.push_back(row.Caption);
+        expected.push_back(row.Cursor);
+        const CPainted painted = PaintAxis();
+        EXPECT_EQ(expected, painted.Strings());
+        // The base line, minor ticks every 2 s from 32 s and the ten majors.
+        EXPECT_EQ(1u + 50u + 10u, painted.Lines.size());
+    }
+}
+
+TEST_F(XAxis, TheCursorLabelTellsTheElapsedTimeWhileRunningAndTheCursorsTimeWhenPaused)
+{
+    const struct
+    {
+        const char* Name;
+        std::function<void()> Enter;
+        const wchar_t* Caption;
+        const wchar_t* Cursor;
+    } rows[] = {
+        // The window's end, which leads the data by part of a column of 0.1 s, is the time elapsed.
+        {"running", [] {}, L"Elapsed Time: ", L"130.100 sec"},
+        {"running on", [&] { Advance(Second / 4); }, L"Elapsed Time: ", L"130.300 sec"},
+        // The cursor at 50 s of the chart's window, which starts 30.3 s into the run.
+        {"local pause", [&] { LocalPause(); Task().SetCursor(50 * Second, 0); }, L"Time: ", L"80.300 sec"},
+        {"host's pause", [&] { HostRuns(false); Task().SetCursor(50 * Second, 0); }, L"Time: ", L"80.300 sec"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.Name);
+        row.Enter();
+        const CPainted painted = PaintAxis();
+        ASSERT_GE(painted.Texts.size(), 2u);
+        const CPaintedText& caption = painted.Texts[painted.Texts.size() - 2];
+        const CPaintedText& cursor = painted.Texts.back();
+        EXPECT_EQ(row.Caption, caption.Text);
+        EXPECT_EQ(row.Cursor, cursor.Text);
+        // Both stand on the last line, right-aligned, the value at the axis's right end and the
+        // caption where the value begins.
+        SIZE captionSize{}, cursorSize{};
+        Paint([&](CChartDrawInfo& info) {
+            SelectObject(info.hdcRef, info.hFontNormal);
+            info.GetTextExtent(caption.Text.c_str(), captionSize);
+            info.GetTextExtent(cursor.Text.c_str(), cursorSize);
+        });
+        const RECT label = Axis->SelectionLabelRect;
+        const RECT expected{Width - cursorSize.cx - captionSize.cx, 60 - std::max(captionSize.cy, cursorSize.cy), Width, 60};
+        EXPECT_TRUE(EqualRect(&expected, &label));
+        EXPECT_TRUE(cursor.At.x == Width && cursor.At.y == label.top && cursor.Alignment & TA_RIGHT);
+        EXPECT_TRUE(caption.At.x == Width - cursorSize.cx && caption.At.y == label.top && caption.Alignment & TA_RIGHT);
+    }
+}
+
+TEST_F(XAxis, ACursorMoveRepaintsTheLabelAloneAndOtherChangesInvalidateTheAxis)
+{
+    Axis->SetBounds({0, 0, WindowWidth, 60});
+    HostRuns(false);
+    Task().SetCursor(50 * Second, 0);
+    PaintOnWindow();
+    const std::vector<DWORD> before = Pixels(Window, WindowWidth + 1, 61);
+    const RECT label = Axis->SelectionLabelRect;
+    ASSERT_FALSE(IsRectEmpty(&label));
+
+    Task().SetCursor(61 * Second, 0);
+    RECT update{};
+    EXPECT_FALSE(GetUpdateRect(Window, &update, FALSE)) << "nothing is left for a paint";
+    const std::vector<DWORD> after = Pixels(Window, WindowWidth + 1, 61);
+    int changed = 0, outside = 0;
+    for (size_t at = 0; at < before.size(); ++at) {
+        const POINT point{long(at % (WindowWidth + 1)), long(at / (WindowWidth + 1))};
+        changed += before[at] != after[at];
+        outside += before[at] != after[at] && !PtInRect(&label, point);
+    }
+    EXPECT_GT(changed, 0) << "the label shows the new time";
+    EXPECT_EQ(0, outside) << "only the label's rectangle is painted";
+    PaintOnWindow();
+    EXPECT_TRUE(after == Pixels(Window, WindowWidth + 1, 61)) << "the label reads as a full paint would show it";
+
+    for (DWORD flags : {TaskTimeFormatStale, TaskWindowMoved, TaskTimeRangeStale | TaskCursorStale}) {
+        PaintOnWindow();
+        Axis->OnDataItemChanged(&Task(), flags);
+        EXPECT_TRUE(GetUpdateRect(Window, &update, FALSE) && update.left == 0 && update.right == WindowWidth + 1)
+            << std::hex << flags;
+    }
+}
+
+TEST_F(XAxis, TheOffsetLabelShowsTheFieldsThatHaveAnOffsetOrAFrame)
+{
+    const struct
+    {
+        qvx::time Time;
+        DWORD Flags;
+        std::vector<std::wstring> Texts;
+    } rows[] = {
+        {0, 0, {}},
+        {5 * Second, 0, {L"Offset: ", L"5.000 sec"}},
+        {0, 1, {L"Offset: ", L"0.000 sec"}},   // framed, so shown though zero
+        {-Second / 2, 0, {L"Offset: ", L"-0.500 sec"}},
+    };
+    for (const auto& row : rows) {
+        const CPainted painted = Paint([&](CChartDrawInfo& info) { Axis->DrawOffsetLabel(info, row.Time, 0.0, row.Flags); });
+        // A metafile context of Wine measures no text, so that every field seems too long for its
+        // room and gets an ellipsis: what is left before it is the text.
+        std::vector<std::wstring> texts;
+        for (std::wstring text : painted.Strings()) {
+            if (text.size() >= 3 && text.compare(text.size() - 3, 3, L"...") == 0) text.resize(text.size() - 3);
+            texts.push_back(text);
+        }
+        EXPECT_EQ(row.Texts, texts) << row.Time << " " << row.Flags;
+    }
+}
