@@ -240,6 +240,7 @@ TEST_F(YAxis, TheSpineAndTicksStandOnTheBandAndFollowTheDrag)
     CWindowDC screen(nullptr);
     CChartDrawInfo info(screen, screen, *Chart, 0);
     ASSERT_EQ(S_OK, axis.GetYTicks(info, ticks, FALSE));
+    EXPECT_EQ(0, ticks.Decimals);
     // The first minor tick that is no major one.
     const double value = ticks.MinorStart + ticks.MinorStep;
     const int y = static_cast<int>(band.bottom - (band.bottom - band.top) * value / 100.0);
@@ -270,6 +271,14 @@ TEST_F(YAxis, TheSpineAndTicksStandOnTheBandAndFollowTheDrag)
     EXPECT_EQ(colour, shown->Pixel(strip.right - minor, strip.bottom));
     for (int row = strip.top + 1; row < strip.bottom; row += 3)
         EXPECT_NE(colour, shown->Pixel(strip.right - minor, row)) << row;
+
+    // No ticks for the active channel when there is none; without a scale, no ticks and no ends.
+    Chart->TaskItem->SetActiveChannel(nullptr);
+    EXPECT_EQ(E_FAIL, tiled.GetYTicks(info, ticks, TRUE));
+    Set(Channel(0), L"Display maximum", VT_R8, -1);
+    EXPECT_EQ(E_FAIL, tiled.GetYTicks(info, ticks, FALSE));
+    Paint();
+    EXPECT_NE(colour, CaptureWindow(Window)->Pixel(Axis(0).AxisRect.right - minor, Axis(0).AxisRect.top));
 }
 
 TEST_F(YAxis, TheActiveAxisFollowsTheActiveChannel)
@@ -443,29 +452,6 @@ TEST_F(YAxis, EscapeOrARemovedChannelEndsTheDragWithoutWritingTheBand)
     CVariant maximum;
     ASSERT_EQ(S_OK, properties->GetProperty(CBstr(L"Y-axis % maximum").Get(), &maximum));
     EXPECT_EQ(60, maximum.dblVal);
-}
-
-TEST_F(YAxis, TicksComeFromTheChannelsScaleAndNotFromAnEmptyOne)
-{
-    Show({L"Speed"});
-    Set(Channel(0), L"Autoscale", VT_BOOL, 0);
-    Set(Channel(0), L"Display minimum", VT_R8, 0);
-    Set(Channel(0), L"Display maximum", VT_R8, 100);
-    Set(Channel(0), L"Decimal places", VT_I4, 1);
-    CWindowDC screen(nullptr);
-    CChartDrawInfo info(screen, screen, *Chart, 0);
-    CYAxisRegion& axis = Axis(0);
-    axis.AxisRect = RECT{0, 0, 50, 1000};
-    CAxisTicks ticks;
-    ASSERT_EQ(S_OK, axis.GetYTicks(info, ticks, FALSE));
-    EXPECT_EQ(0, ticks.Minimum);
-    EXPECT_EQ(100, ticks.Maximum);
-    EXPECT_EQ(10, ticks.MajorStep);
-    EXPECT_EQ(0, ticks.Decimals);
-    Set(Channel(0), L"Display maximum", VT_R8, -1);
-    EXPECT_EQ(E_FAIL, axis.GetYTicks(info, ticks, FALSE));
-    Chart->TaskItem->SetActiveChannel(nullptr);
-    EXPECT_EQ(E_FAIL, axis.GetYTicks(info, ticks, TRUE));
 }
 
 TEST_F(YAxis, ALongTitleEndsInDotsWithinItsRoom)
