@@ -3,6 +3,9 @@
 #include "regions/CursorsRegion.h"
 #include "config/DataNames.h"
 #include "regions/GraphRegion.h"
+#include "interaction/DragManager.h"
+#include "interaction/FlashingTraceManager.h"
+#include "interaction/FragileManager.h"
 #include "items/ItemFlags.h"
 #include "regions/ResizeRegion.h"
 #include "regions/ScrollbarRegion.h"
@@ -71,8 +74,9 @@ HRESULT CBaseChartCtl::CreateChart(const CRTCTimeSettings& settings, CResizeCall
     // control for its range.
     GraphRegion = std::make_unique<CRTCGraphRegion>(*this, TaskItem.get());
     CursorsRegion = std::make_unique<CRTCCursorsRegion>(WindowRef);
-    // TODO: make the drag manager (on the window cell), the fragile manager (on the root) and the
-    // flashing-trace manager (on the task item) here, between the panel and the divider.
+    DragManager = std::make_unique<CDragManager>(WindowRef);
+    FragileManager = std::make_unique<CFragileManager>(*DragManager);
+    FlashManager = std::make_unique<CFlashingTraceManager>(WindowRef, TaskItem.get(), *DragManager);
     ResizeRegion = std::make_unique<CResizeRegion>(WindowRef, resizeCallback);
     TaskItem->AddListener(this);
     return S_OK;
@@ -96,8 +100,10 @@ void CBaseChartCtl::ReleaseChart()
 
 void CBaseChartCtl::DestroyChart()
 {
-    // TODO: the flashing-trace, fragile and drag managers go after the divider.
     ResizeRegion.reset();
+    FlashManager.reset();
+    FragileManager.reset();
+    DragManager.reset();
     CursorsRegion.reset();
     GraphRegion.reset();
     for (CChannelDataItem* channel : WatchedChannels) channel->RemoveListener(this);
@@ -215,14 +221,12 @@ COLORREF CBaseChartCtl::GetBorderPaintColour()
 
 CFragileManager* CBaseChartCtl::GetFragileManager()
 {
-    // The fragile manager does not exist yet.
-    return nullptr;
+    return FragileManager.get();
 }
 
 CDragManager* CBaseChartCtl::GetDragManager()
 {
-    // The drag manager does not exist yet.
-    return nullptr;
+    return DragManager.get();
 }
 
 CRTCTaskDataItem* CBaseChartCtl::GetTaskDataItem()

@@ -24,6 +24,7 @@
 class CChannelDataItem;
 class CDataItemBase;
 class CDragManager;
+class CFlashingTraceManager;
 class CFragileManager;
 class CRTCCursorsRegion;
 class CRTCGraphRegion;
@@ -188,7 +189,10 @@ protected:
     std::unique_ptr<CRTCGraphRegion> GraphRegion;
     std::unique_ptr<CRTCCursorsRegion> CursorsRegion;
     std::unique_ptr<CResizeRegion> ResizeRegion;
-    // TODO: the drag, fragile and flashing-trace managers (drag managers and graph cursors).
+    // The interaction state: the running drag, the running fragile mode, the flashing trace.
+    std::unique_ptr<CDragManager> DragManager;
+    std::unique_ptr<CFragileManager> FragileManager;
+    std::unique_ptr<CFlashingTraceManager> FlashManager;
     // SplitFraction and VerticalSplitInches, and how the root is shared.
     CRootLayout Layout;
     // Fetched from the host when it attaches.

@@ -218,6 +218,9 @@ public:
     // straight onto paper and into metafiles) and returns to the screen's layout afterwards.
     HRESULT OnDraw(const DrawDescription& draw) override;
     void OnWindowCreated() override;
+    // The chart's keys first: a key whose command a handler takes goes no further; the window
+    // and then the container have the others.
+    STDMETHODIMP TranslateAccelerator(LPMSG message) override;
 
 protected:
     // The "ActiveTraceGridColor" of a new control.
@@ -241,6 +244,15 @@ protected:
     int PaintDepth = 0;
     // Left and top stay 0; right and bottom are the window's size.
     RECT ClientRect{};
+    struct CDestroyAcceleratorTable
+    {
+        void operator()(HACCEL table) const noexcept { DestroyAcceleratorTable(table); }
+    };
+    // The chart's keys and their commands.
+    static HACCEL CreateAccelerators();
+    CGdiHandle<HACCEL, CDestroyAcceleratorTable> Accelerators{CreateAccelerators()};
+    // Cleared by a command of a key that no handler took, so that the key goes on.
+    BOOL AcceleratorHandled = FALSE;
 
 private:
     HRESULT InitialiseNew();

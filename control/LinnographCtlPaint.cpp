@@ -1,5 +1,9 @@
 #include "control/LinnographCtl.h"
 #include <algorithm>
+#include <iterator>
+#include "interaction/DragManager.h"
+#include "interaction/FlashingTraceManager.h"
+#include "interaction/FragileManager.h"
 #include "items/RTCTaskDataItem.h"
 #include "regions/CursorsRegion.h"
 #include "regions/GraphRegion.h"
@@ -77,7 +81,11 @@ bool CLinnographCtl::ProcessWindowMessage(HWND window, UINT message, WPARAM wPar
 {
     // 1. The frame's own map: paint, focus and mouse activation.
     if (COleControl::ProcessWindowMessage(window, message, wParam, lParam, result, mapId)) return true;
-    // TODO: 2, 3. The fragile manager and the drag manager.
+    // 2, 3. The managers see everything before any region: a running mode may break or swallow it.
+    if (FragileManager && FragileManager->ProcessWindowMessage(window, message, wParam, lParam, result, mapId))
+        return true;
+    if (DragManager && DragManager->ProcessWindowMessage(window, message, wParam, lParam, result, mapId))
+        return true;
     // 4 to 6. The divider, the graph and the cursor values panel.
     if (ResizeRegion && ResizeRegion->ProcessWindowMessage(window, message, wParam, lParam, result, mapId))
         return true;
@@ -99,21 +107,72 @@ bool CLinnographCtl::ProcessWindowMessage(HWND window, UINT message, WPARAM wPar
         result = 0;
         return true;
     }
-    // TODO: WM_COMMAND and WM_CONTEXTMENU go to the commands and the context menu.
+    case WM_COMMAND:
+        // TODO: the rest of the command table, and WM_CONTEXTMENU to the context menu.
+        if (LOWORD(wParam) == CFlashingTraceManager::FlashCommand && FlashManager && FlashManager->OnFlashCommand()) {
+            result = 0;
+            return true;
+        }
+        break;
     case WM_THEMECHANGED:
         Border.OnThemeChanged();
         result = 0;
         return true;
-    // TODO: WM_DRAWITEM and WM_MEASUREITEM of the owner-drawn menu, and the accelerator tail of
-    // WM_COMMAND, WM_SYSCOMMAND, WM_KEYDOWN and WM_KEYUP, with the commands.
+    // TODO: WM_DRAWITEM and WM_MEASUREITEM of the owner-drawn menu.
     default:
         break;
+    }
+    // A key's command that no handler took, and a key that no region took, go on to the container.
+    const bool fromKey = (message == WM_COMMAND && HIWORD(wParam) == 1) || (message == WM_SYSCOMMAND && HIWORD(lParam) == 0);
+    if (fromKey) AcceleratorHandled = FALSE;
+    if (fromKey || message == WM_KEYDOWN || message == WM_KEYUP) {
+        result = 1;
+        return true;
     }
     if (IsReflected(message)) {
         result = DefWindowProcW(window, message - ReflectedBase, wParam, lParam);
         return true;
     }
     return false;
+}
+
+HACCEL CLinnographCtl::CreateAccelerators()
+{
+    // The brackets are keys by their character, wherever the keyboard has them.
+    const auto key = [](wchar_t character) { return static_cast<WORD>(LOBYTE(VkKeyScanW(character))); };
+    constexpr BYTE Control = FVIRTKEY | FCONTROL;
+    constexpr BYTE Alt = FVIRTKEY | FALT;
+    ACCEL keys[] = {
+        {FVIRTKEY, 'F', CFlashingTraceManager::FlashCommand},
+        {FVIRTKEY, 'H', 32778},
+        {FVIRTKEY, 'P', 32768},
+        {FVIRTKEY, 'T', 32776},
+        {FVIRTKEY, VK_BACK, 32773},
+        {Control, VK_BACK, 32774},
+        {FVIRTKEY, VK_DELETE, 32783},
+        {FVIRTKEY, key(L'['), 32797},
+        {FVIRTKEY, key(L']'), 32798},
+        {Alt, VK_RETURN, 32775},
+        {FVIRTKEY, 'Y', 32784},
+        {FVIRTKEY, 'Z', 32793},
+    };
+    return CreateAcceleratorTableW(keys, static_cast<int>(std::size(keys)));
+}
+
+STDMETHODIMP CLinnographCtl::TranslateAccelerator(LPMSG message)
+{
+    if (!message) return E_POINTER;
+    // The command runs within TranslateAcceleratorW; a handler that refuses it clears the flag.
+    AcceleratorHandled = TRUE;
+    if (Accelerators && ::TranslateAcceleratorW(message->hwnd, Accelerators, message) && AcceleratorHandled) return S_OK;
+    if ((message->message == WM_KEYDOWN || message->message == WM_KEYUP) &&
+        SendMessageW(message->hwnd, message->message, message->wParam, message->lParam) == 0)
+        return S_OK;
+    CComPtr<IOleControlSite> site;
+    if (!ClientSite || FAILED(ClientSite.As(site))) return S_FALSE;
+    const DWORD modifiers = (GetKeyState(VK_SHIFT) < 0 ? 1 : 0) | (GetKeyState(VK_CONTROL) < 0 ? 2 : 0) |
+                            (GetKeyState(VK_MENU) < 0 ? 4 : 0);
+    return site->TranslateAccelerator(message, modifiers) == S_OK ? S_OK : S_FALSE;
 }
 
 void CLinnographCtl::OnWindowCreated()

@@ -191,6 +191,9 @@ public:
     void SetDistanceMode(bool on) noexcept { DistanceMode = on; }
     // The second cursor, from the start of the selection.
     qvx::time GetSecondCursorTime() const noexcept { return SecondCursorTime; }
+    // Two-cursor mode, with the span between the cursors shaded.
+    bool HasTwoCursors() const noexcept { return TwoCursors != 0; }
+    void SetTwoCursors(bool on) noexcept { TwoCursors = on; }
     // The host root through the chart; null without a chart or a host.
     IQvxOrvid* GetOrvid() const;
     // The chart's gradation of the traces of one selection towards white, 0 to 255; 0 without

@@ -255,6 +255,14 @@ double CTraceDataItem::GetValueOffset()
     return ValueOffset;
 }
 
+void CTraceDataItem::SetFlashPhase(BOOL shown)
+{
+    FlashOn = shown;
+    // A copy: a listener may leave while it is told.
+    const std::vector<CDataItemListener*> listeners = Listeners;
+    for (CDataItemListener* listener : listeners) listener->Invalidate();
+}
+
 // --- statistics ---
 
 void CTraceDataItem::AddStatisticsUser(const void* user)

@@ -100,8 +100,11 @@ public:
 
     // Cleared by the hide command.
     BOOL Visible = TRUE;
-    // The phase of the flashing trace: 0 draws the inverted colour.
+    // The phase of the flashing trace: 0 draws the inverted colour. Apart from Visible, which
+    // is the user's.
     BOOL FlashOn = TRUE;
+    // Sets the phase, and every listener's picture is out of date.
+    void SetFlashPhase(BOOL shown);
 
 protected:
     // `option` is the host's option argument of the series' searches and readings.

@@ -14,6 +14,11 @@ public:
     CEventsRegion(const HWND* windowRef, CGraphRegion& graph) noexcept : CChartRegionBase(windowRef), Graph(graph) {}
 
     bool ProcessWindowMessage(HWND, UINT, WPARAM, LPARAM, LRESULT&, DWORD) override { return false; }
+    // The note over the selected event, which the graph's cursors draw and move: where it lies
+    // and what lies under it, the note itself, and putting back what it covered.
+    void PrepareOverlay(CChartDrawInfo&, BOOL) {}
+    void DrawOverlay(CChartDrawInfo&) {}
+    void RestoreOverlay(HDC) {}
 
     CGraphRegion& Graph;
 };

@@ -20,6 +20,7 @@ public:
     using CBaseChartCtl::AutoSizeCursorValues;
     using CBaseChartCtl::BorderStyle;
     using CBaseChartCtl::CursorsRegion;
+    using CBaseChartCtl::FlashManager;
     using CBaseChartCtl::GraphRegion;
     using CBaseChartCtl::Layout;
     using CBaseChartCtl::ResizeRegion;

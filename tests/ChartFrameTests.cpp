@@ -8,6 +8,7 @@
 #include <utility>
 #include "tests/ChartFrameTestSupport.h"
 #include "tests/ChartTestSupport.h"
+#include "interaction/FlashingTraceManager.h"
 #include "items/ItemFlags.h"
 #include "items/RTCTaskDataItem.h"
 
@@ -126,10 +127,11 @@ TEST_F(ChartFrame, ConstructionBuildsTheTreeUnderTheRoot)
     EXPECT_EQ(task->GetOwner(), static_cast<CBaseChartCtl*>(Chart));
     EXPECT_EQ(task->GetDataTimeSpan(), 200'000'000);
     EXPECT_EQ(task->Flags, 0xFFFFFFFFu);
-    // The graph and its x axis listen first, the root last.
-    ASSERT_EQ(task->Listeners.size(), 3u);
+    // The graph and its x axis listen first, then the flashing-trace manager, the root last.
+    ASSERT_EQ(task->Listeners.size(), 4u);
     EXPECT_EQ(task->Listeners[0], static_cast<CChartRegionBase*>(Chart->GraphRegion.get()));
-    EXPECT_EQ(task->Listeners[2], static_cast<CChartRegionBase*>(Chart));
+    EXPECT_EQ(task->Listeners[2], static_cast<CChartRegionBase*>(Chart->FlashManager.get()));
+    EXPECT_EQ(task->Listeners[3], static_cast<CChartRegionBase*>(Chart));
 
     // The zoom stack is the host library's own.
     ASSERT_TRUE(task->GetZoomStack());

@@ -17,6 +17,8 @@
 #include "regions/ScrollbarRegion.h"
 #include "regions/XAxisRegion.h"
 #include "regions/YAxisRegion.h"
+#include "scales/AxisTicks.h"
+#include "scales/ValueToPixel.h"
 
 using namespace qvxtest;
 
@@ -229,6 +231,35 @@ TEST_F(GraphTest, FixedGridStandsOnRoundedTenths)
     surface.Fill(0xFFFFFF);
     Graph().Draw(info);
     EXPECT_EQ(0xFFFFFFu, surface.Pixel(110, 120));
+}
+
+// Without the fixed grid the vertical lines stand on the time axis's ticks, major or minor.
+TEST_F(GraphTest, TheTicksGridStandsOnTheTimeAxisTicks)
+{
+    Lay(RECT{0, 0, 900, 400}, Screen);
+    Graph().FixedGrid = FALSE;
+    Graph().ShowYAxisGrid = FALSE;
+    for (BOOL minor : {FALSE, TRUE}) {
+        SCOPED_TRACE(minor ? "minor" : "major");
+        Graph().ShowXAxisGridMinorLines = minor;
+        CDibSurface surface(900, 400, 0xFFFFFF);
+        CChartDrawInfo info(surface.Dc(), Screen, *Chart, 0);
+        Graph().Draw(info);
+        CAxisTicks ticks;
+        ASSERT_EQ(S_OK, Graph().XAxis->GetTimeTicks(info, ticks));
+        const RECT& graph = Graph().GraphRect;
+        std::vector<int> expected, drawn;
+        WalkSeries(minor ? ticks.MinorStart : ticks.MajorStart, minor ? ticks.MinorStep : ticks.MajorStep,
+                   ticks.Minimum, ticks.Maximum, [&](double value) {
+                       expected.push_back(MapToPixel(graph.left, graph.right, ticks.Minimum, ticks.Maximum, value,
+                                                     true, false));
+                   });
+        ASSERT_GT(expected.size(), 2u);
+        const int row = (graph.top + graph.bottom) / 2 + 3;
+        for (int x = graph.left; x <= graph.right; ++x)
+            if (surface.Pixel(x, row) != 0xFFFFFFu) drawn.push_back(x);
+        EXPECT_EQ(expected, drawn);
+    }
 }
 
 // The mode text in the corner: what the control mode says, drawn in the foreground colour at the

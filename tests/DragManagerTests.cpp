@@ -1,0 +1,364 @@
+// The drag and fragile managers at the head of a real window's message chain, driven by posted
+// messages through the thread's pump: capture, cursor, what ends, cancels or swallows what.
+#include <gtest/gtest.h>
+#include <algorithm>
+#include <functional>
+#include <string>
+#include <vector>
+#include "tests/OleTestSupport.h"
+#include "interaction/DragManager.h"
+#include "interaction/FragileManager.h"
+
+using namespace qvxtest;
+
+namespace {
+
+class CRecordingDrag : public CDragModeBase
+{
+public:
+    explicit CRecordingDrag(CDragManager& manager) : Manager(manager) {}
+    BOOL Begin() override { return Log("Begin"), Allow; }
+    void End() override
+    {
+        Log("End");
+        if (OnEnd) OnEnd();
+    }
+    void Cancel() override { Log("Cancel"); }
+    void Track(const POINT* point) override
+    {
+        Log("Track " + std::to_string(point->x) + "," + std::to_string(point->y));
+        if (OnTrack) OnTrack();
+    }
+    DWORD GetFlags() override { return Flags; }
+    HCURSOR GetCursor() override { return Cursor; }
+    // Each call, and whether the manager still counted the mode as running during it.
+    void Log(const std::string& call) { Calls.push_back(call + (Manager.ActiveMode == this ? "" : " (idle)")); }
+
+    CDragManager& Manager;
+    BOOL Allow = TRUE;
+    DWORD Flags = DefaultFlags;
+    HCURSOR Cursor = nullptr;
+    std::function<void()> OnEnd, OnTrack;
+    std::vector<std::string> Calls;
+};
+
+// Answers a key or a command given to it with Takes.
+class CRecordingFragile : public CFragileModeBase
+{
+public:
+    BOOL Begin() override { return Calls.push_back("Begin"), TRUE; }
+    void End() override { Calls.push_back("End"); }
+    void OnKeyDown(UINT key, BOOL& handled) override { Calls.push_back("Key " + std::to_string(key)), handled = Takes; }
+    void OnCommand(WORD id, BOOL& handled) override { Calls.push_back("Command " + std::to_string(id)), handled = Takes; }
+    DWORD GetFlags() override { return Flags; }
+
+    BOOL Takes = TRUE;
+    DWORD Flags = FRAGILE_TAKES_KEYS;
+    std::vector<std::string> Calls;
+};
+
+// A window whose chain is the fragile manager, the drag manager, then a tail that plays a region:
+// a left press starts `Mode`. The tail records what reaches it.
+class Managers : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        WNDCLASSW windowClass{};
+        windowClass.lpfnWndProc = &Procedure;
+        windowClass.hInstance = GetModuleHandleW(nullptr);
+        windowClass.lpszClassName = L"QvxTestDragWindow";
+        windowClass.hCursor = LoadCursorW(nullptr, MAKEINTRESOURCEW(32512));
+        RegisterClassW(&windowClass);
+        Window = CreateWindowExW(0, windowClass.lpszClassName, L"", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 100, 100, 300,
+                                 200, nullptr, nullptr, windowClass.hInstance, nullptr);
+        ASSERT_TRUE(Window);
+        SetWindowLongPtrW(Window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
+        // The window's activation and focus settle before the test posts anything.
+        SetFocus(Window);
+        PumpUntil([] { return false; }, 50);
+        SetCursor(windowClass.hCursor);
+        Original = GetCursor();
+        Passed.clear();
+    }
+    void TearDown() override
+    {
+        ReleaseCapture();
+        if (Window) DestroyWindow(Window);
+    }
+
+    static LRESULT CALLBACK Procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
+    {
+        auto* self = reinterpret_cast<Managers*>(GetWindowLongPtrW(window, GWLP_USERDATA));
+        if (!self) return DefWindowProcW(window, message, wParam, lParam);
+        // Other programs of the test run take the focus away at any time, and the system repeats
+        // the mouse where it stands: only the test's own focus loss (a wParam of 'A') and moves
+        // (never where the mouse is) count.
+        if (message == WM_KILLFOCUS && wParam != 'A') return 0;
+        if (message == WM_MOUSEMOVE && IsWhereTheMouseIs(window, lParam)) return 0;
+        LRESULT result = 0;
+        if (self->Fragile.ProcessWindowMessage(window, message, wParam, lParam, result, 0)) return result;
+        if (self->Drag.ProcessWindowMessage(window, message, wParam, lParam, result, 0)) return result;
+        if (message == WM_LBUTTONDOWN) {
+            const DWORD position = GetMessagePos();
+            self->PressedAt = POINT{static_cast<short>(LOWORD(position)), static_cast<short>(HIWORD(position))};
+            ScreenToClient(window, &self->PressedAt);
+            self->Started = self->Drag.Start(&self->Mode);
+        }
+        self->Passed.push_back(message);
+        // Kept from the default procedure, which would open menus on them.
+        if (message == WM_RBUTTONUP || message == WM_CONTEXTMENU || message == WM_SYSKEYDOWN) return 0;
+        return DefWindowProcW(window, message, wParam, lParam);
+    }
+    static bool IsWhereTheMouseIs(HWND window, LPARAM lParam)
+    {
+        POINT mouse{};
+        GetCursorPos(&mouse);
+        ScreenToClient(window, &mouse);
+        return mouse.x == static_cast<short>(LOWORD(lParam)) && mouse.y == static_cast<short>(HIWORD(lParam));
+    }
+
+    // Posts `message` and pumps until the window has taken it.
+    void Post(UINT message, WPARAM wParam = 0, LPARAM lParam = 0)
+    {
+        PostMessageW(Window, message, wParam, lParam);
+        PumpUntil([] { return false; }, 20);
+    }
+    // A left press at client point (x, y). The start point comes from where the mouse was when
+    // the press was posted, which the region notes as PressedAt.
+    void Press(int x, int y)
+    {
+        Mode.Calls.clear();
+        Passed.clear();
+        Post(WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(x, y));
+    }
+    // The mode's first Track, at the press.
+    std::string TrackOfPress() const
+    {
+        return "Track " + std::to_string(PressedAt.x) + "," + std::to_string(PressedAt.y);
+    }
+    // Whether `message` reached the region behind the managers.
+    bool PassedOn(UINT message) const { return std::find(Passed.begin(), Passed.end(), message) != Passed.end(); }
+    HWND Window = nullptr;
+    CDragManager Drag{&Window};
+    CFragileManager Fragile{Drag};
+    CRecordingDrag Mode{Drag};
+    CRecordingFragile Keys;
+    BOOL Started = FALSE;
+    POINT PressedAt{};
+    HCURSOR Original = nullptr;
+    std::vector<UINT> Passed;
+};
+
+using Calls = std::vector<std::string>;
+
+TEST_F(Managers, ADragTakesTheCaptureTracksFromThePressAndGivesItAllBackAtTheRelease)
+{
+    Mode.Cursor = LoadCursorW(nullptr, MAKEINTRESOURCEW(32515));
+    // Posted far from where the mouse is: the drag starts where the mouse was at the press.
+    Press(2000, 3000);
+    ASSERT_TRUE(Started);
+    EXPECT_EQ(Window, GetCapture());
+    EXPECT_EQ(Mode.Cursor, GetCursor());
+    EXPECT_EQ(PressedAt.x, Drag.StartPoint.x);
+    EXPECT_EQ(PressedAt.y, Drag.StartPoint.y);
+    Post(WM_MOUSEMOVE, MK_LBUTTON, MAKELPARAM(-5, 30));
+    EXPECT_EQ(-5, Drag.CurrentPoint.x);
+    EXPECT_EQ(30, Drag.CurrentPoint.y);
+    // The finishing point is tracked, and the mode is idle by the time it ends.
+    Post(WM_LBUTTONUP, 0, MAKELPARAM(40, 50));
+    EXPECT_EQ((Calls{"Begin (idle)", TrackOfPress(), "Track -5,30", "Track 40,50", "End (idle)"}), Mode.Calls);
+    EXPECT_EQ(nullptr, Drag.ActiveMode);
+    EXPECT_EQ(nullptr, GetCapture());
+    EXPECT_EQ(Original, GetCursor());
+    // The press reached its region; the drag's own messages did not.
+    EXPECT_TRUE(PassedOn(WM_LBUTTONDOWN));
+    EXPECT_FALSE(PassedOn(WM_MOUSEMOVE));
+    EXPECT_FALSE(PassedOn(WM_LBUTTONUP));
+}
+
+TEST_F(Managers, TheDragStartsWhereTheMouseWasAtThePressNotWhereItIsNow)
+{
+    POINT press{40, 30}, later{120, 90}, placed{};
+    ClientToScreen(Window, &press);
+    ClientToScreen(Window, &later);
+    SetCursorPos(press.x, press.y);
+    if (!GetCursorPos(&placed) || placed.x != press.x || placed.y != press.y)
+        GTEST_SKIP() << "the mouse cannot be placed here";
+    PumpUntil([] { return false; }, 20);
+    PostMessageW(Window, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(1, 1));
+    SetCursorPos(later.x, later.y);
+    PumpUntil([] { return false; }, 20);
+    ASSERT_TRUE(Started);
+    EXPECT_EQ(40, Drag.StartPoint.x);
+    EXPECT_EQ(30, Drag.StartPoint.y);
+}
+
+struct CDragRow
+{
+    const char* Name;
+    DWORD Flags;
+    UINT Message;
+    WPARAM WParam;
+    const char* Effect;   // the mode's last call, or "" for none after the press
+    bool Running;         // the drag still runs afterwards
+    bool PassesOn;        // the message reaches the region behind the managers
+};
+
+TEST_F(Managers, EachMessageOfARunningDragEndsCancelsSwallowsOrPassesAsItsModesFlagsSay)
+{
+    const DWORD Thumb = DRAG_END_ON_LBUTTONUP | DRAG_SWALLOW_CONTEXTMENU;
+    const DWORD AutoScroll = CDragModeBase::DefaultFlags | DRAG_END_ON_MBUTTONDOWN;
+    const CDragRow rows[] = {
+        {"a release of the left button ends it", CDragModeBase::DefaultFlags, WM_LBUTTONUP, 0, "End (idle)", false, false},
+        {"a right press does not cancel it", CDragModeBase::DefaultFlags, WM_RBUTTONDOWN, 0, "", true, true},
+        {"a right release without its flag passes", CDragModeBase::DefaultFlags, WM_RBUTTONUP, 0, "", true, true},
+        {"a right release with its flag ends it", CDragModeBase::DefaultFlags | DRAG_END_ON_RBUTTONUP, WM_RBUTTONUP, 0,
+         "End (idle)", false, false},
+        {"a middle press ends the auto-scroll", AutoScroll, WM_MBUTTONDOWN, 0, "End (idle)", false, false},
+        {"a middle release ends it after the mouse moved", AutoScroll | DRAG_END_ON_MBUTTONUP, WM_MBUTTONUP, 0,
+         "End (idle)", false, false},
+        {"a middle release before the mouse moved passes", AutoScroll, WM_MBUTTONUP, 0, "", true, true},
+        {"Escape cancels it", CDragModeBase::DefaultFlags, WM_KEYDOWN, VK_ESCAPE, "Cancel", false, false},
+        {"Escape without its flag is swallowed", Thumb, WM_KEYDOWN, VK_ESCAPE, "", true, false},
+        {"any other key is swallowed", CDragModeBase::DefaultFlags, WM_KEYDOWN, VK_ADD, "", true, false},
+        {"a held Alt is swallowed", CDragModeBase::DefaultFlags, WM_SYSKEYDOWN, VK_MENU, "", true, false},
+        {"a command is swallowed", CDragModeBase::DefaultFlags, WM_COMMAND, 41001, "", true, false},
+        {"a cancel of modes cancels it", Thumb, WM_CANCELMODE, 0, "Cancel", false, false},
+        {"the context menu cancels it and opens", CDragModeBase::DefaultFlags, WM_CONTEXTMENU, 0, "Cancel", false, true},
+        {"a mode that keeps the context menu eats it", Thumb, WM_CONTEXTMENU, 0, "", true, false},
+        {"a wheel turn passes", CDragModeBase::DefaultFlags, WM_MOUSEWHEEL, 0, "", true, true},
+    };
+    for (const CDragRow& row : rows) {
+        SCOPED_TRACE(row.Name);
+        Mode.Flags = row.Flags;
+        Mode.Cursor = LoadCursorW(nullptr, MAKEINTRESOURCEW(32515));
+        Press(5, 6);
+        ASSERT_TRUE(Started);
+        Passed.clear();
+        const size_t before = Mode.Calls.size();
+        Post(row.Message, row.WParam, MAKELPARAM(7, 8));
+        const std::string effect = Mode.Calls.size() > before ? Mode.Calls.back() : "";
+        EXPECT_EQ(row.Effect, effect);
+        EXPECT_EQ(row.Running, Drag.ActiveMode == &Mode);
+        EXPECT_EQ(row.Running ? Window : nullptr, GetCapture());
+        EXPECT_EQ(row.Running ? Mode.Cursor : Original, GetCursor());
+        EXPECT_EQ(row.PassesOn, PassedOn(row.Message));
+        if (Drag.ActiveMode) Post(WM_CANCELMODE);
+        ASSERT_EQ(nullptr, Drag.ActiveMode);
+    }
+}
+
+TEST_F(Managers, ARefusedBeginLeavesNoCaptureNoCursorAndNoTrack)
+{
+    Mode.Allow = FALSE;
+    Mode.Cursor = LoadCursorW(nullptr, MAKEINTRESOURCEW(32515));
+    Press(5, 6);
+    EXPECT_FALSE(Started);
+    EXPECT_EQ((Calls{"Begin (idle)"}), Mode.Calls);
+    EXPECT_EQ(nullptr, Drag.ActiveMode);
+    EXPECT_EQ(nullptr, GetCapture());
+    EXPECT_EQ(Original, GetCursor());
+    // Nothing runs: the release reaches the region.
+    Post(WM_LBUTTONUP, 0, MAKELPARAM(5, 6));
+    EXPECT_TRUE(PassedOn(WM_LBUTTONUP));
+}
+
+TEST_F(Managers, ASecondStartIsRefusedWithoutAskingItsModeAndTheFirstDragRunsOn)
+{
+    Press(5, 6);
+    CRecordingDrag second(Drag);
+    EXPECT_FALSE(Drag.Start(&second));
+    EXPECT_TRUE(second.Calls.empty());
+    EXPECT_EQ(&Mode, Drag.ActiveMode);
+    EXPECT_EQ(Window, GetCapture());
+    Post(WM_LBUTTONUP, 0, MAKELPARAM(7, 8));
+    EXPECT_EQ("End (idle)", Mode.Calls.back());
+}
+
+TEST_F(Managers, AModeThatEndsItselfAtThePressReportsNoDrag)
+{
+    Mode.OnTrack = [&] { SendMessageW(Window, WM_CANCELMODE, 0, 0); };
+    Press(5, 6);
+    EXPECT_FALSE(Started);
+    EXPECT_EQ((Calls{"Begin (idle)", TrackOfPress(), "Cancel"}), Mode.Calls);
+    EXPECT_EQ(nullptr, GetCapture());
+}
+
+TEST_F(Managers, AnEndingDragMayStartAFragileModeThatItsRunWouldHaveRefused)
+{
+    Press(5, 6);
+    EXPECT_FALSE(Fragile.Start(&Keys));
+    EXPECT_TRUE(Keys.Calls.empty());
+    BOOL started = FALSE;
+    Mode.OnEnd = [&] { started = Fragile.Start(&Keys); };
+    Post(WM_LBUTTONUP, 0, MAKELPARAM(7, 8));
+    EXPECT_TRUE(started);
+    EXPECT_EQ(&Keys, Fragile.ActiveMode);
+}
+
+struct CFragileRow
+{
+    const char* Name;
+    DWORD Flags;
+    BOOL Takes;           // what the mode answers for a key or command given to it
+    UINT Message;
+    const char* Effect;   // the mode's last call, or "" for none
+    bool Running;
+    bool PassesOn;
+};
+
+TEST_F(Managers, AFragileModeTakesWhatItsFlagsSayAndBreaksOnAnythingElseWhichThenTakesItsEffect)
+{
+    const DWORD KeysOnly = FRAGILE_TAKES_KEYS;
+    const DWORD Everything = FRAGILE_TAKES_KEYS | FRAGILE_TAKES_COMMANDS | FRAGILE_SURVIVES_CONTEXTMENU;
+    const CFragileRow rows[] = {
+        {"a key it takes", KeysOnly, TRUE, WM_KEYDOWN, "Key 65", true, false},
+        {"a key it leaves", KeysOnly, FALSE, WM_KEYDOWN, "Key 65", true, true},
+        {"a system key it takes", KeysOnly, TRUE, WM_SYSKEYDOWN, "Key 65", true, false},
+        {"a key without its flag", FRAGILE_TAKES_COMMANDS, TRUE, WM_KEYDOWN, "End", false, true},
+        {"a command without its flag", KeysOnly, TRUE, WM_COMMAND, "End", false, true},
+        {"a command it takes", Everything, TRUE, WM_COMMAND, "Command 65", true, false},
+        {"the context menu", KeysOnly, TRUE, WM_CONTEXTMENU, "End", false, true},
+        {"the context menu it survives", Everything, TRUE, WM_CONTEXTMENU, "", true, true},
+        {"a click", Everything, TRUE, WM_LBUTTONDOWN, "End", false, true},
+        {"a middle click", Everything, TRUE, WM_MBUTTONDOWN, "End", false, true},
+        {"a wheel turn", Everything, TRUE, WM_MOUSEWHEEL, "End", false, true},
+        {"a lost focus", Everything, TRUE, WM_KILLFOCUS, "End", false, true},
+        {"a cancel of modes", Everything, TRUE, WM_CANCELMODE, "End", false, true},
+        {"a resize", Everything, TRUE, WM_SIZE, "End", false, true},
+        {"a mouse move", Everything, TRUE, WM_MOUSEMOVE, "", true, true},
+        {"a right click", Everything, TRUE, WM_RBUTTONDOWN, "", true, true},
+    };
+    Mode.Allow = FALSE;   // the click of the table starts no drag
+    for (const CFragileRow& row : rows) {
+        SCOPED_TRACE(row.Name);
+        Keys.Calls.clear();
+        Keys.Flags = row.Flags;
+        Keys.Takes = row.Takes;
+        ASSERT_TRUE(Fragile.Start(&Keys));
+        Passed.clear();
+        Post(row.Message, 'A', 0);
+        EXPECT_EQ(row.Effect, Keys.Calls.size() > 1 ? Keys.Calls.back() : "");
+        EXPECT_EQ(row.Running, Fragile.ActiveMode == &Keys);
+        EXPECT_EQ(row.PassesOn, PassedOn(row.Message));
+        Fragile.Stop();
+    }
+}
+
+TEST_F(Managers, AFragileModeStopsTheOneBeforeItAndAClickThatBreaksOneStartsADrag)
+{
+    CRecordingFragile first;
+    ASSERT_TRUE(Fragile.Start(&first));
+    ASSERT_TRUE(Fragile.Start(&Keys));
+    EXPECT_EQ((Calls{"Begin", "End"}), first.Calls);
+    Press(5, 6);
+    EXPECT_EQ((Calls{"Begin", "End"}), Keys.Calls);
+    EXPECT_TRUE(Started);
+    // During the drag a key goes nowhere, and no fragile mode starts.
+    Post(WM_KEYDOWN, VK_ADD);
+    EXPECT_FALSE(Fragile.Start(&Keys));
+    EXPECT_EQ(&Mode, Drag.ActiveMode);
+}
+
+} // namespace

@@ -1,0 +1,219 @@
+// The flashing trace: the command starts and stops it, the window timer turns the trace's phase
+// over and tells the trace's listeners, and the trace's or the task's end leaves nothing behind.
+#include <gtest/gtest.h>
+#include "tests/ChannelTestSupport.h"
+#include "tests/OleTestSupport.h"
+#include "interaction/DragManager.h"
+#include "interaction/FlashingTraceManager.h"
+#include "interaction/FragileManager.h"
+#include "items/RTCTaskDataItem.h"
+#include "tests/LiveInPlaceSupport.h"
+
+using namespace qvxtest;
+
+namespace {
+
+class CPictureCounter : public CDataItemListener
+{
+public:
+    void OnDataItemChanged(CDataItemBase*, DWORD) override {}
+    void OnDataItemRemoved(CDataItemBase* item) override { item->RemoveListener(this); }
+    void Invalidate() override { ++Invalidations; }
+    int Invalidations = 0;
+};
+
+class CStillDrag : public CDragModeBase
+{
+public:
+    void Track(const POINT*) override {}
+};
+
+class FlashingTrace : public ChannelItemTest
+{
+protected:
+    void SetUp() override
+    {
+        ChannelItemTest::SetUp();
+        Attach(SessionTask);
+        Show({L"Speed", L"RPM"});
+        Task->SetActiveTrace(Channel(0), Trace(0, 0));
+        ASSERT_EQ(Trace(0, 0), Task->GetActiveTrace());
+        Manager = std::make_unique<CFlashingTraceManager>(&Window.Window, Task.get(), Drag);
+        Trace(0, 0)->AddListener(&Picture);
+    }
+    void TearDown() override
+    {
+        Manager.reset();
+        ChannelItemTest::TearDown();
+    }
+    // Whether the manager's timer still runs; stops it if it does.
+    bool TimerRan() { return KillTimer(Window.Window, reinterpret_cast<UINT_PTR>(Manager.get())) != FALSE; }
+    bool WaitForTicks(int ticks) { return PumpUntil([&] { return Picture.Invalidations >= ticks; }); }
+
+    CContainerWindow Window;
+    CDragManager Drag{&Window.Window};
+    std::unique_ptr<CFlashingTraceManager> Manager;
+    CPictureCounter Picture;
+};
+
+TEST_F(FlashingTrace, EachPeriodTurnsThePhaseOverAndTheSecondCommandLeavesTheTraceShown)
+{
+    CTraceDataItem* trace = Trace(0, 0);
+    ASSERT_TRUE(Manager->OnFlashCommand());
+    EXPECT_TRUE(trace->HasListener(Manager.get()));
+    // The flash begins shown, for a whole period.
+    PumpUntil([] { return false; }, 300);
+    EXPECT_EQ(0, Picture.Invalidations);
+    EXPECT_TRUE(trace->FlashOn);
+    ASSERT_TRUE(WaitForTicks(1));
+    EXPECT_FALSE(trace->FlashOn);
+    EXPECT_TRUE(trace->Visible);
+    ASSERT_TRUE(WaitForTicks(2));
+    EXPECT_TRUE(trace->FlashOn);
+    ASSERT_TRUE(WaitForTicks(3));
+    // Stopped while hidden: shown again, and its listeners told once more.
+    ASSERT_TRUE(Manager->OnFlashCommand());
+    EXPECT_TRUE(trace->FlashOn);
+    EXPECT_EQ(4, Picture.Invalidations);
+    EXPECT_FALSE(Manager->IsFlashing());
+    EXPECT_FALSE(trace->HasListener(Manager.get()));
+    EXPECT_FALSE(TimerRan());
+}
+
+TEST_F(FlashingTrace, TheStopEndsTheTraceThatFlashesEvenWhenAnotherIsActiveNow)
+{
+    ASSERT_TRUE(Manager->OnFlashCommand());
+    Task->SetActiveTrace(Channel(1), Trace(0, 1));
+    ASSERT_TRUE(Manager->OnFlashCommand());
+    EXPECT_FALSE(Manager->IsFlashing());
+    EXPECT_FALSE(Trace(0, 0)->HasListener(Manager.get()));
+    EXPECT_FALSE(TimerRan());
+}
+
+TEST_F(FlashingTrace, WithoutAnActiveTraceTheCommandIsRefusedAndDuringADragItIsTakenButStartsNothing)
+{
+    CStillDrag still;
+    ASSERT_TRUE(Drag.Start(&still));
+    EXPECT_TRUE(Manager->OnFlashCommand());
+    EXPECT_FALSE(Manager->IsFlashing());
+    EXPECT_FALSE(TimerRan());
+    Drag.Forget(&still);
+
+    Show({});
+    Task->SetActiveChannel(nullptr);
+    EXPECT_FALSE(Manager->OnFlashCommand());
+    EXPECT_FALSE(Manager->IsFlashing());
+}
+
+TEST_F(FlashingTrace, ARemovedTraceOrTaskStopsTheTimerWithoutBeingTouched)
+{
+    ASSERT_TRUE(Manager->OnFlashCommand());
+    ASSERT_TRUE(WaitForTicks(1));
+    // The channel goes, and its traces with it.
+    Show({L"RPM"});
+    EXPECT_FALSE(Manager->IsFlashing());
+    EXPECT_FALSE(TimerRan());
+    // The task goes with the flash on another trace.
+    Task->SetActiveTrace(Channel(0), Trace(0, 0));
+    ASSERT_TRUE(Manager->OnFlashCommand());
+    Task.reset();
+    EXPECT_EQ(nullptr, Manager->FlashTask);
+    EXPECT_FALSE(Manager->IsFlashing());
+    EXPECT_FALSE(TimerRan());
+    EXPECT_FALSE(Manager->OnFlashCommand());
+}
+
+TEST_F(FlashingTrace, AManagerThatGoesWhileTheTraceIsHiddenShowsItAndLeavesTaskAndTrace)
+{
+    CTraceDataItem* trace = Trace(0, 0);
+    ASSERT_TRUE(Manager->OnFlashCommand());
+    ASSERT_TRUE(WaitForTicks(1));
+    ASSERT_FALSE(trace->FlashOn);
+    const UINT_PTR id = reinterpret_cast<UINT_PTR>(Manager.get());
+    const CFlashingTraceManager* gone = Manager.get();
+    Manager.reset();
+    EXPECT_TRUE(trace->FlashOn);
+    EXPECT_EQ(2, Picture.Invalidations);
+    EXPECT_FALSE(trace->HasListener(gone));
+    EXPECT_FALSE(Task->HasListener(gone));
+    EXPECT_FALSE(KillTimer(Window.Window, id));
+}
+
+class CKeyTaker : public CFragileModeBase
+{
+public:
+    BOOL Begin() override { return TRUE; }
+    void End() override { Ended = true; }
+    void OnKeyDown(UINT, BOOL& handled) override { handled = ++Keys != 0; }
+    void OnCommand(WORD, BOOL&) override {}
+    DWORD GetFlags() override { return FRAGILE_TAKES_KEYS; }
+    int Keys = 0;
+    bool Ended = false;
+};
+
+// The chart's own managers in its message chain, the chart on the substitute host's live task.
+class ChartChain : public LiveChartInPlace
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_NO_FATAL_FAILURE(LiveChartInPlace::SetUp());
+        Advance(30 * Second);
+        Task().GetOrdering()->SetNames({CBstr(L"Speed")});
+        CChannelDataItem* speed = Task().GetOrdering()->GetItems().at(0);
+        Task().SetActiveTrace(speed, speed->GetTraces().at(0));
+        ASSERT_TRUE(Task().GetActiveTrace());
+        Flash = Chart->FlashManager.get();
+    }
+    bool Send(UINT message, WPARAM wParam)
+    {
+        LRESULT result = 0;
+        return Chart->ProcessWindowMessage(nullptr, message, wParam, 0, result, 0);
+    }
+    CFlashingTraceManager* Flash = nullptr;
+};
+
+TEST_F(ChartChain, TheFragileManagerHearsFirstThenTheDragManagerThenTheFlashCommand)
+{
+    CDragManager* drag = Chart->GetDragManager();
+    CFragileManager* fragile = Chart->GetFragileManager();
+    ASSERT_TRUE(drag && fragile);
+    EXPECT_EQ(drag, &fragile->DragManager);
+    CKeyTaker keys;
+    CStillDrag still;
+    ASSERT_TRUE(fragile->Start(&keys));
+    ASSERT_TRUE(drag->Start(&still));
+    // Both run: the key reaches the fragile mode before the drag could swallow it.
+    EXPECT_TRUE(Send(WM_KEYDOWN, VK_ADD));
+    EXPECT_EQ(1, keys.Keys);
+    // The command breaks the fragile mode, and the drag swallows it: nothing flashes.
+    EXPECT_TRUE(Send(WM_COMMAND, CFlashingTraceManager::FlashCommand));
+    EXPECT_TRUE(keys.Ended);
+    EXPECT_FALSE(Flash->IsFlashing());
+    drag->Forget(&still);
+    EXPECT_TRUE(Send(WM_COMMAND, CFlashingTraceManager::FlashCommand));
+    EXPECT_EQ(Task().GetActiveTrace(), Flash->FlashingTrace);
+    EXPECT_TRUE(Send(WM_COMMAND, CFlashingTraceManager::FlashCommand));
+    EXPECT_FALSE(Flash->IsFlashing());
+    // Without an active trace the command goes on unhandled.
+    Task().GetOrdering()->SetNames(std::vector<CBstr>{});
+    Task().SetActiveChannel(nullptr);
+    ASSERT_EQ(nullptr, Task().GetActiveTrace());
+    EXPECT_FALSE(Send(WM_COMMAND, CFlashingTraceManager::FlashCommand));
+}
+
+TEST_F(ChartChain, TheFKeyFlashesAndAKeyThatNoCommandTakesGoesToTheContainer)
+{
+    CComPtr<IOleInPlaceActiveObject> active = Query<IOleInPlaceActiveObject>(Owner);
+    MSG key{Window, WM_KEYDOWN, 'F', 0, 0, {}};
+    EXPECT_EQ(S_OK, active->TranslateAccelerator(&key));
+    EXPECT_TRUE(Flash->IsFlashing());
+    EXPECT_EQ(S_OK, active->TranslateAccelerator(&key));
+    EXPECT_FALSE(Flash->IsFlashing());
+    // Refused without an active trace: no region takes the key, and the test's site declines it.
+    Task().GetOrdering()->SetNames(std::vector<CBstr>{});
+    Task().SetActiveChannel(nullptr);
+    EXPECT_EQ(S_FALSE, active->TranslateAccelerator(&key));
+}
+
+} // namespace

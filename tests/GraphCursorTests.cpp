@@ -1,0 +1,127 @@
+// The graph's cursors on a chart in place over the substitute host: a moved cursor is drawn again
+// on the window without a paint, and the picture is then what a full paint would show.
+#include <gtest/gtest.h>
+#include <cstring>
+#include "tests/LiveInPlaceSupport.h"
+#include "items/RTCTaskDataItem.h"
+#include "regions/GraphRegion.h"
+
+using namespace qvxtest;
+
+namespace {
+
+class GraphCursors : public LiveChartInPlace
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_NO_FATAL_FAILURE(LiveChartInPlace::SetUp());
+        Advance(150 * Second);
+        Task().GetOrdering()->SetNames({CBstr(L"Speed"), CBstr(L"RPM")});
+        // Paused by the host: the chart follows the host's cursor. The view is the middle half of
+        // the data, so that a cursor may stand off the graph on either side.
+        HostRuns(false);
+        ASSERT_TRUE(Repaint());
+        qvx::time minimum = 0, maximum = 0;
+        Task().GetTimeRange(minimum, maximum);
+        Task().PushTimeZoom(minimum + (maximum - minimum) / 4, maximum - (maximum - minimum) / 4);
+        ASSERT_TRUE(Repaint());
+        Graph = Chart->GraphRegion.get();
+        ASSERT_FALSE(IsRectEmpty(&Graph->GraphRect));
+        // How the host's times stand to the chart's.
+        const qvx::time probe = HostCursor() + Second;
+        ASSERT_EQ(S_OK, HostTask()->SetCursorTime(probe));
+        HostOffset = probe - Task().GetCursorTime();
+    }
+    bool Repaint()
+    {
+        InvalidateRect(Window, nullptr, FALSE);
+        return PumpUntilPainted(Window);
+    }
+    // The host moves its cursor to the time of `column` of the graph; the chart hears it at once.
+    void MoveCursorTo(double column)
+    {
+        qvx::time minimum = 0, maximum = 0;
+        Task().GetTimeRange(minimum, maximum);
+        const RECT& graph = Graph->GraphRect;
+        const double share = (column - graph.left) / (graph.right - graph.left);
+        const qvx::time time = minimum + static_cast<qvx::time>(share * static_cast<double>(maximum - minimum));
+        ASSERT_EQ(S_OK, HostTask()->SetCursorTime(time + HostOffset));
+        ASSERT_EQ(time, Task().GetCursorTime());
+    }
+    static int Differences(const CDibSurface& a, const CDibSurface& b)
+    {
+        int count = 0;
+        for (int y = 0; y < a.Height(); ++y)
+            for (int x = 0; x < a.Width(); ++x) count += a.Pixel(x, y) != b.Pixel(x, y);
+        return count;
+    }
+    bool NothingToPaint() const { return !GetUpdateRect(Window, nullptr, FALSE); }
+
+    CRTCGraphRegion* Graph = nullptr;
+    qvx::time HostOffset = 0;
+};
+
+struct CMoveRow
+{
+    const char* Name;
+    double From, To;   // columns of the graph, as shares of its width
+    bool TwoCursors;
+};
+
+TEST_F(GraphCursors, AMovedCursorPaintsNothingAndLeavesThePictureOfAFullPaint)
+{
+    const CMoveRow rows[] = {
+        {"within the graph", 0.3, 0.6, false},
+        {"to the graph's left edge", 0.5, 0.0, false},
+        {"off the graph and back", 1.4, 0.2, false},
+        {"with a second cursor, through the bitmap", 0.7, 0.25, true},
+        {"with both cursors off opposite sides", 0.5, 1.5, true},
+    };
+    const RECT graph = Graph->GraphRect;
+    const auto column = [&](double share) { return graph.left + share * (graph.right - graph.left); };
+    for (const CMoveRow& row : rows) {
+        SCOPED_TRACE(row.Name);
+        Task().SetTwoCursors(row.TwoCursors);
+        MoveCursorTo(column(row.From));
+        ASSERT_TRUE(Repaint());
+        const auto before = CaptureWindow(Window);
+        MoveCursorTo(column(row.To));
+        EXPECT_TRUE(NothingToPaint());
+        const auto moved = CaptureWindow(Window);
+        EXPECT_GT(Differences(*before, *moved), 0);
+        ASSERT_TRUE(Repaint());
+        const auto painted = CaptureWindow(Window);
+        EXPECT_EQ(0, Differences(*moved, *painted));
+    }
+}
+
+TEST_F(GraphCursors, TwoCursorsOffOppositeSidesLieOnTheEdgesAndShadeTheWholeGraph)
+{
+    const RECT graph = Graph->GraphRect;
+    // The middle of the view lies on the middle column.
+    qvx::time minimum = 0, maximum = 0;
+    Task().GetTimeRange(minimum, maximum);
+    ASSERT_EQ(S_OK, HostTask()->SetCursorTime((minimum + maximum) / 2 + HostOffset));
+    EXPECT_EQ(graph.left + (graph.right - graph.left) / 2, Graph->CursorToPixel(FALSE));
+    // The second cursor stands at the start, left of the view; the primary goes right of it.
+    MoveCursorTo(graph.right + 30);
+    Task().SetTwoCursors(true);
+    ASSERT_LT(Graph->CursorToPixel(TRUE), graph.left);
+    ASSERT_TRUE(Repaint());
+    const auto shaded = CaptureWindow(Window);
+    EXPECT_EQ(graph.right, Graph->PrimaryCursorRect.left);
+    EXPECT_EQ(graph.right, Graph->PrimaryCursorRect.right);
+    EXPECT_EQ(graph.left, Graph->SecondCursorRect.left);
+    EXPECT_EQ(graph.left, Graph->SecondCursorRect.right);
+    EXPECT_EQ(graph.left, Graph->BetweenRect.left);
+    EXPECT_EQ(graph.right, Graph->BetweenRect.right);
+    Task().SetTwoCursors(false);
+    ASSERT_TRUE(Repaint());
+    const auto plain = CaptureWindow(Window);
+    const int middle = (graph.top + graph.bottom) / 2;
+    for (int x : {graph.left + 1, (graph.left + graph.right) / 2, graph.right - 1})
+        EXPECT_NE(plain->Pixel(x, middle), shaded->Pixel(x, middle)) << "column " << x;
+}
+
+} // namespace
