@@ -28,16 +28,19 @@ bool IsUnzoomed(CTaskDataItem* task)
     return task && task->GetYZoom() == CYZoom{0.0, 1.0};
 }
 
-// The font, text colour and alignment of a context, put back when the scope ends.
+// The font, text colour, alignment and background mode of a context, put back when the scope
+// ends. The text is drawn transparent: the axis's numbers and title never erase the grid.
 class CSavedText
 {
 public:
     CSavedText(HDC dc, HGDIOBJ font) noexcept
-        : Dc(dc), Font(SelectObject(dc, font)), Colour(GetTextColor(dc)), Align(GetTextAlign(dc))
+        : Dc(dc), Font(SelectObject(dc, font)), Colour(GetTextColor(dc)), Align(GetTextAlign(dc)),
+          Background(SetBkMode(dc, TRANSPARENT))
     {
     }
     ~CSavedText()
     {
+        SetBkMode(Dc, Background);
         SetTextAlign(Dc, Align);
         SetTextColor(Dc, Colour);
         SelectObject(Dc, Font);
@@ -50,6 +53,7 @@ private:
     HGDIOBJ Font;
     COLORREF Colour;
     UINT Align;
+    int Background;
 };
 
 TEXTMETRICW NormalMetrics(CChartDrawInfo& info)
