@@ -1,0 +1,479 @@
+// The y axes of a chart in place over the substitute host: the width from measured numbers, the
+// band that cuts the axis, the band drag through the drag manager, written to the host's
+// properties and followed by the order of the channels, and what a zoom or a removed channel
+// does to it.
+#include <gtest/gtest.h>
+#include <cmath>
+#include <iterator>
+#include <string>
+#include <vector>
+#include "control/ChartDrawInfo.h"
+#include "config/Groups.h"
+#include "interaction/DragManager.h"
+#include "items/ChannelDataItem.h"
+#include "items/TraceDataItem.h"
+#include "regions/ChannelRegion.h"
+#include "regions/YAxisRegion.h"
+#include "scales/AxisTicks.h"
+#include "tests/ChartFrameTestSupport.h"
+#include "tests/SimTestSupport.h"
+#include "QvxSim.h"
+
+namespace {
+
+using namespace qvxtest;
+
+// The chart with a drag manager of the test's, which sees every message that the test hands it,
+// or with the chart's own, which sees what the window receives.
+class CAxisChart : public CTestChartCtl
+{
+public:
+    CDragManager* GetDragManager() override { return OwnManager ? CTestChartCtl::GetDragManager() : &Manager; }
+    CDragManager Manager{WindowRef};
+    bool OwnManager = false;
+};
+
+class YAxis : public testing::Test, protected CTestHost
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_EQ(S_OK, StartHost());
+        ASSERT_EQ(S_OK, CComObject<CAxisChart>::CreateInstance(Control));
+        Chart = static_cast<CAxisChart*>(Control.Get());
+        ASSERT_EQ(S_OK, InitNew(Control));
+        Site.Position = RECT{0, 0, 480, 320};
+        CComPtr<IOleObject> object = Query<IOleObject>(Control);
+        ASSERT_EQ(S_OK, object->SetClientSite(&Site));
+        ASSERT_EQ(S_OK, object->DoVerb(OLEIVERB_INPLACEACTIVATE, nullptr, &Site, 0, Container.Window, &Site.Position));
+        Window = Chart->Window;
+        ASSERT_TRUE(Window);
+        CComPtr<IQvxControl> control = Query<IQvxControl>(Control);
+        ASSERT_EQ(S_OK, control->SetHost(Host));
+        ASSERT_EQ(S_OK, control->SetTaskById(1));
+    }
+    void TearDown() override
+    {
+        CComPtr<IOleObject> object = Query<IOleObject>(Control);
+        object->Close(OLECLOSE_NOSAVE);
+        object->SetClientSite(nullptr);
+    }
+
+    // The chart shows these channels, each with an axis on the left and a band from `bands`
+    // (maximum, minimum) when one is given; then it paints.
+    void Show(std::vector<const wchar_t*> names, std::vector<std::pair<double, double>> bands = {})
+    {
+        std::vector<CBstr> keys(names.begin(), names.end());
+        Chart->TaskItem->GetOrdering()->SetNames(keys);
+        for (size_t i = 0; i < names.size(); ++i) {
+            Set(Channel(i), L"Auxiliary axis", VT_I4, 1);
+            if (i < bands.size()) {
+                Set(Channel(i), L"Y-axis % enabled", VT_BOOL, 1);
+                Set(Channel(i), L"Y-axis % maximum", VT_R8, bands[i].first);
+                Set(Channel(i), L"Y-axis % minimum", VT_R8, bands[i].second);
+            }
+        }
+        Paint();
+    }
+    void Paint()
+    {
+        InvalidateRect(Window, nullptr, FALSE);
+        ASSERT_TRUE(PumpUntilPainted(Window));
+    }
+    void Set(CChannelDataItem* channel, const wchar_t* name, VARTYPE type, double value)
+    {
+        CVariant variant;
+        variant.vt = VT_R8;
+        variant.dblVal = value;
+        ASSERT_EQ(S_OK, VariantChangeType(&variant, &variant, 0, type));
+        ASSERT_EQ(S_OK, channel->GetProperties()->SetProperty(CBstr(name).Get(), variant));
+    }
+    double Get(CChannelDataItem* channel, const wchar_t* name)
+    {
+        CVariant variant;
+        EXPECT_EQ(S_OK, channel->GetProperties()->GetProperty(CBstr(name).Get(), &variant));
+        EXPECT_EQ(S_OK, VariantChangeType(&variant, &variant, 0, VT_R8));
+        return variant.dblVal;
+    }
+    CChannelDataItem* Channel(size_t place) { return Chart->TaskItem->GetOrdering()->GetItems().at(place); }
+    std::wstring Name(size_t place) { return std::wstring(Channel(place)->GetName().View()); }
+    CYAxisRegion& Axis(size_t place) { return **std::next(Chart->GraphRegion->YAxes.begin(), place); }
+    // Where an edge of the axis is taken: just inside the top or bottom, or the middle.
+    POINT On(CYAxisRegion& axis, int edge)
+    {
+        const RECT& band = axis.AxisRect;
+        const int y = edge == CYAxisRegion::EdgeTop      ? band.top + 1
+                      : edge == CYAxisRegion::EdgeBottom ? band.bottom - 1
+                                                         : (band.top + band.bottom) / 2;
+        return POINT{(band.left + band.right) / 2, y};
+    }
+    // The pointer at a client point; the cursor that the chart shows there.
+    HCURSOR PointAt(POINT point)
+    {
+        POINT screen = point;
+        ClientToScreen(Window, &screen);
+        SetCursorPos(screen.x, screen.y);
+        SendMessageW(Window, WM_SETCURSOR, reinterpret_cast<WPARAM>(Window), MAKELPARAM(HTCLIENT, WM_MOUSEMOVE));
+        return GetCursor();
+    }
+    // A press there, posted and handled as the user's would be.
+    void Press(POINT point)
+    {
+        PointAt(point);
+        PostMessageW(Window, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(point.x, point.y));
+        PumpUntil([] { return false; }, 50);
+    }
+    bool Drag(UINT message, POINT point)
+    {
+        LRESULT result = 0;
+        return Chart->Manager.ProcessWindowMessage(Window, message, 0, MAKELPARAM(point.x, point.y), result, 0);
+    }
+
+    CContainerWindow Container;
+    CTestSite Site{Container.Window};
+    CComPtr<IQvxLinnographCtl4> Control;
+    CAxisChart* Chart = nullptr;
+    HWND Window = nullptr;
+};
+
+TEST_F(YAxis, TheWidthMakesRoomForTheWidestNumberOfTheScale)
+{
+    struct CRow
+    {
+        const char* Name;
+        double Minimum, Maximum;
+        int Decimals;
+        const wchar_t* Low;   // null: the width of two average characters
+        const wchar_t* High;
+    } rows[] = {
+        {"negative and decimals", -12345.6, 100, 1, L"-12345.6", L"100.0"},
+        {"a huge maximum in exponential form", 0, 1e300, 2, L"0.00", L"1.0000e+300"},
+        {"short numbers", 0, 1, 0, L"0", L"1"},
+        {"no scale", 5, 1, 0, nullptr, nullptr},
+    };
+    Show({L"Speed"});
+    CWindowDC screen(nullptr);
+    CChartDrawInfo info(screen, screen, *Chart, 0);
+    SelectObject(screen, info.hFontNormal);
+    TEXTMETRICW metrics{};
+    GetTextMetricsW(screen, &metrics);
+    const int dpiX = GetDeviceCaps(screen, LOGPIXELSX);
+    for (const CRow& row : rows) {
+        Set(Channel(0), L"Autoscale", VT_BOOL, 0);
+        Set(Channel(0), L"Display minimum", VT_R8, row.Minimum);
+        Set(Channel(0), L"Display maximum", VT_R8, row.Maximum);
+        Set(Channel(0), L"Decimal places", VT_I4, row.Decimals);
+        int digits = 2 * metrics.tmAveCharWidth;
+        for (const wchar_t* text : {row.Low, row.High}) {
+            SIZE size{};
+            if (text && GetTextExtentPoint32W(screen, text, lstrlenW(text), &size)) digits = std::max<int>(digits, size.cx);
+        }
+        EXPECT_EQ(dpiX * 6 / 72 + metrics.tmHeight + dpiX / 16 + digits,
+                  CYAxisRegion::YAxisWidth(info, *Chart->GraphRegion->ChannelRegions.front()))
+            << row.Name;
+    }
+}
+
+// The band cuts the axis, rounding; a point on it tells what a drag would move.
+TEST_F(YAxis, TheBandCutsTheAxisAndItsQuartersAreTheHandles)
+{
+    struct CRow
+    {
+        const char* Name;
+        bool Enabled, Tiled;
+        double Maximum, Minimum;
+        LONG Top, Bottom;
+    } rows[] = {
+        {"a band of 300 pixels", true, false, 60, 20, 220, 340},
+        {"rounded, not truncated", true, false, 90.1, 10.1, 130, 370},
+        {"percentages off", false, false, 60, 20, 100, 400},
+        {"tiled", true, true, 60, 20, 100, 400},
+    };
+    Show({L"Speed"});
+    CYAxisRegion& axis = Axis(0);
+    CWindowDC screen(nullptr);
+    CChartDrawInfo info(screen, screen, *Chart, 0);
+    axis.SetBounds(RECT{10, 100, 60, 400});
+    for (const CRow& row : rows) {
+        SCOPED_TRACE(row.Name);
+        axis.Recalculate(info);
+        Set(Channel(0), L"Y-axis % enabled", VT_BOOL, row.Enabled);
+        Set(Channel(0), L"Y-axis % maximum", VT_R8, row.Maximum);
+        Set(Channel(0), L"Y-axis % minimum", VT_R8, row.Minimum);
+        Chart->GraphRegion->Tiled = row.Tiled;
+        // The channel's news marks the band, which the next paint cuts again.
+        EXPECT_TRUE(axis.DirtyBits & CYAxisRegion::DirtyBand);
+        axis.Recalculate(info);
+        EXPECT_EQ(row.Top, axis.AxisRect.top);
+        EXPECT_EQ(row.Bottom, axis.AxisRect.bottom);
+        const int quarter = (row.Bottom - row.Top) / 4;
+        const std::pair<LONG, int> hits[] = {
+            {row.Top - 1, CYAxisRegion::EdgeNone},         {row.Top, CYAxisRegion::EdgeTop},
+            {row.Top + quarter - 1, CYAxisRegion::EdgeTop}, {row.Top + quarter, CYAxisRegion::EdgeBand},
+            {row.Bottom - quarter, CYAxisRegion::EdgeBottom}, {row.Bottom, CYAxisRegion::EdgeBottom},
+            {row.Bottom + 1, CYAxisRegion::EdgeNone}};
+        for (const auto& [y, edge] : hits)
+            EXPECT_EQ(row.Enabled ? edge : CYAxisRegion::EdgeNone, axis.HitTest(POINT{30, y})) << y;
+        EXPECT_EQ(CYAxisRegion::EdgeNone, axis.HitTest(POINT{61, (row.Top + row.Bottom) / 2}));
+    }
+    // An axis without a side is never painted, and no handle.
+    axis.Side = CGraphRegion::SideNone;
+    EXPECT_EQ(CYAxisRegion::EdgeNone, axis.HitTest(POINT{30, 250}));
+}
+
+// The spine stands on the graph's side of the column, over the band alone; the ticks point
+// away from the graph, minor ones shorter. A drag paints the axis at once, with no paint of the chart.
+TEST_F(YAxis, TheSpineAndTicksStandOnTheBandAndFollowTheDrag)
+{
+    Show({L"Speed"}, {{80, 10}});
+    Set(Channel(0), L"Autoscale", VT_BOOL, 0);
+    Set(Channel(0), L"Display minimum", VT_R8, 0);
+    Set(Channel(0), L"Display maximum", VT_R8, 100);
+    Paint();
+    CYAxisRegion& axis = Axis(0);
+    ASSERT_TRUE(axis.Trace);
+    const COLORREF colour = axis.Trace->GetColor();
+    const RECT band = axis.AxisRect;
+    const int spine = band.right;
+    const int minor = GetDeviceCaps(CWindowDC(Window), LOGPIXELSX) * 3 / 72;
+    CAxisTicks ticks;
+    CWindowDC screen(nullptr);
+    CChartDrawInfo info(screen, screen, *Chart, 0);
+    ASSERT_EQ(S_OK, axis.GetYTicks(info, ticks, FALSE));
+    EXPECT_EQ(0, ticks.Decimals);
+    // The first minor tick that is no major one.
+    const double value = ticks.MinorStart + ticks.MinorStep;
+    const int y = static_cast<int>(band.bottom - (band.bottom - band.top) * value / 100.0);
+    auto shown = CaptureWindow(Window);
+    EXPECT_EQ(colour, shown->Pixel(spine, (band.top + band.bottom) / 2));
+    EXPECT_EQ(colour, shown->Pixel(spine, band.top));
+    EXPECT_NE(colour, shown->Pixel(spine, band.top - 2));
+    EXPECT_NE(colour, shown->Pixel(spine, band.bottom + 2));
+    EXPECT_EQ(colour, shown->Pixel(spine - minor, y));
+    EXPECT_NE(colour, shown->Pixel(spine - minor - 1, y));
+
+    POINT point = On(axis, CYAxisRegion::EdgeTop);
+    Press(point);
+    point.y -= 1000;
+    Drag(WM_MOUSEMOVE, point);
+    EXPECT_FALSE(GetUpdateRect(Window, nullptr, FALSE));
+    EXPECT_EQ(colour, CaptureWindow(Window)->Pixel(spine, axis.Bounds.top));
+    Drag(WM_LBUTTONUP, point);
+
+    // Tiled, the axis shows only the ticks at its two ends.
+    ASSERT_EQ(S_OK, Control->put_Tiled(VARIANT_TRUE));
+    Paint();
+    CYAxisRegion& tiled = Axis(0);
+    ASSERT_TRUE(tiled.HideMarks);
+    const RECT strip = tiled.AxisRect;
+    shown = CaptureWindow(Window);
+    EXPECT_EQ(colour, shown->Pixel(strip.right - minor, strip.top));
+    EXPECT_EQ(colour, shown->Pixel(strip.right - minor, strip.bottom));
+    for (int row = strip.top + 1; row < strip.bottom; row += 3)
+        EXPECT_NE(colour, shown->Pixel(strip.right - minor, row)) << row;
+
+    // No ticks for the active channel when there is none; without a scale, no ticks and no ends.
+    Chart->TaskItem->SetActiveChannel(nullptr);
+    EXPECT_EQ(E_FAIL, tiled.GetYTicks(info, ticks, TRUE));
+    Set(Channel(0), L"Display maximum", VT_R8, -1);
+    EXPECT_EQ(E_FAIL, tiled.GetYTicks(info, ticks, FALSE));
+    Paint();
+    EXPECT_NE(colour, CaptureWindow(Window)->Pixel(Axis(0).AxisRect.right - minor, Axis(0).AxisRect.top));
+}
+
+TEST_F(YAxis, TheActiveAxisFollowsTheActiveChannel)
+{
+    Show({L"Speed", L"RPM"});
+    for (size_t place : {1u, 0u}) {
+        Chart->TaskItem->SetActiveTrace(Channel(place), Channel(place)->GetTraces().front());
+        Paint();
+        ASSERT_TRUE(Chart->GraphRegion->ActiveYAxis);
+        EXPECT_EQ(Channel(place), Chart->GraphRegion->ActiveYAxis->Channel);
+        EXPECT_EQ(Chart->TaskItem->GetActiveTrace(), Chart->GraphRegion->ActiveYAxis->Trace);
+    }
+}
+
+// Each drag starts at a press on the axis and ends at a release far above or below it; the band
+// writes the edges that moved, within a pixel, and keeps a tenth of the height.
+TEST_F(YAxis, TheDropWritesTheBandThatTheDragLeft)
+{
+    struct CRow
+    {
+        const char* Name;
+        int Edge, Dy;
+        double Maximum, Minimum;
+    } rows[] = {
+        {"top up past the top", CYAxisRegion::EdgeTop, -1000, 100, 20},
+        {"top down past the bottom", CYAxisRegion::EdgeTop, 1000, 30, 20},
+        {"bottom down past the bottom", CYAxisRegion::EdgeBottom, 1000, 60, 0},
+        {"bottom up past the top", CYAxisRegion::EdgeBottom, -1000, 60, 50},
+        {"band up past the top", CYAxisRegion::EdgeBand, -1000, 100, 60},
+        {"band down past the bottom", CYAxisRegion::EdgeBand, 1000, 40, 0},
+    };
+    for (const CRow& row : rows) {
+        SCOPED_TRACE(row.Name);
+        Show({L"Speed"}, {{60, 20}});
+        CYAxisRegion& axis = Axis(0);
+        const double pixel = 100.0 / (axis.Bounds.bottom - axis.Bounds.top);
+        POINT point = On(axis, row.Edge);
+        Press(point);
+        ASSERT_EQ(&axis, static_cast<CYAxisRegion*>(Chart->Manager.ActiveMode));
+        point.y += row.Dy;
+        EXPECT_TRUE(Drag(WM_MOUSEMOVE, point));
+        EXPECT_TRUE(Drag(WM_LBUTTONUP, point));
+        EXPECT_FALSE(Chart->Manager.ActiveMode);
+        EXPECT_NEAR(row.Maximum, Get(Channel(0), L"Y-axis % maximum"), pixel);
+        EXPECT_NEAR(row.Minimum, Get(Channel(0), L"Y-axis % minimum"), pixel);
+    }
+}
+
+TEST_F(YAxis, ADropPutsTheChannelsInTheOrderOfTheirBandsAndEqualBandsKeepTheirs)
+{
+    Show({L"Speed", L"RPM", L"Throttle"}, {{100, 70}, {65, 35}, {30, 0}});
+    POINT point = On(Axis(2), CYAxisRegion::EdgeBand);
+    Press(point);
+    point.y -= 1000;
+    Drag(WM_LBUTTONUP, point);
+    EXPECT_EQ(L"Speed", Name(0));
+    EXPECT_EQ(L"Throttle", Name(1));
+    EXPECT_EQ(L"RPM", Name(2));
+}
+
+// A channel that must move into or out of the grouped head dissolves the head first.
+TEST_F(YAxis, OrderingByBandDissolvesTheGroupedHead)
+{
+    CComPtr<IQvxGroupFactory> factory;
+    ASSERT_EQ(S_OK, CoCreateInstance(CLSID_QvxGroupFactory, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IQvxGroupFactory),
+                                     factory.OutVoid()));
+    CComPtr<IQvxGroup> group;
+    ASSERT_TRUE(SUCCEEDED(factory->CreateGroup(CBstr(L"Engine").Get(), group.Out())));
+    ASSERT_EQ(S_OK, group->AddMember(CBstr(L"Throttle").Get()));
+    CComPtr<IQvxGroups> groups;
+    ASSERT_EQ(S_OK, CComObject<CGroups>::CreateInstance(groups));
+    ASSERT_EQ(S_OK, groups->Add(group));
+    Chart->TaskItem->GetOrdering()->SetGroups(static_cast<CGroups*>(groups.Get()));
+    // The head comes first: Throttle, Speed, RPM.
+    Show({L"Speed", L"RPM", L"Throttle"}, {{30, 0}, {100, 70}, {65, 35}});
+    ASSERT_EQ(L"Throttle", Name(0));
+    ASSERT_EQ(1, Chart->TaskItem->GetOrdering()->GetGroupedCount());
+    POINT point = On(Axis(2), CYAxisRegion::EdgeTop);
+    Press(point);
+    ASSERT_TRUE(Chart->Manager.ActiveMode);
+    point.y -= 5;
+    Drag(WM_LBUTTONUP, point);
+    EXPECT_EQ(0, Chart->TaskItem->GetOrdering()->GetGroupedCount());
+    EXPECT_EQ(L"Speed", Name(0));
+    EXPECT_EQ(L"RPM", Name(1));
+    EXPECT_EQ(L"Throttle", Name(2));
+    Chart->TaskItem->GetOrdering()->SetGroups(nullptr);
+}
+
+// The drag as the user makes it: press, move and release posted to the chart's window and taken
+// by the chart's own drag manager.
+TEST_F(YAxis, ABandDragOfPostedMouseMessagesEndsInTheHostAndInTheOrder)
+{
+    Chart->OwnManager = true;
+    if (!Chart->GetDragManager()) GTEST_SKIP() << "the chart has no drag manager of its own";
+    Show({L"Speed", L"RPM", L"Throttle"}, {{100, 70}, {65, 35}, {30, 0}});
+    const double pixel = 100.0 / (Axis(2).Bounds.bottom - Axis(2).Bounds.top);
+    POINT point = On(Axis(2), CYAxisRegion::EdgeBand);
+    Press(point);
+    point.y -= 1000;
+    PostMessageW(Window, WM_MOUSEMOVE, MK_LBUTTON, MAKELPARAM(point.x, point.y));
+    PostMessageW(Window, WM_LBUTTONUP, 0, MAKELPARAM(point.x, point.y));
+    PumpUntil([] { return false; }, 100);
+    EXPECT_FALSE(Chart->GetDragManager()->ActiveMode);
+    CChannelDataItem* throttle = Channel(1);
+    ASSERT_EQ(L"Throttle", Name(1));
+    EXPECT_NEAR(100, Get(throttle, L"Y-axis % maximum"), pixel);
+    EXPECT_NEAR(70, Get(throttle, L"Y-axis % minimum"), pixel);
+    EXPECT_EQ(L"Speed", Name(0));
+    EXPECT_EQ(L"RPM", Name(2));
+}
+
+// Over the axis the pointer shows what a drag would move, locked under a vertical zoom and for
+// a band that fills the axis; a press then starts nothing.
+TEST_F(YAxis, TheCursorShowsTheHandleAndAZoomLocksIt)
+{
+    struct CRow
+    {
+        const char* Name;
+        bool Zoomed, WholeBand;
+        int Edge;
+        HCURSOR CYAxisRegion::*Cursor;
+    } rows[] = {
+        {"top", false, false, CYAxisRegion::EdgeTop, &CYAxisRegion::CursorTop},
+        {"band", false, false, CYAxisRegion::EdgeBand, &CYAxisRegion::CursorBand},
+        {"bottom", false, false, CYAxisRegion::EdgeBottom, &CYAxisRegion::CursorBottom},
+        {"top zoomed", true, false, CYAxisRegion::EdgeTop, &CYAxisRegion::CursorTopLocked},
+        {"bottom zoomed", true, false, CYAxisRegion::EdgeBottom, &CYAxisRegion::CursorBottomLocked},
+        {"band filling the axis", false, true, CYAxisRegion::EdgeBand, &CYAxisRegion::CursorBandLocked},
+    };
+    for (const CRow& row : rows) {
+        SCOPED_TRACE(row.Name);
+        Show({L"Speed", L"RPM"}, {row.WholeBand ? std::pair{100.0, 0.0} : std::pair{60.0, 20.0}});
+        Chart->TaskItem->ClearYZoom();
+        if (row.Zoomed) Chart->TaskItem->PushYZoom(CYZoom{0.2, 0.8});
+        CYAxisRegion& axis = Axis(0);
+        EXPECT_EQ(axis.*row.Cursor, PointAt(On(axis, row.Edge)));
+        Press(On(axis, row.Edge));
+        EXPECT_EQ(row.Zoomed ? nullptr : &axis, static_cast<CYAxisRegion*>(Chart->Manager.ActiveMode));
+        Drag(WM_LBUTTONUP, On(axis, row.Edge));
+    }
+    // The channel without a band is no handle: the window's own cursor, and no drag.
+    EXPECT_EQ(reinterpret_cast<HCURSOR>(GetClassLongPtrW(Window, GCLP_HCURSOR)), PointAt(On(Axis(1), CYAxisRegion::EdgeBand)));
+    Press(On(Axis(1), CYAxisRegion::EdgeBand));
+    EXPECT_FALSE(Chart->Manager.ActiveMode);
+}
+
+TEST_F(YAxis, EscapeOrARemovedChannelEndsTheDragWithoutWritingTheBand)
+{
+    Show({L"Speed", L"RPM"}, {{60, 20}});
+    POINT point = On(Axis(0), CYAxisRegion::EdgeTop);
+    const RECT before = Axis(0).AxisRect;
+    Press(point);
+    point.y -= 30;
+    Drag(WM_MOUSEMOVE, point);
+    EXPECT_NE(before.top, Axis(0).AxisRect.top);
+    LRESULT result = 0;
+    EXPECT_TRUE(Chart->Manager.ProcessWindowMessage(Window, WM_KEYDOWN, VK_ESCAPE, 0, result, 0));
+    EXPECT_FALSE(Chart->Manager.ActiveMode);
+    EXPECT_TRUE(EqualRect(&before, &Axis(0).AxisRect));
+    EXPECT_EQ(60, Get(Channel(0), L"Y-axis % maximum"));
+
+    // The channel goes during a drag, and its axis with the next paint: the drag ends with it.
+    CComPtr<IQvxPropertySet> properties = Channel(0)->GetProperties();
+    Press(On(Axis(0), CYAxisRegion::EdgeTop));
+    ASSERT_TRUE(Chart->Manager.ActiveMode);
+    Chart->TaskItem->GetOrdering()->SetNames({CBstr(L"RPM")});
+    Paint();
+    EXPECT_FALSE(Chart->Manager.ActiveMode);
+    EXPECT_FALSE(Drag(WM_LBUTTONUP, point));
+    CVariant maximum;
+    ASSERT_EQ(S_OK, properties->GetProperty(CBstr(L"Y-axis % maximum").Get(), &maximum));
+    EXPECT_EQ(60, maximum.dblVal);
+}
+
+TEST_F(YAxis, ALongTitleEndsInDotsWithinItsRoom)
+{
+    Show({L"Speed"});
+    CYAxisRegion& axis = Axis(0);
+    CWindowDC screen(nullptr);
+    CChartDrawInfo info(screen, screen, *Chart, 0);
+    SelectObject(screen, info.hFontNormal);
+    const std::wstring full = axis.FitTitle(screen, 10000);
+    EXPECT_EQ(0u, full.find(std::wstring(Channel(0)->GetDisplayName().View())));
+    SIZE size{};
+    GetTextExtentPoint32W(screen, full.c_str(), static_cast<int>(full.size()), &size);
+    for (int room : {size.cx * 2 / 3, size.cx / 3}) {
+        const std::wstring cut = axis.FitTitle(screen, room);
+        ASSERT_GT(cut.size(), 3u);
+        EXPECT_EQ(L"...", cut.substr(cut.size() - 3)) << room;
+        EXPECT_EQ(0u, full.find(cut.substr(0, cut.size() - 3))) << room;
+        GetTextExtentPoint32W(screen, cut.c_str(), static_cast<int>(cut.size()), &size);
+        EXPECT_LE(size.cx, room);
+    }
+    EXPECT_EQ(full.substr(0, 1) + L"...", axis.FitTitle(screen, 1));
+}
+
+} // namespace
