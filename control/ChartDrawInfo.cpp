@@ -62,6 +62,15 @@ CChartDrawInfo::~CChartDrawInfo()
     Font.Release();
 }
 
+TEXTMETRICW CChartDrawInfo::GetNormalMetrics() const
+{
+    const HGDIOBJ old = hFontNormal ? SelectObject(hdcRef, hFontNormal) : nullptr;
+    TEXTMETRICW metrics{};
+    GetTextMetricsW(hdcRef, &metrics);
+    if (old) SelectObject(hdcRef, old);
+    return metrics;
+}
+
 BOOL CChartDrawInfo::GetTextExtent(const wchar_t* text, SIZE& size) const
 {
     size = SIZE{};

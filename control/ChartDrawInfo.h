@@ -54,6 +54,8 @@ public:
     COLORREF GetGridPaintColour() const { return GridPaintColour; }
     // Measures a zero-terminated string on hdcRef with the font selected there.
     BOOL GetTextExtent(const wchar_t* text, SIZE& size) const;
+    // The metrics of hFontNormal on hdcRef; of the context's own font when there is none.
+    TEXTMETRICW GetNormalMetrics() const;
 
     HDC hdcOut;
     HDC hdcRef;

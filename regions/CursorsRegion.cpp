@@ -3,10 +3,7 @@
 
 BOOL CCursorsRegion::GetWidthLimits(CChartDrawInfo& info, int& minimum, int& maximum)
 {
-    HGDIOBJ old = info.hFontNormal ? SelectObject(info.hdcRef, info.hFontNormal) : nullptr;
-    TEXTMETRICW metrics{};
-    GetTextMetricsW(info.hdcRef, &metrics);
-    if (old) SelectObject(info.hdcRef, old);
+    const TEXTMETRICW metrics = info.GetNormalMetrics();
     minimum = GetDeviceCaps(info.hdcRef, LOGPIXELSX) * 9 / 40;
     maximum = minimum + 50 * metrics.tmAveCharWidth;
     return TRUE;

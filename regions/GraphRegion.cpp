@@ -15,16 +15,6 @@
 
 namespace {
 
-// Metrics of the chart's normal font on the reference context.
-TEXTMETRICW NormalFontMetrics(CChartDrawInfo& info)
-{
-    const HGDIOBJ old = SelectObject(info.hdcRef, info.hFontNormal);
-    TEXTMETRICW metrics{};
-    GetTextMetricsW(info.hdcRef, &metrics);
-    SelectObject(info.hdcRef, old);
-    return metrics;
-}
-
 // The channels of the task's ordering, in order; none without a task.
 std::vector<CChannelDataItem*> OrderedChannels(CTaskDataItem* task)
 {
@@ -213,7 +203,7 @@ void CGraphRegion::Recalculate(CChartDrawInfo& info)
     if (DirtyBits & DirtyYAxes) RebuildYAxes(info);
     if (DirtyBits & DirtyLapMarkerRegions) RebuildLapMarkerRegions();
 
-    const TEXTMETRICW metrics = NormalFontMetrics(info);
+    const TEXTMETRICW metrics = info.GetNormalMetrics();
     const int dpiX = GetDeviceCaps(info.hdcRef, LOGPIXELSX);
     const int dpiY = GetDeviceCaps(info.hdcRef, LOGPIXELSY);
     const int tmH = metrics.tmHeight;

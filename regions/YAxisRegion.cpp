@@ -56,15 +56,6 @@ private:
     int Background;
 };
 
-TEXTMETRICW NormalMetrics(CChartDrawInfo& info)
-{
-    const HGDIOBJ old = SelectObject(info.hdcRef, info.hFontNormal);
-    TEXTMETRICW metrics{};
-    GetTextMetricsW(info.hdcRef, &metrics);
-    SelectObject(info.hdcRef, old);
-    return metrics;
-}
-
 int TextWidth(HDC dc, const std::wstring& text)
 {
     SIZE size{};
@@ -246,7 +237,7 @@ void CYAxisRegion::Draw(CChartDrawInfo& info)
         SelectObject(info.hdcOut, info.hFontNormal);
         double low = 0.0, high = 0.0;
         if (Channel && GetDisplayRange(Channel, low, high)) {
-            const TEXTMETRICW metrics = NormalMetrics(info);
+            const TEXTMETRICW metrics = info.GetNormalMetrics();
             if (HideMarks)
                 DrawEnds(info, metrics, low, high);
             else
@@ -400,7 +391,7 @@ HRESULT CYAxisRegion::GetYTicks(CChartDrawInfo& info, CAxisTicks& ticks, BOOL ac
     if (!channel) return E_FAIL;
     double low = 0.0, high = 0.0;
     if (!GetDisplayRange(channel, low, high)) return E_FAIL;
-    const TEXTMETRICW metrics = NormalMetrics(info);
+    const TEXTMETRICW metrics = info.GetNormalMetrics();
     if (!GetScaleTicks(low, high, channel->GetDecimalPlaces(), static_cast<int>(metrics.tmHeight * 1.5),
                        AxisRect.bottom - AxisRect.top, ticks))
         return E_FAIL;

@@ -126,7 +126,9 @@ TEST_F(GraphTest, LayoutPlacesAxesBarsAndChannelsAroundTheTraces)
                     if (!tiled) {
                         ASSERT_TRUE(Graph().ActiveYAxis);
                         const RECT& active = Graph().ActiveYAxis->Bounds;
-                        EXPECT_EQ(active.right, graph.left - 1);
+                        // Axes wider than the graph: their column is cut back to end at its right.
+                        const bool overflow = graph.left > graph.right;
+                        EXPECT_EQ(active.right, overflow ? graph.right : graph.left - 1);
                         EXPECT_EQ(Width(active), widest);
                         int left = active.left - 1, right = rightOut;
                         size_t i = channels;
@@ -143,7 +145,9 @@ TEST_F(GraphTest, LayoutPlacesAxesBarsAndChannelsAroundTheTraces)
                                 EXPECT_TRUE(Empty((*y)->TextClip)) << i;
                             }
                         }
-                        EXPECT_EQ(left, bounds.left + dpiY / 16);
+                        if (!overflow) {
+                            EXPECT_EQ(left, bounds.left + dpiY / 16);
+                        }
                         EXPECT_EQ(right, graph.right);
                         for (auto& region : Graph().ChannelRegions) EXPECT_TRUE(EqualRect(&region->Bounds, &graph));
                     } else {
