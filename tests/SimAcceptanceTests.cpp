@@ -171,42 +171,6 @@ TEST_F(SimAcceptance, LiveDataAndLapsArriveThroughSinksInOrder)
     EXPECT_EQ(0, sinks);
 }
 
-TEST_F(SimAcceptance, TheFaultSwitchAndCountersWorkThroughCom)
-{
-    CComPtr<IQvxData> speed = DataOf(ChannelOf(LiveSelection(Host), L"Speed"));
-    CBstr name(L"IQvxData.GetRecords");
-    ASSERT_EQ(S_OK, Simulation->SetFault(name.Get(), E_OUTOFMEMORY));
-    CComPtr<IQvxDataRecords> records;
-    EXPECT_EQ(E_OUTOFMEMORY, speed->GetRecords(records.Out()));
-    EXPECT_FALSE(records);
-    Simulation->ClearFaults();
-    ASSERT_EQ(S_OK, speed->GetRecords(records.Out()));
-
-    // The balance of arrays: one handed out and kept locked, one destroyed.
-    auto figure = [&](const wchar_t* which) {
-        CBstr text(which);
-        long value = -1;
-        EXPECT_EQ(S_OK, Simulation->GetCallCount(text.Get(), &value));
-        return value;
-    };
-    Simulation->ResetCallCounts();
-    CComPtr<IQvxDataRecord> record;
-    ASSERT_EQ(S_OK, records->GetRecord(1, record.Out()));
-    CSafeArray kept, dropped;
-    ASSERT_EQ(S_OK, record->GetValues(kept.Out()));
-    ASSERT_EQ(S_OK, record->GetValues(dropped.Out()));
-    ASSERT_EQ(S_OK, SafeArrayLock(kept.Get()));
-    dropped = CSafeArray();
-    EXPECT_EQ(2, figure(L"Arrays.HandedOut"));
-    EXPECT_EQ(1, figure(L"Arrays.Destroyed"));
-    EXPECT_EQ(1, figure(L"Arrays.Outstanding"));
-    EXPECT_EQ(1, figure(L"Arrays.Locked"));
-    SafeArrayUnlock(kept.Get());
-    kept = CSafeArray();
-    EXPECT_EQ(0, figure(L"Arrays.Outstanding"));
-    EXPECT_EQ(0, figure(L"Arrays.Locked"));
-}
-
 TEST_F(SimAcceptance, EveryCreatableClassIsRegisteredAndMade)
 {
     const CLSID* classes[] = {&CLSID_QvxZoomStack, &CLSID_QvxUnitConverter, &CLSID_QvxChannelPropertyFactory,
