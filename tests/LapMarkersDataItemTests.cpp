@@ -398,14 +398,6 @@ TEST_F(RTCLapMarkers, ANewTimeRangeMovesTheWindowOnlyWhileTheChartRuns)
 {
     EXPECT_TRUE(WindowMovesWithTheData()) << "running";
     EXPECT_EQ(DataEnd(), Shown()->GetEndTime());
-    // In the host's pause the host's reports may still move the window, but the chart's range
-    // does not follow the live end.
-    HostRuns(false);
-    TaskListener.Heard.clear();
-    Advance(2 * Second);
-    EXPECT_FALSE(TaskListener.HeardAny(TaskLiveRangeStale)) << "host's pause";
-    HostRuns(true);
-    EXPECT_TRUE(WindowMovesWithTheData()) << "running again";
     LocalPause();
     EXPECT_FALSE(WindowMovesWithTheData()) << "local pause";
     // The mode is brought up to date at the report itself.
