@@ -11,7 +11,7 @@
 #include "config/ChannelOrdering.h"
 #include "com/ComObject.h"
 #include "items/ItemFlags.h"
-#include "QvxSim.h"
+#include "tests/SimTestSupport.h"
 #include "items/RTCTaskDataItem.h"
 
 namespace {
@@ -94,19 +94,17 @@ std::vector<CBstr> Keys(std::initializer_list<const wchar_t*> names)
     return keys;
 }
 
-class ChannelOrdering : public testing::Test
+class ChannelOrdering : public testing::Test, protected qvxtest::CTestHost
 {
 protected:
     void SetUp() override
     {
-        ASSERT_EQ(S_OK, CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED));
+        ASSERT_EQ(S_OK, StartHost());
         Heard.clear();
         ASSERT_EQ(S_OK, CoCreateInstance(CLSID_QvxChannelPropertyFactory, nullptr, CLSCTX_INPROC_SERVER,
                                          __uuidof(IQvxPropertyFactory), Factory.OutVoid()));
         ASSERT_EQ(S_OK, CoCreateInstance(CLSID_QvxGroupFactory, nullptr, CLSCTX_INPROC_SERVER,
                                          __uuidof(IQvxGroupFactory), GroupFactory.OutVoid()));
-        ASSERT_EQ(S_OK, CoCreateInstance(CLSID_QvxSimulatedHost, nullptr, CLSCTX_INPROC_SERVER,
-                                         __uuidof(IQvxSimulation), Simulation.OutVoid()));
         Task.Owner = &Chart;
         Task.Factory = Factory;
         ASSERT_EQ(S_OK, CComObject<COrderingUnderTest>::CreateInstance(Ordering));
@@ -120,17 +118,6 @@ protected:
     void TearDown() override
     {
         if (Object) Object->Close();
-        Object = nullptr;
-        Ordering = nullptr;
-        DefaultOrdering = nullptr;
-        GroupedOrdering = nullptr;
-        Notifications = nullptr;
-        Advisor = nullptr;
-        Groups = nullptr;
-        Simulation = nullptr;
-        GroupFactory = nullptr;
-        Factory = nullptr;
-        CoUninitialize();
     }
 
     void SetProperty(const wchar_t* channel, const wchar_t* property, const CVariant& value)
@@ -184,12 +171,6 @@ protected:
     }
     CChannelDataItem* Item(long position) { return Object->GetItems().at(size_t(position - 1)); }
     HRESULT Move(const wchar_t* name, long position) { return Ordering->MoveItem(CBstr(name).Get(), position); }
-    long Sinks()
-    {
-        long count = 0;
-        EXPECT_EQ(S_OK, Simulation->GetSinkCount(&count));
-        return count;
-    }
     void Forget()
     {
         Heard.clear();
@@ -199,7 +180,6 @@ protected:
 
     CComPtr<IQvxPropertyFactory> Factory;
     CComPtr<IQvxGroupFactory> GroupFactory;
-    CComPtr<IQvxSimulation> Simulation;
     CTestChart Chart;
     CTestTask Task;
     CComPtr<IQvxOrdering> Ordering;
@@ -242,7 +222,7 @@ TEST_F(ChannelOrdering, AChannelHearsOnlyThePropertiesItReadsAndLetsGoOfItsSetWh
     number.vt = VT_I4;
     number.lVal = 12;
     SetProperty(L"Speed", L"Quantity", number);
-    const long before = Sinks();
+    const long before = SinkCount();
     Object->SetNames(Keys({L"Speed", L"Gear"}));
     CChannelDataItem* speed = Item(1);
     EXPECT_EQ(12, speed->GetQuantity());
@@ -256,9 +236,9 @@ TEST_F(ChannelOrdering, AChannelHearsOnlyThePropertiesItReadsAndLetsGoOfItsSetWh
     EXPECT_EQ(ChannelNameStale, speed->Flags);
     EXPECT_EQ(L"Vehicle speed", std::wstring(speed->GetDisplayName().View()));
     Object->SyncToNames(Keys({L"Gear"}));
-    EXPECT_EQ(before + 1, Sinks());
+    EXPECT_EQ(before + 1, SinkCount());
     Object->Close();
-    EXPECT_EQ(before, Sinks());
+    EXPECT_EQ(before, SinkCount());
     EXPECT_EQ(NameList{}, Names());
 }
 
@@ -475,14 +455,14 @@ TEST_F(ChannelOrdering, GroupsAddEachGroupOnceAndLetAGroupThatGoesAwayLeave)
     CComPtr<IQvxGroup> group;
     CBstr name(L"Engine");
     ASSERT_EQ(S_OK, GroupFactory->CreateGroup(name.Get(), group.Out()));
-    const long before = Sinks();
+    const long before = SinkCount();
     EXPECT_EQ(S_OK, Groups->Add(group));
     EXPECT_EQ(S_OK, Groups->Add(group));
     EXPECT_EQ(S_OK, Groups->Add(nullptr));
     long count = 0;
     EXPECT_EQ(S_OK, Groups->GetCount(&count));
     EXPECT_EQ(1, count);
-    EXPECT_EQ(before + 1, Sinks());
+    EXPECT_EQ(before + 1, SinkCount());
     CComPtr<IQvxGroup> item;
     EXPECT_EQ(DISP_E_BADINDEX, Groups->GetItem(2, item.Out()));
     EXPECT_EQ(S_OK, GroupFactory->RemoveGroup(name.Get()));

@@ -7,6 +7,7 @@
 #include "items/ItemFlags.h"
 #include "items/LapMarkersDataItem.h"
 #include "config/NotificationSinks.h"
+#include "tests/HostPaths.h"
 #include "tests/SimTestSupport.h"
 #include "items/RTCTaskDataItem.h"
 
@@ -120,11 +121,7 @@ TEST_F(LiveSelection, ASecondaryChoiceShowsNothingAndANewTaskDropsTheChoice)
     Attach(ArchiveTask);
     CComPtr<IQvxDataSelection> chosen;
     ASSERT_EQ(S_OK, Single->GetSelection(chosen.Out()));
-    CComPtr<IQvxDataSelectionList> list;
-    CComPtr<IQvxDataSelection> archive;
-    ASSERT_EQ(S_OK, TaskOfHost(Host, ArchiveTask)->GetDataSelections(list.Out()));
-    ASSERT_EQ(S_OK, list->GetItem(1, archive.Out()));
-    EXPECT_TRUE(SameObject(chosen, archive));
+    EXPECT_TRUE(SameObject(chosen, SelectionOf(TaskOfHost(Host, ArchiveTask), 1)));
     // A finished recording is waited for.
     EXPECT_FALSE(Shown());
     EXPECT_TRUE(Task().IsWaitingForSelection());
@@ -301,11 +298,7 @@ protected:
     {
         HostTask = TaskOfHost(Host, SessionTask);
         Plain.SetTask(HostTask);
-        CComPtr<IQvxDataSelectionList> list;
-        EXPECT_EQ(S_OK, HostTask->GetDataSelections(list.Out()));
-        CComPtr<IQvxDataSelection> selection;
-        EXPECT_EQ(S_OK, list->GetItem(index, selection.Out()));
-        auto item = std::make_unique<CDataSelectionDataItem>(selection, &Plain, index);
+        auto item = std::make_unique<CDataSelectionDataItem>(SelectionOf(HostTask, index), &Plain, index);
         item->AttachLapMarkers();
         return item;
     }

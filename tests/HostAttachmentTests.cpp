@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 #include "com/AutomationTypes.h"
-#include "tests/ChartFrameTestSupport.h"
+#include "tests/SimTestSupport.h"
 #include "com/ComObject.h"
 #include "items/ItemFlags.h"
 #include "Linnograph.h"
@@ -78,29 +78,22 @@ CComPtr<IQvxOrvid> MakeHost()
     return host;
 }
 
-class HostAttachment : public ::testing::Test
+class HostAttachment : public ::testing::Test, protected qvxtest::CTestHost
 {
 protected:
     void SetUp() override
     {
-        ASSERT_EQ(S_OK, CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED));
-        Host = MakeHost();
-        ASSERT_EQ(S_OK, Host.As(Simulation));
-        ASSERT_EQ(S_OK, Simulation->GetSinkCount(&Empty));
+        ASSERT_EQ(S_OK, StartHost());
+        Empty = SinkCount();
         ASSERT_EQ(S_OK, CoCreateInstance(CLSID_LinnographCtl, nullptr, CLSCTX_INPROC_SERVER,
                                          __uuidof(IQvxControl3), Control.OutVoid()));
         // The chart listens to its own zoom stack, an object of the host's library, from the start.
-        Baseline = Sinks();
+        Baseline = SinkCount();
         AdviseRecorders(Control);
     }
     void TearDown() override
     {
-        Control = nullptr;
-        First = Second = nullptr;
-        if (Simulation) Simulation->ClearFaults();
-        Simulation = nullptr;
-        Host = nullptr;
-        CoUninitialize();
+        if (Sim) Sim->ClearFaults();
     }
 
     // One recorder on each of the two control points.
@@ -119,28 +112,12 @@ protected:
     }
 
     CComPtr<IQvxTask> HostTask(long id) { return qvxtest::TaskOfHost(Host, id); }
-    long Sinks()
-    {
-        long count = -1;
-        EXPECT_EQ(S_OK, Simulation->GetSinkCount(&count));
-        return count;
-    }
-    long Calls(const wchar_t* operation)
-    {
-        long count = -1;
-        EXPECT_EQ(S_OK, Simulation->GetCallCount(CBstr(operation).Get(), &count));
-        return count;
-    }
-    void Fault(const wchar_t* operation, HRESULT status)
-    {
-        ASSERT_EQ(S_OK, Simulation->SetFault(CBstr(operation).Get(), status));
-    }
     // The host pauses task `id`; a control listening to that task asks for its run state twice:
     // once for its wish to run, once when its task item chooses the control mode.
     long RunStateQueriesOnPause(long id)
     {
-        EXPECT_EQ(S_OK, Simulation->ResetCallCounts());
-        EXPECT_EQ(S_OK, Simulation->SetRunning(id, VARIANT_FALSE));
+        EXPECT_EQ(S_OK, Sim->ResetCallCounts());
+        EXPECT_EQ(S_OK, Sim->SetRunning(id, VARIANT_FALSE));
         return Calls(L"IQvxTask.GetRunning");
     }
     CComPtr<IQvxTask> AttachedTask()
@@ -160,8 +137,6 @@ protected:
         ASSERT_EQ(S_OK, Control->SetTaskById(task));
     }
 
-    CComPtr<IQvxOrvid> Host;
-    CComPtr<IQvxSimulation> Simulation;
     CComPtr<IQvxControl3> Control;
     CComPtr<CRecorder> First, Second;
     long Empty = 0, Baseline = 0;   // sinks on the substitute's objects before the control, and after
@@ -177,13 +152,13 @@ TEST_F(HostAttachment, SetHostSubscribesToTheRootTellsBothPointsAndIsOnceOnly)
     Fault(L"IQvxNotifications.Advise", E_ACCESSDENIED);
     EXPECT_EQ(E_FAIL, Control->SetHost(Host));
     EXPECT_FALSE(HasHost());
-    EXPECT_EQ(Baseline, Sinks());
+    EXPECT_EQ(Baseline, SinkCount());
     EXPECT_TRUE(First->Heard.empty());
-    ASSERT_EQ(S_OK, Simulation->ClearFaults());
-    ASSERT_EQ(S_OK, Simulation->ResetCallCounts());
+    ASSERT_EQ(S_OK, Sim->ClearFaults());
+    ASSERT_EQ(S_OK, Sim->ResetCallCounts());
 
     ASSERT_EQ(S_OK, Control->SetHost(Host));
-    EXPECT_EQ(Baseline + 1, Sinks());
+    EXPECT_EQ(Baseline + 1, SinkCount());
     EXPECT_EQ(1, Calls(L"IQvxOrvid.GetDistanceSource"));
     for (CRecorder* recorder : {First.Get(), Second.Get()}) {
         ASSERT_EQ(Whats{"host"}, recorder->Names());
@@ -194,7 +169,7 @@ TEST_F(HostAttachment, SetHostSubscribesToTheRootTellsBothPointsAndIsOnceOnly)
     // A second host, even the same one, is refused and changes nothing.
     EXPECT_EQ(E_UNEXPECTED, Control->SetHost(MakeHost()));
     EXPECT_EQ(E_UNEXPECTED, Control->SetHost(Host));
-    EXPECT_EQ(Baseline + 1, Sinks());
+    EXPECT_EQ(Baseline + 1, SinkCount());
     EXPECT_EQ(Whats{"host"}, First->Names());
 }
 
@@ -207,7 +182,7 @@ TEST_F(HostAttachment, SetTaskByIdRefusalsKeepThePresentTask)
     EXPECT_EQ(E_INVALIDARG, Control->SetTaskById(99));
     Fault(L"IQvxOrvid.GetTaskList", E_OUTOFMEMORY);
     EXPECT_EQ(E_FAIL, Control->SetTaskById(1));
-    ASSERT_EQ(S_OK, Simulation->ClearFaults());
+    ASSERT_EQ(S_OK, Sim->ClearFaults());
     EXPECT_TRUE(SameObject(AttachedTask(), HostTask(2)));
     EXPECT_EQ((Whats{"host", "task"}), Second->Names());
 }
@@ -223,18 +198,18 @@ TEST_F(HostAttachment, AttachedTasksAreHeardOnceAndReplacedOnesNoMore)
         EXPECT_TRUE(SameObject(recorder->Heard[1].Subject, HostTask(1)));
     }
     EXPECT_EQ(2, RunStateQueriesOnPause(1));
-    const long sinks = Sinks();
+    const long sinks = SinkCount();
     ASSERT_EQ(S_OK, Control->SetTaskById(1));
-    EXPECT_EQ(sinks, Sinks());
-    ASSERT_EQ(S_OK, Simulation->SetRunning(1, VARIANT_TRUE));
+    EXPECT_EQ(sinks, SinkCount());
+    ASSERT_EQ(S_OK, Sim->SetRunning(1, VARIANT_TRUE));
     EXPECT_EQ(2, RunStateQueriesOnPause(1));
-    ASSERT_EQ(S_OK, Simulation->SetRunning(1, VARIANT_TRUE));
+    ASSERT_EQ(S_OK, Sim->SetRunning(1, VARIANT_TRUE));
 
     ASSERT_EQ(S_OK, Control->SetTaskById(2));
     EXPECT_TRUE(SameObject(AttachedTask(), HostTask(2)));
     EXPECT_TRUE(SameObject(First->Heard.back().Subject, HostTask(2)));
     EXPECT_EQ(0, RunStateQueriesOnPause(1));
-    ASSERT_EQ(S_OK, Simulation->SetRunning(1, VARIANT_TRUE));
+    ASSERT_EQ(S_OK, Sim->SetRunning(1, VARIANT_TRUE));
     // Back to the first task, and at once to the second again from inside the news.
     bool once = false;
     First->OnTask = [&](IQvxTask*) { if (!std::exchange(once, true)) Control->SetTaskById(2); };
@@ -251,18 +226,18 @@ TEST_F(HostAttachment, AHostThatClosesTakesItsTaskAndItselfAway)
     Attach(1);
     Second->OnTask = [&](IQvxTask* task) {
         if (task) return;
-        Simulation->SetTimeFormat(1);
-        Simulation->SetTimeDigits(5);
-        Simulation->ReplaceDistanceSource(CBstr(L"Lap distance").Get());
+        Sim->SetTimeFormat(1);
+        Sim->SetTimeDigits(5);
+        Sim->ReplaceDistanceSource(CBstr(L"Lap distance").Get());
     };
-    ASSERT_EQ(S_OK, Simulation->Shutdown());
+    ASSERT_EQ(S_OK, Sim->Shutdown());
     EXPECT_EQ((Whats{"host", "task", "task"}), Second->Names());
     EXPECT_EQ(nullptr, Second->Heard[2].Subject.Get());
     EXPECT_EQ(nullptr, AttachedTask().Get());
     EXPECT_FALSE(HasHost());
-    EXPECT_EQ(Baseline, Sinks());
-    ASSERT_EQ(S_OK, Simulation->SetTimeFormat(2));
-    EXPECT_EQ(Baseline, Sinks());
+    EXPECT_EQ(Baseline, SinkCount());
+    ASSERT_EQ(S_OK, Sim->SetTimeFormat(2));
+    EXPECT_EQ(Baseline, SinkCount());
     EXPECT_EQ(S_OK, Control->SetHost(MakeHost()));
     EXPECT_EQ(S_OK, Control->SetTaskById(2));
 }
@@ -325,11 +300,11 @@ TEST_F(HostAttachment, TheRootsSelectionsNewsFetchesAMissingDistanceSource)
 {
     Fault(L"IQvxOrvid.GetDistanceSource", E_FAIL);
     ASSERT_EQ(S_OK, Control->SetHost(Host));
-    ASSERT_EQ(S_OK, Simulation->ClearFaults());
-    ASSERT_EQ(S_OK, Simulation->ResetCallCounts());
+    ASSERT_EQ(S_OK, Sim->ClearFaults());
+    ASSERT_EQ(S_OK, Sim->ResetCallCounts());
     // Once the control has one, the same news asks for nothing.
     for (const wchar_t* source : {L"GPS distance", L"Distance"}) {
-        ASSERT_EQ(S_OK, Simulation->ReplaceDistanceSource(CBstr(source).Get()));
+        ASSERT_EQ(S_OK, Sim->ReplaceDistanceSource(CBstr(source).Get()));
         EXPECT_EQ(1, Calls(L"IQvxOrvid.GetDistanceSource"));
     }
 }
@@ -385,12 +360,12 @@ TEST_F(HostAttachment, TheControlsPagesNamesAndFactories)
     EXPECT_FALSE(parentsAreTheHosts());
     ASSERT_EQ(S_OK, Control->SetHost(Host));
     EXPECT_TRUE(parentsAreTheHosts());
-    ASSERT_EQ(S_OK, Simulation->ReplaceChannelDefaults());
-    ASSERT_EQ(S_OK, Simulation->ReplaceEventDefaults());
-    ASSERT_EQ(S_OK, Simulation->ReplaceGroupDefaults());
+    ASSERT_EQ(S_OK, Sim->ReplaceChannelDefaults());
+    ASSERT_EQ(S_OK, Sim->ReplaceEventDefaults());
+    ASSERT_EQ(S_OK, Sim->ReplaceGroupDefaults());
     EXPECT_TRUE(parentsAreTheHosts());
     // A host that goes takes its defaults along.
-    ASSERT_EQ(S_OK, Simulation->Shutdown());
+    ASSERT_EQ(S_OK, Sim->Shutdown());
     CComPtr<IQvxPropertyFactory> parent;
     channels->GetParent(parent.Out());
     EXPECT_FALSE(parent);
@@ -408,7 +383,7 @@ protected:
         Chart = static_cast<CAttachChartCtl*>(Owner.Get());
         ASSERT_EQ(S_OK, Owner.As(Control));
         AdviseRecorders(Owner);
-        Baseline = Sinks();
+        Baseline = SinkCount();
     }
     void TearDown() override
     {
@@ -434,8 +409,8 @@ TEST_F(LinkedHostAttachment, TheReceiversFlagTheTaskItemAndActiveChangedGoesToBo
     EXPECT_EQ(Whats{"active"}, First->Names());
     EXPECT_EQ(Whats{"active"}, Second->Names());
     ASSERT_EQ(S_OK, Control->SetHost(Host));
-    EXPECT_EQ(TaskTimeFormatStale, FlagsRaisedBy([&] { Simulation->SetTimeFormat(1); }));
-    EXPECT_EQ(TaskTimeDigitsStale, FlagsRaisedBy([&] { Simulation->SetTimeDigits(5); }));
+    EXPECT_EQ(TaskTimeFormatStale, FlagsRaisedBy([&] { Sim->SetTimeFormat(1); }));
+    EXPECT_EQ(TaskTimeDigitsStale, FlagsRaisedBy([&] { Sim->SetTimeDigits(5); }));
     // Attaching gives the task to the task item with a fresh stack; the selections were stale
     // too, and have been rebuilt for the new task already.
     IQvxZoomStack* before = Chart->TaskItem->GetZoomStack();
@@ -445,7 +420,7 @@ TEST_F(LinkedHostAttachment, TheReceiversFlagTheTaskItemAndActiveChangedGoesToBo
     EXPECT_NE(nullptr, Chart->TaskItem->GetZoomStack());
     EXPECT_NE(before, Chart->TaskItem->GetZoomStack());
     const DWORD added = TaskTimeRangeStale | TaskDistanceRangeStale | TaskSelectionsStale | TaskActiveStale;
-    EXPECT_EQ(added, FlagsRaisedBy([&] { Simulation->AddDataSelection(1, 7, 600'000'000, VARIANT_FALSE); }, added));
+    EXPECT_EQ(added, FlagsRaisedBy([&] { Sim->AddDataSelection(1, 7, 600'000'000, VARIANT_FALSE); }, added));
     CComPtr<IQvxTask> task = HostTask(1);
     EXPECT_EQ(TaskActiveStale, FlagsRaisedBy([&] { task->SetCurrentDataSelection(2); }, TaskActiveStale));
 }
@@ -460,19 +435,19 @@ TEST_F(LinkedHostAttachment, TheHostsRunStateAndCursorReachTheChart)
     Chart->OnCursorChanged(task, 3 * 10'000'000);
     EXPECT_EQ(0, Chart->TaskItem->GetCursorTime()) << "running, the chart holds its own cursor";
     Chart->Running = 0;
-    ASSERT_EQ(S_OK, Simulation->SetRunning(1, VARIANT_FALSE));
+    ASSERT_EQ(S_OK, Sim->SetRunning(1, VARIANT_FALSE));
     EXPECT_EQ(0u, Chart->Running);
     ASSERT_FALSE(Chart->TaskItem->GetMode().IsLocallyHeld());
     ASSERT_EQ(S_OK, task->SetCursorTime(4 * 10'000'000));
     EXPECT_EQ(4 * 10'000'000, Chart->TaskItem->GetCursorTime());
     Fault(L"IQvxTask.GetRunning", E_FAIL);
-    ASSERT_EQ(S_OK, Simulation->SetRunning(1, VARIANT_TRUE));
+    ASSERT_EQ(S_OK, Sim->SetRunning(1, VARIANT_TRUE));
     EXPECT_EQ(0u, Chart->Running);
     EXPECT_FALSE(Chart->TaskItem->GetMode().IsLocallyHeld());
     EXPECT_FALSE(Chart->TaskItem->GetMode().IsRunning());
-    ASSERT_EQ(S_OK, Simulation->ClearFaults());
-    ASSERT_EQ(S_OK, Simulation->SetRunning(1, VARIANT_FALSE));
-    ASSERT_EQ(S_OK, Simulation->SetRunning(1, VARIANT_TRUE));
+    ASSERT_EQ(S_OK, Sim->ClearFaults());
+    ASSERT_EQ(S_OK, Sim->SetRunning(1, VARIANT_FALSE));
+    ASSERT_EQ(S_OK, Sim->SetRunning(1, VARIANT_TRUE));
     EXPECT_EQ(1u, Chart->Running);
 }
 
@@ -496,7 +471,7 @@ TEST_F(LinkedHostAttachment, ATaskOrRootGoingAwayDetachesWhatWent)
         EXPECT_EQ(0, RunStateQueriesOnPause(1));
         EXPECT_EQ(!root, HasHost());
     }
-    EXPECT_EQ(Baseline, Sinks());
+    EXPECT_EQ(Baseline, SinkCount());
     EXPECT_EQ(S_OK, Control->SetHost(Host));
     EXPECT_EQ(S_OK, Control->SetTaskById(2));
     EXPECT_EQ(2, RunStateQueriesOnPause(2));

@@ -11,6 +11,7 @@
 #include "com/ComObject.h"
 #include "Linnograph.h"
 #include "control/NotificationPoints.h"
+#include "tests/OleTestSupport.h"
 
 namespace {
 
@@ -334,15 +335,10 @@ protected:
     void SetUp() override
     {
         NotificationPoints::SetUp();
-        ASSERT_EQ(S_OK, CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED));
         ASSERT_EQ(S_OK, CoCreateInstance(CLSID_LinnographCtl, nullptr, CLSCTX_INPROC_SERVER,
                                          __uuidof(IQvxNotifications), Control.OutVoid()));
     }
-    void TearDown() override
-    {
-        Control = nullptr;
-        CoUninitialize();
-    }
+    qvxtest::COleScope Ole;
     CComPtr<IQvxNotifications> Control;
 };
 

@@ -11,6 +11,9 @@
 #include "config/DataSelectionNotifications.h"
 #include "config/LapMarkersNotifications.h"
 #include "QvxSim.h"
+#include "tests/HostPaths.h"
+
+using namespace qvxtest;
 
 namespace {
 
@@ -56,8 +59,15 @@ protected:
     {
         ASSERT_EQ(S_OK, CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED));
         Heard.clear();
+        Host = MakeHost();
+        ASSERT_EQ(S_OK, Host.As(Simulation));
     }
-    void TearDown() override { CoUninitialize(); }
+    void TearDown() override
+    {
+        Simulation = nullptr;
+        Host = nullptr;
+        CoUninitialize();
+    }
 
     static CComPtr<IQvxOrvid> MakeHost()
     {
@@ -67,37 +77,7 @@ protected:
         return host;
     }
 
-    static CComPtr<IQvxDataSelection> LiveSelection(IQvxOrvid* host)
-    {
-        CComPtr<IQvxTaskList> tasks;
-        CComPtr<IQvxTask> task;
-        CComPtr<IQvxDataSelectionList> list;
-        CComPtr<IQvxDataSelection> live;
-        EXPECT_EQ(S_OK, host->GetTaskList(tasks.Out()));
-        EXPECT_EQ(S_OK, tasks->GetItem(1, task.Out()));
-        EXPECT_EQ(S_OK, task->GetDataSelections(list.Out()));
-        EXPECT_EQ(S_OK, list->GetItem(1, live.Out()));
-        return live;
-    }
-
-    static CComPtr<IUnknown> Channel(IQvxDataSelection* selection, const wchar_t* name)
-    {
-        CComPtr<IQvxDataSelectionChannels> channels;
-        CComPtr<IUnknown> channel;
-        CBstr text(name);
-        EXPECT_EQ(S_OK, selection->QueryInterface(__uuidof(IQvxDataSelectionChannels), channels.OutVoid()));
-        EXPECT_EQ(S_OK, channels->GetChannel(text.Get(), channel.Out()));
-        return channel;
-    }
-
-    static CComPtr<IQvxData> Data(IUnknown* channel)
-    {
-        CComPtr<IQvxChannelProxy> proxy;
-        CComPtr<IQvxData> data;
-        EXPECT_EQ(S_OK, channel->QueryInterface(__uuidof(IQvxChannelProxy), proxy.OutVoid()));
-        EXPECT_EQ(S_OK, proxy->GetData(data.Out()));
-        return data;
-    }
+    static CComPtr<IQvxDataSelection> LiveSelection(IQvxOrvid* host) { return SelectionOf(TaskById(host, 1), 1); }
 
     static double ValueAt(IQvxData* data, qvx::time time)
     {
@@ -105,27 +85,27 @@ protected:
         EXPECT_TRUE(SUCCEEDED(data->GetValueAt(time, 2, 0, &value))) << time;
         return value;
     }
+
+    CComPtr<IQvxOrvid> Host;
+    CComPtr<IQvxSimulation> Simulation;
 };
 
 } // namespace
 
 TEST_F(SimAcceptance, LiveDataAndLapsArriveThroughSinksInOrder)
 {
-    CComPtr<IQvxOrvid> host = MakeHost();
-    CComPtr<IQvxSimulation> simulation;
-    ASSERT_EQ(S_OK, host->QueryInterface(__uuidof(IQvxSimulation), simulation.OutVoid()));
     qvx::time start = 0;
-    simulation->GetRecordingStart(&start);
+    Simulation->GetRecordingStart(&start);
 
-    CComPtr<IQvxDataSelection> live = LiveSelection(host);
+    CComPtr<IQvxDataSelection> live = LiveSelection(Host);
     CComPtr<IUnknown> lapsObject;
     ASSERT_EQ(S_OK, live->GetLaps(lapsObject.Out()));
     CComPtr<IQvxLaps> laps;
     ASSERT_EQ(S_OK, lapsObject->QueryInterface(__uuidof(IQvxLaps), laps.OutVoid()));
     CListener listener;
     // Distance is asked for first: notifications still come in the order of the channels.
-    CComPtr<IUnknown> distance = Channel(live, L"Distance");
-    listener.Speed = Channel(live, L"Speed");
+    CComPtr<IUnknown> distance = ChannelOf(live, L"Distance");
+    listener.Speed = ChannelOf(live, L"Speed");
     auto speedSink = CreateSink<CDataSink>(static_cast<CDataNotificationsReceiver*>(&listener));
     auto distanceSink = CreateSink<CDataSink>(static_cast<CDataNotificationsReceiver*>(&listener));
     auto lapSink = CreateSink<CLapSink>(static_cast<CLapMarkersNotificationsReceiver*>(&listener));
@@ -139,9 +119,9 @@ TEST_F(SimAcceptance, LiveDataAndLapsArriveThroughSinksInOrder)
     int markers = 0;
     for (int step = 0; step < 130; ++step) {
         Heard.clear();
-        ASSERT_EQ(S_OK, simulation->Advance(Second));
+        ASSERT_EQ(S_OK, Simulation->Advance(Second));
         qvx::time clock = 0;
-        simulation->GetClock(&clock);
+        Simulation->GetClock(&clock);
         ASSERT_EQ(end + Second, clock);
         size_t at = 0;
         if (!Heard.empty() && Heard[0].What == "markers") {
@@ -167,7 +147,7 @@ TEST_F(SimAcceptance, LiveDataAndLapsArriveThroughSinksInOrder)
     ASSERT_GE(count, 2);
 
     // The newest sample is the one the last notification told of.
-    CComPtr<IQvxData> distanceData = Data(distance), speedData = Data(listener.Speed);
+    CComPtr<IQvxData> distanceData = DataOf(distance), speedData = DataOf(listener.Speed);
     double latest = 0;
     CComPtr<IQvxData2> newest;
     ASSERT_EQ(S_OK, distanceData->QueryInterface(__uuidof(IQvxData2), newest.OutVoid()));
@@ -179,7 +159,7 @@ TEST_F(SimAcceptance, LiveDataAndLapsArriveThroughSinksInOrder)
     CComPtr<IQvxSimulation> twinSimulation;
     twin->QueryInterface(__uuidof(IQvxSimulation), twinSimulation.OutVoid());
     twinSimulation->Advance(end - start);
-    CComPtr<IQvxData> twinSpeed = Data(Channel(LiveSelection(twin), L"Speed"));
+    CComPtr<IQvxData> twinSpeed = DataOf(ChannelOf(LiveSelection(twin), L"Speed"));
     for (qvx::time t = start; t <= end; t += 7 * Second + 3 * Centisecond) EXPECT_EQ(ValueAt(speedData, t), ValueAt(twinSpeed, t));
 
     CloseSink(speedSink, listener.Speed);
@@ -187,47 +167,8 @@ TEST_F(SimAcceptance, LiveDataAndLapsArriveThroughSinksInOrder)
     CloseSink(lapSink, lapsObject);
     CloseSink(selectionSink, live);
     long sinks = -1;
-    simulation->GetSinkCount(&sinks);
+    Simulation->GetSinkCount(&sinks);
     EXPECT_EQ(0, sinks);
-}
-
-TEST_F(SimAcceptance, TheFaultSwitchAndCountersWorkThroughCom)
-{
-    CComPtr<IQvxOrvid> host = MakeHost();
-    CComPtr<IQvxSimulation> simulation;
-    ASSERT_EQ(S_OK, host->QueryInterface(__uuidof(IQvxSimulation), simulation.OutVoid()));
-    CComPtr<IQvxData> speed = Data(Channel(LiveSelection(host), L"Speed"));
-    CBstr name(L"IQvxData.GetRecords");
-    ASSERT_EQ(S_OK, simulation->SetFault(name.Get(), E_OUTOFMEMORY));
-    CComPtr<IQvxDataRecords> records;
-    EXPECT_EQ(E_OUTOFMEMORY, speed->GetRecords(records.Out()));
-    EXPECT_FALSE(records);
-    simulation->ClearFaults();
-    ASSERT_EQ(S_OK, speed->GetRecords(records.Out()));
-
-    // The balance of arrays: one handed out and kept locked, one destroyed.
-    auto figure = [&](const wchar_t* which) {
-        CBstr text(which);
-        long value = -1;
-        EXPECT_EQ(S_OK, simulation->GetCallCount(text.Get(), &value));
-        return value;
-    };
-    simulation->ResetCallCounts();
-    CComPtr<IQvxDataRecord> record;
-    ASSERT_EQ(S_OK, records->GetRecord(1, record.Out()));
-    CSafeArray kept, dropped;
-    ASSERT_EQ(S_OK, record->GetValues(kept.Out()));
-    ASSERT_EQ(S_OK, record->GetValues(dropped.Out()));
-    ASSERT_EQ(S_OK, SafeArrayLock(kept.Get()));
-    dropped = CSafeArray();
-    EXPECT_EQ(2, figure(L"Arrays.HandedOut"));
-    EXPECT_EQ(1, figure(L"Arrays.Destroyed"));
-    EXPECT_EQ(1, figure(L"Arrays.Outstanding"));
-    EXPECT_EQ(1, figure(L"Arrays.Locked"));
-    SafeArrayUnlock(kept.Get());
-    kept = CSafeArray();
-    EXPECT_EQ(0, figure(L"Arrays.Outstanding"));
-    EXPECT_EQ(0, figure(L"Arrays.Locked"));
 }
 
 TEST_F(SimAcceptance, EveryCreatableClassIsRegisteredAndMade)
@@ -253,11 +194,8 @@ TEST_F(SimAcceptance, AZoomStackAsAChartMakesItInItsConstruction)
     EXPECT_EQ(S_OK, stack->SetFixedTimeSpan(VARIANT_TRUE, &span));
     EXPECT_FAILED_HR(stack->GetFullTimeSpan(&t));
     // Given the live selection, it offers the data there is.
-    CComPtr<IQvxOrvid> host = MakeHost();
-    CComPtr<IQvxSimulation> simulation;
-    host->QueryInterface(__uuidof(IQvxSimulation), simulation.OutVoid());
-    simulation->Advance(12 * Second);
-    EXPECT_EQ(S_OK, stack->SetReferenceSelection(LiveSelection(host)));
+    Simulation->Advance(12 * Second);
+    EXPECT_EQ(S_OK, stack->SetReferenceSelection(LiveSelection(Host)));
     EXPECT_EQ(S_OK, stack->GetFullTimeSpan(&t));
     EXPECT_EQ(12 * Second, t);
     CComPtr<IPersistStreamInit> persist;

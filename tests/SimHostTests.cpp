@@ -14,7 +14,10 @@
 #include "sim/SimulatedHost.h"
 #include "sim/UnitConverter.h"
 #include "sim/ZoomStack.h"
+#include "tests/HostPaths.h"
 #include "config/ZoomStackNotifications.h"
+
+using namespace qvxtest;
 
 namespace {
 
@@ -27,43 +30,6 @@ CObjectPtr<CSimulatedHost> MakeHost()
     CObjectPtr<CSimulatedHost> host;
     EXPECT_EQ(S_OK, (CreateObject<CSimulatedHost, IQvxOrvid>(host)));
     return host;
-}
-
-CComPtr<IQvxTask> TaskOf(IQvxOrvid* host, long id)
-{
-    CComPtr<IQvxTaskList> tasks;
-    CComPtr<IQvxTask> task;
-    EXPECT_EQ(S_OK, host->GetTaskList(tasks.Out()));
-    EXPECT_EQ(S_OK, tasks->GetItem(id, task.Out()));
-    return task;
-}
-
-CComPtr<IQvxDataSelection> SelectionOf(IQvxTask* task, long index)
-{
-    CComPtr<IQvxDataSelectionList> list;
-    CComPtr<IQvxDataSelection> selection;
-    EXPECT_EQ(S_OK, task->GetDataSelections(list.Out()));
-    EXPECT_EQ(S_OK, list->GetItem(index, selection.Out()));
-    return selection;
-}
-
-CComPtr<IUnknown> ChannelOf(IQvxDataSelection* selection, const wchar_t* name)
-{
-    CComPtr<IQvxDataSelectionChannels> channels;
-    CComPtr<IUnknown> channel;
-    CBstr text(name);
-    EXPECT_EQ(S_OK, selection->QueryInterface(__uuidof(IQvxDataSelectionChannels), channels.OutVoid()));
-    EXPECT_EQ(S_OK, channels->GetChannel(text.Get(), channel.Out()));
-    return channel;
-}
-
-CComPtr<IQvxData> DataOf(IQvxDataSelection* selection, const wchar_t* name)
-{
-    CComPtr<IQvxChannelProxy> proxy;
-    CComPtr<IQvxData> data;
-    EXPECT_EQ(S_OK, ChannelOf(selection, name).As(proxy));
-    EXPECT_EQ(S_OK, proxy->GetData(data.Out()));
-    return data;
 }
 
 // Hears data notifications under a label; can take a sink off during a call.
@@ -162,7 +128,7 @@ protected:
 TEST_F(SimHost, NotificationsGoInTheOrderOfAdviseAndASinkMayTakeItselfOrAnotherOff)
 {
     auto host = MakeHost();
-    CComPtr<IUnknown> proxy = ChannelOf(SelectionOf(TaskOf(host, 1), 1), L"RPM");
+    CComPtr<IUnknown> proxy = ChannelOf(SelectionOf(TaskById(host, 1), 1), L"RPM");
     CDataListener a("a"), b("b"), c("c"), d("d");
     for (CDataListener* listener : {&b, &a, &c, &d}) listener->Advise(proxy);
     host->Advance(Second);
@@ -198,8 +164,8 @@ TEST_F(SimHost, AdviseChecksTheInterfaceAndUnadviseTheCookie)
 TEST_F(SimHost, FaultsAndCountsGoByFullOrOperationNameAndLeaveTheSubstitutesOwnCallsOut)
 {
     auto host = MakeHost();
-    auto selection = SelectionOf(TaskOf(host, 1), 2);
-    auto data = DataOf(selection, L"Speed");
+    auto selection = SelectionOf(TaskById(host, 1), 2);
+    auto data = DataOf(ChannelOf(selection, L"Speed"));
     CBstr full(L"IQvxDataRecords.GetCount"), bare(L"GetCount"), cursorTime(L"GetCursorTime");
     CComPtr<IQvxDataRecords> records;
     ASSERT_EQ(S_OK, data->GetRecords(records.Out()));
@@ -225,10 +191,10 @@ TEST_F(SimHost, FaultsAndCountsGoByFullOrOperationNameAndLeaveTheSubstitutesOwnC
     // An operation's name alone fails it on every interface, and leaves the outs alone.
     host->SetFault(cursorTime.Get(), E_UNEXPECTED);
     qvx::time cursor = 77;
-    EXPECT_EQ(E_UNEXPECTED, TaskOf(host, 1)->GetCursorTime(&cursor));
+    EXPECT_EQ(E_UNEXPECTED, TaskById(host, 1)->GetCursorTime(&cursor));
     EXPECT_EQ(77, cursor);
     host->ClearFaults();
-    EXPECT_EQ(S_OK, TaskOf(host, 1)->GetCursorTime(&cursor));
+    EXPECT_EQ(S_OK, TaskById(host, 1)->GetCursorTime(&cursor));
 
     // A local set answered by its parent set: one call, from outside.
     CComPtr<IQvxPropertyFactory> defaults;
@@ -249,7 +215,7 @@ TEST_F(SimHost, FaultsAndCountsGoByFullOrOperationNameAndLeaveTheSubstitutesOwnC
 TEST_F(SimHost, SelectionChangesReachTheirVersionsOfSinks)
 {
     auto host = MakeHost();
-    auto selection = SelectionOf(TaskOf(host, 1), 2);
+    auto selection = SelectionOf(TaskById(host, 1), 2);
     class CListener : public CDataSelectionNotifications3Receiver
     {
     public:
@@ -283,7 +249,7 @@ TEST_F(SimHost, SelectionChangesReachTheirVersionsOfSinks)
 TEST_F(SimHost, ChannelProxyCountsUsesAndSubscriptions)
 {
     auto host = MakeHost();
-    auto live = SelectionOf(TaskOf(host, 1), 1);
+    auto live = SelectionOf(TaskById(host, 1), 1);
     CComPtr<IUnknown> channel = ChannelOf(live, L"Throttle");
     EXPECT_EQ(channel.Get(), ChannelOf(live, L"Throttle").Get());
     CBstr name(L"Throttle");
@@ -329,7 +295,7 @@ TEST_F(SimHost, ChannelProxyCountsUsesAndSubscriptions)
 TEST_F(SimHost, EventSetsOfASelection)
 {
     auto host = MakeHost();
-    auto session = SelectionOf(TaskOf(host, 1), 2);
+    auto session = SelectionOf(TaskById(host, 1), 2);
     CComPtr<IQvxDataSelectionEvents> events;
     ASSERT_EQ(S_OK, session.As(events));
     CComPtr<IQvxDataNames> names;
@@ -365,6 +331,14 @@ TEST_F(SimHost, EventSetsOfASelection)
 
 // --- zoom stack ---
 
+CObjectPtr<CZoomStack> StackOver(IQvxDataSelection* selection)
+{
+    CObjectPtr<CZoomStack> stack;
+    EXPECT_EQ(S_OK, (CreateObject<CZoomStack, IQvxZoomStack>(stack)));
+    stack->SetReferenceSelection(selection);
+    return stack;
+}
+
 std::pair<qvx::time, qvx::time> RangeOf(CZoomStack* stack)
 {
     qvx::time low = -1, high = -1;
@@ -376,11 +350,9 @@ std::pair<qvx::time, qvx::time> RangeOf(CZoomStack* stack)
 TEST_F(SimHost, ZoomStackOffersItsSelectionAndItsLevels)
 {
     auto host = MakeHost();
-    auto session = SelectionOf(TaskOf(host, 1), 2);
-    CObjectPtr<CZoomStack> stack;
-    ASSERT_EQ(S_OK, (CreateObject<CZoomStack, IQvxZoomStack>(stack)));
+    auto stack = StackOver(nullptr);
     CZoomListener listener(static_cast<IQvxZoomStack*>(stack.Get()));
-    stack->SetReferenceSelection(session);
+    stack->SetReferenceSelection(SelectionOf(TaskById(host, 1), 2));
     qvx::time full = -1, span = 60 * Second;
     stack->GetFullTimeSpan(&full);
     EXPECT_EQ(RangeOf(stack), std::make_pair(qvx::time(0), 200 * Second));
@@ -404,10 +376,7 @@ TEST_F(SimHost, ZoomStackOffersItsSelectionAndItsLevels)
 TEST_F(SimHost, ZoomStackKeepsAReplacedRangeInsideTheData)
 {
     auto host = MakeHost();
-    auto session = SelectionOf(TaskOf(host, 1), 2);
-    CObjectPtr<CZoomStack> stack;
-    ASSERT_EQ(S_OK, (CreateObject<CZoomStack, IQvxZoomStack>(stack)));
-    stack->SetReferenceSelection(session);
+    auto stack = StackOver(SelectionOf(TaskById(host, 1), 2));
     EXPECT_EQ(S_OK, stack->SetTimeZoom(50 * Second, 60 * Second, 1));
     VARIANT_BOOL zoomed = 0;
     stack->GetIsZoomed(&zoomed);
@@ -433,10 +402,7 @@ TEST_F(SimHost, ZoomStackKeepsAReplacedRangeInsideTheData)
 TEST_F(SimHost, ZoomStackFollowsLiveDataUntilFrozen)
 {
     auto host = MakeHost();
-    auto live = SelectionOf(TaskOf(host, 1), 1);
-    CObjectPtr<CZoomStack> stack;
-    ASSERT_EQ(S_OK, (CreateObject<CZoomStack, IQvxZoomStack>(stack)));
-    stack->SetReferenceSelection(live);
+    auto stack = StackOver(SelectionOf(TaskById(host, 1), 1));
     CZoomListener listener(static_cast<IQvxZoomStack*>(stack.Get()));
     host->Advance(Second);
     qvx::time full = 0;
