@@ -28,32 +28,24 @@ bool IsUnzoomed(CTaskDataItem* task)
     return task && task->GetYZoom() == CYZoom{0.0, 1.0};
 }
 
-// The font, text colour, alignment and background mode of a context, put back when the scope
-// ends. The text is drawn transparent: the axis's numbers and title never erase the grid.
+// The state of a context, put back whole when the scope ends, whatever font was selected before
+// (also none of the chart's). The text is drawn transparent: the numbers and title never erase
+// the grid.
 class CSavedText
 {
 public:
-    CSavedText(HDC dc, HGDIOBJ font) noexcept
-        : Dc(dc), Font(SelectObject(dc, font)), Colour(GetTextColor(dc)), Align(GetTextAlign(dc)),
-          Background(SetBkMode(dc, TRANSPARENT))
+    CSavedText(HDC dc, HGDIOBJ font) noexcept : Dc(dc), Saved(SaveDC(dc))
     {
+        if (font) SelectObject(dc, font);
+        SetBkMode(dc, TRANSPARENT);
     }
-    ~CSavedText()
-    {
-        SetBkMode(Dc, Background);
-        SetTextAlign(Dc, Align);
-        SetTextColor(Dc, Colour);
-        SelectObject(Dc, Font);
-    }
+    ~CSavedText() { RestoreDC(Dc, Saved); }
     CSavedText(const CSavedText&) = delete;
     CSavedText& operator=(const CSavedText&) = delete;
 
 private:
     HDC Dc;
-    HGDIOBJ Font;
-    COLORREF Colour;
-    UINT Align;
-    int Background;
+    int Saved;
 };
 
 int TextWidth(HDC dc, const std::wstring& text)
@@ -233,8 +225,11 @@ void CYAxisRegion::Draw(CChartDrawInfo& info)
     {
         CSavedText saved(info.hdcOut, info.hFontNormal);
         SetTextColor(info.hdcOut, Trace->GetColor());
-        DrawTitle(info);
-        SelectObject(info.hdcOut, info.hFontNormal);
+        {
+            // The title turns the font on its side for itself alone.
+            const CSavedText title(info.hdcOut, nullptr);
+            DrawTitle(info);
+        }
         double low = 0.0, high = 0.0;
         if (Channel && GetDisplayRange(Channel, low, high)) {
             const TEXTMETRICW metrics = info.GetNormalMetrics();
