@@ -1,4 +1,6 @@
 #include "regions/XAxisRegion.h"
+#include <cmath>
+#include "scales/NiceTicks.h"
 #include <algorithm>
 #include <cstdint>
 #include <cwchar>
@@ -124,11 +126,26 @@ HRESULT CXAxisRegion::GetTimeTicks(CChartDrawInfo& info, CAxisTicks& ticks)
                : E_FAIL;
 }
 
-HRESULT CXAxisRegion::GetDistanceTicks(CChartDrawInfo&, CAxisTicks&)
+HRESULT CXAxisRegion::GetDistanceTicks(CChartDrawInfo& info, CAxisTicks& ticks)
 {
-    // Nothing in this chart turns distance mode on, and the value scales' tick choice that a
-    // distance axis stands on is not part of it: a distance axis has no ticks.
-    return E_NOTIMPL;
+    if (!Task || !Task->GetActiveSelection()) return E_FAIL;
+    // TODO: both ends in the distance channel's display unit, once selections know their channel.
+    double minimum = 0.0, maximum = 0.0;
+    Task->GetDistanceRange(minimum, maximum);
+    if (!(minimum < maximum)) return E_FAIL;
+    const double span = maximum - minimum;
+    const int decimals = span > 1.0 ? 0 : span > 0.1 ? 1 : span > 0.01 ? 2 : 3;
+    // The wider end, and half as much again, is the room a label needs.
+    const CSelection font(info.hdcRef, info.hFontNormal);
+    SIZE low{}, high{};
+    const std::wstring first = FormatNumber(minimum, decimals, false, true);
+    info.GetTextExtent(first.c_str(), low);
+    info.GetTextExtent(FormatNumber(maximum, decimals, false, true), high);
+    const int room = static_cast<int>(std::max(low.cx, high.cx) * 1.5);
+    if (!GetNiceTicks(minimum, maximum, 1.0 / std::pow(10.0, decimals), room, Bounds.right - Bounds.left, ticks))
+        return E_FAIL;
+    ticks.Decimals = decimals;
+    return S_OK;
 }
 
 void CXAxisRegion::Draw(CChartDrawInfo& info)
@@ -172,6 +189,7 @@ void CXAxisRegion::DrawTicks(CChartDrawInfo& info, const CAxisTicks& ticks)
 
 std::wstring CXAxisRegion::LabelText(const CAxisTicks& ticks, double value)
 {
+    if (Task->IsDistanceMode()) return FormatNumber(value, ticks.Decimals, false, true);
     // Whole labels: trailing zeros go, and the fields that are zero in front.
     const wchar_t* text = Task->FormatTime(SecondsToTicks(value), ticks.Decimals, true, true, false);
     return text ? text : L"";

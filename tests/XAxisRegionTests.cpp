@@ -8,6 +8,7 @@
 #include <vector>
 #include "regions/XAxisRegion.h"
 #include "items/ItemFlags.h"
+#include "scales/NiceTicks.h"
 #include "tests/SimTestSupport.h"
 
 using namespace qvxtest;
@@ -299,5 +300,37 @@ TEST_F(XAxis, TheOffsetLabelShowsTheFieldsThatHaveAnOffsetOrAFrame)
             texts.push_back(text);
         }
         EXPECT_EQ(row.Texts, texts) << row.Time << " " << row.Flags;
+    }
+}
+
+// In distance mode the axis stands on nice steps of the distance, labelled as numbers with the
+// decimals that the span allows; without a range it has no ticks and paints nothing.
+TEST_F(XAxis, ADistanceAxisHasNiceStepsOfTheDistance)
+{
+    Task().SetDistanceMode(true);
+    HostRuns(false);
+    const struct
+    {
+        double From, To;
+        int Decimals;
+    } rows[] = {{100.0, 350.0, 0}, {2.0, 2.5, 1}, {0.0, 0.05, 2}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.To);
+        Task().PushDistanceZoom(row.From, row.To);
+        double low = 0.0, high = 0.0;
+        Task().GetDistanceRange(low, high);
+        ASSERT_EQ(row.From, low);
+        ASSERT_EQ(row.To, high);
+        CAxisTicks ticks;
+        const CPainted painted = Paint([&](CChartDrawInfo& info) {
+            ASSERT_EQ(S_OK, Axis->GetDistanceTicks(info, ticks));
+            Axis->Draw(info);
+        });
+        EXPECT_EQ(row.Decimals, ticks.Decimals);
+        EXPECT_GT(ticks.MajorStep, 0.0);
+        EXPECT_LE(ticks.Maximum - ticks.Minimum, 10 * ticks.MajorStep + 1e-9);
+        // The first label is the first major value, as a number.
+        ASSERT_FALSE(painted.Texts.empty());
+        EXPECT_EQ(std::wstring(FormatNumber(ticks.MajorStart + 0.0, row.Decimals, false, true)), painted.Texts[0].Text);
     }
 }
