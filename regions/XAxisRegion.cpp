@@ -206,16 +206,29 @@ void CXAxisRegion::DrawCursorLabel(CChartDrawInfo& info)
 
     const CAxisPainting painting(info);
     const SIZE captionSize = Extent(info, caption), valueSize = Extent(info, text);
+    // With two cursors a capital delta in the symbol face stands between caption and value.
+    const bool two = Task->HasTwoCursors() && info.hFontSymbol;
+    SIZE deltaSize{};
+    if (two) {
+        const CSelection symbol(info.hdcRef, info.hFontSymbol);
+        GetTextExtentPoint32W(info.hdcRef, L"D", 1, &deltaSize);
+    }
     SelectionLabelRect.right = Bounds.right;
-    SelectionLabelRect.left = Bounds.right - valueSize.cx - captionSize.cx;
+    SelectionLabelRect.left = Bounds.right - valueSize.cx - deltaSize.cx - captionSize.cx;
     SelectionLabelRect.bottom = Bounds.bottom;
-    SelectionLabelRect.top = Bounds.bottom - std::max(captionSize.cy, valueSize.cy);
+    SelectionLabelRect.top = Bounds.bottom - std::max({captionSize.cy, deltaSize.cy, valueSize.cy});
 
     // Each text at the right end of its own cell, clipped to it.
     SetTextAlign(info.hdcOut, TA_RIGHT | TA_TOP);
     RECT cell = SelectionLabelRect;
     cell.right = cell.left + captionSize.cx;
     ExtTextOutW(info.hdcOut, cell.right, cell.top, ETO_CLIPPED, &cell, caption.c_str(), UINT(caption.size()), nullptr);
+    if (two) {
+        cell.left = cell.right;
+        cell.right = cell.left + deltaSize.cx;
+        const CSelection symbol(info.hdcOut, info.hFontSymbol);
+        ExtTextOutW(info.hdcOut, cell.right, cell.top, ETO_CLIPPED, &cell, L"D", 1, nullptr);
+    }
     cell.left = cell.right;
     cell.right = SelectionLabelRect.right;
     ExtTextOutW(info.hdcOut, cell.right, cell.top, ETO_CLIPPED, &cell, text.c_str(), UINT(text.size()), nullptr);
@@ -279,6 +292,10 @@ const wchar_t* CXAxisRegion::GetCursorText()
     if (!selection) return nullptr;
     // No item of this chart turns a time into a distance: in distance mode the time has none.
     if (Task->IsDistanceMode()) return KeepCursorText(ModuleString(NoValueText, L"No Value").c_str());
+    // Two cursors: how far the primary stands from the second, signed.
+    if (Task->HasTwoCursors())
+        return KeepCursorText(Task->FormatTimeDifference(Task->GetCursorTime() - Task->GetSecondCursorTime(),
+                                                         TimeDigits(), false, false, true));
     return KeepCursorText(Task->FormatTime(Task->GetCursorTime(), TimeDigits(), false, false, true));
 }
 

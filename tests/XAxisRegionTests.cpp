@@ -334,3 +334,37 @@ TEST_F(XAxis, ADistanceAxisHasNiceStepsOfTheDistance)
         EXPECT_EQ(std::wstring(FormatNumber(ticks.MajorStart + 0.0, row.Decimals, false, true)), painted.Texts[0].Text);
     }
 }
+
+// With two cursors a delta in the symbol face stands between caption and value, and the plain
+// axis tells how far the primary cursor stands from the second, signed.
+TEST_F(XAxis, TwoCursorsPutADeltaBeforeTheDifference)
+{
+    HostRuns(false);
+    Task().SetCursor(50 * Second, 0);
+    Task().SetTwoCursors(true);
+    const CPainted painted = PaintAxis();
+    ASSERT_GE(painted.Texts.size(), 3u);
+    const CPaintedText& caption = painted.Texts[painted.Texts.size() - 3];
+    const CPaintedText& delta = painted.Texts[painted.Texts.size() - 2];
+    const CPaintedText& value = painted.Texts.back();
+    EXPECT_EQ(L"Time: ", caption.Text);
+    EXPECT_EQ(L"D", delta.Text);
+    SIZE deltaSize{};
+    Paint([&](CChartDrawInfo& info) {
+        SelectObject(info.hdcRef, info.hFontSymbol);
+        info.GetTextExtent(L"D", deltaSize);
+    });
+    // Each at the right end of its cell: the value at the axis's end, the delta a delta's width
+    // after the caption.
+    EXPECT_EQ(Width, value.At.x);
+    EXPECT_EQ(caption.At.x + deltaSize.cx, delta.At.x);
+    EXPECT_LT(delta.At.x, value.At.x);
+
+    CXAxisRegion plain(*Chart->GraphRegion, &Task());
+    const std::wstring difference(
+        Task().FormatTimeDifference(Task().GetCursorTime() - Task().GetSecondCursorTime(), std::int16_t(Task().GetTimeDigits()), false, false,
+                                    true));
+    EXPECT_EQ(difference, plain.GetCursorText());
+    Task().SetTwoCursors(false);
+    EXPECT_NE(difference, plain.GetCursorText());
+}
