@@ -283,9 +283,11 @@ TEST_F(LiveTraces, TheChartDrawsEachChannelAsTracesOfItsInterpolationUnderItsAla
         EXPECT_FALSE(line->GetPolylines().empty()) << "channel " << place;
         // The points of the newest record show in the trace's colour, but where the line ends.
         const auto& points = line->GetPolylines().back().Points;
-        for (size_t i = 0; i < points.size(); ++i)
-            if (PtInRect(&trace->Bounds, {points[i].X, points[i].Y}) && !(points[i] == points.back()))
-                EXPECT_EQ(canvas.Pixel(points[i].X, points[i].Y), trace->Colour) << "channel " << place << ", point " << i; 
+        for (size_t i = 0; i < points.size(); ++i) {
+            if (PtInRect(&trace->Bounds, {points[i].X, points[i].Y}) && !(points[i] == points.back())) {
+                EXPECT_EQ(canvas.Pixel(points[i].X, points[i].Y), trace->Colour) << "channel " << place << ", point " << i;
+            }
+        }
         ++place;
     }
     // Speed's scale is 0 to 300: the limits stand at a quarter and three quarters of its band.
