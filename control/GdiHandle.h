@@ -56,6 +56,42 @@ using CBitmapHandle = CGdiObject<HBITMAP>;
 // A context made by CreateCompatibleDC, CreateDC or CreateIC.
 using CDeviceContext = CGdiHandle<HDC, CDeleteDC>;
 
+// An object selected into a context for the length of a scope; what was selected before goes
+// back when the scope ends. A null object selects nothing.
+class CSelection
+{
+public:
+    CSelection(HDC dc, HGDIOBJ object) noexcept : Dc(dc), Old(object ? SelectObject(dc, object) : nullptr) {}
+    CSelection(const CSelection&) = delete;
+    CSelection& operator=(const CSelection&) = delete;
+    ~CSelection()
+    {
+        if (Old) SelectObject(Dc, Old);
+    }
+
+private:
+    HDC Dc;
+    HGDIOBJ Old;
+};
+
+// The whole state of a context (selections, clipping, colours, alignment, modes), put back when
+// the scope ends.
+class CSavedDC
+{
+public:
+    explicit CSavedDC(HDC dc) noexcept : Dc(dc), Saved(SaveDC(dc)) {}
+    CSavedDC(const CSavedDC&) = delete;
+    CSavedDC& operator=(const CSavedDC&) = delete;
+    ~CSavedDC()
+    {
+        if (Saved) RestoreDC(Dc, Saved);
+    }
+
+private:
+    HDC Dc;
+    int Saved;
+};
+
 // The context of a window (or of the screen for a null window), given back with ReleaseDC.
 class CWindowDC
 {

@@ -74,29 +74,6 @@ CCursorLayout LayOutCursors(const RECT& graph, int h, int x1, int x2, bool twoCu
     return layout;
 }
 
-// A memory context on `target`'s kind of surface, freed when it goes.
-class CMemoryContext
-{
-public:
-    explicit CMemoryContext(HDC target) : Dc(CreateCompatibleDC(target)) {}
-    ~CMemoryContext()
-    {
-        if (Old) SelectObject(Dc, Old);
-        if (Dc) DeleteDC(Dc);
-    }
-    CMemoryContext(const CMemoryContext&) = delete;
-    CMemoryContext& operator=(const CMemoryContext&) = delete;
-    void Select(HBITMAP bitmap)
-    {
-        const HGDIOBJ previous = SelectObject(Dc, bitmap);
-        if (!Old) Old = previous;
-    }
-    HDC Dc;
-
-private:
-    HGDIOBJ Old = nullptr;
-};
-
 // Keeps what lies under `rect`, one column and one row more.
 void SaveUnder(HDC dc, const RECT& rect, CBitmapHandle& under)
 {
@@ -104,17 +81,17 @@ void SaveUnder(HDC dc, const RECT& rect, CBitmapHandle& under)
     const int height = rect.bottom - rect.top + 1;
     under.Reset(CreateCompatibleBitmap(dc, width, height));
     if (!under) return;
-    CMemoryContext memory(dc);
-    memory.Select(under);
-    BitBlt(memory.Dc, 0, 0, width, height, dc, rect.left, rect.top, SRCCOPY);
+    CDeviceContext memory(CreateCompatibleDC(dc));
+    const CSelection selected(memory, under);
+    BitBlt(memory, 0, 0, width, height, dc, rect.left, rect.top, SRCCOPY);
 }
 
 void RestoreUnder(HDC dc, const RECT& rect, const CBitmapHandle& under)
 {
     if (!under) return;
-    CMemoryContext memory(dc);
-    memory.Select(under);
-    BitBlt(dc, rect.left, rect.top, rect.right - rect.left + 1, rect.bottom - rect.top + 1, memory.Dc, 0, 0, SRCCOPY);
+    CDeviceContext memory(CreateCompatibleDC(dc));
+    const CSelection selected(memory, under);
+    BitBlt(dc, rect.left, rect.top, rect.right - rect.left + 1, rect.bottom - rect.top + 1, memory, 0, 0, SRCCOPY);
 }
 
 void Line(HDC dc, int x0, int y0, int x1, int y1)
@@ -131,13 +108,13 @@ void Shade(HDC dc, const RECT& rect)
     if (width <= 0 || height <= 0) return;
     CBitmapHandle colour(CreateCompatibleBitmap(dc, width, height));
     if (!colour) return;
-    CMemoryContext memory(dc);
-    memory.Select(colour);
+    CDeviceContext memory(CreateCompatibleDC(dc));
+    const CSelection selected(memory, colour);
     const RECT all{0, 0, width, height};
     CBrushHandle brush(CreateSolidBrush(SecondCursorColour));
-    FillRect(memory.Dc, &all, brush);
+    FillRect(memory, &all, brush);
     const BLENDFUNCTION blend{AC_SRC_OVER, 0, BetweenAlpha, 0};
-    AlphaBlend(dc, rect.left, rect.top, width, height, memory.Dc, 0, 0, width, height, blend);
+    AlphaBlend(dc, rect.left, rect.top, width, height, memory, 0, 0, width, height, blend);
 }
 
 // A triangle of one colour through three points, stroked and filled.
@@ -145,8 +122,7 @@ void Triangle(HDC dc, COLORREF colour, const POINT (&corners)[3], bool stroke)
 {
     CPenHandle pen(CreatePen(PS_SOLID, 0, colour));
     CBrushHandle brush(CreateSolidBrush(colour));
-    const HGDIOBJ oldPen = SelectObject(dc, pen);
-    const HGDIOBJ oldBrush = SelectObject(dc, brush);
+    const CSelection penSelected(dc, pen), brushSelected(dc, brush);
     BeginPath(dc);
     MoveToEx(dc, corners[0].x, corners[0].y, nullptr);
     LineTo(dc, corners[1].x, corners[1].y);
@@ -158,8 +134,6 @@ void Triangle(HDC dc, COLORREF colour, const POINT (&corners)[3], bool stroke)
     } else {
         FillPath(dc);
     }
-    SelectObject(dc, oldBrush);
-    SelectObject(dc, oldPen);
 }
 
 // A triangle in `rect` with its flat side left or right and its tip at the other side's middle.
@@ -179,10 +153,11 @@ void Arrowhead(HDC dc, COLORREF colour, const RECT& rect, bool pointsLeft)
     const int centre = (rect.left + rect.right) / 2;
     const int tip = pointsLeft ? rect.left : rect.right;
     const int tail = pointsLeft ? rect.right : rect.left;
-    CPenHandle pen(CreatePen(PS_SOLID, 0, colour));
-    const HGDIOBJ oldPen = SelectObject(dc, pen);
-    Line(dc, tail, middle, tip, middle);
-    SelectObject(dc, oldPen);
+    {
+        CPenHandle pen(CreatePen(PS_SOLID, 0, colour));
+        const CSelection selected(dc, pen);
+        Line(dc, tail, middle, tip, middle);
+    }
     Triangle(dc, colour, {{centre, rect.top}, {centre, rect.bottom}, {tip, middle}}, false);
 }
 
@@ -278,20 +253,19 @@ void CGraphRegion::DrawCursors(CChartDrawInfo& info, BOOL repaint)
     if (two && !IsPrinting(info.hdcRef)) Shade(dc, BetweenRect);
     if (secondVisible) {
         CPenHandle dash(CreatePen(PS_DASH, 0, SecondCursorColour));
-        const HGDIOBJ oldPen = SelectObject(dc, dash);
+        const CSelection selected(dc, dash);
         // The gaps of the dashes take the foreground.
         const COLORREF oldBack = SetBkColor(dc, info.ForeColour);
         Line(dc, x2, SecondCursorRect.top + h, x2, SecondCursorRect.bottom - h + 1);
         SetBkColor(dc, oldBack);
-        SelectObject(dc, oldPen);
     }
     if (saves) {
         SaveUnder(dc, PrimaryCursorRect, UnderPrimaryCursor);
         SaveUnder(dc, ArrowRectA, UnderArrowA);
     }
 
-    const HGDIOBJ oldPen = SelectObject(dc, info.ForePen);
     if (primaryVisible) {
+        const CSelection selected(dc, info.ForePen);
         Line(dc, x1, PrimaryCursorRect.top + h, x1, PrimaryCursorRect.bottom - h + 1);
         DrawActiveValueMark(*this, info, x1, h);
         if (Task->IsCursorCentred()) {
@@ -302,7 +276,6 @@ void CGraphRegion::DrawCursors(CChartDrawInfo& info, BOOL repaint)
                          false);
         }
     }
-    SelectObject(dc, oldPen);
     if (two && graphShown) {
         Arrowhead(dc, info.ForeColour, ArrowRectA, ArrowPointsLeftA != 0);
         Arrowhead(dc, SecondCursorColour, ArrowRectB, ArrowPointsLeftB != 0);
@@ -314,9 +287,9 @@ void CGraphRegion::RedrawCursors()
 {
     const HWND window = WindowRef ? *WindowRef : nullptr;
     if (!window || !IsWindowVisible(window)) return;
-    const HDC screen = GetDC(window);
-    if (!screen) return;
-    const int saved = SaveDC(screen);
+    const CWindowDC screen(window);
+    if (!screen.Get()) return;
+    const CSavedDC saved(screen);
     // As in the paint, nothing of the cursors reaches beyond the graph.
     IntersectClipRect(screen, Bounds.left, Bounds.top, Bounds.right + 1, Bounds.bottom + 1);
     if (Task && Task->HasTwoCursors()) {
@@ -329,22 +302,20 @@ void CGraphRegion::RedrawCursors()
         const int height = area.bottom - area.top;
         CBitmapHandle bitmap(CreateCompatibleBitmap(screen, width, height));
         if (bitmap) {
-            CMemoryContext memory(screen);
-            memory.Select(bitmap);
-            SetWindowOrgEx(memory.Dc, area.left, area.top, nullptr);
-            BitBlt(memory.Dc, area.left, area.top, width, height, screen, area.left, area.top, SRCCOPY);
+            CDeviceContext memory(CreateCompatibleDC(screen));
+            const CSelection selected(memory, bitmap);
+            SetWindowOrgEx(memory, area.left, area.top, nullptr);
+            BitBlt(memory, area.left, area.top, width, height, screen, area.left, area.top, SRCCOPY);
             {
-                CChartDrawInfo info(memory.Dc, screen, Owner, PointSize);
-                RestoreUnderCursors(*this, memory.Dc);
+                CChartDrawInfo info(memory, screen, Owner, PointSize);
+                RestoreUnderCursors(*this, memory);
                 DrawCursors(info, TRUE);
             }
-            BitBlt(screen, area.left, area.top, width, height, memory.Dc, area.left, area.top, SRCCOPY);
+            BitBlt(screen, area.left, area.top, width, height, memory, area.left, area.top, SRCCOPY);
         }
     } else {
         CChartDrawInfo info(screen, screen, Owner, PointSize);
         RestoreUnderCursors(*this, screen);
         DrawCursors(info, TRUE);
     }
-    RestoreDC(screen, saved);
-    ReleaseDC(window, screen);
 }

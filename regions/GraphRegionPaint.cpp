@@ -44,7 +44,7 @@ void CGraphRegion::Draw(CChartDrawInfo& info)
 
     DrawGrid(info);
 
-    const int saved = SaveDC(info.hdcOut);
+    const CSavedDC saved(info.hdcOut);
     IntersectClipRect(info.hdcOut, Bounds.left, Bounds.top, Bounds.right + 1, Bounds.bottom + 1);
     HorizontalScrollbar->Draw(info);
     VerticalScrollbar->Draw(info);
@@ -72,14 +72,13 @@ void CGraphRegion::Draw(CChartDrawInfo& info)
         OffsetMode.Draw(info);
         // TODO: the rubber band of the zoom drag and the anchor mark of the auto-scroll.
     }
-    RestoreDC(info.hdcOut, saved);
 }
 
 void CGraphRegion::DrawGrid(CChartDrawInfo& info)
 {
     if (!ShowGrid || IsEmpty(GraphRect)) return;
     HDC dc = info.hdcOut;
-    const HGDIOBJ oldPen = SelectObject(dc, info.GridPen);
+    const CSelection selected(dc, info.GridPen);
     if (FixedGrid) {
         // Ten parts each way, standing still whatever the data do.
         const auto at = [](int i, int extent, int start) { return static_cast<int>(i * extent / 10.0 + 0.5) + start; };
@@ -99,7 +98,6 @@ void CGraphRegion::DrawGrid(CChartDrawInfo& info)
     SelectObject(dc, info.GridPen);
     Line(dc, GraphRect.left - 1, GraphRect.top, GraphRect.left - 1, GraphRect.bottom);
     Line(dc, GraphRect.right + 1, GraphRect.top, GraphRect.right + 1, GraphRect.bottom);
-    SelectObject(dc, oldPen);
 }
 
 void CGraphRegion::DrawTicksGrid(CChartDrawInfo& info)
@@ -162,7 +160,8 @@ void CRTCGraphRegion::DrawModeText(CChartDrawInfo& info)
     if (length == 0) return;
 
     HDC dc = info.hdcOut;
-    const HGDIOBJ oldFont = SelectObject(dc, info.hFontNormal);
+    const CSavedDC saved(dc);
+    if (info.hFontNormal) SelectObject(dc, info.hFontNormal);
     const int dpiX = GetDeviceCaps(info.hdcRef, LOGPIXELSX);
     SIZE extent{};
     GetTextExtentPoint32W(dc, ModeText.Get(), static_cast<int>(length), &extent);
@@ -190,5 +189,4 @@ void CRTCGraphRegion::DrawModeText(CChartDrawInfo& info)
               DT_CALCRECT | DT_END_ELLIPSIS | DT_MODIFYSTRING | DT_SINGLELINE | DT_NOPREFIX);
     if (measured.right - measured.left <= room.right - room.left)
         TextOutW(dc, room.left, room.top, text.c_str(), static_cast<int>(wcslen(text.c_str())));
-    SelectObject(dc, oldFont);
 }

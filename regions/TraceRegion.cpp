@@ -268,12 +268,12 @@ void CLineTraceRegion::PaintPolylines(CChartDrawInfo& info)
 {
     if (Folder.Polylines.empty()) return;
     HDC dc = info.hdcOut;
-    const int saved = SaveDC(dc);
+    const CSavedDC saved(dc);
     IntersectClipRect(dc, Bounds.left, Bounds.top, DataRight + 1, Bounds.bottom + 1);
     // PointSize is in tenths of a point; 0 is the device's thinnest line.
     const int width = int(info.PointSize / 10.0 * GetDeviceCaps(info.hdcRef, LOGPIXELSY) / 72.0);
     CPenHandle pen(CreatePen(PS_SOLID, width, Colour));
-    const HGDIOBJ old = SelectObject(dc, pen.Get());
+    const CSelection selected(dc, pen);
     for (const TracePolyline& record : Folder.Polylines) {
         const auto& points = record.Points;
         if (points.size() == 1) {
@@ -283,6 +283,4 @@ void CLineTraceRegion::PaintPolylines(CChartDrawInfo& info)
         const int count = int(points.size()) - record.FirstVisible;
         if (count >= 2) Polyline(dc, reinterpret_cast<const POINT*>(points.data() + record.FirstVisible), count);
     }
-    SelectObject(dc, old);
-    RestoreDC(dc, saved);
 }

@@ -33,23 +33,6 @@ std::wstring ModuleString(UINT id, const wchar_t* fallback)
     return length > 0 && text ? std::wstring(text, size_t(length)) : std::wstring(fallback);
 }
 
-// An object selected into a context for the length of a scope.
-class CSelection
-{
-public:
-    CSelection(HDC dc, HGDIOBJ object) noexcept : Dc(dc), Old(object ? SelectObject(dc, object) : nullptr) {}
-    CSelection(const CSelection&) = delete;
-    CSelection& operator=(const CSelection&) = delete;
-    ~CSelection()
-    {
-        if (Old) SelectObject(Dc, Old);
-    }
-
-private:
-    HDC Dc;
-    HGDIOBJ Old;
-};
-
 SIZE Extent(CChartDrawInfo& info, const std::wstring& text)
 {
     SIZE size{};
@@ -63,20 +46,16 @@ class CAxisPainting
 {
 public:
     explicit CAxisPainting(CChartDrawInfo& info) noexcept
-        : Dc(info.hdcOut), Saved(SaveDC(info.hdcOut)), Measuring(info.hdcRef, info.hFontNormal)
+        : Saved(info.hdcOut), Measuring(info.hdcRef, info.hFontNormal)
     {
-        SelectObject(Dc, info.ForePen);
-        if (info.hFontNormal) SelectObject(Dc, info.hFontNormal);
-        SetTextColor(Dc, info.ForeColour);
-        SetBkMode(Dc, TRANSPARENT);
+        SelectObject(info.hdcOut, info.ForePen);
+        if (info.hFontNormal) SelectObject(info.hdcOut, info.hFontNormal);
+        SetTextColor(info.hdcOut, info.ForeColour);
+        SetBkMode(info.hdcOut, TRANSPARENT);
     }
-    CAxisPainting(const CAxisPainting&) = delete;
-    CAxisPainting& operator=(const CAxisPainting&) = delete;
-    ~CAxisPainting() { RestoreDC(Dc, Saved); }
 
 private:
-    HDC Dc;
-    int Saved;
+    CSavedDC Saved;
     CSelection Measuring;
 };
 

@@ -34,18 +34,14 @@ bool IsUnzoomed(CTaskDataItem* task)
 class CSavedText
 {
 public:
-    CSavedText(HDC dc, HGDIOBJ font) noexcept : Dc(dc), Saved(SaveDC(dc))
+    CSavedText(HDC dc, HGDIOBJ font) noexcept : Saved(dc)
     {
         if (font) SelectObject(dc, font);
         SetBkMode(dc, TRANSPARENT);
     }
-    ~CSavedText() { RestoreDC(Dc, Saved); }
-    CSavedText(const CSavedText&) = delete;
-    CSavedText& operator=(const CSavedText&) = delete;
 
 private:
-    HDC Dc;
-    int Saved;
+    CSavedDC Saved;
 };
 
 int TextWidth(HDC dc, const std::wstring& text)
@@ -221,7 +217,7 @@ void CYAxisRegion::Draw(CChartDrawInfo& info)
     if (!Trace || IsRectEmpty(&AxisRect)) return;
 
     CPenHandle pen(CreatePen(PS_SOLID, 0, Trace->GetColor()));
-    const HGDIOBJ oldPen = SelectObject(info.hdcOut, pen);
+    const CSelection selected(info.hdcOut, pen);
     {
         CSavedText saved(info.hdcOut, info.hFontNormal);
         SetTextColor(info.hdcOut, Trace->GetColor());
@@ -239,7 +235,6 @@ void CYAxisRegion::Draw(CChartDrawInfo& info)
                 DrawTicks(info, metrics, low, high);
         }
     }
-    SelectObject(info.hdcOut, oldPen);
 }
 
 void CYAxisRegion::DrawTitle(CChartDrawInfo& info)
@@ -511,7 +506,7 @@ void CYAxisRegion::PaintNow()
     CDeviceContext memory(CreateCompatibleDC(windowDc));
     CBitmapHandle bitmap(CreateCompatibleBitmap(windowDc, std::max<LONG>(client.right, 1), std::max<LONG>(client.bottom, 1)));
     if (!memory || !bitmap) return;
-    const HGDIOBJ oldBitmap = SelectObject(memory, bitmap);
+    const CSelection selected(memory, bitmap);
     {
         CChartDrawInfo info(memory, windowDc, Graph.Owner, 0);
         RECT area = Bounds;
@@ -524,7 +519,6 @@ void CYAxisRegion::PaintNow()
         BitBlt(windowDc, area.left, area.top, right - area.left, area.bottom - area.top, memory, area.left, area.top,
                SRCCOPY);
     }
-    SelectObject(memory, oldBitmap);
 }
 
 void CYAxisRegion::End()
