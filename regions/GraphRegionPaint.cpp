@@ -155,7 +155,9 @@ void CRTCGraphRegion::Draw(CChartDrawInfo& info)
 void CRTCGraphRegion::DrawModeText(CChartDrawInfo& info)
 {
     auto* task = static_cast<CRTCTaskDataItem*>(Task);
-    ModeText = task ? CBstr(task->GetMode().GetStatusText().Get()) : CBstr();
+    // Copied only when the mode's text changed: a paint in the same mode allocates nothing for it.
+    const std::wstring_view status = task ? task->GetMode().GetStatusText().View() : std::wstring_view();
+    if (ModeText.View() != status) ModeText = CBstr(status);
     const UINT length = SysStringLen(ModeText.Get());
     if (length == 0) return;
 

@@ -3,6 +3,7 @@
 // paint, the offset label's fields, and a cursor move that repaints the label alone.
 #include <gtest/gtest.h>
 #include <algorithm>
+#include <cstring>
 #include <functional>
 #include <string>
 #include <vector>
@@ -58,19 +59,6 @@ int CALLBACK Record(HDC, HANDLETABLE*, const ENHMETARECORD* record, int, LPARAM 
     }
     }
     return 1;
-}
-
-// The pixels of a window, read back from its context.
-std::vector<DWORD> Pixels(HWND window, int width, int height)
-{
-    BITMAPINFO info{{sizeof(BITMAPINFOHEADER), width, -height, 1, 32, BI_RGB}};
-    void* bits = nullptr;
-    CBitmapHandle bitmap(CreateDIBSection(nullptr, &info, DIB_RGB_COLORS, &bits, nullptr, 0));
-    CDeviceContext memory(CreateCompatibleDC(nullptr));
-    HGDIOBJ old = SelectObject(memory, bitmap);
-    BitBlt(memory, 0, 0, width, height, CWindowDC(window), 0, 0, SRCCOPY);
-    SelectObject(memory, old);
-    return std::vector<DWORD>(static_cast<DWORD*>(bits), static_cast<DWORD*>(bits) + width * height);
 }
 
 // A live chart of 130 seconds whose window of 100 seconds has slid 30 seconds past the first
@@ -250,24 +238,27 @@ TEST_F(XAxis, ACursorMoveRepaintsTheLabelAloneAndOtherChangesInvalidateTheAxis)
     HostRuns(false);
     Task().SetCursor(50 * Second, 0);
     PaintOnWindow();
-    const std::vector<DWORD> before = Pixels(Window, WindowWidth + 1, 61);
+    const auto before = CaptureWindow(Window);
     const RECT label = Axis->SelectionLabelRect;
     ASSERT_FALSE(IsRectEmpty(&label));
 
     Task().SetCursor(61 * Second, 0);
     RECT update{};
     EXPECT_FALSE(GetUpdateRect(Window, &update, FALSE)) << "nothing is left for a paint";
-    const std::vector<DWORD> after = Pixels(Window, WindowWidth + 1, 61);
+    const auto after = CaptureWindow(Window);
     int changed = 0, outside = 0;
-    for (size_t at = 0; at < before.size(); ++at) {
-        const POINT point{long(at % (WindowWidth + 1)), long(at / (WindowWidth + 1))};
-        changed += before[at] != after[at];
-        outside += before[at] != after[at] && !PtInRect(&label, point);
-    }
+    for (int y = 0; y < after->Height(); ++y)
+        for (int x = 0; x < after->Width(); ++x) {
+            const bool differs = before->Pixel(x, y) != after->Pixel(x, y);
+            changed += differs;
+            outside += differs && !PtInRect(&label, POINT{x, y});
+        }
     EXPECT_GT(changed, 0) << "the label shows the new time";
     EXPECT_EQ(0, outside) << "only the label's rectangle is painted";
     PaintOnWindow();
-    EXPECT_TRUE(after == Pixels(Window, WindowWidth + 1, 61)) << "the label reads as a full paint would show it";
+    const auto painted = CaptureWindow(Window);
+    EXPECT_EQ(0, std::memcmp(after->Data(), painted->Data(), size_t(after->Width()) * after->Height() * 4))
+        << "the label reads as a full paint would show it";
 
     for (DWORD flags : {TaskTimeFormatStale, TaskWindowMoved, TaskTimeRangeStale | TaskCursorStale}) {
         PaintOnWindow();
