@@ -164,7 +164,7 @@ bool CGraphRegion::PrintsAllAxes(CChartDrawInfo& info)
     return IsPrinting(info.hdcRef) && Owner.GetPrintAllAxes();
 }
 
-void CGraphRegion::RebuildYAxes(CChartDrawInfo&)
+void CGraphRegion::RebuildYAxes(bool printAll)
 {
     DeleteYAxes();
     CMessageMap* last = nullptr;
@@ -175,13 +175,13 @@ void CGraphRegion::RebuildYAxes(CChartDrawInfo&)
     };
     const std::vector<CChannelDataItem*> channels = OrderedChannels(Task);
     if (!Tiled) {
-        if (ShowActiveYAxis && !PrintAll) {
+        if (ShowActiveYAxis && !printAll) {
             ActiveYAxis = CreateYAxisRegion(FALSE, SideLeft, nullptr);
             ActiveYAxis->Invalidate();
             enter(*ActiveYAxis);
         }
         for (CChannelDataItem* channel : channels) {
-            const int position = PrintAll ? 1 : channel->GetAuxiliaryAxis();
+            const int position = printAll ? 1 : channel->GetAuxiliaryAxis();
             const int side = position == 1 ? SideLeft : position == 2 ? SideRight : SideNone;
             YAxes.push_back(CreateYAxisRegion(FALSE, side, channel));
             enter(*YAxes.back());
@@ -198,9 +198,9 @@ void CGraphRegion::RebuildYAxes(CChartDrawInfo&)
 
 void CGraphRegion::Recalculate(CChartDrawInfo& info)
 {
-    PrintAll = PrintsAllAxes(info);
+    const bool printAll = PrintsAllAxes(info);
     if (DirtyBits & DirtyChannelRegions) RebuildChannelRegions();
-    if (DirtyBits & DirtyYAxes) RebuildYAxes(info);
+    if (DirtyBits & DirtyYAxes) RebuildYAxes(printAll);
     if (DirtyBits & DirtyLapMarkerRegions) RebuildLapMarkerRegions();
 
     const TEXTMETRICW metrics = info.GetNormalMetrics();
@@ -246,7 +246,7 @@ void CGraphRegion::Recalculate(CChartDrawInfo& info)
         widest = std::max(widest, widths.back());
     }
     const auto positionOf = [&](CChannelRegion& region) {
-        if (PrintAll) return 1;
+        if (printAll) return 1;
         return region.Channel ? static_cast<int>(region.Channel->GetAuxiliaryAxis()) : 0;
     };
 
@@ -254,7 +254,7 @@ void CGraphRegion::Recalculate(CChartDrawInfo& info)
     int left = GraphRect.left;
     int right = GraphRect.right;
     const int outerRight = right;
-    const bool activeAxis = ShowActiveYAxis && (Tiled || !PrintAll);
+    const bool activeAxis = ShowActiveYAxis && (Tiled || !printAll);
     if (!Tiled) {
         size_t i = 0;
         for (auto& region : ChannelRegions) {

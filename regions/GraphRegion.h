@@ -165,7 +165,8 @@ protected:
     void CreateChildren();
     // The rebuilds of Recalculate.
     void RebuildChannelRegions();
-    void RebuildYAxes(CChartDrawInfo& info);
+    // With `printAll` every channel's axis stands on the left and there is no active axis.
+    void RebuildYAxes(bool printAll);
     void RebuildLapMarkerRegions();
     // Whether the paper shows every axis on the left: printing, with the container's
     // "PrintAllAxes".
@@ -180,9 +181,6 @@ protected:
     bool HandleKeyDown(HWND window, UINT key);
     // `keys` are the modifier flags that came with the turn.
     bool HandleWheel(short delta, WORD keys);
-
-    // Print-all state of the last layout.
-    bool PrintAll = false;
 
 private:
     // Keys of "=" and "-" on the main keyboard, looked up once.
