@@ -52,6 +52,7 @@ public:
 
     // The grid colour that paints: GridColour on the screen, a grey against the paper otherwise.
     COLORREF GetGridPaintColour() const { return GridPaintColour; }
+    COLORREF GetActiveGridPaintColour() const { return ActiveGridPaintColour; }
     // Measures a zero-terminated string on hdcRef with the font selected there.
     BOOL GetTextExtent(const wchar_t* text, SIZE& size) const;
     // The metrics of hFontNormal on hdcRef; of the context's own font when there is none.
@@ -78,6 +79,9 @@ public:
     CFontHandle hFontSymbolRotate90;
     // Set by the graph region while its traces write straight into its DIB section.
     CDIBSection* TraceDib;
+    // Painting into the control's own back buffer, which a later paint may build on: the graph
+    // keeps its plot in a layer and draws again only what changed.
+    bool RetainedPlot = false;
 
 private:
     void TakeFont(CChartDrawOwner& owner);

@@ -111,3 +111,24 @@ private:
     HWND Window;
     HDC Dc;
 };
+
+// A memory context with a bitmap of `size` compatible with `target` selected into it; false, and
+// nothing made, when either cannot be made.
+inline bool MakeBuffer(HDC target, SIZE size, CDeviceContext& dc, CBitmapHandle& bitmap, HGDIOBJ& oldBitmap)
+{
+    CDeviceContext context(CreateCompatibleDC(target));
+    CBitmapHandle made(context ? CreateCompatibleBitmap(target, size.cx, size.cy) : nullptr);
+    if (!made) return false;
+    oldBitmap = SelectObject(context, made);
+    dc = std::move(context);
+    bitmap = std::move(made);
+    return true;
+}
+
+inline void FreeBuffer(CDeviceContext& dc, CBitmapHandle& bitmap, HGDIOBJ& oldBitmap)
+{
+    if (dc && oldBitmap) SelectObject(dc, oldBitmap);
+    oldBitmap = nullptr;
+    bitmap.Reset();
+    dc.Reset();
+}

@@ -23,27 +23,6 @@ const UINT ReflectedMessages[] = {
     OCM_VSCROLL,        OCM_PARENTNOTIFY,    OCM_NOTIFY,
 };
 
-// A memory context with a bitmap of `size` compatible with `target` selected into it; false, and
-// nothing made, when either cannot be made.
-bool MakeBuffer(HDC target, SIZE size, CDeviceContext& dc, CBitmapHandle& bitmap, HGDIOBJ& oldBitmap)
-{
-    CDeviceContext context(CreateCompatibleDC(target));
-    CBitmapHandle made(context ? CreateCompatibleBitmap(target, size.cx, size.cy) : nullptr);
-    if (!made) return false;
-    oldBitmap = SelectObject(context, made);
-    dc = std::move(context);
-    bitmap = std::move(made);
-    return true;
-}
-
-void FreeBuffer(CDeviceContext& dc, CBitmapHandle& bitmap, HGDIOBJ& oldBitmap)
-{
-    if (dc && oldBitmap) SelectObject(dc, oldBitmap);
-    oldBitmap = nullptr;
-    bitmap.Reset();
-    dc.Reset();
-}
-
 // The buffer of a nested paint, freed when that paint ends.
 struct CNestedBuffer
 {
@@ -215,6 +194,7 @@ HRESULT CLinnographCtl::OnDraw(const DrawDescription& draw)
     if (surface) {
         const int pointSize = GraphRegion ? GraphRegion->PointSize : 0;
         CChartDrawInfo info(surface, reference, *this, pointSize);
+        info.RetainedPlot = surface == BackBufferDC.Get();
         CBaseChartCtl::Draw(info);
     }
     if (!direct && surface) {

@@ -6,6 +6,7 @@
 #include "items/TaskDataItem.h"
 #include "items/TraceDataItem.h"
 #include "regions/GraphRegion.h"
+#include "regions/PlotLayer.h"
 
 namespace {
 
@@ -91,16 +92,23 @@ CTraceRegion* CChannelRegion::ActiveSelectionTrace()
 
 void CChannelRegion::Draw(CChartDrawInfo& info)
 {
+    CPlotScene scene;
+    AddToScene(info, scene);
+    scene.Paint(info.hdcOut);
+}
+
+void CChannelRegion::AddToScene(CChartDrawInfo& info, CPlotScene& scene)
+{
     if (DirtyBits != 0) Recalculate(info);
-    DrawAlarmLines(info);
+    AddAlarmLines(scene);
     CTraceRegion* active = ActiveSelectionTrace();
     for (auto& trace : TraceRegions)
-        if (trace.get() != active) trace->DrawWithColour(info, CTraceRegion::TraceOwnColour);
+        if (trace.get() != active) trace->AddToScene(info, CTraceRegion::TraceOwnColour, scene);
     if (!active) return;
     // While the offset mode drags the active trace as a bitmap it is left out here.
     const int state = Graph.GetOffsetState();
     const bool held = (state & 4) ? Graph.GetActiveChannelRegion() == this : state != 1;
-    if (!held) active->DrawWithColour(info, CTraceRegion::TraceOwnColour);
+    if (!held) active->AddToScene(info, CTraceRegion::TraceOwnColour, scene);
 }
 
 void CChannelRegion::DrawActiveSelectionTrace(CChartDrawInfo& info, BOOL ownColour)
@@ -110,7 +118,7 @@ void CChannelRegion::DrawActiveSelectionTrace(CChartDrawInfo& info, BOOL ownColo
         active->DrawWithColour(info, ownColour ? CTraceRegion::TraceOwnColour : MaskColour);
 }
 
-void CChannelRegion::DrawAlarmLines(CChartDrawInfo& info)
+void CChannelRegion::AddAlarmLines(CPlotScene& scene)
 {
     if (!Channel || !Graph.Owner.GetShowAlarms()) return;
     const int type = Graph.AlarmConditionsType;
@@ -121,8 +129,6 @@ void CChannelRegion::DrawAlarmLines(CChartDrawInfo& info)
     if (condition == 0) return;
     const double lo = Channel->GetScaleMinimum(1), hi = Channel->GetScaleMaximum(1);
     if (lo == hi) return;
-    CPenHandle pen(CreatePen(PS_DOT, 0, Channel->GetAlarmColor()));
-    const HGDIOBJ old = SelectObject(info.hdcOut, pen.Get());
     CTaskDataItem* task = Channel->GetTask();
     IQvxUnitConverter* converter = task ? task->GetUnitConverter() : nullptr;
     // Bit 1 the minimum, bit 2 the maximum; the minimum first.
@@ -135,8 +141,6 @@ void CChannelRegion::DrawAlarmLines(CChartDrawInfo& info)
             limit = converted;
         const LONG y = LONG(PlotRect.bottom - (PlotRect.bottom - PlotRect.top) * (limit - lo) / (hi - lo));
         if (y < PlotRect.top || y > PlotRect.bottom) continue;
-        MoveToEx(info.hdcOut, PlotRect.left, y, nullptr);
-        LineTo(info.hdcOut, PlotRect.right, y);
+        scene.AddLine(PlotRect.left, y, PlotRect.right, y, Channel->GetAlarmColor(), PS_DOT);
     }
-    SelectObject(info.hdcOut, old);
 }

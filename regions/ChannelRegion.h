@@ -10,6 +10,7 @@
 
 class CChannelDataItem;
 class CGraphRegion;
+class CPlotScene;
 
 class CChannelRegion : public CChartRegionBase
 {
@@ -23,6 +24,8 @@ public:
     ~CChannelRegion() override;
 
     void Draw(CChartDrawInfo& info) override;
+    // The alarm lines and the traces, in the order they are drawn, into the graph's scene.
+    void AddToScene(CChartDrawInfo& info, CPlotScene& scene);
     void OnDataItemChanged(CDataItemBase* item, DWORD flags) override;
     void OnDataItemRemoved(CDataItemBase* item) override;
     void Recalculate(CChartDrawInfo& info) override;
@@ -41,7 +44,7 @@ public:
     RECT PlotRect{};
 
 protected:
-    void DrawAlarmLines(CChartDrawInfo& info);
+    void AddAlarmLines(CPlotScene& scene);
     // The trace region of the task's active selection, or null.
     CTraceRegion* ActiveSelectionTrace();
 };

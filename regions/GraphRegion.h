@@ -15,6 +15,7 @@
 #include "control/MessageMap.h"
 #include "interaction/GraphDragModes.h"
 #include "regions/OffsetMode.h"
+#include "regions/PlotLayer.h"
 #include "regions/SegmentsSplitsRegion.h"
 #include "Linnograph.h"
 #include "com/AutomationTypes.h"
@@ -158,6 +159,8 @@ public:
     BOOL ShowXAxisGrid = 1;
     BOOL ShowXAxisGridMinorLines = 0;
     BOOL ShowGridActiveTraceOnly = 0;
+    // The plot as the screen last showed it, drawn again only where it changed.
+    CPlotLayer PlotLayer;
 
 protected:
     // The children the graph owns from the start; the constructor of the real-time graph calls it
@@ -173,11 +176,12 @@ protected:
     bool PrintsAllAxes(CChartDrawInfo& info);
     // Removes the y axes and their message chain.
     void DeleteYAxes();
-    void DrawGrid(CChartDrawInfo& info);
-    void DrawTicksGrid(CChartDrawInfo& info);
+    // The grid's lines into the scene; its two border lines, outside GraphRect, are drawn.
+    void DrawGrid(CChartDrawInfo& info, CPlotScene& scene);
+    void AddTicksGrid(CChartDrawInfo& info, CPlotScene& scene);
     // Lines of one axis on its ticks: horizontal ones between its top and bottom, vertical ones
     // at the x ticks. `xTicks` is null when the x axis gives none.
-    void DrawAxisGrid(CChartDrawInfo& info, CYAxisRegion& axis, bool active, const CAxisTicks* xTicks);
+    void AddAxisGrid(CChartDrawInfo& info, CPlotScene& scene, CYAxisRegion& axis, bool active, const CAxisTicks* xTicks);
     bool HandleKeyDown(HWND window, UINT key);
     // `keys` are the modifier flags that came with the turn.
     bool HandleWheel(short delta, WORD keys);

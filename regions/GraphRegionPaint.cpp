@@ -8,6 +8,7 @@
 #include "regions/EventsRegion.h"
 #include "regions/GraphRegion.h"
 #include "regions/LapMarkersRegion.h"
+#include "regions/PlotLayer.h"
 #include "regions/ScrollbarRegion.h"
 #include "regions/XAxisRegion.h"
 #include "regions/YAxisRegion.h"
@@ -42,7 +43,16 @@ void CGraphRegion::Draw(CChartDrawInfo& info)
     UnderArrowB.Reset();
     UnderArrowA.Reset();
 
-    DrawGrid(info);
+    // The screen's back buffer keeps the plot in the layer; any other target gets the grid now
+    // and the channels in their turn, as the scene is laid out.
+    const bool retained = info.RetainedPlot && !printing && !IsEmpty(GraphRect);
+    // Laid out on the stack: a paint may run inside another.
+    CPlotScene scene;
+    DrawGrid(info, scene);
+    if (!retained) {
+        scene.Paint(info.hdcOut);
+        scene.Items.clear();
+    }
 
     const CSavedDC saved(info.hdcOut);
     IntersectClipRect(info.hdcOut, Bounds.left, Bounds.top, Bounds.right + 1, Bounds.bottom + 1);
@@ -57,16 +67,24 @@ void CGraphRegion::Draw(CChartDrawInfo& info)
         if (ActiveYAxis) ActiveYAxis->Draw(info);
         XAxis->Draw(info);
         if (!IsEmpty(GraphRect)) {
+            // TODO: lap marker lines join the scene when they paint, so that the layer keeps them
+            // under the traces.
             if (!(DirtyBits & DirtyLapMarkerRegions))
                 for (auto& region : LapMarkerRegions)
                     if (region->Selection == selection) region->Draw(info);
             // TODO: points draw into one DIB section of GraphRect on capable screens.
             CChannelRegion* active = GetActiveChannelRegion();
             for (auto& region : ChannelRegions)
-                if (region.get() != active) region->Draw(info);
+                if (region.get() != active) region->AddToScene(info, scene);
             // The active channel lies on top.
-            if (active) active->Draw(info);
+            if (active) active->AddToScene(info, scene);
         }
+    }
+    if (retained)
+        PlotLayer.Paint(info, GraphRect, scene);
+    else
+        scene.Paint(info.hdcOut);
+    if (selection) {
         Events->Draw(info);
         if (!IsEmpty(GraphRect) && OffsetMode.OffsetState == 1) DrawCursors(info, FALSE);
         OffsetMode.Draw(info);
@@ -74,33 +92,33 @@ void CGraphRegion::Draw(CChartDrawInfo& info)
     }
 }
 
-void CGraphRegion::DrawGrid(CChartDrawInfo& info)
+void CGraphRegion::DrawGrid(CChartDrawInfo& info, CPlotScene& scene)
 {
     if (!ShowGrid || IsEmpty(GraphRect)) return;
-    HDC dc = info.hdcOut;
-    const CSelection selected(dc, info.GridPen);
+    const COLORREF colour = info.GetGridPaintColour();
     if (FixedGrid) {
         // Ten parts each way, standing still whatever the data do.
         const auto at = [](int i, int extent, int start) { return static_cast<int>(i * extent / 10.0 + 0.5) + start; };
         for (int i = 0; i <= 10; ++i) {
             if (ShowYAxisGrid) {
                 const int y = at(i, GraphRect.bottom - GraphRect.top, GraphRect.top);
-                Line(dc, GraphRect.left, y, GraphRect.right + 1, y);
+                scene.AddLine(GraphRect.left, y, GraphRect.right + 1, y, colour);
             }
             if (ShowXAxisGrid) {
                 const int x = at(i, GraphRect.right - GraphRect.left, GraphRect.left);
-                Line(dc, x, GraphRect.top, x, GraphRect.bottom + 1);
+                scene.AddLine(x, GraphRect.top, x, GraphRect.bottom + 1, colour);
             }
         }
     } else {
-        DrawTicksGrid(info);
+        AddTicksGrid(info, scene);
     }
-    SelectObject(dc, info.GridPen);
+    HDC dc = info.hdcOut;
+    const CSelection selected(dc, info.GridPen);
     Line(dc, GraphRect.left - 1, GraphRect.top, GraphRect.left - 1, GraphRect.bottom);
     Line(dc, GraphRect.right + 1, GraphRect.top, GraphRect.right + 1, GraphRect.bottom);
 }
 
-void CGraphRegion::DrawTicksGrid(CChartDrawInfo& info)
+void CGraphRegion::AddTicksGrid(CChartDrawInfo& info, CPlotScene& scene)
 {
     CAxisTicks xTicks;
     bool haveX = false;
@@ -113,15 +131,14 @@ void CGraphRegion::DrawTicksGrid(CChartDrawInfo& info)
     for (auto& axis : YAxes) {
         const bool active = axis->Channel && axis->Channel == activeChannel;
         if (!active && (ShowGridActiveTraceOnly || axis->Side == SideNone)) continue;
-        DrawAxisGrid(info, *axis, active, haveX ? &xTicks : nullptr);
+        AddAxisGrid(info, scene, *axis, active, haveX ? &xTicks : nullptr);
     }
-    if (ActiveYAxis) DrawAxisGrid(info, *ActiveYAxis, true, haveX ? &xTicks : nullptr);
+    if (ActiveYAxis) AddAxisGrid(info, scene, *ActiveYAxis, true, haveX ? &xTicks : nullptr);
 }
 
-void CGraphRegion::DrawAxisGrid(CChartDrawInfo& info, CYAxisRegion& axis, bool active, const CAxisTicks* xTicks)
+void CGraphRegion::AddAxisGrid(CChartDrawInfo& info, CPlotScene& scene, CYAxisRegion& axis, bool active, const CAxisTicks* xTicks)
 {
-    HDC dc = info.hdcOut;
-    SelectObject(dc, active ? info.ActiveGridPen : info.GridPen);
+    const COLORREF colour = active ? info.GetActiveGridPaintColour() : info.GetGridPaintColour();
     axis.Recalculate(info);
     const RECT box = axis.Bounds;
     CAxisTicks yTicks;
@@ -131,7 +148,7 @@ void CGraphRegion::DrawAxisGrid(CChartDrawInfo& info, CYAxisRegion& axis, bool a
         const double start = ShowYAxisGridMinorLines ? yTicks.MinorStart : yTicks.MajorStart;
         WalkSeries(start, step, yTicks.Minimum, yTicks.Maximum, [&](double value) {
             const int y = MapToPixel(box.top, box.bottom, yTicks.Minimum, yTicks.Maximum, value, true, true);
-            if (y >= 0) Line(dc, GraphRect.left, y, GraphRect.right + 1, y);
+            if (y >= 0) scene.AddLine(GraphRect.left, y, GraphRect.right + 1, y, colour);
         });
     }
     if (xTicks) {
@@ -139,7 +156,7 @@ void CGraphRegion::DrawAxisGrid(CChartDrawInfo& info, CYAxisRegion& axis, bool a
         const double start = ShowXAxisGridMinorLines ? xTicks->MinorStart : xTicks->MajorStart;
         WalkSeries(start, step, xTicks->Minimum, xTicks->Maximum, [&](double value) {
             const int x = MapToPixel(GraphRect.left, GraphRect.right, xTicks->Minimum, xTicks->Maximum, value, true, false);
-            if (x >= 0) Line(dc, x, box.top, x, box.bottom + 1);
+            if (x >= 0) scene.AddLine(x, box.top, x, box.bottom + 1, colour);
         });
     }
 }

@@ -8,6 +8,7 @@
 #include "items/ItemFlags.h"
 #include "items/TaskDataItem.h"
 #include "items/TraceDataItem.h"
+#include "regions/PlotLayer.h"
 #include "statistics/RecordWalker.h"
 
 static_assert(sizeof(TracePoint) == sizeof(POINT) && offsetof(TracePoint, Y) == offsetof(POINT, y),
@@ -60,12 +61,22 @@ void CTraceRegion::OnScaleChanged()
     LastScaleMaximum = maximum;
 }
 
-void CTraceRegion::DrawWithColour(CChartDrawInfo& info, COLORREF colour)
+bool CTraceRegion::TakeColour(COLORREF colour)
 {
-    if (!Trace || !Trace->Visible) return;
+    if (!Trace || !Trace->Visible) return false;
     Colour = colour == TraceOwnColour ? Trace->GetColor() : colour;
     if (!Trace->FlashOn) Colour = ~Colour & 0xFFFFFF;
-    Draw(info);
+    return true;
+}
+
+void CTraceRegion::DrawWithColour(CChartDrawInfo& info, COLORREF colour)
+{
+    if (TakeColour(colour)) Draw(info);
+}
+
+void CTraceRegion::AddToScene(CChartDrawInfo& info, COLORREF colour, CPlotScene& scene)
+{
+    if (TakeColour(colour)) AddBuiltToScene(info, scene);
 }
 
 void CTraceRegion::OnDataItemChanged(CDataItemBase* item, DWORD flags)
@@ -110,6 +121,7 @@ CLineTraceRegion::CLineTraceRegion(const HWND* windowRef, CTraceDataItem* trace)
 
 void CLineTraceRegion::ClearPoints()
 {
+    RebuiltSincePaint = true;
     Folder.Clear();
     BuiltStart = 0;
     BuiltSpan = 0;
@@ -136,14 +148,34 @@ void CLineTraceRegion::OnDataChanged()
     InvalidateRect(window, &area, FALSE);
 }
 
-void CLineTraceRegion::Draw(CChartDrawInfo& info)
+void CLineTraceRegion::Prepare(CChartDrawInfo& info)
 {
     if (DirtyBits != 0) Recalculate(info);
     if (NeedBuild) {
         BuildPolylines();
         NeedBuild = FALSE;
     }
+}
+
+void CLineTraceRegion::Draw(CChartDrawInfo& info)
+{
+    Prepare(info);
     PaintPolylines(info);
+}
+
+void CLineTraceRegion::AddBuiltToScene(CChartDrawInfo& info, CPlotScene& scene)
+{
+    Prepare(info);
+    scene.AddTrace(CPlotTrace{this, Colour, PenWidth(info), Bounds});
+}
+
+void CLineTraceRegion::MarkPainted()
+{
+    RebuiltSincePaint = false;
+    ShiftedColumns = 0;
+    ChangedFrom = LONG_MAX;
+    ChangedTo = LONG_MIN;
+    PaintedEmpty = Folder.Polylines.empty();
 }
 
 bool CLineTraceRegion::GetMapping(CMapping& m)
@@ -192,8 +224,15 @@ void CLineTraceRegion::FitToView(const CMapping& m)
         return;
     }
     // The line into the left edge starts one column outside it.
-    Folder.ShiftLeft(std::int32_t(scaled / m.Span), m.Left - 1);
+    const auto columns = std::int32_t(scaled / m.Span);
+    Folder.ShiftLeft(columns, m.Left - 1);
     BuiltStart = m.Start;
+    ShiftedColumns += columns;
+    DataRight -= columns;
+    if (ChangedFrom != LONG_MAX) {
+        ChangedFrom = ChangedFrom < LONG_MIN + columns ? LONG_MIN : ChangedFrom - columns;
+        ChangedTo -= columns;
+    }
 }
 
 bool CLineTraceRegion::Feed(CRecordWalker& walker, const CMapping& m, qvx::time after, qvx::time limit)
@@ -219,6 +258,53 @@ void CLineTraceRegion::BuildPolylines()
         return;
     }
     FitToView(m);
+    const CTail before = TakeTail();
+    const LONG oldDataRight = DataRight;
+    Fold(m);
+    NoteChanges(before, oldDataRight);
+}
+
+CLineTraceRegion::CTail CLineTraceRegion::TakeTail() const noexcept
+{
+    CTail tail;
+    tail.Records = Folder.Polylines.size();
+    if (tail.Records == 0) return tail;
+    const auto& points = Folder.Polylines.back().Points;
+    tail.Points = points.size();
+    tail.First = tail.Points > std::size(tail.Last) ? tail.Points - std::size(tail.Last) : 0;
+    std::copy(points.begin() + std::ptrdiff_t(tail.First), points.end(), tail.Last);
+    return tail;
+}
+
+void CLineTraceRegion::NoteChanges(const CTail& before, LONG oldDataRight) noexcept
+{
+    const auto& records = Folder.Polylines;
+    LONG from = LONG_MAX;
+    if (records.size() < before.Records || (before.Records == 0 && !records.empty())) {
+        from = LONG_MIN;
+    } else if (before.Records != 0) {
+        // The first point of the old last record that the build took back or changed; the line
+        // into it starts one point earlier.
+        const auto& points = records[before.Records - 1].Points;
+        std::size_t i = before.First;
+        while (i < before.Points && i < points.size() && points[i] == before.Last[i - before.First]) ++i;
+        const bool grew = points.size() > before.Points || records.size() > before.Records;
+        if (i < before.Points || grew) {
+            if (i == 0 || (i == before.First && i < before.Points))
+                from = LONG_MIN; // changed further back than the tail shows
+            else
+                from = points[i - 1].X;
+        }
+    }
+    if (DataRight != oldDataRight) from = std::min({from, DataRight, oldDataRight});
+    if (from == LONG_MAX) return;
+    // Nothing is painted right of where the data end, before or now.
+    ChangedFrom = std::min(ChangedFrom, from);
+    ChangedTo = std::max({ChangedTo, DataRight, oldDataRight});
+}
+
+void CLineTraceRegion::Fold(const CMapping& m)
+{
     CComPtr<IQvxData> data = Trace->GetData();
     CComPtr<IQvxDataRecords> records;
     if (!data || FAILED(data->GetRecords(records.Out())) || !records) return;
@@ -242,6 +328,7 @@ void CLineTraceRegion::BuildPolylines()
         Folder.Begin();
         BuiltStart = m.Start;
         BuiltSpan = m.Span;
+        RebuiltSincePaint = true;
     }
     LONG number = 1, index = 0;
     if (data->LocateSample(TickAfter(search), LastBefore, SearchOption, &number, &index) != S_OK || index < 0) {
@@ -264,23 +351,43 @@ void CLineTraceRegion::BuildPolylines()
     Folder.Finish();
 }
 
+int CLineTraceRegion::PenWidth(CChartDrawInfo& info)
+{
+    // PointSize is in tenths of a point; 0 is the device's thinnest line.
+    return int(info.PointSize / 10.0 * GetDeviceCaps(info.hdcRef, LOGPIXELSY) / 72.0);
+}
+
 void CLineTraceRegion::PaintPolylines(CChartDrawInfo& info)
 {
+    PaintColumns(info.hdcOut, Colour, PenWidth(info), Bounds, LONG_MIN, LONG_MAX);
+}
+
+void CLineTraceRegion::PaintColumns(HDC dc, COLORREF colour, int width, const RECT& bounds, LONG from, LONG to) const
+{
     if (Folder.Polylines.empty()) return;
-    HDC dc = info.hdcOut;
     const CSavedDC saved(dc);
-    IntersectClipRect(dc, Bounds.left, Bounds.top, DataRight + 1, Bounds.bottom + 1);
-    // PointSize is in tenths of a point; 0 is the device's thinnest line.
-    const int width = int(info.PointSize / 10.0 * GetDeviceCaps(info.hdcRef, LOGPIXELSY) / 72.0);
-    CPenHandle pen(CreatePen(PS_SOLID, width, Colour));
+    IntersectClipRect(dc, bounds.left, bounds.top, DataRight + 1, bounds.bottom + 1);
+    CPenHandle pen(CreatePen(PS_SOLID, width, colour));
     const CSelection selected(dc, pen);
+    // The points lie in column order. A line that reaches the columns starts on the point left of
+    // them and ends on the one right of them; a wide pen reaches half its width further.
+    const LONG reach = width / 2 + 1;
+    const LONG low = from < LONG_MIN + reach ? LONG_MIN : from - reach;
+    const LONG high = to > LONG_MAX - reach ? LONG_MAX : to + reach;
+    const auto byX = [](const TracePoint& point, LONG x) { return point.X < x; };
     for (const TracePolyline& record : Folder.Polylines) {
         const auto& points = record.Points;
         if (points.size() == 1) {
-            SetPixelV(dc, points[0].X, points[0].Y, Colour);
+            if (points[0].X >= low && points[0].X <= high) SetPixelV(dc, points[0].X, points[0].Y, colour);
             continue;
         }
-        const int count = int(points.size()) - record.FirstVisible;
-        if (count >= 2) Polyline(dc, reinterpret_cast<const POINT*>(points.data() + record.FirstVisible), count);
+        const auto begin = points.begin() + record.FirstVisible;
+        if (points.end() - begin < 2 || begin->X > high || points.back().X < low) continue;
+        auto first = std::lower_bound(begin, points.end(), low, byX);
+        if (first != begin) --first;
+        auto last = std::lower_bound(first, points.end(), high + (high < LONG_MAX ? 1 : 0), byX);
+        if (last != points.end()) ++last;
+        const auto count = int(last - first);
+        if (count >= 2) Polyline(dc, reinterpret_cast<const POINT*>(&*first), count);
     }
 }

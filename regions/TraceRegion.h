@@ -4,6 +4,7 @@
 // as polylines in device pixels; new samples extend them, and a view that moved by whole pixel
 // columns shifts them, so that each sample is read once however long the chart runs.
 #include <windows.h>
+#include <climits>
 #include "control/ChartRegionBase.h"
 #include "Interfaces.h"
 #include "scales/ColumnFolder.h"
@@ -11,6 +12,7 @@
 class CChannelDataItem;
 class CChartDrawInfo;
 class CDataSelectionDataItem;
+class CPlotScene;
 class CRecordWalker;
 class CTaskDataItem;
 class CTraceDataItem;
@@ -42,6 +44,9 @@ public:
     // Draws the trace if it is visible: in `colour`, or in the trace's own for TraceOwnColour;
     // inverted while a flashing trace is in its off phase.
     void DrawWithColour(CChartDrawInfo& info, COLORREF colour);
+    // The same trace as a part of the graph's scene, built and ready to paint. Points come with
+    // their own region: until then a trace of another kind adds nothing.
+    void AddToScene(CChartDrawInfo& info, COLORREF colour, CPlotScene& scene);
 
     void OnDataItemChanged(CDataItemBase* item, DWORD flags) override;
     void OnDataItemRemoved(CDataItemBase* item) override;
@@ -58,6 +63,9 @@ public:
 protected:
     // All four items are there.
     bool Attached() const noexcept { return Trace && Channel && Selection && Task; }
+    // Takes the colour to draw in; false when the trace is hidden.
+    bool TakeColour(COLORREF colour);
+    virtual void AddBuiltToScene(CChartDrawInfo&, CPlotScene&) {}
     // The last DataChanged came from the task: the view moved rather than the samples.
     bool ViewMoved = false;
 };
@@ -76,6 +84,23 @@ public:
     // Fits the stored points to the view and reads the samples that they lack.
     virtual void BuildPolylines();
     virtual void PaintPolylines(CChartDrawInfo& info);
+    // Recalculates and builds what the notifications asked for.
+    void Prepare(CChartDrawInfo& info);
+    // Paints the stored lines that reach the columns `from` to `to`, within `bounds` and left of
+    // where the data end.
+    void PaintColumns(HDC dc, COLORREF colour, int width, const RECT& bounds, LONG from, LONG to) const;
+    // The width of a trace's pen on the device of `info`.
+    static int PenWidth(CChartDrawInfo& info);
+
+    // What changed since the retained layer last painted the trace: rebuilt from nothing, moved
+    // left by whole columns, or changed between two columns (ChangedFrom LONG_MAX: nowhere).
+    void MarkPainted();
+    bool RebuiltSincePaint = true;
+    LONG ShiftedColumns = 0;
+    LONG ChangedFrom = LONG_MAX;
+    LONG ChangedTo = LONG_MIN;
+    // Whether the layer's picture of the trace had no points.
+    bool PaintedEmpty = true;
     // One sample, mapped to pixels, into the folder.
     virtual void AddSample(qvx::time time, double x, double y) = 0;
 
@@ -113,6 +138,19 @@ protected:
     // Feeds the walker's records to AddSample from the sample after `after` on; false when the
     // build is to stop.
     bool Feed(CRecordWalker& walker, const CMapping& mapping, qvx::time after, qvx::time limit);
+    void AddBuiltToScene(CChartDrawInfo& info, CPlotScene& scene) override;
+    // Reads and folds what the stored points lack.
+    void Fold(const CMapping& mapping);
+    // The end of the stored points before a build, to find where the build changed them.
+    struct CTail
+    {
+        std::size_t Records = 0;
+        std::size_t Points = 0;
+        std::size_t First = 0;
+        TracePoint Last[8]{};
+    };
+    CTail TakeTail() const noexcept;
+    void NoteChanges(const CTail& before, LONG oldDataRight) noexcept;
 
     CColumnFolder Folder;
 };

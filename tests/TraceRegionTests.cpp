@@ -2,6 +2,7 @@
 // same run rebuilt before every paint, and the columns that a known series draws.
 #include <gtest/gtest.h>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <vector>
 #include "items/ChannelDataItem.h"
@@ -11,6 +12,7 @@
 #include "regions/GraphRegion.h"
 #include "regions/TraceRegion.h"
 #include "tests/ChartTestSupport.h"
+#include "tests/LiveInPlaceSupport.h"
 #include "tests/OleTestSupport.h"
 #include "tests/SimTestSupport.h"
 
@@ -121,6 +123,23 @@ protected:
         Incremental.clear();
         Rebuilt.clear();
         LiveChartTest::TearDown();
+    }
+    // Alarm lines on Speed at a quarter and three quarters of its scale.
+    void SetSpeedAlarms(COLORREF colour)
+    {
+        const auto set = [&](CChannelDataItem* channel, const wchar_t* name, VARTYPE type, double value) {
+            CVariant variant;
+            variant.vt = VT_R8;
+            variant.dblVal = value;
+            ASSERT_EQ(S_OK, VariantChangeType(&variant, &variant, 0, type));
+            ASSERT_EQ(S_OK, channel->GetProperties()->SetProperty(CBstr(name).Get(), variant));
+        };
+        CChannelDataItem* speed = Task().GetOrdering()->GetItems().front();
+        set(speed, L"Alarm condition", VT_I4, 3);
+        set(speed, L"Alarm minimum", VT_R8, 75.0);
+        set(speed, L"Alarm maximum", VT_R8, 225.0);
+        set(speed, L"Alarm color", VT_I4, colour);
+        Chart->CursorsRegion->ShowAlarms = TRUE;
     }
     void Paint(std::vector<std::unique_ptr<CLineTraceRegion>>& traces, CDibSurface& canvas)
     {
@@ -250,19 +269,7 @@ TEST(LineTracePaint, RecordsDrawTheirColumnsAsTheyStand)
 TEST_F(LiveTraces, TheChartDrawsEachChannelAsTracesOfItsInterpolationUnderItsAlarmLines)
 {
     constexpr COLORREF AlarmColour = 0x00FF00;
-    const auto set = [&](CChannelDataItem* channel, const wchar_t* name, VARTYPE type, double value) {
-        CVariant variant;
-        variant.vt = VT_R8;
-        variant.dblVal = value;
-        ASSERT_EQ(S_OK, VariantChangeType(&variant, &variant, 0, type));
-        ASSERT_EQ(S_OK, channel->GetProperties()->SetProperty(CBstr(name).Get(), variant));
-    };
-    CChannelDataItem* speed = Task().GetOrdering()->GetItems().front();
-    set(speed, L"Alarm condition", VT_I4, 3);
-    set(speed, L"Alarm minimum", VT_R8, 75.0);
-    set(speed, L"Alarm maximum", VT_R8, 225.0);
-    set(speed, L"Alarm color", VT_I4, AlarmColour);
-    Chart->CursorsRegion->ShowAlarms = TRUE;
+    ASSERT_NO_FATAL_FAILURE(SetSpeedAlarms(AlarmColour));
     // Tiled, no trace draws over another.
     Chart->GraphRegion->SetTiled(TRUE);
     Advance(10 * Second);
@@ -297,5 +304,130 @@ TEST_F(LiveTraces, TheChartDrawsEachChannelAsTracesOfItsInterpolationUnderItsAla
         int dots = 0;
         for (int x = band.left; x <= band.right; ++x) dots += canvas.Pixel(x, y) == AlarmColour;
         EXPECT_GT(dots, (band.right - band.left) / 4) << "the alarm line at " << share;
+    }
+}
+
+namespace {
+
+// The live chart in place in a window, as a host shows it. Each paint goes through the
+// control's back buffer, which keeps the plot, and the same chart is then painted straight onto
+// a second surface: the two must be the same to the byte.
+class RetainedPlot : public LiveTraces
+{
+protected:
+    static constexpr int Width = 700, Height = 400;
+    void SetUp() override
+    {
+        ASSERT_NO_FATAL_FAILURE(LiveTraces::SetUp());
+        ASSERT_TRUE(InPlace.Activate(Owner, RECT{0, 0, Width, Height}));
+    }
+    void TearDown() override
+    {
+        InPlace.Close(Owner);
+        LiveTraces::TearDown();
+    }
+    // Paints both ways; true when both are the same.
+    bool PaintBoth()
+    {
+        if (DrawInto(Owner, Retained.Dc(), RECTL{0, 0, Width, Height}) != S_OK) return false;
+        {
+            CChartDrawInfo info(Direct.Dc(), Direct.Dc(), *Chart, Chart->GraphRegion->PointSize);
+            Chart->CBaseChartCtl::Draw(info);
+        }
+        return std::memcmp(Retained.Data(), Direct.Data(), size_t(Width) * Height * 4) == 0;
+    }
+    // The layer drew every column of the plot again.
+    bool DrewWhole()
+    {
+        const CGraphRegion& graph = *Chart->GraphRegion;
+        const auto& drawn = graph.PlotLayer.Drawn;
+        return drawn.size() == 1 && drawn[0].From == graph.GraphRect.left && drawn[0].To == graph.GraphRect.right;
+    }
+
+    CInPlaceContainer InPlace;
+    CDibSurface Retained{Width, Height};
+    CDibSurface Direct{Width, Height};
+};
+
+} // namespace
+
+TEST_F(RetainedPlot, ShowsWhatAFullPaintDoesAndDrawsOnlyWhatChanged)
+{
+    struct CRow
+    {
+        const char* Name;
+        BOOL FixedGrid, MinorLines, Tiled;
+        short PointSize;
+    };
+    const CRow rows[] = {
+        {"a fixed grid that stands while the data move", TRUE, FALSE, FALSE, 0},
+        {"a grid on the time ticks with minor lines, moving with the data", FALSE, TRUE, FALSE, 0},
+        {"tiled strips", FALSE, FALSE, TRUE, 0},
+        {"a pen 3 points wide", TRUE, FALSE, FALSE, 30},
+    };
+    ASSERT_NO_FATAL_FAILURE(SetSpeedAlarms(0x00C000));
+    Advance(5 * Second);
+    // A column of 50 ms, of which the window's half-second steps are ten.
+    ASSERT_TRUE(PaintBoth());
+    const RECT& plot = Chart->GraphRegion->GraphRect;
+    ASSERT_EQ(S_OK, Owner->put_DataTimeSpan((plot.right - plot.left) * (Second / 20)));
+    for (const CRow& row : rows) {
+        CGraphRegion& graph = *Chart->GraphRegion;
+        graph.FixedGrid = row.FixedGrid;
+        graph.ShowXAxisGridMinorLines = graph.ShowYAxisGridMinorLines = row.MinorLines;
+        graph.SetTiled(row.Tiled);
+        graph.PointSize = row.PointSize;
+        long partial = 0, columns = 0;
+        for (int frame = 0; frame < 90; ++frame) {
+            // Mostly frames of a sixtieth of a second, filling the window and then moving it;
+            // now and then a longer step.
+            Advance(frame % 30 == 29 ? 2 * Second : Second / 60);
+            ASSERT_TRUE(PaintBoth()) << row.Name << ", frame " << frame;
+            if (DrewWhole()) continue;
+            ++partial;
+            for (const CColumns& c : graph.PlotLayer.Drawn) columns += c.To - c.From + 1;
+        }
+        // Beyond the first frame and the long steps, frames draw a few columns each.
+        EXPECT_GT(partial, 80) << row.Name;
+        EXPECT_LT(columns / std::max(partial, 1L), 40) << row.Name;
+    }
+}
+
+TEST_F(RetainedPlot, ShowsAtOnceWhatChangedBesideTheData)
+{
+    CGraphRegion& graph = *Chart->GraphRegion;
+    CChannelDataItem* channel = Task().GetOrdering()->GetItems().front();
+    CTraceDataItem* speed = channel->GetTraces().front();
+    const auto scale = [&](double maximum) {
+        CVariant value;
+        value.vt = VT_R8;
+        value.dblVal = maximum;
+        ASSERT_EQ(S_OK, channel->GetProperties()->SetProperty(CBstr(L"Display maximum").Get(), value));
+    };
+    const auto activate = [&](CChannelDataItem* which) { Task().SetActiveTrace(which, which->GetTraces().front()); };
+    const struct
+    {
+        const char* Name;
+        std::function<void()> Change;
+    } rows[] = {
+        {"a trace flashes", [&] { speed->FlashOn = !speed->FlashOn; }},
+        {"a trace hides", [&] { speed->Visible = FALSE; }},
+        {"a trace shows again", [&] { speed->Visible = TRUE; }},
+        {"the pen widens", [&] { graph.PointSize = 20; }},
+        {"the scale changes", [&] { scale(400.0); }},
+        {"another channel becomes active", [&] { activate(Task().GetOrdering()->GetItems().back()); }},
+        {"the grid follows the time ticks", [&] { graph.FixedGrid = FALSE; }},
+        {"the grid goes", [&] { graph.ShowGrid = FALSE; }},
+        {"the chart turns tiled", [&] { graph.SetTiled(TRUE); }},
+    };
+    Advance(Second);
+    ASSERT_TRUE(PaintBoth());
+    for (const auto& row : rows) {
+        row.Change();
+        // The change shows in the next paint, and in the one after new samples.
+        ASSERT_TRUE(PaintBoth()) << row.Name;
+        Advance(Second / 60);
+        ASSERT_TRUE(PaintBoth()) << row.Name << ", then new samples";
+        EXPECT_FALSE(DrewWhole()) << row.Name << ", then new samples";
     }
 }
