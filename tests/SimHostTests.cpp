@@ -551,3 +551,113 @@ TEST_F(SimHost, UnitsConvertThroughTheBaseUnit)
     EXPECT_EQ(L"Speed", text.View());
     EXPECT_EQ(E_INVALIDARG, units->GetQuantityText(99, text.Out()));
 }
+
+// --- generated channels ---
+
+namespace {
+
+std::vector<std::wstring> ChannelNames(IQvxDataSelection* selection)
+{
+    CComPtr<IQvxDataSelectionChannels> channels;
+    CComPtr<IQvxDataNames> names;
+    std::vector<std::wstring> list;
+    EXPECT_EQ(S_OK, selection->QueryInterface(__uuidof(IQvxDataSelectionChannels), channels.OutVoid()));
+    EXPECT_EQ(S_OK, channels->GetChannelNames(names.Out()));
+    long count = 0;
+    names->GetCount(&count);
+    for (long i = 1; i <= count; ++i) {
+        CBstr name;
+        names->GetName(i, name.Out());
+        list.emplace_back(name.View());
+    }
+    return list;
+}
+
+const size_t CarChannels = CChannelTable::Car()->Size();
+
+} // namespace
+
+TEST_F(SimHost, GeneratedChannelsAreInEveryRecordingAndBehaveAsTheCarsDo)
+{
+    auto host = MakeHost();
+    ASSERT_EQ(S_OK, host->AddGeneratedChannels(2, 100));
+    ASSERT_EQ(S_OK, host->AddGeneratedChannels(1, 1000));
+    ASSERT_EQ(S_OK, host->AddDataSelection(2, 7, 10 * Second, VARIANT_FALSE));
+    for (auto [task, index] : {std::pair{1L, 1L}, {1L, 3L}, {2L, 2L}}) {
+        auto names = ChannelNames(SelectionOf(TaskById(host, task), index));
+        ASSERT_EQ(CarChannels + 3, names.size());
+        EXPECT_EQ((std::vector<std::wstring>{L"Generated 1", L"Generated 2", L"Generated 3"}),
+                  std::vector<std::wstring>(names.begin() + CarChannels, names.end()));
+    }
+    CComPtr<IQvxPropertyFactory> defaults;
+    CComPtr<IQvxPropertySet> first, third;
+    host->GetChannelDefaults(defaults.Out());
+    defaults->GetPropertySet(CBstr(L"Generated 1").Get(), first.Out());
+    defaults->GetPropertySet(CBstr(L"Generated 3").Get(), third.Out());
+    EXPECT_EQ(-1.2, ReadReal(third, L"Display minimum"));
+    EXPECT_EQ(1.2, ReadReal(third, L"Display maximum"));
+    EXPECT_NE(ReadReal(first, L"Color"), ReadReal(third, L"Color"));
+
+    // Live, the newest one is told of and read as any channel is.
+    qvx::time start = 0;
+    host->GetRecordingStart(&start);
+    CComPtr<IUnknown> channel = ChannelOf(SelectionOf(TaskById(host, 1), 1), L"Generated 3");
+    CComPtr<IQvxChannelUse> use;
+    ASSERT_EQ(S_OK, channel.As(use));
+    use->AddUse();
+    long uses = 0, subscribers = 0;
+    EXPECT_EQ(S_OK, host->GetChannelUse(1, 1, CBstr(L"Generated 3").Get(), &uses, &subscribers));
+    EXPECT_EQ(1, uses);
+    CDataListener listener("g");
+    listener.Advise(channel);
+    host->ResetCallCounts();
+    host->Advance(9 * Second);
+    EXPECT_EQ(std::vector<std::string>{"g"}, Heard);
+    EXPECT_EQ(start + Second / 1000, listener.From);
+    EXPECT_EQ(start + 9 * Second, listener.To);
+    auto data = DataOf(channel);
+    CComPtr<IQvxDataRecords> records;
+    ASSERT_EQ(S_OK, data->GetRecords(records.Out()));
+    long count = 0;
+    records->GetCount(&count);
+    ASSERT_EQ(2, count);
+    CComPtr<IQvxDataRecord> last;
+    CSafeArray values;
+    ASSERT_EQ(S_OK, records->GetRecord(2, last.Out()));
+    ASSERT_EQ(S_OK, last->GetValues(values.Out()));
+    CSafeArrayAccess<double> access(values.Get());
+    ASSERT_EQ(9001u - CChannelData::RecordLength, access.Size());
+    double latest = 0;
+    EXPECT_EQ(S_OK, data->GetValueAt(start + 9 * Second, 2, 0, &latest));
+    EXPECT_EQ(latest, access[access.Size() - 1]);
+    EXPECT_EQ(1, CHostCalls::CallCount(L"IQvxDataRecord.GetValues"));
+}
+
+TEST_F(SimHost, RefusedGeneratedChannelsLeaveTheHostAsItWas)
+{
+    enum CBefore { Nothing, Many, Seen, Ran };
+    const struct
+    {
+        const char* Name;
+        CBefore Before;
+        long Count, Rate;
+        HRESULT Status;
+    } rows[] = {
+        {"no channel", Nothing, 0, 1000, E_INVALIDARG},      {"no rate", Nothing, 1, 0, E_INVALIDARG},
+        {"above 100 kHz", Nothing, 1, 100001, E_INVALIDARG}, {"at 100 kHz", Nothing, 1, 100000, S_OK},
+        {"the thousandth", Many, 1, 1, S_OK},                {"beyond a thousand", Many, 2, 1, E_INVALIDARG},
+        {"after the tasks were seen", Seen, 1, 1, E_UNEXPECTED},
+        {"after the clock ran", Ran, 1, 1, E_UNEXPECTED},
+    };
+    for (const auto& row : rows) {
+        auto host = MakeHost();
+        if (row.Before == Many) ASSERT_EQ(S_OK, host->AddGeneratedChannels(999, 1));
+        if (row.Before == Seen) TaskById(host, 1);
+        if (row.Before == Ran) host->Advance(Second);
+        EXPECT_EQ(row.Status, host->AddGeneratedChannels(row.Count, row.Rate)) << row.Name;
+        const size_t before = CarChannels + (row.Before == Many ? 999 : 0);
+        auto names = ChannelNames(SelectionOf(TaskById(host, 1), 1));
+        EXPECT_EQ(before + (row.Status == S_OK ? size_t(row.Count) : 0), names.size()) << row.Name;
+        EXPECT_EQ(row.Before == Many ? L"Generated 999" : L"Fuel flow", names[before - 1]) << row.Name;
+    }
+}

@@ -2,6 +2,7 @@
 // that do not continue, arrays from any lower bound and their balance; and the simulated
 // recording behind them.
 #include <gtest/gtest.h>
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <vector>
@@ -267,7 +268,7 @@ TEST(SimSeries, TimeOfAValueOnAMonotonicSeries)
 TEST(SimRecording, TheSameSeedGivesTheSameSamplesAndAnotherSeedOthers)
 {
     CRecording a(5, 0, 30 * Second, false), b(5, 0, 30 * Second, false), c(6, 0, 30 * Second, false);
-    const size_t speed = size_t(FindChannelDefinition(L"speed"));
+    const size_t speed = size_t(CChannelTable::Car()->Find(L"speed"));
     EXPECT_EQ(a.Channel(speed)->Records()[0].Values, b.Channel(speed)->Records()[0].Values);
     EXPECT_NE(a.Channel(speed)->Records()[0].Values, c.Channel(speed)->Records()[0].Values);
 }
@@ -276,8 +277,9 @@ TEST(SimRecording, PeriodicSamplesLieOnTheirPeriodFromTheStart)
 {
     const qvx::time start = 1'000'000'000;
     CRecording recording(1, start, 10 * Second, false);
-    for (size_t i = 0; i < ChannelDefinitions().size(); ++i) {
-        const CChannelDefinition& d = ChannelDefinitions()[i];
+    const CChannelTable& channels = *CChannelTable::Car();
+    for (size_t i = 0; i < channels.Size(); ++i) {
+        const CChannelDefinition& d = channels[i];
         if (d.Sampling != CSampling::Periodic) continue;
         auto data = recording.Channel(i);
         EXPECT_EQ(size_t(10 * Second / d.Period + 1), data->SampleCount()) << d.Name;
@@ -289,7 +291,7 @@ TEST(SimRecording, PeriodicSamplesLieOnTheirPeriodFromTheStart)
 TEST(SimRecording, DistanceGrowsAndLapsFallWhereItPassesEachLapLength)
 {
     CRecording recording(3, 0, 200 * Second, false);
-    auto distance = recording.Channel(size_t(FindChannelDefinition(L"Distance")));
+    auto distance = recording.Channel(size_t(CChannelTable::Car()->Find(L"Distance")));
     CChannelData::CPosition at, next;
     ASSERT_TRUE(distance->First(at));
     for (next = at; distance->Next(next); at = next) ASSERT_LE(distance->ValueOf(at), distance->ValueOf(next));
@@ -307,8 +309,8 @@ TEST(SimRecording, DistanceGrowsAndLapsFallWhereItPassesEachLapLength)
 TEST(SimRecording, SpeedIsTheRateOfDistance)
 {
     CRecording recording(2, 0, 60 * Second, false);
-    auto distance = SeriesOver(recording.Channel(size_t(FindChannelDefinition(L"Distance"))));
-    auto speed = SeriesOver(recording.Channel(size_t(FindChannelDefinition(L"Speed"))));
+    auto distance = SeriesOver(recording.Channel(size_t(CChannelTable::Car()->Find(L"Distance"))));
+    auto speed = SeriesOver(recording.Channel(size_t(CChannelTable::Car()->Find(L"Speed"))));
     for (qvx::time t = 5 * Second; t < 55 * Second; t += 7 * Second) {
         double d0 = 0, d1 = 0, v = 0;
         distance->GetValueAt(t - Second / 10, 2, 0, &d0);
@@ -322,17 +324,17 @@ TEST(SimRecording, ChannelsOfTheirOwnKind)
 {
     CRecording recording(1, 0, 70 * Second, false);
     // GPS drop-outs: records that do not continue, more than a period apart.
-    const auto& gps = recording.Channel(size_t(FindChannelDefinition(L"GPS speed")))->Records();
+    const auto& gps = recording.Channel(size_t(CChannelTable::Car()->Find(L"GPS speed")))->Records();
     ASSERT_GE(gps.size(), 3u);
     EXPECT_FALSE(gps[1].Continuous);
     EXPECT_GT(gps[1].First() - gps[0].Last(), gps[0].Period);
     // Fuel flow: NaN while the injectors are cut.
-    const auto& fuel = recording.Channel(size_t(FindChannelDefinition(L"Fuel flow")))->Records()[0].Values;
+    const auto& fuel = recording.Channel(size_t(CChannelTable::Car()->Find(L"Fuel flow")))->Records()[0].Values;
     const auto nan = std::count_if(fuel.begin(), fuel.end(), [](double v) { return std::isnan(v); });
     EXPECT_GT(nan, 0);
     EXPECT_LT(size_t(nan), fuel.size());
     // Tyre pressure: aperiodic, 0.2 to 1.4 s apart.
-    const auto& tyre = recording.Channel(size_t(FindChannelDefinition(L"Tyre pressure FL")))->Records()[0];
+    const auto& tyre = recording.Channel(size_t(CChannelTable::Car()->Find(L"Tyre pressure FL")))->Records()[0];
     ASSERT_FALSE(tyre.Periodic);
     ASSERT_GE(tyre.Times.size(), 40u);
     for (size_t i = 1; i < tyre.Times.size(); ++i) {
@@ -344,7 +346,7 @@ TEST(SimRecording, ChannelsOfTheirOwnKind)
 TEST(SimRecording, LiveAdvanceReportsTheSpanOfNewSamples)
 {
     CRecording recording(1, 500, 0, true);
-    const size_t speed = size_t(FindChannelDefinition(L"Speed"));
+    const size_t speed = size_t(CChannelTable::Car()->Find(L"Speed"));
     EXPECT_EQ(1u, recording.Channel(speed)->SampleCount());   // the sample at the start
     CRecording::CAdvance step = recording.Advance(Second);
     ASSERT_EQ(1u, step.Channels.size());
@@ -353,7 +355,7 @@ TEST(SimRecording, LiveAdvanceReportsTheSpanOfNewSamples)
     EXPECT_EQ(500 + Second, step.Channels[0].To);
     EXPECT_EQ(101u, recording.Channel(speed)->SampleCount());
     // Channels that nobody uses are made when first asked for, complete.
-    EXPECT_EQ(1001u, recording.Channel(size_t(FindChannelDefinition(L"RPM")))->SampleCount());
+    EXPECT_EQ(1001u, recording.Channel(size_t(CChannelTable::Car()->Find(L"RPM")))->SampleCount());
 }
 
 TEST(SimRecording, WarningsAreOnOfferFromTheirFirstEvent)
@@ -371,4 +373,39 @@ TEST(SimRecording, WarningsAreOnOfferFromTheirFirstEvent)
     const auto& events = recording.EventSet(warnings)->Events();
     ASSERT_FALSE(events.empty());
     EXPECT_LE(events.back().Time, recording.End());
+}
+
+TEST(SimRecording, GeneratedChannelsFollowTheCarsNumberedOnWithWaveformsOfTheirOwn)
+{
+    const auto& car = *CChannelTable::Car();
+    const CChannelTable twice(CChannelTable(car, 2, 1000), 1, 10000), once(car, 3, 1000);
+    ASSERT_EQ(car.Size() + 3, twice.Size());
+    std::vector<OLE_COLOR> colours;
+    for (const CChannelDefinition& d : twice) {
+        EXPECT_EQ(colours.end(), std::find(colours.begin(), colours.end(), d.Color)) << d.Name;
+        colours.push_back(d.Color);
+    }
+    EXPECT_EQ(size_t(car.Size() + 2), size_t(twice.Find(L"generated 3")));
+    EXPECT_EQ(Second / 10000, twice[car.Size() + 2].Period);
+    EXPECT_EQ(Second / 1000, once[car.Size() + 2].Period);
+
+    auto table = std::make_shared<const CChannelTable>(twice);
+    CRecording a(5, 0, 10 * Second, false, table), b(5, 0, 10 * Second, false, table), c(6, 0, 10 * Second, false, table);
+    for (size_t i = car.Size(); i < table->Size(); ++i) {
+        const auto& records = a.Channel(i)->Records();
+        EXPECT_EQ(size_t(10 * Second / (*table)[i].Period + 1), a.Channel(i)->SampleCount()) << (*table)[i].Name;
+        EXPECT_EQ(CChannelData::RecordLength, records[0].Count());
+        EXPECT_TRUE(records[1].Continuous);
+        double low = 0, high = 0;
+        for (const auto& record : records) {
+            for (double v : record.Values) low = std::min(low, v), high = std::max(high, v);
+        }
+        EXPECT_LT(low, -0.5);
+        EXPECT_GT(high, 0.5);
+        EXPECT_LE(std::max(-low, high), 1.0);
+        EXPECT_EQ(records[0].Values, b.Channel(i)->Records()[0].Values);
+        EXPECT_NE(records[0].Values, c.Channel(i)->Records()[0].Values);
+    }
+    // Same rate, other numbers: other waveforms.
+    EXPECT_NE(a.Channel(car.Size())->Records()[0].Values, a.Channel(car.Size() + 1)->Records()[0].Values);
 }
