@@ -187,9 +187,9 @@ STDMETHODIMP CDataSelection::GetChannelNames(IQvxDataNames** names)
 {
     QVX_HOST_CALL("IQvxDataSelectionChannels.GetChannelNames");
     std::vector<std::wstring> list;
-    const auto& definitions = ChannelDefinitions();
-    for (size_t i = 0; i < definitions.size(); ++i) {
-        if (!Absent.count(i)) list.emplace_back(definitions[i].Name);
+    const CChannelTable& channels = Recording->ChannelTable();
+    for (size_t i = 0; i < channels.Size(); ++i) {
+        if (!Absent.count(i)) list.push_back(channels[i].Name);
     }
     return CNameList::Make(std::move(list), names);
 }
@@ -199,7 +199,7 @@ STDMETHODIMP CDataSelection::GetChannel(BSTR name, IUnknown** channel)
     QVX_HOST_CALL("IQvxDataSelectionChannels.GetChannel");
     if (!channel) return E_POINTER;
     *channel = nullptr;
-    int index = FindChannelDefinition(name);
+    int index = Recording->ChannelTable().Find(name);
     if (index < 0 || Absent.count(size_t(index))) return E_INVALIDARG;
     CObjectPtr<CChannelProxy>& proxy = Proxies[size_t(index)];
     if (!proxy) {
@@ -323,7 +323,7 @@ void CDataSelection::SetText(std::wstring text)
 
 bool CDataSelection::ChannelUse(const wchar_t* name, long& uses, long& subscribers) const
 {
-    int index = FindChannelDefinition(name);
+    int index = Recording->ChannelTable().Find(name);
     auto proxy = index < 0 ? Proxies.end() : Proxies.find(size_t(index));
     if (proxy == Proxies.end()) return false;
     uses = proxy->second->Uses();
@@ -352,7 +352,7 @@ STDMETHODIMP CDataSelectionList::GetItem(long index, IQvxDataSelection** selecti
 
 HRESULT CDataSelection::SetChannelPresent(const wchar_t* name, bool present)
 {
-    const int found = FindChannelDefinition(name);
+    const int found = Recording->ChannelTable().Find(name);
     if (found < 0) return E_INVALIDARG;
     const size_t index = size_t(found);
     if (present == !Absent.count(index)) return S_FALSE;

@@ -146,7 +146,7 @@ CPropertyFactory::CPropertyFactory(CKind kind)
                              ? std::initializer_list<IID>{__uuidof(IQvxChannelPropertyFactoryNotifications),
                                                           __uuidof(IQvxChannelPropertyFactoryNotifications2)}
                              : std::initializer_list<IID>{__uuidof(IQvxEventPropertyFactoryNotifications)}),
-      Kind(kind)
+      Kind(kind), Channels(CChannelTable::Car())
 {
 }
 
@@ -293,17 +293,18 @@ void CPropertyFactory::FillDefaults(CPropertySet& set) const
         }
         return;
     }
-    int index = FindChannelDefinition(set.Name().c_str());
+    const CChannelTable& channels = *Channels;
+    int index = channels.Find(set.Name().c_str());
     if (index < 0) {
         set.Preset(L"Quantity", Long(0));
         return;
     }
-    const CChannelDefinition& d = ChannelDefinitions()[size_t(index)];
+    const CChannelDefinition& d = channels[size_t(index)];
     std::wstring tag = d.Name;
     for (wchar_t& c : tag) if (c == L' ') c = L'_';
     const struct { const wchar_t* Name; CVariant Value; } values[] = {
         {L"Color", Long(long(d.Color))},
-        {L"Autoscale", Flag(_wcsicmp(d.Name, L"Distance") == 0)},
+        {L"Autoscale", Flag(_wcsicmp(d.Name.c_str(), L"Distance") == 0)},
         {L"Display maximum", Real(d.DisplayMaximum)},
         {L"Display minimum", Real(d.DisplayMinimum)},
         {L"Unit", Long(d.Unit)},
@@ -314,8 +315,8 @@ void CPropertyFactory::FillDefaults(CPropertySet& set) const
         {L"Y-axis % enabled", Flag(false)},
         {L"Interpolation", Long(d.Interpolation)},
         {L"Auxiliary axis", Long(0)},
-        {L"Alarm condition", Long(_wcsicmp(d.Name, L"RPM") == 0 ? 2 : 0)},
-        {L"Alarm maximum", Real(_wcsicmp(d.Name, L"RPM") == 0 ? 12500.0 : 0.0)},
+        {L"Alarm condition", Long(_wcsicmp(d.Name.c_str(), L"RPM") == 0 ? 2 : 0)},
+        {L"Alarm maximum", Real(_wcsicmp(d.Name.c_str(), L"RPM") == 0 ? 12500.0 : 0.0)},
         {L"Alarm minimum", Real(0.0)},
         {L"Alarm color", Long(0x000045FF)},
         {L"Quantity", Long(d.Quantity)},

@@ -9,6 +9,7 @@
 // removes a set, how many uses they still have of it, and keeps the set if any has one.
 // A factory keeps its sets' own values in a storage (stream "Properties").
 #include <map>
+#include <memory>
 #include <string>
 #include <ocidl.h>
 #include "com/AutomationTypes.h"
@@ -23,6 +24,7 @@ struct CNoCaseLess
 };
 
 class CPropertyFactory;
+class CChannelTable;
 
 class CPropertySet : public CComRoot, public IQvxPropertySet, public CNotificationsImpl
 {
@@ -102,6 +104,8 @@ public:
     // The host's side: a factory of the host's defaults fills each new set from the recording's
     // channel or event table.
     void MakeHostDefaults() { HostDefaults = true; }
+    // The channels whose defaults a channel factory of the host gives: the car's until set.
+    void SetChannels(std::shared_ptr<const CChannelTable> channels) { Channels = std::move(channels); }
     void MarkDirty() noexcept { Dirty = true; }
 
 private:
@@ -111,6 +115,7 @@ private:
 
     CKind Kind;
     bool HostDefaults = false;
+    std::shared_ptr<const CChannelTable> Channels;
     bool Initialised = false;
     bool Dirty = false;
     std::map<std::wstring, CObjectPtr<CPropertySet>, CNoCaseLess> Sets;

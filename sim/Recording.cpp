@@ -80,11 +80,58 @@ double ReadFuelFlow(const CTrackModel& m, qvx::time t, uint64_t key)
 
 constexpr qvx::time Hz(int rate) { return TicksPerSecond / rate; }
 
+// A generated channel's colour: hues a golden angle apart, moved on where the table has it.
+OLE_COLOR GeneratedColour(long number, const std::vector<CChannelDefinition>& taken)
+{
+    const double hue = std::fmod(double(number) * 0.6180339887498949, 1.0) * 6.0;
+    const double fall = hue - std::floor(hue);
+    const double high = 230.0, low = 40.0;
+    const double rise = low + (high - low) * fall, drop = high - (high - low) * fall;
+    const double rgb[6][3] = {{high, rise, low}, {drop, high, low}, {low, high, rise},
+                              {low, drop, high}, {rise, low, high}, {high, low, drop}};
+    const double* c = rgb[int(hue) % 6];
+    OLE_COLOR colour = RGB(BYTE(c[0]), BYTE(c[1]), BYTE(c[2]));
+    while (std::any_of(taken.begin(), taken.end(), [&](const CChannelDefinition& d) { return d.Color == colour; }))
+        colour = (colour + 0x010101) & 0x00FFFFFF;
+    return colour;
+}
+
+// The sine of an angle given in turns, from a table: a generated channel reads two for each of
+// the hundreds of thousands of samples a second that a load test asks for, where std::sin is slow.
+double SineOfTurns(double turns)
+{
+    constexpr int Steps = 1024;
+    static const std::vector<double> table = [] {
+        std::vector<double> values(Steps + 1);
+        for (int i = 0; i <= Steps; ++i) values[size_t(i)] = std::sin(2.0 * Pi * i / Steps);
+        return values;
+    }();
+    double within = turns - double(int64_t(turns));
+    if (within < 0.0) within += 1.0;
+    const double at = within * Steps;
+    const int below = std::min(int(at), Steps - 1);
+    return table[size_t(below)] + (table[size_t(below) + 1] - table[size_t(below)]) * (at - below);
+}
+
+// Two sines and noise, 0.6 + 0.3 + 0.05 at most: within -1..1 whatever the number.
+CChannelDefinition GeneratedChannel(long number, qvx::time period, const std::vector<CChannelDefinition>& taken)
+{
+    const double slow = 1.0 / (1.5 + 0.37 * double(number % 11));    // turns a second
+    const double fast = 1.0 / (0.04 + 0.011 * double(number % 17));
+    const double phase = 0.11 * double(number);
+    auto read = [slow, fast, phase](const CTrackModel& m, qvx::time t, uint64_t key) {
+        const double s = Seconds(t);
+        return 0.6 * SineOfTurns(slow * s + phase) + 0.3 * SineOfTurns(fast * s - phase) + 0.05 * m.Noise(key);
+    };
+    return {L"Generated " + std::to_wstring(number), CSampling::Periodic, period, 0, 0, L"", -1.2, 1.2, 3, 2,
+            GeneratedColour(number, taken), read};
+}
+
 } // namespace
 
-const std::vector<CChannelDefinition>& ChannelDefinitions()
+std::shared_ptr<const CChannelTable> CChannelTable::Car()
 {
-    static const std::vector<CChannelDefinition> definitions = {
+    static const std::shared_ptr<const CChannelTable> car(new CChannelTable({
         {L"Speed", CSampling::Periodic, Hz(100), 1, 1, L"", 0.0, 300.0, 1, 2, 0x000000FF, ReadSpeed},
         {L"RPM", CSampling::Periodic, Hz(1000), 2, 0, L"", 0.0, 13000.0, 0, 2, 0x0000A5FF, ReadEngineSpeed},
         {L"Throttle", CSampling::Periodic, Hz(100), 7, 1, L"", 0.0, 100.0, 0, 2, 0x0000C000, ReadThrottle},
@@ -99,8 +146,15 @@ const std::vector<CChannelDefinition>& ChannelDefinitions()
         {L"Tyre pressure FL", CSampling::Aperiodic, 0, 5, 1, L"", 1.0, 2.5, 2, 1, 0x000080C0, ReadTyrePressure},
         {L"GPS speed", CSampling::Gapped, Hz(20), 1, 1, L"", 0.0, 300.0, 1, 2, 0x00C000C0, ReadGpsSpeed},
         {L"Fuel flow", CSampling::Periodic, Hz(50), 0, 0, L"l/h", 0.0, 150.0, 1, 2, 0x00008000, ReadFuelFlow},
-    };
-    return definitions;
+    }));
+    return car;
+}
+
+CChannelTable::CChannelTable(const CChannelTable& base, long count, long rate)
+    : Definitions(base.Definitions), Generated(base.Generated)
+{
+    Definitions.reserve(Definitions.size() + size_t(std::max(count, 0L)));
+    for (long i = 0; i < count; ++i) Definitions.push_back(GeneratedChannel(++Generated, Hz(int(rate)), Definitions));
 }
 
 const wchar_t* ChannelText(const wchar_t* name, long* quantity)
@@ -117,15 +171,14 @@ const wchar_t* ChannelText(const wchar_t* name, long* quantity)
     return close + 1;
 }
 
-int FindChannelDefinition(const wchar_t* name)
+int CChannelTable::Find(const wchar_t* name) const
 {
     long quantity = -1;
     const wchar_t* text = ChannelText(name, &quantity);
     if (!text) return -1;
-    const auto& definitions = ChannelDefinitions();
-    for (size_t i = 0; i < definitions.size(); ++i) {
-        if (_wcsicmp(definitions[i].Name, text) != 0) continue;
-        return quantity == -1 || quantity == definitions[i].Quantity ? int(i) : -1;
+    for (size_t i = 0; i < Definitions.size(); ++i) {
+        if (_wcsicmp(Definitions[i].Name.c_str(), text) != 0) continue;
+        return quantity == -1 || quantity == Definitions[i].Quantity ? int(i) : -1;
     }
     return -1;
 }
@@ -148,9 +201,10 @@ const wchar_t* const WarningTexts[] = {L"Track limits", L"Oil pressure low", L"Y
 
 } // namespace
 
-CRecording::CRecording(uint32_t seed, qvx::time start, qvx::time length, bool live)
-    : Car(std::make_shared<CTrackModel>(seed)), StartTime(start), Elapsed(live ? 0 : std::max<qvx::time>(length, 0)),
-      Live(live), Channels(ChannelDefinitions().size()), ChannelStates(ChannelDefinitions().size()),
+CRecording::CRecording(uint32_t seed, qvx::time start, qvx::time length, bool live,
+                       std::shared_ptr<const CChannelTable> channels)
+    : Car(std::make_shared<CTrackModel>(seed)), Table(std::move(channels)), StartTime(start),
+      Elapsed(live ? 0 : std::max<qvx::time>(length, 0)), Live(live), Channels(Table->Size()), ChannelStates(Table->Size()),
       EventSets(EventDefinitions().size()), EventStates(EventDefinitions().size())
 {
 }
@@ -184,7 +238,7 @@ bool CRecording::InDropOut(qvx::time sinceStart) const
 
 bool CRecording::ExtendChannel(size_t index, qvx::time& from, qvx::time& to)
 {
-    const CChannelDefinition& definition = ChannelDefinitions()[index];
+    const CChannelDefinition& definition = (*Table)[index];
     CChannelData& data = *Channels[index];
     CChannelState& state = ChannelStates[index];
     const uint64_t channelKey = uint64_t(index + 1) << 56;

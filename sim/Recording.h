@@ -6,6 +6,7 @@
 // recording; from then on a live recording extends them at each Advance and reports what it
 // added.
 #include <windows.h>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -21,7 +22,7 @@ enum class CSampling
 
 struct CChannelDefinition
 {
-    const wchar_t* Name;
+    std::wstring Name;
     CSampling Sampling;
     qvx::time Period;            // of periodic and gapped channels
     // The host's properties of the channel.
@@ -34,13 +35,41 @@ struct CChannelDefinition
     long Interpolation;
     OLE_COLOR Color;
     // The reading at a time from the start, in the quantity's base unit; the key seeds its noise.
-    double (*Read)(const CTrackModel& model, qvx::time sinceStart, uint64_t key);
+    std::function<double(const CTrackModel& model, qvx::time sinceStart, uint64_t key)> Read;
 };
 
-const std::vector<CChannelDefinition>& ChannelDefinitions();
-// Index of a channel by name (case ignored), or -1. A keyed name, "[1]Speed", finds the channel
-// of that text only when its quantity is the key's.
-int FindChannelDefinition(const wchar_t* name);
+// The channels of a host's recordings in table order: the car's, then any generated ones, which
+// give a chart as many fast channels as it should be measured with.
+class CChannelTable
+{
+public:
+    // Generated channels of a host in all, and their highest rate in Hz.
+    static constexpr long MaxGenerated = 1000;
+    static constexpr long MaxGeneratedRate = 100000;
+
+    // The car's channels alone, one table for all.
+    static std::shared_ptr<const CChannelTable> Car();
+    // `base` with `count` generated channels more, periodic at `rate` Hz and named on from its
+    // own: "Generated 1", "Generated 2"... Each has a waveform of its own within -1..1: two sines
+    // whose periods and phases its number decides, and a little noise.
+    CChannelTable(const CChannelTable& base, long count, long rate);
+
+    size_t Size() const noexcept { return Definitions.size(); }
+    const CChannelDefinition& operator[](size_t index) const { return Definitions[index]; }
+    auto begin() const noexcept { return Definitions.begin(); }
+    auto end() const noexcept { return Definitions.end(); }
+    long GeneratedCount() const noexcept { return Generated; }
+    // Index of a channel by name (case ignored), or -1. A keyed name, "[1]Speed", finds the
+    // channel of that text only when its quantity is the key's.
+    int Find(const wchar_t* name) const;
+
+private:
+    explicit CChannelTable(std::vector<CChannelDefinition> definitions) : Definitions(std::move(definitions)) {}
+
+    std::vector<CChannelDefinition> Definitions;
+    long Generated = 0;
+};
+
 // The text of a channel name behind its key, if it has one; `quantity` gets the key, -1 for
 // none and -2 for a key that is no quantity.
 const wchar_t* ChannelText(const wchar_t* name, long* quantity);
@@ -75,7 +104,8 @@ class CRecording
 {
 public:
     // A finished recording of `length` ticks, or a live one (`live`) that starts empty.
-    CRecording(uint32_t seed, qvx::time start, qvx::time length, bool live);
+    CRecording(uint32_t seed, qvx::time start, qvx::time length, bool live,
+               std::shared_ptr<const CChannelTable> channels = CChannelTable::Car());
 
     qvx::time Start() const noexcept { return StartTime; }
     // The newest time for which the recording holds data.
@@ -93,6 +123,7 @@ public:
         Stopped = false;
     }
     const CTrackModel& Model() const noexcept { return *Car; }
+    const CChannelTable& ChannelTable() const noexcept { return *Table; }
 
     // The samples of a channel, made on first use.
     std::shared_ptr<CChannelData> Channel(size_t index);
@@ -144,6 +175,7 @@ private:
     };
 
     std::shared_ptr<const CTrackModel> Car;
+    std::shared_ptr<const CChannelTable> Table;
     qvx::time StartTime;
     qvx::time Elapsed;
     bool Live;

@@ -77,7 +77,7 @@ HRESULT CSimulatedHost::MakeSelection(ULONG seed, qvx::time start, qvx::time len
 {
     HRESULT hr = CreateObject<CDataSelection, IQvxDataSelection3>(selection);
     if (FAILED(hr)) return hr;
-    auto recording = std::make_shared<CRecording>(seed, start, length, live);
+    auto recording = std::make_shared<CRecording>(seed, start, length, live, Channels);
     return selection->Init(std::move(recording), text, colour, secondary);
 }
 
@@ -121,6 +121,7 @@ HRESULT CSimulatedHost::MakeChannelDefaults(CObjectPtr<CChannelPropertyFactory>&
 {
     HRESULT hr = CreateObject<CChannelPropertyFactory, IQvxPropertyFactory>(factory);
     if (SUCCEEDED(hr)) factory->MakeHostDefaults();
+    if (SUCCEEDED(hr)) factory->SetChannels(Channels);
     return hr;
 }
 
@@ -228,7 +229,7 @@ STDMETHODIMP CSimulatedHost::GetApplicationName(BSTR* name)
 
 STDMETHODIMP CSimulatedHost::Initialise(ULONG seed)
 {
-    if (Exposed || Elapsed != 0 || Closed) return E_UNEXPECTED;
+    if (RecordingsFixed()) return E_UNEXPECTED;
     Seed = seed;
     return BuildTasks();
 }
@@ -504,5 +505,24 @@ STDMETHODIMP CSimulatedHost::RepeatDataChanges(long taskId, long index, long cou
 STDMETHODIMP CSimulatedHost::SetLateDelivery(VARIANT_BOOL late)
 {
     CNotifier::SetLateDelivery(late != VARIANT_FALSE);
+    return S_OK;
+}
+
+STDMETHODIMP CSimulatedHost::AddGeneratedChannels(long count, long rate)
+{
+    if (RecordingsFixed()) return E_UNEXPECTED;
+    if (count < 1 || count > CChannelTable::MaxGenerated - Channels->GeneratedCount() || rate < 1 ||
+        rate > CChannelTable::MaxGeneratedRate)
+        return E_INVALIDARG;
+    std::shared_ptr<const CChannelTable> before = Channels;
+    Channels = std::make_shared<const CChannelTable>(*before, count, rate);
+    // Nobody holds a selection yet: the tasks are made again over the longer table.
+    HRESULT hr = BuildTasks();
+    if (FAILED(hr)) {
+        Channels = before;
+        BuildTasks();
+        return hr;
+    }
+    ChannelDefaults->SetChannels(Channels);
     return S_OK;
 }

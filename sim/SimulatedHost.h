@@ -133,6 +133,7 @@ public:
     STDMETHODIMP RestoreDataSelection(long taskId) override;
     STDMETHODIMP RepeatDataChanges(long taskId, long index, long count, VARIANT_BOOL reversed) override;
     STDMETHODIMP SetLateDelivery(VARIANT_BOOL late) override;
+    STDMETHODIMP AddGeneratedChannels(long count, long rate) override;
 
 private:
     HRESULT BuildTasks();
@@ -141,6 +142,8 @@ private:
     HRESULT MakeChannelDefaults(CObjectPtr<CChannelPropertyFactory>& factory);
     HRESULT MakeEventDefaults(CObjectPtr<CEventPropertyFactory>& factory);
     HRESULT MakeGroupDefaults(CObjectPtr<CGroupFactory>& factory);
+    // A client has seen the recordings or time has run: they can no longer be made again.
+    bool RecordingsFixed() const noexcept { return Exposed || Elapsed != 0 || Closed; }
     CTask* FindTask(long id) const;
     CDataSelection* FindSelection(long taskId, long index) const;
     // Calls each sink of the root's notifications of version I or later.
@@ -152,6 +155,7 @@ private:
     bool Exposed = false;     // a client has seen the tasks: the seed is fixed
     bool Closed = false;
     qvx::time Elapsed = 0;
+    std::shared_ptr<const CChannelTable> Channels = CChannelTable::Car();
     std::vector<CObjectPtr<CTask>> Tasks;
     CObjectPtr<CChannelPropertyFactory> ChannelDefaults;
     CObjectPtr<CEventPropertyFactory> EventDefaults;
