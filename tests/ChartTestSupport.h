@@ -5,6 +5,7 @@
 #include <winspool.h>
 #include <olectl.h>
 #include <map>
+#include <string>
 #include <vector>
 #include "control/ChartDrawInfo.h"
 #include "com/ComPtr.h"
@@ -74,6 +75,13 @@ inline CComPtr<IFontDisp> CreateChartFont()
     CComPtr<IFontDisp> font;
     OleCreateFontIndirect(&description, IID_IFontDisp, font.OutVoid());
     return font;
+}
+
+// A rectangle as text, so that one comparison shows all four sides.
+inline std::string RectText(const RECT& rect)
+{
+    return std::to_string(rect.left) + "," + std::to_string(rect.top) + " to " + std::to_string(rect.right) + "," +
+           std::to_string(rect.bottom);
 }
 
 // A chart owner with settable colours, a scheme that records what it was asked, and a font.

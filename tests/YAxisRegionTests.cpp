@@ -15,8 +15,7 @@
 #include "regions/ChannelRegion.h"
 #include "regions/YAxisRegion.h"
 #include "scales/AxisTicks.h"
-#include "tests/ChartFrameTestSupport.h"
-#include "tests/SimTestSupport.h"
+#include "tests/LiveInPlaceSupport.h"
 #include "QvxSim.h"
 
 namespace {
@@ -42,38 +41,37 @@ protected:
         ASSERT_EQ(S_OK, CComObject<CAxisChart>::CreateInstance(Control));
         Chart = static_cast<CAxisChart*>(Control.Get());
         ASSERT_EQ(S_OK, InitNew(Control));
-        Site.Position = RECT{0, 0, 480, 320};
-        CComPtr<IOleObject> object = Query<IOleObject>(Control);
-        ASSERT_EQ(S_OK, object->SetClientSite(&Site));
-        ASSERT_EQ(S_OK, object->DoVerb(OLEIVERB_INPLACEACTIVATE, nullptr, &Site, 0, Container.Window, &Site.Position));
-        Window = Chart->Window;
+        Window = InPlace.Activate(Control, RECT{0, 0, 480, 320});
         ASSERT_TRUE(Window);
         CComPtr<IQvxControl> control = Query<IQvxControl>(Control);
         ASSERT_EQ(S_OK, control->SetHost(Host));
         ASSERT_EQ(S_OK, control->SetTaskById(1));
     }
-    void TearDown() override
-    {
-        CComPtr<IOleObject> object = Query<IOleObject>(Control);
-        object->Close(OLECLOSE_NOSAVE);
-        object->SetClientSite(nullptr);
-    }
+    void TearDown() override { InPlace.Close(Control); }
 
     // The chart shows these channels, each with an axis on the left and a band from `bands`
     // (maximum, minimum) when one is given; then it paints.
     void Show(std::vector<const wchar_t*> names, std::vector<std::pair<double, double>> bands = {})
     {
-        std::vector<CBstr> keys(names.begin(), names.end());
-        Chart->TaskItem->GetOrdering()->SetNames(keys);
+        Chart->TaskItem->GetOrdering()->SetNames(std::vector<CBstr>(names.begin(), names.end()));
         for (size_t i = 0; i < names.size(); ++i) {
             Set(Channel(i), L"Auxiliary axis", VT_I4, 1);
-            if (i < bands.size()) {
-                Set(Channel(i), L"Y-axis % enabled", VT_BOOL, 1);
-                Set(Channel(i), L"Y-axis % maximum", VT_R8, bands[i].first);
-                Set(Channel(i), L"Y-axis % minimum", VT_R8, bands[i].second);
-            }
+            if (i < bands.size()) Band(Channel(i), true, bands[i].first, bands[i].second);
         }
         Paint();
+    }
+    void Band(CChannelDataItem* channel, bool enabled, double maximum, double minimum)
+    {
+        Set(channel, L"Y-axis % enabled", VT_BOOL, enabled);
+        Set(channel, L"Y-axis % maximum", VT_R8, maximum);
+        Set(channel, L"Y-axis % minimum", VT_R8, minimum);
+    }
+    // A fixed scale for the first channel.
+    void Scale(double minimum, double maximum)
+    {
+        Set(Channel(0), L"Autoscale", VT_BOOL, 0);
+        Set(Channel(0), L"Display minimum", VT_R8, minimum);
+        Set(Channel(0), L"Display maximum", VT_R8, maximum);
     }
     void Paint()
     {
@@ -129,8 +127,7 @@ protected:
         return Chart->Manager.ProcessWindowMessage(Window, message, 0, MAKELPARAM(point.x, point.y), result, 0);
     }
 
-    CContainerWindow Container;
-    CTestSite Site{Container.Window};
+    CInPlaceContainer InPlace;
     CComPtr<IQvxLinnographCtl4> Control;
     CAxisChart* Chart = nullptr;
     HWND Window = nullptr;
@@ -159,9 +156,7 @@ TEST_F(YAxis, TheWidthMakesRoomForTheWidestNumberOfTheScale)
     GetTextMetricsW(screen, &metrics);
     const int dpiX = GetDeviceCaps(screen, LOGPIXELSX);
     for (const CRow& row : rows) {
-        Set(Channel(0), L"Autoscale", VT_BOOL, 0);
-        Set(Channel(0), L"Display minimum", VT_R8, row.Minimum);
-        Set(Channel(0), L"Display maximum", VT_R8, row.Maximum);
+        Scale(row.Minimum, row.Maximum);
         Set(Channel(0), L"Decimal places", VT_I4, row.Decimals);
         int digits = 2 * metrics.tmAveCharWidth;
         for (const wchar_t* text : {row.Low, row.High}) {
@@ -197,9 +192,7 @@ TEST_F(YAxis, TheBandCutsTheAxisAndItsQuartersAreTheHandles)
     for (const CRow& row : rows) {
         SCOPED_TRACE(row.Name);
         axis.Recalculate(info);
-        Set(Channel(0), L"Y-axis % enabled", VT_BOOL, row.Enabled);
-        Set(Channel(0), L"Y-axis % maximum", VT_R8, row.Maximum);
-        Set(Channel(0), L"Y-axis % minimum", VT_R8, row.Minimum);
+        Band(Channel(0), row.Enabled, row.Maximum, row.Minimum);
         Chart->GraphRegion->Tiled = row.Tiled;
         // The channel's news marks the band, which the next paint cuts again.
         EXPECT_TRUE(axis.DirtyBits & CYAxisRegion::DirtyBand);
@@ -226,9 +219,7 @@ TEST_F(YAxis, TheBandCutsTheAxisAndItsQuartersAreTheHandles)
 TEST_F(YAxis, TheSpineAndTicksStandOnTheBandAndFollowTheDrag)
 {
     Show({L"Speed"}, {{80, 10}});
-    Set(Channel(0), L"Autoscale", VT_BOOL, 0);
-    Set(Channel(0), L"Display minimum", VT_R8, 0);
-    Set(Channel(0), L"Display maximum", VT_R8, 100);
+    Scale(0, 100);
     Paint();
     CYAxisRegion& axis = Axis(0);
     ASSERT_TRUE(axis.Trace);
