@@ -48,6 +48,8 @@ protected:
     }
     // Whether the manager's timer still runs; stops it if it does.
     bool TimerRan() { return KillTimer(Window.Window, reinterpret_cast<UINT_PTR>(Manager.get())) != FALSE; }
+    // Nothing flashes, and no timer runs.
+    bool Stopped() { return !Manager->IsFlashing() && !TimerRan(); }
     bool WaitForTicks(int ticks) { return PumpUntil([&] { return Picture.Invalidations >= ticks; }); }
 
     CContainerWindow Window;
@@ -75,9 +77,8 @@ TEST_F(FlashingTrace, EachPeriodTurnsThePhaseOverAndTheSecondCommandLeavesTheTra
     ASSERT_TRUE(Manager->OnFlashCommand());
     EXPECT_TRUE(trace->FlashOn);
     EXPECT_EQ(4, Picture.Invalidations);
-    EXPECT_FALSE(Manager->IsFlashing());
+    EXPECT_TRUE(Stopped());
     EXPECT_FALSE(trace->HasListener(Manager.get()));
-    EXPECT_FALSE(TimerRan());
 }
 
 // During a drag the command is taken but starts nothing; the stop ends the trace that flashes even
@@ -87,16 +88,14 @@ TEST_F(FlashingTrace, TheCommandInADragWithAnotherActiveTraceAndWithoutOne)
     CStillDrag still;
     ASSERT_TRUE(Drag.Start(&still));
     EXPECT_TRUE(Manager->OnFlashCommand());
-    EXPECT_FALSE(Manager->IsFlashing());
-    EXPECT_FALSE(TimerRan());
+    EXPECT_TRUE(Stopped());
     Drag.Forget(&still);
 
     ASSERT_TRUE(Manager->OnFlashCommand());
     Task->SetActiveTrace(Channel(1), Trace(0, 1));
     ASSERT_TRUE(Manager->OnFlashCommand());
-    EXPECT_FALSE(Manager->IsFlashing());
+    EXPECT_TRUE(Stopped());
     EXPECT_FALSE(Trace(0, 0)->HasListener(Manager.get()));
-    EXPECT_FALSE(TimerRan());
 
     Show({});
     Task->SetActiveChannel(nullptr);
@@ -110,15 +109,13 @@ TEST_F(FlashingTrace, ARemovedTraceOrTaskStopsTheTimerWithoutBeingTouched)
     ASSERT_TRUE(WaitForTicks(1));
     // The channel goes, and its traces with it.
     Show({L"RPM"});
-    EXPECT_FALSE(Manager->IsFlashing());
-    EXPECT_FALSE(TimerRan());
+    EXPECT_TRUE(Stopped());
     // The task goes with the flash on another trace.
     Task->SetActiveTrace(Channel(0), Trace(0, 0));
     ASSERT_TRUE(Manager->OnFlashCommand());
     Task.reset();
     EXPECT_EQ(nullptr, Manager->FlashTask);
-    EXPECT_FALSE(Manager->IsFlashing());
-    EXPECT_FALSE(TimerRan());
+    EXPECT_TRUE(Stopped());
     EXPECT_FALSE(Manager->OnFlashCommand());
 }
 

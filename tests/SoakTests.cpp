@@ -24,7 +24,7 @@
 #include "com/ComObject.h"
 #include "config/TaskNotifications.h"
 #include "items/ChannelDataItem.h"
-#include "tests/ChartFrameTestSupport.h"
+#include "tests/LiveInPlaceSupport.h"
 #include "QvxSim.h"
 
 namespace {
@@ -151,7 +151,6 @@ public:
     {
         Progress = {seed, 0, "start"};
         Objects = CComModule::Instance().ObjectCount();
-        Site.Position = RECT{0, 0, 480, 240};
         StartHost();
         Sim->GetSinkCount(&HostSinks);
         // Counts calls and the host's arrays from here on.
@@ -276,9 +275,7 @@ private:
         Chart = static_cast<CSoakChart*>(Control.Get());
         ++Controls;
         ASSERT_EQ(S_OK, InitNew(Control));
-        CComPtr<IOleObject> object = Query<IOleObject>(Control);
-        ASSERT_EQ(S_OK, object->SetClientSite(&Site));
-        ASSERT_EQ(S_OK, object->DoVerb(OLEIVERB_INPLACEACTIVATE, nullptr, &Site, 0, Container.Window, &Site.Position));
+        ASSERT_TRUE(InPlace.Activate(Control, RECT{0, 0, 480, 240}));
         CComPtr<IQvxNotifications> points = Query<IQvxNotifications>(Control);
         ULONG cookie = 0;
         if (!LetGoSink) {
@@ -302,9 +299,7 @@ private:
         if (!Control) return;
         CComPtr<IQvxLinnographCtl4> control = std::move(Control);
         Chart = nullptr;
-        CComPtr<IOleObject> object = Query<IOleObject>(control);
-        object->Close(OLECLOSE_NOSAVE);
-        object->SetClientSite(nullptr);
+        InPlace.Close(control);
     }
 
     void Paint()
@@ -417,9 +412,9 @@ private:
     {
         CComPtr<IOleInPlaceObject> inPlace = Query<IOleInPlaceObject>(Control);
         RECT none{0, 0, 0, 0};
-        inPlace->SetObjectRects(&none, &Site.Clip);
+        inPlace->SetObjectRects(&none, &InPlace.Site.Clip);
         Paint();
-        inPlace->SetObjectRects(&Site.Position, &Site.Clip);
+        inPlace->SetObjectRects(&InPlace.Site.Position, &InPlace.Site.Clip);
     }
     void ShowChannels()
     {
@@ -450,8 +445,7 @@ private:
         LetGo->PaintInside = nullptr;
     }
 
-    CContainerWindow Container;
-    CTestSite Site{Container.Window};
+    CInPlaceContainer InPlace;
     CComPtr<IQvxOrvid> Host;
     CComPtr<IQvxSimulation> Sim;
     CComPtr<IQvxLinnographCtl4> Control;

@@ -22,24 +22,14 @@ namespace {
 
 using namespace qvxtest;
 
-// The chart with a drag manager of the test's, which sees every message that the test hands it,
-// or with the chart's own, which sees what the window receives.
-class CAxisChart : public CTestChartCtl
-{
-public:
-    CDragManager* GetDragManager() override { return OwnManager ? CTestChartCtl::GetDragManager() : &Manager; }
-    CDragManager Manager{WindowRef};
-    bool OwnManager = false;
-};
-
 class YAxis : public testing::Test, protected CTestHost
 {
 protected:
     void SetUp() override
     {
         ASSERT_EQ(S_OK, StartHost());
-        ASSERT_EQ(S_OK, CComObject<CAxisChart>::CreateInstance(Control));
-        Chart = static_cast<CAxisChart*>(Control.Get());
+        ASSERT_EQ(S_OK, CComObject<CTestChartCtl>::CreateInstance(Control));
+        Chart = static_cast<CTestChartCtl*>(Control.Get());
         ASSERT_EQ(S_OK, InitNew(Control));
         Window = InPlace.Activate(Control, RECT{0, 0, 480, 320});
         ASSERT_TRUE(Window);
@@ -121,15 +111,17 @@ protected:
         PostMessageW(Window, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(point.x, point.y));
         PumpUntil([] { return false; }, 50);
     }
+    // A message handed to the chart's drag manager; whether it took it.
     bool Drag(UINT message, POINT point)
     {
         LRESULT result = 0;
-        return Chart->Manager.ProcessWindowMessage(Window, message, 0, MAKELPARAM(point.x, point.y), result, 0);
+        return Manager().ProcessWindowMessage(Window, message, 0, MAKELPARAM(point.x, point.y), result, 0);
     }
+    CDragManager& Manager() { return *Chart->GetDragManager(); }
 
     CInPlaceContainer InPlace;
     CComPtr<IQvxLinnographCtl4> Control;
-    CAxisChart* Chart = nullptr;
+    CTestChartCtl* Chart = nullptr;
     HWND Window = nullptr;
 };
 
@@ -308,11 +300,11 @@ TEST_F(YAxis, TheDropWritesTheBandThatTheDragLeft)
         const double pixel = 100.0 / (axis.Bounds.bottom - axis.Bounds.top);
         POINT point = On(axis, row.Edge);
         Press(point);
-        ASSERT_EQ(&axis, static_cast<CYAxisRegion*>(Chart->Manager.ActiveMode));
+        ASSERT_EQ(&axis, static_cast<CYAxisRegion*>(Manager().ActiveMode));
         point.y += row.Dy;
         EXPECT_TRUE(Drag(WM_MOUSEMOVE, point));
         EXPECT_TRUE(Drag(WM_LBUTTONUP, point));
-        EXPECT_FALSE(Chart->Manager.ActiveMode);
+        EXPECT_FALSE(Manager().ActiveMode);
         EXPECT_NEAR(row.Maximum, Get(Channel(0), L"Y-axis % maximum"), pixel);
         EXPECT_NEAR(row.Minimum, Get(Channel(0), L"Y-axis % minimum"), pixel);
     }
@@ -337,7 +329,7 @@ TEST_F(YAxis, OrderingByBandDissolvesTheGroupedHead)
     ASSERT_EQ(1, Chart->TaskItem->GetOrdering()->GetGroupedCount());
     POINT point = On(Axis(2), CYAxisRegion::EdgeTop);
     Press(point);
-    ASSERT_TRUE(Chart->Manager.ActiveMode);
+    ASSERT_TRUE(Manager().ActiveMode);
     point.y -= 5;
     Drag(WM_LBUTTONUP, point);
     EXPECT_EQ(0, Chart->TaskItem->GetOrdering()->GetGroupedCount());
@@ -351,8 +343,6 @@ TEST_F(YAxis, OrderingByBandDissolvesTheGroupedHead)
 // by the chart's own drag manager; the drop puts the channels in the order of their bands.
 TEST_F(YAxis, ABandDragOfPostedMouseMessagesEndsInTheHostAndInTheOrder)
 {
-    Chart->OwnManager = true;
-    ASSERT_TRUE(Chart->GetDragManager());
     Show({L"Speed", L"RPM", L"Throttle"}, {{100, 70}, {65, 35}, {30, 0}});
     const double pixel = 100.0 / (Axis(2).Bounds.bottom - Axis(2).Bounds.top);
     POINT point = On(Axis(2), CYAxisRegion::EdgeBand);
@@ -361,7 +351,7 @@ TEST_F(YAxis, ABandDragOfPostedMouseMessagesEndsInTheHostAndInTheOrder)
     PostMessageW(Window, WM_MOUSEMOVE, MK_LBUTTON, MAKELPARAM(point.x, point.y));
     PostMessageW(Window, WM_LBUTTONUP, 0, MAKELPARAM(point.x, point.y));
     PumpUntil([] { return false; }, 100);
-    EXPECT_FALSE(Chart->GetDragManager()->ActiveMode);
+    EXPECT_FALSE(Manager().ActiveMode);
     CChannelDataItem* throttle = Channel(1);
     ASSERT_EQ(L"Throttle", Name(1));
     EXPECT_NEAR(100, Get(throttle, L"Y-axis % maximum"), pixel);
@@ -396,13 +386,13 @@ TEST_F(YAxis, TheCursorShowsTheHandleAndAZoomLocksIt)
         CYAxisRegion& axis = Axis(0);
         EXPECT_EQ(axis.*row.Cursor, PointAt(On(axis, row.Edge)));
         Press(On(axis, row.Edge));
-        EXPECT_EQ(row.Zoomed ? nullptr : &axis, static_cast<CYAxisRegion*>(Chart->Manager.ActiveMode));
+        EXPECT_EQ(row.Zoomed ? nullptr : &axis, static_cast<CYAxisRegion*>(Manager().ActiveMode));
         Drag(WM_LBUTTONUP, On(axis, row.Edge));
     }
     // The channel without a band is no handle: the window's own cursor, and no drag.
     EXPECT_EQ(reinterpret_cast<HCURSOR>(GetClassLongPtrW(Window, GCLP_HCURSOR)), PointAt(On(Axis(1), CYAxisRegion::EdgeBand)));
     Press(On(Axis(1), CYAxisRegion::EdgeBand));
-    EXPECT_FALSE(Chart->Manager.ActiveMode);
+    EXPECT_FALSE(Manager().ActiveMode);
 }
 
 TEST_F(YAxis, EscapeOrARemovedChannelEndsTheDragWithoutWritingTheBand)
@@ -415,18 +405,18 @@ TEST_F(YAxis, EscapeOrARemovedChannelEndsTheDragWithoutWritingTheBand)
     Drag(WM_MOUSEMOVE, point);
     EXPECT_NE(before.top, Axis(0).AxisRect.top);
     LRESULT result = 0;
-    EXPECT_TRUE(Chart->Manager.ProcessWindowMessage(Window, WM_KEYDOWN, VK_ESCAPE, 0, result, 0));
-    EXPECT_FALSE(Chart->Manager.ActiveMode);
+    EXPECT_TRUE(Manager().ProcessWindowMessage(Window, WM_KEYDOWN, VK_ESCAPE, 0, result, 0));
+    EXPECT_FALSE(Manager().ActiveMode);
     EXPECT_TRUE(EqualRect(&before, &Axis(0).AxisRect));
     EXPECT_EQ(60, Get(Channel(0), L"Y-axis % maximum"));
 
     // The channel goes during a drag, and its axis with the next paint: the drag ends with it.
     CComPtr<IQvxPropertySet> properties = Channel(0)->GetProperties();
     Press(On(Axis(0), CYAxisRegion::EdgeTop));
-    ASSERT_TRUE(Chart->Manager.ActiveMode);
+    ASSERT_TRUE(Manager().ActiveMode);
     Chart->TaskItem->GetOrdering()->SetNames({CBstr(L"RPM")});
     Paint();
-    EXPECT_FALSE(Chart->Manager.ActiveMode);
+    EXPECT_FALSE(Manager().ActiveMode);
     EXPECT_FALSE(Drag(WM_LBUTTONUP, point));
     CVariant maximum;
     ASSERT_EQ(S_OK, properties->GetProperty(CBstr(L"Y-axis % maximum").Get(), &maximum));
