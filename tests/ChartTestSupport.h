@@ -84,6 +84,14 @@ inline std::string RectText(const RECT& rect)
            std::to_string(rect.bottom);
 }
 
+// Which of `points` on `surface` are `colour`, as a string of 1s and 0s.
+inline std::string Inked(const CDibSurface& surface, COLORREF colour, std::initializer_list<POINT> points)
+{
+    std::string inked;
+    for (const POINT& point : points) inked += surface.Pixel(point.x, point.y) == colour ? '1' : '0';
+    return inked;
+}
+
 // A chart owner with settable colours, a scheme that records what it was asked, and a font.
 class CTestDrawOwner : public CChartDrawOwner
 {

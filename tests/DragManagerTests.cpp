@@ -271,18 +271,6 @@ TEST_F(Managers, ARefusedSecondOrSelfEndingStartLeavesNoOtherDrag)
     EXPECT_EQ(nullptr, GetCapture());
 }
 
-TEST_F(Managers, AnEndingDragMayStartAFragileModeThatItsRunWouldHaveRefused)
-{
-    Press(5, 6);
-    EXPECT_FALSE(Fragile.Start(&Keys));
-    EXPECT_TRUE(Keys.Log.empty());
-    BOOL started = FALSE;
-    Mode.OnEnd = [&] { started = Fragile.Start(&Keys); };
-    Post(WM_LBUTTONUP, 0, MAKELPARAM(7, 8));
-    EXPECT_TRUE(started);
-    EXPECT_EQ(&Keys, Fragile.ActiveMode);
-}
-
 TEST_F(Managers, AFragileModeTakesWhatItsFlagsSayAndBreaksOnAnythingElseWhichThenTakesItsEffect)
 {
     const DWORD KeysOnly = FRAGILE_TAKES_KEYS;

@@ -312,8 +312,7 @@ TEST_F(XAxis, ADistanceAxisHasNiceStepsOfTheDistance)
     }
 }
 
-// With two cursors a delta in the symbol face stands between caption and value, and the plain
-// axis tells how far the primary cursor stands from the second, signed.
+// With two cursors a delta in the symbol face stands between caption and value.
 TEST_F(XAxis, TwoCursorsPutADeltaBeforeTheDifference)
 {
     HostRuns(false);
@@ -336,12 +335,4 @@ TEST_F(XAxis, TwoCursorsPutADeltaBeforeTheDifference)
     EXPECT_EQ(Width, value.At.x);
     EXPECT_EQ(caption.At.x + deltaSize.cx, delta.At.x);
     EXPECT_LT(delta.At.x, value.At.x);
-
-    CXAxisRegion plain(*Chart->GraphRegion, &Task());
-    const std::wstring difference(
-        Task().FormatTimeDifference(Task().GetCursorTime() - Task().GetSecondCursorTime(), std::int16_t(Task().GetTimeDigits()), false, false,
-                                    true));
-    EXPECT_EQ(difference, plain.GetCursorText());
-    Task().SetTwoCursors(false);
-    EXPECT_NE(difference, plain.GetCursorText());
 }

@@ -15,6 +15,7 @@
 #include "regions/ChannelRegion.h"
 #include "regions/YAxisRegion.h"
 #include "scales/AxisTicks.h"
+#include "tests/ChartTestSupport.h"
 #include "tests/LiveInPlaceSupport.h"
 #include "QvxSim.h"
 
@@ -84,7 +85,14 @@ protected:
         return variant.dblVal;
     }
     CChannelDataItem* Channel(size_t place) { return Chart->TaskItem->GetOrdering()->GetItems().at(place); }
-    std::wstring Name(size_t place) { return std::wstring(Channel(place)->GetName().View()); }
+    // The names of the channels, in their order.
+    std::vector<std::wstring> Names()
+    {
+        std::vector<std::wstring> names;
+        for (CChannelDataItem* channel : Chart->TaskItem->GetOrdering()->GetItems())
+            names.emplace_back(channel->GetName().View());
+        return names;
+    }
     CYAxisRegion& Axis(size_t place) { return **std::next(Chart->GraphRegion->YAxes.begin(), place); }
     // Where an edge of the axis is taken: just inside the top or bottom, or the middle.
     POINT On(CYAxisRegion& axis, int edge)
@@ -127,7 +135,7 @@ protected:
 
 TEST_F(YAxis, TheWidthMakesRoomForTheWidestNumberOfTheScale)
 {
-    struct CRow
+    const struct
     {
         const char* Name;
         double Minimum, Maximum;
@@ -147,7 +155,7 @@ TEST_F(YAxis, TheWidthMakesRoomForTheWidestNumberOfTheScale)
     TEXTMETRICW metrics{};
     GetTextMetricsW(screen, &metrics);
     const int dpiX = GetDeviceCaps(screen, LOGPIXELSX);
-    for (const CRow& row : rows) {
+    for (const auto& row : rows) {
         Scale(row.Minimum, row.Maximum);
         Set(Channel(0), L"Decimal places", VT_I4, row.Decimals);
         int digits = 2 * metrics.tmAveCharWidth;
@@ -164,7 +172,7 @@ TEST_F(YAxis, TheWidthMakesRoomForTheWidestNumberOfTheScale)
 // The band cuts the axis, rounding; a point on it tells what a drag would move.
 TEST_F(YAxis, TheBandCutsTheAxisAndItsQuartersAreTheHandles)
 {
-    struct CRow
+    const struct
     {
         const char* Name;
         bool Enabled, Tiled;
@@ -181,7 +189,7 @@ TEST_F(YAxis, TheBandCutsTheAxisAndItsQuartersAreTheHandles)
     CWindowDC screen(nullptr);
     CChartDrawInfo info(screen, screen, *Chart, 0);
     axis.SetBounds(RECT{10, 100, 60, 400});
-    for (const CRow& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.Name);
         axis.Recalculate(info);
         Band(Channel(0), row.Enabled, row.Maximum, row.Minimum);
@@ -228,12 +236,9 @@ TEST_F(YAxis, TheSpineAndTicksStandOnTheBandAndFollowTheDrag)
     const double value = ticks.MinorStart + ticks.MinorStep;
     const int y = static_cast<int>(band.bottom - (band.bottom - band.top) * value / 100.0);
     auto shown = CaptureWindow(Window);
-    EXPECT_EQ(colour, shown->Pixel(spine, (band.top + band.bottom) / 2));
-    EXPECT_EQ(colour, shown->Pixel(spine, band.top));
-    EXPECT_NE(colour, shown->Pixel(spine, band.top - 2));
-    EXPECT_NE(colour, shown->Pixel(spine, band.bottom + 2));
-    EXPECT_EQ(colour, shown->Pixel(spine - minor, y));
-    EXPECT_NE(colour, shown->Pixel(spine - minor - 1, y));
+    EXPECT_EQ("110010", Inked(*shown, colour,
+                              {{spine, (band.top + band.bottom) / 2}, {spine, band.top}, {spine, band.top - 2},
+                               {spine, band.bottom + 2}, {spine - minor, y}, {spine - minor - 1, y}}));
 
     POINT point = On(axis, CYAxisRegion::EdgeTop);
     Press(point);
@@ -250,8 +255,7 @@ TEST_F(YAxis, TheSpineAndTicksStandOnTheBandAndFollowTheDrag)
     ASSERT_TRUE(tiled.HideMarks);
     const RECT strip = tiled.AxisRect;
     shown = CaptureWindow(Window);
-    EXPECT_EQ(colour, shown->Pixel(strip.right - minor, strip.top));
-    EXPECT_EQ(colour, shown->Pixel(strip.right - minor, strip.bottom));
+    EXPECT_EQ("11", Inked(*shown, colour, {{strip.right - minor, strip.top}, {strip.right - minor, strip.bottom}}));
     for (int row = strip.top + 1; row < strip.bottom; row += 3)
         EXPECT_NE(colour, shown->Pixel(strip.right - minor, row)) << row;
 
@@ -280,7 +284,7 @@ TEST_F(YAxis, TheActiveAxisFollowsTheActiveChannel)
 // writes the edges that moved, within a pixel, and keeps a tenth of the height.
 TEST_F(YAxis, TheDropWritesTheBandThatTheDragLeft)
 {
-    struct CRow
+    const struct
     {
         const char* Name;
         int Edge, Dy;
@@ -293,7 +297,7 @@ TEST_F(YAxis, TheDropWritesTheBandThatTheDragLeft)
         {"band up past the top", CYAxisRegion::EdgeBand, -1000, 100, 60},
         {"band down past the bottom", CYAxisRegion::EdgeBand, 1000, 40, 0},
     };
-    for (const CRow& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.Name);
         Show({L"Speed"}, {{60, 20}});
         CYAxisRegion& axis = Axis(0);
@@ -325,7 +329,7 @@ TEST_F(YAxis, OrderingByBandDissolvesTheGroupedHead)
     Chart->TaskItem->GetOrdering()->SetGroups(static_cast<CGroups*>(groups.Get()));
     // The head comes first: Throttle, Speed, RPM.
     Show({L"Speed", L"RPM", L"Throttle"}, {{30, 0}, {100, 70}, {65, 35}});
-    ASSERT_EQ(L"Throttle", Name(0));
+    ASSERT_EQ((std::vector<std::wstring>{L"Throttle", L"Speed", L"RPM"}), Names());
     ASSERT_EQ(1, Chart->TaskItem->GetOrdering()->GetGroupedCount());
     POINT point = On(Axis(2), CYAxisRegion::EdgeTop);
     Press(point);
@@ -333,9 +337,7 @@ TEST_F(YAxis, OrderingByBandDissolvesTheGroupedHead)
     point.y -= 5;
     Drag(WM_LBUTTONUP, point);
     EXPECT_EQ(0, Chart->TaskItem->GetOrdering()->GetGroupedCount());
-    EXPECT_EQ(L"Speed", Name(0));
-    EXPECT_EQ(L"RPM", Name(1));
-    EXPECT_EQ(L"Throttle", Name(2));
+    EXPECT_EQ((std::vector<std::wstring>{L"Speed", L"RPM", L"Throttle"}), Names());
     Chart->TaskItem->GetOrdering()->SetGroups(nullptr);
 }
 
@@ -352,19 +354,16 @@ TEST_F(YAxis, ABandDragOfPostedMouseMessagesEndsInTheHostAndInTheOrder)
     PostMessageW(Window, WM_LBUTTONUP, 0, MAKELPARAM(point.x, point.y));
     PumpUntil([] { return false; }, 100);
     EXPECT_FALSE(Manager().ActiveMode);
-    CChannelDataItem* throttle = Channel(1);
-    ASSERT_EQ(L"Throttle", Name(1));
-    EXPECT_NEAR(100, Get(throttle, L"Y-axis % maximum"), pixel);
-    EXPECT_NEAR(70, Get(throttle, L"Y-axis % minimum"), pixel);
-    EXPECT_EQ(L"Speed", Name(0));
-    EXPECT_EQ(L"RPM", Name(2));
+    ASSERT_EQ((std::vector<std::wstring>{L"Speed", L"Throttle", L"RPM"}), Names());
+    EXPECT_NEAR(100, Get(Channel(1), L"Y-axis % maximum"), pixel);
+    EXPECT_NEAR(70, Get(Channel(1), L"Y-axis % minimum"), pixel);
 }
 
 // Over the axis the pointer shows what a drag would move, locked under a vertical zoom and for
 // a band that fills the axis; a press then starts nothing.
 TEST_F(YAxis, TheCursorShowsTheHandleAndAZoomLocksIt)
 {
-    struct CRow
+    const struct
     {
         const char* Name;
         bool Zoomed, WholeBand;
@@ -378,7 +377,7 @@ TEST_F(YAxis, TheCursorShowsTheHandleAndAZoomLocksIt)
         {"bottom zoomed", true, false, CYAxisRegion::EdgeBottom, &CYAxisRegion::CursorBottomLocked},
         {"band filling the axis", false, true, CYAxisRegion::EdgeBand, &CYAxisRegion::CursorBandLocked},
     };
-    for (const CRow& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.Name);
         Show({L"Speed", L"RPM"}, {row.WholeBand ? std::pair{100.0, 0.0} : std::pair{60.0, 20.0}});
         Chart->TaskItem->ClearYZoom();
