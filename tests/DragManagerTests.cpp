@@ -137,7 +137,10 @@ protected:
         Post(WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(x, y));
     }
     // The mode's first Track, at the press.
-    std::string TrackOfPress() const { return "Track " + std::to_string(PressedAt.x) + "," + std::to_string(PressedAt.y); }
+    std::string TrackOfPress() const
+    {
+        return "Track " + std::to_string(PressedAt.x) + "," + std::to_string(PressedAt.y);
+    }
     // Whether `message` reached the region behind the managers.
     bool PassedOn(UINT message) const { return std::find(Passed.begin(), Passed.end(), message) != Passed.end(); }
     // Whether a drag of `mode` runs, with the capture and its cursor, or none, with neither.

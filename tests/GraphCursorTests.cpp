@@ -71,10 +71,8 @@ TEST_F(GraphCursors, AMovedCursorPaintsNothingAndLeavesThePictureOfAFullPaint)
         double From, To;   // columns of the graph, as shares of its width
         bool TwoCursors;
     } rows[] = {
-        {"within the graph", 0.3, 0.6, false},
-        {"to the graph's left edge", 0.5, 0.0, false},
-        {"off the graph and back", 1.4, 0.2, false},
-        {"with a second cursor, through the bitmap", 0.7, 0.25, true},
+        {"within the graph", 0.3, 0.6, false}, {"to the graph's left edge", 0.5, 0.0, false},
+        {"off the graph and back", 1.4, 0.2, false}, {"with a second cursor, through the bitmap", 0.7, 0.25, true},
         {"with both cursors off opposite sides", 0.5, 1.5, true},
     };
     const RECT graph = Graph->GraphRect;

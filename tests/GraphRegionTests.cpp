@@ -91,7 +91,7 @@ TEST_F(GraphTest, LayoutPlacesAxesBarsAndChannelsAroundTheTraces)
             for (HDC ref : {static_cast<HDC>(Screen), static_cast<HDC>(printer)})
                 for (const RECT& bounds : {RECT{0, 0, 800, 500}, RECT{20, 10, 1619, 1209}}) {
                     SCOPED_TRACE(testing::Message() << "tiled " << tiled << ", " << channels << " channels, "
-                                                    << (ref == Screen ? "screen" : "paper") << ", " << RectText(bounds));
+                                                    << (ref == Screen ? "screen, " : "paper, ") << RectText(bounds));
                     Choose(channels);
                     // Known channels stand on the left, on the right and on no side in turn.
                     int position = 0;

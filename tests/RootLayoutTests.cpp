@@ -70,20 +70,16 @@ TEST_F(RootLayoutTest, TheGraphEndsWhereThePanelsWidthAndTheLimitsSay)
         std::optional<int> Content;
         int GraphRight;
     } rows[] = {
-        {"wide", 1000, 1.25, {}, 880},
-        {"narrow", 400, 1.25, {}, 280},
+        {"wide", 1000, 1.25, {}, 880}, {"narrow", 400, 1.25, {}, 280},
         {"a fraction that would round down (201)", 201, 1.25, {}, 81},
         {"a fraction that would round down (235)", 235, 1.25, {}, 115},
         {"a fraction that would round down (1917)", 1917, 1.25, {}, 1797},
         {"room for the graph's minimum only", 100, 1.25, {}, 12},
-        {"just room for the panel's minimum", 43, 1.25, {}, 12},
-        {"less than both minimums", 30, 1.25, {}, 12},
-        {"less than the graph's minimum", 5, 1.25, {}, 5},
-        {"no width", 0, 1.25, {}, 0},
+        {"just room for the panel's minimum", 43, 1.25, {}, 12}, {"less than both minimums", 30, 1.25, {}, 12},
+        {"less than the graph's minimum", 5, 1.25, {}, 5}, {"no width", 0, 1.25, {}, 0},
         {"a panel wider than its maximum", 2000, 10, {}, 2000 - maximum},
         {"a panel narrower than its minimum", 2000, 0.1, {}, 2000 - PanelMinimum},
-        {"content that fits", 1000, 1.25, 150, 850},
-        {"no content", 1000, 1.25, 0, 1000 - PanelMinimum},
+        {"content that fits", 1000, 1.25, 150, 850}, {"no content", 1000, 1.25, 0, 1000 - PanelMinimum},
         {"content beyond the maximum", 1000, 1.25, 5000, 1000 - maximum},
     };
     for (const auto& row : rows) {

@@ -112,12 +112,9 @@ TEST(TimeTicks, BadRangesAndLabelsGiveNoTicksOrFewAndNeverLoop)
         long LabelWidth;
         bool Ticks;
     } rows[] = {
-        {"empty range", 5 * Second, 5 * Second, 40, false},
-        {"inverted range", INT64_MAX, INT64_MIN, 40, false},
-        {"labels of no width", 0, 100 * Second, 0, false},
-        {"labels of negative width", 0, 100 * Second, -3, false},
-        {"the whole time range", INT64_MIN, INT64_MAX, 20, true},
-        {"the top tick", INT64_MAX - 1, INT64_MAX, 20, true},
+        {"empty range", 5 * Second, 5 * Second, 40, false}, {"inverted range", INT64_MAX, INT64_MIN, 40, false},
+        {"labels of no width", 0, 100 * Second, 0, false}, {"labels of negative width", 0, 100 * Second, -3, false},
+        {"the whole time range", INT64_MIN, INT64_MAX, 20, true}, {"the top tick", INT64_MAX - 1, INT64_MAX, 20, true},
         {"a second above the bottom", INT64_MIN, INT64_MIN + Second, 20, true},
     };
     for (const auto& row : rows) {

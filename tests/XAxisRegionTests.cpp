@@ -183,7 +183,8 @@ TEST_F(XAxis, TheLabelsFollowTheHostsFormatAndTheCursorLabelTheControlMode)
         {"hours", [] {}, 2, 1, &minutes, L"Elapsed Time: ", L"00:02:10.1 hr:min:sec"},
         {"running on", [&] { Advance(Second / 4); }, 0, 3, nullptr, L"Elapsed Time: ", L"130.300 sec"},
         // The cursor at 50 s of the chart's window, which starts 30.3 s into the run.
-        {"local pause", [&] { LocalPause(), Task().SetCursor(50 * Second, 0); }, 0, 3, nullptr, L"Time: ", L"80.300 sec"},
+        {"local pause", [&] { LocalPause(), Task().SetCursor(50 * Second, 0); }, 0, 3, nullptr, L"Time: ",
+         L"80.300 sec"},
         {"host's pause", [&] { HostRuns(false), Task().SetCursor(50 * Second, 0); }, 0, 3, nullptr, L"Time: ",
          L"80.300 sec"},
     };
@@ -213,8 +214,8 @@ TEST_F(XAxis, TheLabelsFollowTheHostsFormatAndTheCursorLabelTheControlMode)
             info.GetTextExtent(cursor.Text.c_str(), cursorSize);
         });
         const RECT label = Axis->SelectionLabelRect;
-        EXPECT_EQ(RectText({Width - cursorSize.cx - captionSize.cx, 60 - std::max(captionSize.cy, cursorSize.cy), Width, 60}),
-                  RectText(label));
+        const LONG top = 60 - std::max(captionSize.cy, cursorSize.cy);
+        EXPECT_EQ(RectText({Width - cursorSize.cx - captionSize.cx, top, Width, 60}), RectText(label));
         EXPECT_TRUE(cursor.At.x == Width && cursor.At.y == label.top && cursor.Alignment & TA_RIGHT);
         EXPECT_TRUE(caption.At.x == Width - cursorSize.cx && caption.At.y == label.top && caption.Alignment & TA_RIGHT);
     }
@@ -264,8 +265,7 @@ TEST_F(XAxis, TheOffsetLabelShowsTheFieldsThatHaveAnOffsetOrAFrame)
         DWORD Flags;
         std::vector<std::wstring> Texts;
     } rows[] = {
-        {0, 0, {}},
-        {5 * Second, 0, {L"Offset: ", L"5.000 sec"}},
+        {0, 0, {}}, {5 * Second, 0, {L"Offset: ", L"5.000 sec"}},
         {0, 1, {L"Offset: ", L"0.000 sec"}},   // framed, so shown though zero
         {-Second / 2, 0, {L"Offset: ", L"-0.500 sec"}},
     };

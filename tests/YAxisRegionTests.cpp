@@ -145,8 +145,7 @@ TEST_F(YAxis, TheWidthMakesRoomForTheWidestNumberOfTheScale)
     } rows[] = {
         {"negative and decimals", -12345.6, 100, 1, L"-12345.6", L"100.0"},
         {"a huge maximum in exponential form", 0, 1e300, 2, L"0.00", L"1.0000e+300"},
-        {"short numbers", 0, 1, 0, L"0", L"1"},
-        {"no scale", 5, 1, 0, nullptr, nullptr},
+        {"short numbers", 0, 1, 0, L"0", L"1"}, {"no scale", 5, 1, 0, nullptr, nullptr},
     };
     Show({L"Speed"});
     CWindowDC screen(nullptr);
@@ -181,8 +180,7 @@ TEST_F(YAxis, TheBandCutsTheAxisAndItsQuartersAreTheHandles)
     } rows[] = {
         {"a band of 300 pixels", true, false, 60, 20, 220, 340},
         {"rounded, not truncated", true, false, 90.1, 10.1, 130, 370},
-        {"percentages off", false, false, 60, 20, 100, 400},
-        {"tiled", true, true, 60, 20, 100, 400},
+        {"percentages off", false, false, 60, 20, 100, 400}, {"tiled", true, true, 60, 20, 100, 400},
     };
     Show({L"Speed"});
     CYAxisRegion& axis = Axis(0);
