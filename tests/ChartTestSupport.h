@@ -92,6 +92,16 @@ inline std::string Inked(const CDibSurface& surface, COLORREF colour, std::initi
     return inked;
 }
 
+// How many pixels differ between two surfaces of one size, outside `except` when one is given.
+inline int Differences(const CDibSurface& a, const CDibSurface& b, const RECT* except = nullptr)
+{
+    int count = 0;
+    for (int y = 0; y < a.Height(); ++y)
+        for (int x = 0; x < a.Width(); ++x)
+            count += a.Pixel(x, y) != b.Pixel(x, y) && !(except && PtInRect(except, POINT{x, y}));
+    return count;
+}
+
 // A chart owner with settable colours, a scheme that records what it was asked, and a font.
 class CTestDrawOwner : public CChartDrawOwner
 {

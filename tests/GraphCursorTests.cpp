@@ -1,7 +1,7 @@
 // The graph's cursors on a chart in place over the substitute host: a moved cursor is drawn again
 // on the window without a paint, and the picture is then what a full paint would show.
 #include <gtest/gtest.h>
-#include <cstring>
+#include "tests/ChartTestSupport.h"
 #include "tests/LiveInPlaceSupport.h"
 #include "items/RTCTaskDataItem.h"
 #include "regions/GraphRegion.h"
@@ -48,13 +48,6 @@ protected:
         const qvx::time time = minimum + static_cast<qvx::time>(share * static_cast<double>(maximum - minimum));
         ASSERT_EQ(S_OK, HostTask()->SetCursorTime(time + HostOffset));
         ASSERT_EQ(time, Task().GetCursorTime());
-    }
-    static int Differences(const CDibSurface& a, const CDibSurface& b)
-    {
-        int count = 0;
-        for (int y = 0; y < a.Height(); ++y)
-            for (int x = 0; x < a.Width(); ++x) count += a.Pixel(x, y) != b.Pixel(x, y);
-        return count;
     }
 
     CRTCGraphRegion* Graph = nullptr;

@@ -3,7 +3,6 @@
 // paint, the offset label's fields, and a cursor move that repaints the label alone.
 #include <gtest/gtest.h>
 #include <algorithm>
-#include <cstring>
 #include <functional>
 #include <string>
 #include <vector>
@@ -235,19 +234,10 @@ TEST_F(XAxis, ACursorMoveRepaintsTheLabelAloneAndOtherChangesInvalidateTheAxis)
     RECT update{};
     EXPECT_FALSE(GetUpdateRect(Window, &update, FALSE)) << "nothing is left for a paint";
     const auto after = CaptureWindow(Window);
-    int changed = 0, outside = 0;
-    for (int y = 0; y < after->Height(); ++y)
-        for (int x = 0; x < after->Width(); ++x) {
-            const bool differs = before->Pixel(x, y) != after->Pixel(x, y);
-            changed += differs;
-            outside += differs && !PtInRect(&label, POINT{x, y});
-        }
-    EXPECT_GT(changed, 0) << "the label shows the new time";
-    EXPECT_EQ(0, outside) << "only the label's rectangle is painted";
+    EXPECT_GT(Differences(*before, *after), 0) << "the label shows the new time";
+    EXPECT_EQ(0, Differences(*before, *after, &label)) << "only the label's rectangle is painted";
     PaintOnWindow();
-    const auto painted = CaptureWindow(Window);
-    EXPECT_EQ(0, std::memcmp(after->Data(), painted->Data(), size_t(after->Width()) * after->Height() * 4))
-        << "the label reads as a full paint would show it";
+    EXPECT_EQ(0, Differences(*after, *CaptureWindow(Window))) << "the label reads as a full paint would show it";
 
     for (DWORD flags : {TaskTimeFormatStale, TaskWindowMoved, TaskTimeRangeStale | TaskCursorStale}) {
         PaintOnWindow();
