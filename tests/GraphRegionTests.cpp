@@ -499,11 +499,18 @@ TEST_F(GraphMessages, EachRowReachesItsTaskOperation)
 }
 
 // A press on a running chart pauses it where it was pressed, and outside the traces does nothing;
-// on a paused chart presses and the keypad's plus hand the graph's modes to the managers.
+// on a paused chart presses and the keypad's plus hand the graph's modes to the managers. The edit
+// cursor shows with Alt held over the traces of a paused, zoomed chart, and not while it runs.
 TEST_F(GraphMessages, PressesPauseTheChartAndHandTheirModesToTheManagers)
 {
     CDragManager& drag = *Chart->GetDragManager();
     CFragileManager& fragile = *Chart->GetFragileManager();
+    POINT screen{GET_X_LPARAM(Middle), GET_Y_LPARAM(Middle)};
+    ClientToScreen(Window, &screen);
+    SetCursorPos(screen.x, screen.y);
+    SetKeys({VK_MENU});
+    EXPECT_FALSE(Graph().OnSetCursor(screen));
+    SetKeys({});
     ASSERT_TRUE(Task().GetMode().IsRunning());
     Post(WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(2, 2));
     EXPECT_TRUE(Task().GetMode().IsRunning());
@@ -518,6 +525,13 @@ TEST_F(GraphMessages, PressesPauseTheChartAndHandTheirModesToTheManagers)
 
     HostRuns(false);
     ASSERT_TRUE(PumpUntilPainted(Window));
+    ASSERT_TRUE(Task().IsZoomed());
+    SetKeys({VK_MENU});
+    EXPECT_TRUE(Graph().OnSetCursor(screen));
+    EXPECT_EQ(Graph().EditCursor, GetCursor());
+    SetKeys({VK_MENU, VK_CONTROL});
+    EXPECT_FALSE(Graph().OnSetCursor(screen));
+    SetKeys({});
     const struct
     {
         const char* Name;
@@ -547,21 +561,4 @@ TEST_F(GraphMessages, PressesPauseTheChartAndHandTheirModesToTheManagers)
     EXPECT_EQ(nullptr, fragile.ActiveMode);
     EXPECT_EQ(&Graph().CursorDrag, drag.ActiveMode);
     Post(WM_LBUTTONUP, 0, Middle);
-}
-
-// The edit cursor shows with Alt held over the traces of a paused, zoomed chart, and not while it
-// runs.
-TEST_F(GraphMessages, AltOverAZoomedPausedGraphShowsTheEditCursor)
-{
-    POINT screen{GET_X_LPARAM(Middle), GET_Y_LPARAM(Middle)};
-    ClientToScreen(Window, &screen);
-    SetCursorPos(screen.x, screen.y);
-    SetKeys({VK_MENU});
-    EXPECT_FALSE(Graph().OnSetCursor(screen));
-    HostRuns(false);
-    ASSERT_TRUE(Task().IsZoomed());
-    EXPECT_TRUE(Graph().OnSetCursor(screen));
-    EXPECT_EQ(Graph().EditCursor, GetCursor());
-    SetKeys({VK_MENU, VK_CONTROL});
-    EXPECT_FALSE(Graph().OnSetCursor(screen));
 }
