@@ -5,6 +5,7 @@
 #include <winspool.h>
 #include <olectl.h>
 #include <map>
+#include <string>
 #include <vector>
 #include "control/ChartDrawInfo.h"
 #include "com/ComPtr.h"
@@ -74,6 +75,31 @@ inline CComPtr<IFontDisp> CreateChartFont()
     CComPtr<IFontDisp> font;
     OleCreateFontIndirect(&description, IID_IFontDisp, font.OutVoid());
     return font;
+}
+
+// A rectangle as text, so that one comparison shows all four sides.
+inline std::string RectText(const RECT& rect)
+{
+    return std::to_string(rect.left) + "," + std::to_string(rect.top) + " to " + std::to_string(rect.right) + "," +
+           std::to_string(rect.bottom);
+}
+
+// Which of `points` on `surface` are `colour`, as a string of 1s and 0s.
+inline std::string Inked(const CDibSurface& surface, COLORREF colour, std::initializer_list<POINT> points)
+{
+    std::string inked;
+    for (const POINT& point : points) inked += surface.Pixel(point.x, point.y) == colour ? '1' : '0';
+    return inked;
+}
+
+// How many pixels differ between two surfaces of one size, outside `except` when one is given.
+inline int Differences(const CDibSurface& a, const CDibSurface& b, const RECT* except = nullptr)
+{
+    int count = 0;
+    for (int y = 0; y < a.Height(); ++y)
+        for (int x = 0; x < a.Width(); ++x)
+            count += a.Pixel(x, y) != b.Pixel(x, y) && !(except && PtInRect(except, POINT{x, y}));
+    return count;
 }
 
 // A chart owner with settable colours, a scheme that records what it was asked, and a font.

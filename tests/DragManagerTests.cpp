@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 #include "tests/OleTestSupport.h"
 #include "interaction/DragManager.h"
@@ -13,6 +14,10 @@ using namespace qvxtest;
 
 namespace {
 
+using Calls = std::vector<std::string>;
+std::pair<LONG, LONG> At(POINT point) { return {point.x, point.y}; }
+
+// Logs each call, and whether the manager still counted the mode as running during it.
 class CRecordingDrag : public CDragModeBase
 {
 public:
@@ -31,30 +36,29 @@ public:
     }
     DWORD GetFlags() override { return Flags; }
     HCURSOR GetCursor() override { return Cursor; }
-    // Each call, and whether the manager still counted the mode as running during it.
-    void Log(const std::string& call) { Calls.push_back(call + (Manager.ActiveMode == this ? "" : " (idle)")); }
+    void Log(const std::string& call) { Seen.push_back(call + (Manager.ActiveMode == this ? "" : " (idle)")); }
 
     CDragManager& Manager;
     BOOL Allow = TRUE;
     DWORD Flags = DefaultFlags;
-    HCURSOR Cursor = nullptr;
+    HCURSOR Cursor = LoadCursorW(nullptr, MAKEINTRESOURCEW(32515));
     std::function<void()> OnEnd, OnTrack;
-    std::vector<std::string> Calls;
+    Calls Seen;
 };
 
 // Answers a key or a command given to it with Takes.
 class CRecordingFragile : public CFragileModeBase
 {
 public:
-    BOOL Begin() override { return Calls.push_back("Begin"), TRUE; }
-    void End() override { Calls.push_back("End"); }
-    void OnKeyDown(UINT key, BOOL& handled) override { Calls.push_back("Key " + std::to_string(key)), handled = Takes; }
-    void OnCommand(WORD id, BOOL& handled) override { Calls.push_back("Command " + std::to_string(id)), handled = Takes; }
+    BOOL Begin() override { return Log.push_back("Begin"), TRUE; }
+    void End() override { Log.push_back("End"); }
+    void OnKeyDown(UINT key, BOOL& handled) override { Log.push_back("Key " + std::to_string(key)), handled = Takes; }
+    void OnCommand(WORD id, BOOL& handled) override { Log.push_back("Command " + std::to_string(id)), handled = Takes; }
     DWORD GetFlags() override { return Flags; }
 
     BOOL Takes = TRUE;
     DWORD Flags = FRAGILE_TAKES_KEYS;
-    std::vector<std::string> Calls;
+    Calls Log;
 };
 
 // A window whose chain is the fragile manager, the drag manager, then a tail that plays a region:
@@ -128,7 +132,7 @@ protected:
     // the press was posted, which the region notes as PressedAt.
     void Press(int x, int y)
     {
-        Mode.Calls.clear();
+        Mode.Seen.clear();
         Passed.clear();
         Post(WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(x, y));
     }
@@ -139,6 +143,14 @@ protected:
     }
     // Whether `message` reached the region behind the managers.
     bool PassedOn(UINT message) const { return std::find(Passed.begin(), Passed.end(), message) != Passed.end(); }
+    // Whether a drag of `mode` runs, with the capture and its cursor, or none, with neither.
+    void ExpectRunning(bool running, CDragModeBase* mode)
+    {
+        EXPECT_EQ(running ? mode : nullptr, Drag.ActiveMode);
+        EXPECT_EQ(running ? Window : nullptr, GetCapture());
+        EXPECT_EQ(running ? mode->GetCursor() : Original, GetCursor());
+    }
+
     HWND Window = nullptr;
     CDragManager Drag{&Window};
     CFragileManager Fragile{Drag};
@@ -150,31 +162,22 @@ protected:
     std::vector<UINT> Passed;
 };
 
-using Calls = std::vector<std::string>;
-
 TEST_F(Managers, ADragTakesTheCaptureTracksFromThePressAndGivesItAllBackAtTheRelease)
 {
-    Mode.Cursor = LoadCursorW(nullptr, MAKEINTRESOURCEW(32515));
     // Posted far from where the mouse is: the drag starts where the mouse was at the press.
     Press(2000, 3000);
     ASSERT_TRUE(Started);
-    EXPECT_EQ(Window, GetCapture());
-    EXPECT_EQ(Mode.Cursor, GetCursor());
-    EXPECT_EQ(PressedAt.x, Drag.StartPoint.x);
-    EXPECT_EQ(PressedAt.y, Drag.StartPoint.y);
+    ExpectRunning(true, &Mode);
+    EXPECT_EQ(At(PressedAt), At(Drag.StartPoint));
     Post(WM_MOUSEMOVE, MK_LBUTTON, MAKELPARAM(-5, 30));
-    EXPECT_EQ(-5, Drag.CurrentPoint.x);
-    EXPECT_EQ(30, Drag.CurrentPoint.y);
+    EXPECT_EQ(At({-5, 30}), At(Drag.CurrentPoint));
     // The finishing point is tracked, and the mode is idle by the time it ends.
     Post(WM_LBUTTONUP, 0, MAKELPARAM(40, 50));
-    EXPECT_EQ((Calls{"Begin (idle)", TrackOfPress(), "Track -5,30", "Track 40,50", "End (idle)"}), Mode.Calls);
-    EXPECT_EQ(nullptr, Drag.ActiveMode);
-    EXPECT_EQ(nullptr, GetCapture());
-    EXPECT_EQ(Original, GetCursor());
+    EXPECT_EQ((Calls{"Begin (idle)", TrackOfPress(), "Track -5,30", "Track 40,50", "End (idle)"}), Mode.Seen);
+    ExpectRunning(false, &Mode);
     // The press reached its region; the drag's own messages did not.
     EXPECT_TRUE(PassedOn(WM_LBUTTONDOWN));
-    EXPECT_FALSE(PassedOn(WM_MOUSEMOVE));
-    EXPECT_FALSE(PassedOn(WM_LBUTTONUP));
+    EXPECT_FALSE(PassedOn(WM_MOUSEMOVE) || PassedOn(WM_LBUTTONUP));
 }
 
 TEST_F(Managers, TheDragStartsWhereTheMouseWasAtThePressNotWhereItIsNow)
@@ -190,129 +193,101 @@ TEST_F(Managers, TheDragStartsWhereTheMouseWasAtThePressNotWhereItIsNow)
     SetCursorPos(later.x, later.y);
     PumpUntil([] { return false; }, 20);
     ASSERT_TRUE(Started);
-    EXPECT_EQ(40, Drag.StartPoint.x);
-    EXPECT_EQ(30, Drag.StartPoint.y);
+    EXPECT_EQ(At({40, 30}), At(Drag.StartPoint));
 }
-
-struct CDragRow
-{
-    const char* Name;
-    DWORD Flags;
-    UINT Message;
-    WPARAM WParam;
-    const char* Effect;   // the mode's last call, or "" for none after the press
-    bool Running;         // the drag still runs afterwards
-    bool PassesOn;        // the message reaches the region behind the managers
-};
 
 TEST_F(Managers, EachMessageOfARunningDragEndsCancelsSwallowsOrPassesAsItsModesFlagsSay)
 {
+    const DWORD Plain = CDragModeBase::DefaultFlags;
     const DWORD Thumb = DRAG_END_ON_LBUTTONUP | DRAG_SWALLOW_CONTEXTMENU;
-    const DWORD AutoScroll = CDragModeBase::DefaultFlags | DRAG_END_ON_MBUTTONDOWN;
-    const CDragRow rows[] = {
-        {"a release of the left button ends it", CDragModeBase::DefaultFlags, WM_LBUTTONUP, 0, "End (idle)", false, false},
-        {"a right press does not cancel it", CDragModeBase::DefaultFlags, WM_RBUTTONDOWN, 0, "", true, true},
-        {"a right release without its flag passes", CDragModeBase::DefaultFlags, WM_RBUTTONUP, 0, "", true, true},
-        {"a right release with its flag ends it", CDragModeBase::DefaultFlags | DRAG_END_ON_RBUTTONUP, WM_RBUTTONUP, 0,
-         "End (idle)", false, false},
+    const DWORD AutoScroll = Plain | DRAG_END_ON_MBUTTONDOWN;
+    const struct
+    {
+        const char* Name;
+        DWORD Flags;
+        UINT Message;
+        WPARAM WParam;
+        const char* Effect;   // the mode's last call, or "" for none after the press
+        bool Running;         // the drag still runs afterwards
+        bool PassesOn;        // the message reaches the region behind the managers
+    } rows[] = {
+        {"a release of the left button ends it", Plain, WM_LBUTTONUP, 0, "End (idle)", false, false},
+        {"a right press does not cancel it", Plain, WM_RBUTTONDOWN, 0, "", true, true},
+        {"a right release without its flag passes", Plain, WM_RBUTTONUP, 0, "", true, true},
+        {"a right release with its flag ends it", Plain | DRAG_END_ON_RBUTTONUP, WM_RBUTTONUP, 0, "End (idle)", false,
+         false},
         {"a middle press ends the auto-scroll", AutoScroll, WM_MBUTTONDOWN, 0, "End (idle)", false, false},
         {"a middle release ends it after the mouse moved", AutoScroll | DRAG_END_ON_MBUTTONUP, WM_MBUTTONUP, 0,
          "End (idle)", false, false},
         {"a middle release before the mouse moved passes", AutoScroll, WM_MBUTTONUP, 0, "", true, true},
-        {"Escape cancels it", CDragModeBase::DefaultFlags, WM_KEYDOWN, VK_ESCAPE, "Cancel", false, false},
+        {"Escape cancels it", Plain, WM_KEYDOWN, VK_ESCAPE, "Cancel", false, false},
         {"Escape without its flag is swallowed", Thumb, WM_KEYDOWN, VK_ESCAPE, "", true, false},
-        {"any other key is swallowed", CDragModeBase::DefaultFlags, WM_KEYDOWN, VK_ADD, "", true, false},
-        {"a held Alt is swallowed", CDragModeBase::DefaultFlags, WM_SYSKEYDOWN, VK_MENU, "", true, false},
-        {"a command is swallowed", CDragModeBase::DefaultFlags, WM_COMMAND, 41001, "", true, false},
+        {"any other key is swallowed", Plain, WM_KEYDOWN, VK_ADD, "", true, false},
+        {"a held Alt is swallowed", Plain, WM_SYSKEYDOWN, VK_MENU, "", true, false},
+        {"a command is swallowed", Plain, WM_COMMAND, 41001, "", true, false},
         {"a cancel of modes cancels it", Thumb, WM_CANCELMODE, 0, "Cancel", false, false},
-        {"the context menu cancels it and opens", CDragModeBase::DefaultFlags, WM_CONTEXTMENU, 0, "Cancel", false, true},
+        {"the context menu cancels it and opens", Plain, WM_CONTEXTMENU, 0, "Cancel", false, true},
         {"a mode that keeps the context menu eats it", Thumb, WM_CONTEXTMENU, 0, "", true, false},
-        {"a wheel turn passes", CDragModeBase::DefaultFlags, WM_MOUSEWHEEL, 0, "", true, true},
+        {"a wheel turn passes", Plain, WM_MOUSEWHEEL, 0, "", true, true},
     };
-    for (const CDragRow& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.Name);
         Mode.Flags = row.Flags;
-        Mode.Cursor = LoadCursorW(nullptr, MAKEINTRESOURCEW(32515));
         Press(5, 6);
         ASSERT_TRUE(Started);
         Passed.clear();
-        const size_t before = Mode.Calls.size();
+        const size_t before = Mode.Seen.size();
         Post(row.Message, row.WParam, MAKELPARAM(7, 8));
-        const std::string effect = Mode.Calls.size() > before ? Mode.Calls.back() : "";
-        EXPECT_EQ(row.Effect, effect);
-        EXPECT_EQ(row.Running, Drag.ActiveMode == &Mode);
-        EXPECT_EQ(row.Running ? Window : nullptr, GetCapture());
-        EXPECT_EQ(row.Running ? Mode.Cursor : Original, GetCursor());
+        EXPECT_EQ(row.Effect, Mode.Seen.size() > before ? Mode.Seen.back() : "");
+        ExpectRunning(row.Running, &Mode);
         EXPECT_EQ(row.PassesOn, PassedOn(row.Message));
         if (Drag.ActiveMode) Post(WM_CANCELMODE);
         ASSERT_EQ(nullptr, Drag.ActiveMode);
     }
 }
 
-TEST_F(Managers, ARefusedBeginLeavesNoCaptureNoCursorAndNoTrack)
+// A refused Begin leaves no drag; a second start is refused without asking its mode; a mode that
+// ends itself at the press reports no drag.
+TEST_F(Managers, ARefusedSecondOrSelfEndingStartLeavesNoOtherDrag)
 {
     Mode.Allow = FALSE;
-    Mode.Cursor = LoadCursorW(nullptr, MAKEINTRESOURCEW(32515));
     Press(5, 6);
     EXPECT_FALSE(Started);
-    EXPECT_EQ((Calls{"Begin (idle)"}), Mode.Calls);
-    EXPECT_EQ(nullptr, Drag.ActiveMode);
-    EXPECT_EQ(nullptr, GetCapture());
-    EXPECT_EQ(Original, GetCursor());
-    // Nothing runs: the release reaches the region.
+    EXPECT_EQ((Calls{"Begin (idle)"}), Mode.Seen);
+    ExpectRunning(false, &Mode);
     Post(WM_LBUTTONUP, 0, MAKELPARAM(5, 6));
     EXPECT_TRUE(PassedOn(WM_LBUTTONUP));
-}
 
-TEST_F(Managers, ASecondStartIsRefusedWithoutAskingItsModeAndTheFirstDragRunsOn)
-{
+    Mode.Allow = TRUE;
     Press(5, 6);
     CRecordingDrag second(Drag);
     EXPECT_FALSE(Drag.Start(&second));
-    EXPECT_TRUE(second.Calls.empty());
-    EXPECT_EQ(&Mode, Drag.ActiveMode);
-    EXPECT_EQ(Window, GetCapture());
+    EXPECT_TRUE(second.Seen.empty());
+    ExpectRunning(true, &Mode);
     Post(WM_LBUTTONUP, 0, MAKELPARAM(7, 8));
-    EXPECT_EQ("End (idle)", Mode.Calls.back());
-}
+    EXPECT_EQ("End (idle)", Mode.Seen.back());
 
-TEST_F(Managers, AModeThatEndsItselfAtThePressReportsNoDrag)
-{
     Mode.OnTrack = [&] { SendMessageW(Window, WM_CANCELMODE, 0, 0); };
     Press(5, 6);
     EXPECT_FALSE(Started);
-    EXPECT_EQ((Calls{"Begin (idle)", TrackOfPress(), "Cancel"}), Mode.Calls);
+    EXPECT_EQ((Calls{"Begin (idle)", TrackOfPress(), "Cancel"}), Mode.Seen);
     EXPECT_EQ(nullptr, GetCapture());
 }
-
-TEST_F(Managers, AnEndingDragMayStartAFragileModeThatItsRunWouldHaveRefused)
-{
-    Press(5, 6);
-    EXPECT_FALSE(Fragile.Start(&Keys));
-    EXPECT_TRUE(Keys.Calls.empty());
-    BOOL started = FALSE;
-    Mode.OnEnd = [&] { started = Fragile.Start(&Keys); };
-    Post(WM_LBUTTONUP, 0, MAKELPARAM(7, 8));
-    EXPECT_TRUE(started);
-    EXPECT_EQ(&Keys, Fragile.ActiveMode);
-}
-
-struct CFragileRow
-{
-    const char* Name;
-    DWORD Flags;
-    BOOL Takes;           // what the mode answers for a key or command given to it
-    UINT Message;
-    const char* Effect;   // the mode's last call, or "" for none
-    bool Running;
-    bool PassesOn;
-};
 
 TEST_F(Managers, AFragileModeTakesWhatItsFlagsSayAndBreaksOnAnythingElseWhichThenTakesItsEffect)
 {
     const DWORD KeysOnly = FRAGILE_TAKES_KEYS;
     const DWORD Everything = FRAGILE_TAKES_KEYS | FRAGILE_TAKES_COMMANDS | FRAGILE_SURVIVES_CONTEXTMENU;
-    const CFragileRow rows[] = {
+    const struct
+    {
+        const char* Name;
+        DWORD Flags;
+        BOOL Takes;           // what the mode answers for a key or command given to it
+        UINT Message;
+        const char* Effect;   // the mode's last call, or "" for none
+        bool Running;
+        bool PassesOn;
+    } rows[] = {
         {"a key it takes", KeysOnly, TRUE, WM_KEYDOWN, "Key 65", true, false},
         {"a key it leaves", KeysOnly, FALSE, WM_KEYDOWN, "Key 65", true, true},
         {"a system key it takes", KeysOnly, TRUE, WM_SYSKEYDOWN, "Key 65", true, false},
@@ -331,15 +306,15 @@ TEST_F(Managers, AFragileModeTakesWhatItsFlagsSayAndBreaksOnAnythingElseWhichThe
         {"a right click", Everything, TRUE, WM_RBUTTONDOWN, "", true, true},
     };
     Mode.Allow = FALSE;   // the click of the table starts no drag
-    for (const CFragileRow& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.Name);
-        Keys.Calls.clear();
+        Keys.Log.clear();
         Keys.Flags = row.Flags;
         Keys.Takes = row.Takes;
         ASSERT_TRUE(Fragile.Start(&Keys));
         Passed.clear();
         Post(row.Message, 'A', 0);
-        EXPECT_EQ(row.Effect, Keys.Calls.size() > 1 ? Keys.Calls.back() : "");
+        EXPECT_EQ(row.Effect, Keys.Log.size() > 1 ? Keys.Log.back() : "");
         EXPECT_EQ(row.Running, Fragile.ActiveMode == &Keys);
         EXPECT_EQ(row.PassesOn, PassedOn(row.Message));
         Fragile.Stop();
@@ -351,9 +326,9 @@ TEST_F(Managers, AFragileModeStopsTheOneBeforeItAndAClickThatBreaksOneStartsADra
     CRecordingFragile first;
     ASSERT_TRUE(Fragile.Start(&first));
     ASSERT_TRUE(Fragile.Start(&Keys));
-    EXPECT_EQ((Calls{"Begin", "End"}), first.Calls);
+    EXPECT_EQ((Calls{"Begin", "End"}), first.Log);
     Press(5, 6);
-    EXPECT_EQ((Calls{"Begin", "End"}), Keys.Calls);
+    EXPECT_EQ((Calls{"Begin", "End"}), Keys.Log);
     EXPECT_TRUE(Started);
     // During the drag a key goes nowhere, and no fragile mode starts.
     Post(WM_KEYDOWN, VK_ADD);

@@ -48,6 +48,8 @@ protected:
     }
     // Whether the manager's timer still runs; stops it if it does.
     bool TimerRan() { return KillTimer(Window.Window, reinterpret_cast<UINT_PTR>(Manager.get())) != FALSE; }
+    // Nothing flashes, and no timer runs.
+    bool Stopped() { return !Manager->IsFlashing() && !TimerRan(); }
     bool WaitForTicks(int ticks) { return PumpUntil([&] { return Picture.Invalidations >= ticks; }); }
 
     CContainerWindow Window;
@@ -75,29 +77,25 @@ TEST_F(FlashingTrace, EachPeriodTurnsThePhaseOverAndTheSecondCommandLeavesTheTra
     ASSERT_TRUE(Manager->OnFlashCommand());
     EXPECT_TRUE(trace->FlashOn);
     EXPECT_EQ(4, Picture.Invalidations);
-    EXPECT_FALSE(Manager->IsFlashing());
+    EXPECT_TRUE(Stopped());
     EXPECT_FALSE(trace->HasListener(Manager.get()));
-    EXPECT_FALSE(TimerRan());
 }
 
-TEST_F(FlashingTrace, TheStopEndsTheTraceThatFlashesEvenWhenAnotherIsActiveNow)
-{
-    ASSERT_TRUE(Manager->OnFlashCommand());
-    Task->SetActiveTrace(Channel(1), Trace(0, 1));
-    ASSERT_TRUE(Manager->OnFlashCommand());
-    EXPECT_FALSE(Manager->IsFlashing());
-    EXPECT_FALSE(Trace(0, 0)->HasListener(Manager.get()));
-    EXPECT_FALSE(TimerRan());
-}
-
-TEST_F(FlashingTrace, WithoutAnActiveTraceTheCommandIsRefusedAndDuringADragItIsTakenButStartsNothing)
+// During a drag the command is taken but starts nothing; the stop ends the trace that flashes even
+// when another is active now; without an active trace the command is refused.
+TEST_F(FlashingTrace, TheCommandInADragWithAnotherActiveTraceAndWithoutOne)
 {
     CStillDrag still;
     ASSERT_TRUE(Drag.Start(&still));
     EXPECT_TRUE(Manager->OnFlashCommand());
-    EXPECT_FALSE(Manager->IsFlashing());
-    EXPECT_FALSE(TimerRan());
+    EXPECT_TRUE(Stopped());
     Drag.Forget(&still);
+
+    ASSERT_TRUE(Manager->OnFlashCommand());
+    Task->SetActiveTrace(Channel(1), Trace(0, 1));
+    ASSERT_TRUE(Manager->OnFlashCommand());
+    EXPECT_TRUE(Stopped());
+    EXPECT_FALSE(Trace(0, 0)->HasListener(Manager.get()));
 
     Show({});
     Task->SetActiveChannel(nullptr);
@@ -111,15 +109,13 @@ TEST_F(FlashingTrace, ARemovedTraceOrTaskStopsTheTimerWithoutBeingTouched)
     ASSERT_TRUE(WaitForTicks(1));
     // The channel goes, and its traces with it.
     Show({L"RPM"});
-    EXPECT_FALSE(Manager->IsFlashing());
-    EXPECT_FALSE(TimerRan());
+    EXPECT_TRUE(Stopped());
     // The task goes with the flash on another trace.
     Task->SetActiveTrace(Channel(0), Trace(0, 0));
     ASSERT_TRUE(Manager->OnFlashCommand());
     Task.reset();
     EXPECT_EQ(nullptr, Manager->FlashTask);
-    EXPECT_FALSE(Manager->IsFlashing());
-    EXPECT_FALSE(TimerRan());
+    EXPECT_TRUE(Stopped());
     EXPECT_FALSE(Manager->OnFlashCommand());
 }
 
@@ -173,6 +169,8 @@ protected:
     CFlashingTraceManager* Flash = nullptr;
 };
 
+// The fragile manager hears first, then the drag manager, then the flash command; the F key is the
+// command, and a key that no command takes goes to the container.
 TEST_F(ChartChain, TheFragileManagerHearsFirstThenTheDragManagerThenTheFlashCommand)
 {
     CDragManager* drag = Chart->GetDragManager();
@@ -195,24 +193,20 @@ TEST_F(ChartChain, TheFragileManagerHearsFirstThenTheDragManagerThenTheFlashComm
     EXPECT_EQ(Task().GetActiveTrace(), Flash->FlashingTrace);
     EXPECT_TRUE(Send(WM_COMMAND, CFlashingTraceManager::FlashCommand));
     EXPECT_FALSE(Flash->IsFlashing());
-    // Without an active trace the command goes on unhandled.
-    Task().GetOrdering()->SetNames(std::vector<CBstr>{});
-    Task().SetActiveChannel(nullptr);
-    ASSERT_EQ(nullptr, Task().GetActiveTrace());
-    EXPECT_FALSE(Send(WM_COMMAND, CFlashingTraceManager::FlashCommand));
-}
 
-TEST_F(ChartChain, TheFKeyFlashesAndAKeyThatNoCommandTakesGoesToTheContainer)
-{
     CComPtr<IOleInPlaceActiveObject> active = Query<IOleInPlaceActiveObject>(Owner);
     MSG key{Window, WM_KEYDOWN, 'F', 0, 0, {}};
     EXPECT_EQ(S_OK, active->TranslateAccelerator(&key));
     EXPECT_TRUE(Flash->IsFlashing());
     EXPECT_EQ(S_OK, active->TranslateAccelerator(&key));
     EXPECT_FALSE(Flash->IsFlashing());
-    // Refused without an active trace: no region takes the key, and the test's site declines it.
+
+    // Without an active trace the command goes on unhandled: no region takes the key, and the
+    // test's site declines it.
     Task().GetOrdering()->SetNames(std::vector<CBstr>{});
     Task().SetActiveChannel(nullptr);
+    ASSERT_EQ(nullptr, Task().GetActiveTrace());
+    EXPECT_FALSE(Send(WM_COMMAND, CFlashingTraceManager::FlashCommand));
     EXPECT_EQ(S_FALSE, active->TranslateAccelerator(&key));
 }
 

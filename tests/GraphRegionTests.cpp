@@ -1,13 +1,12 @@
 // The graph: where it lays out its channels, axes, bars and strips, overlaid and tiled, on two
-// devices; its fixed grid; the mode text of each control mode; and its table of window messages,
-// posted to a chart in place in a window and attached to the substitute host.
+// devices; its grids; the mode text of each control mode; its properties; and its table of window
+// messages, posted to a chart in place in a window and attached to the substitute host.
 #include <gtest/gtest.h>
 #include <functional>
-#include <set>
 #include <string>
+#include <windowsx.h>
 #include "tests/LiveInPlaceSupport.h"
 #include "tests/ChartTestSupport.h"
-#include "demo/PngWriter.h"
 #include "control/ChartDrawInfo.h"
 #include "items/ChannelDataItem.h"
 #include "items/ItemFlags.h"
@@ -36,6 +35,9 @@ std::vector<CBstr> ChannelNames(size_t count)
     return names;
 }
 
+int Width(const RECT& rect) { return rect.right - rect.left; }
+bool Empty(const RECT& rect) { return rect.right <= rect.left || rect.bottom <= rect.top; }
+
 class GraphTest : public LiveChartTest
 {
 protected:
@@ -61,14 +63,20 @@ protected:
         Widths.clear();
         for (auto& region : Graph().ChannelRegions) Widths.push_back(CYAxisRegion::YAxisWidth(info, *region));
     }
+    // The graph drawn on a white surface.
+    std::unique_ptr<CDibSurface> Draw(int width, int height)
+    {
+        auto surface = std::make_unique<CDibSurface>(width, height, 0xFFFFFF);
+        CChartDrawInfo info(surface->Dc(), Screen, *Chart, 0);
+        Graph().Draw(info);
+        return surface;
+    }
+    std::wstring ModeText() { return Graph().ModeText.Get() ? Graph().ModeText.Get() : L""; }
 
     CDeviceContext Screen{CreateCompatibleDC(nullptr)};
     TEXTMETRICW Metrics{};
     std::vector<int> Widths;
 };
-
-int Width(const RECT& rect) { return rect.right - rect.left; }
-bool Empty(const RECT& rect) { return rect.right <= rect.left || rect.bottom <= rect.top; }
 
 } // namespace
 
@@ -83,36 +91,27 @@ TEST_F(GraphTest, LayoutPlacesAxesBarsAndChannelsAroundTheTraces)
             for (HDC ref : {static_cast<HDC>(Screen), static_cast<HDC>(printer)})
                 for (const RECT& bounds : {RECT{0, 0, 800, 500}, RECT{20, 10, 1619, 1209}}) {
                     SCOPED_TRACE(testing::Message() << "tiled " << tiled << ", " << channels << " channels, "
-                                                    << (ref == Screen ? "screen" : "paper") << ", width "
-                                                    << Width(bounds));
+                                                    << (ref == Screen ? "screen, " : "paper, ") << RectText(bounds));
                     Choose(channels);
                     // Known channels stand on the left, on the right and on no side in turn.
                     int position = 0;
-                    for (CChannelDataItem* channel : Task().GetOrdering()->GetItems()) {
-                        if (position < 6) {
-                            ASSERT_EQ(S_OK, channel->SetAuxiliaryAxis(++position % 3));
-                        }
-                    }
+                    for (CChannelDataItem* channel : Task().GetOrdering()->GetItems())
+                        ASSERT_TRUE(position >= 6 || channel->SetAuxiliaryAxis(++position % 3) == S_OK);
                     Graph().SetTiled(tiled);
                     Lay(bounds, ref);
                     const int dpiX = GetDeviceCaps(ref, LOGPIXELSX), dpiY = GetDeviceCaps(ref, LOGPIXELSY);
                     const RECT& graph = Graph().GraphRect;
-                    const RECT& axis = Graph().XAxis->Bounds;
-                    ASSERT_EQ(channels, Graph().ChannelRegions.size());
-                    ASSERT_EQ(channels, Graph().YAxes.size());
-
-                    // The x axis: two lines of text and a tick under the graph, as wide as it.
-                    EXPECT_EQ(axis.bottom - axis.top, 2 * Metrics.tmHeight + dpiY * 6 / 72);
-                    EXPECT_EQ(axis.bottom, bounds.bottom);
-                    EXPECT_EQ(graph.bottom, axis.top - 1);
-                    EXPECT_EQ(axis.left, graph.left);
-                    EXPECT_EQ(axis.right, graph.right);
-                    // The bars: the time bar above the graph, the zoom bar at its right.
                     const RECT& top = Graph().HorizontalScrollbar->Bounds;
                     const RECT& side = Graph().VerticalScrollbar->Bounds;
-                    EXPECT_EQ(top.top, bounds.top + dpiY / 16);
-                    EXPECT_EQ(top.bottom - top.top, dpiY / 12 - 2);
-                    EXPECT_EQ(graph.top, top.bottom + 1);
+                    ASSERT_EQ(channels, Graph().ChannelRegions.size());
+                    ASSERT_EQ(channels, Graph().YAxes.size());
+                    // The x axis, two lines of text and a tick, under the graph and as wide as it; the
+                    // time bar above the graph, the zoom bar at its right.
+                    EXPECT_EQ(RectText({graph.left, graph.bottom + 1, graph.right, bounds.bottom}),
+                              RectText(Graph().XAxis->Bounds));
+                    EXPECT_EQ(2 * Metrics.tmHeight + dpiY * 6 / 72, bounds.bottom - graph.bottom - 1);
+                    EXPECT_EQ(RectText({top.left, bounds.top + dpiY / 16, top.right, graph.top - 1}), RectText(top));
+                    EXPECT_EQ(dpiY / 12 - 2, top.bottom - top.top);
                     EXPECT_EQ(side.right, bounds.right - dpiY / 16);
                     EXPECT_EQ(Width(side), dpiX / 12 - 2);
                     EXPECT_EQ(Task().GetPlotWidth(), Width(graph));
@@ -145,9 +144,7 @@ TEST_F(GraphTest, LayoutPlacesAxesBarsAndChannelsAroundTheTraces)
                                 EXPECT_TRUE(Empty((*y)->TextClip)) << i;
                             }
                         }
-                        if (!overflow) {
-                            EXPECT_EQ(left, bounds.left + dpiY / 16);
-                        }
+                        EXPECT_TRUE(overflow || left == bounds.left + dpiY / 16);
                         EXPECT_EQ(right, graph.right);
                         for (auto& region : Graph().ChannelRegions) EXPECT_TRUE(EqualRect(&region->Bounds, &graph));
                     } else {
@@ -158,47 +155,38 @@ TEST_F(GraphTest, LayoutPlacesAxesBarsAndChannelsAroundTheTraces)
                         int next = graph.top;
                         auto y = Graph().YAxes.begin();
                         for (auto& region : Graph().ChannelRegions) {
+                            const RECT& box = (*y++)->Bounds;
                             EXPECT_EQ(region->Bounds.top, next);
-                            EXPECT_EQ((*y)->Bounds.top, region->Bounds.top);
-                            EXPECT_EQ((*y)->Bounds.bottom, region->Bounds.bottom);
-                            EXPECT_EQ((*y)->Bounds.right, graph.left - 1);
+                            EXPECT_EQ(RectText({box.left, region->Bounds.top, graph.left - 1, region->Bounds.bottom}),
+                                      RectText(box));
                             next = region->Bounds.bottom + 1;
-                            ++y;
                         }
-                        if (channels) {
-                            EXPECT_EQ(next, graph.bottom + 1);
-                        }
+                        EXPECT_TRUE(!channels || next == graph.bottom + 1);
                     }
                 }
 }
 
 // Three tiled channels on rows 100 to 400 end at 200, 300 and 400 and start one row below the
-// strip before; an axis on no side takes no room; too narrow a graph empties GraphRect without
-// harm; the strip of the segment bars stays closed.
-TEST_F(GraphTest, StripsSidesAndANarrowGraph)
+// strip before; without the active axis the graph starts at the margin; too narrow a graph
+// empties GraphRect without harm; the strip of the segment bars stays closed.
+TEST_F(GraphTest, StripsTheMarginAndANarrowGraph)
 {
     Choose(3);
     Graph().SetTiled(TRUE);
     Lay(RECT{0, 0, 900, 600}, Screen);
     // Shift the graph so that its rows are 100 to 400.
-    const int shift = 100 - Graph().GraphRect.top;
-    Lay(RECT{0, shift, 900, 600 + (400 - Graph().GraphRect.bottom)}, Screen);
-    ASSERT_EQ(100, Graph().GraphRect.top);
-    ASSERT_EQ(400, Graph().GraphRect.bottom);
+    Lay(RECT{0, 100 - Graph().GraphRect.top, 900, 600 + (400 - Graph().GraphRect.bottom)}, Screen);
+    ASSERT_EQ(RectText({Graph().GraphRect.left, 100, Graph().GraphRect.right, 400}), RectText(Graph().GraphRect));
     std::vector<std::pair<LONG, LONG>> strips;
     for (auto& region : Graph().ChannelRegions) strips.emplace_back(region->Bounds.top, region->Bounds.bottom);
     EXPECT_EQ((std::vector<std::pair<LONG, LONG>>{{100, 200}, {201, 300}, {301, 400}}), strips);
 
     Graph().SetTiled(FALSE);
     Graph().ShowActiveYAxis = FALSE;
-    for (CChannelDataItem* channel : Task().GetOrdering()->GetItems()) ASSERT_TRUE(SUCCEEDED(channel->SetAuxiliaryAxis(0)));
+    for (CChannelDataItem* channel : Task().GetOrdering()->GetItems()) ASSERT_EQ(S_OK, channel->SetAuxiliaryAxis(0));
     Graph().DirtyBits |= CGraphRegion::DirtyYAxes;
     Lay(RECT{0, 0, 900, 600}, Screen);
     EXPECT_EQ(Graph().GraphRect.left, GetDeviceCaps(Screen, LOGPIXELSY) / 16 + 1);
-    for (auto& y : Graph().YAxes) {
-        EXPECT_EQ(CGraphRegion::SideNone, y->Side);
-        EXPECT_TRUE(Empty(y->TextClip));
-    }
     EXPECT_TRUE(Empty(Graph().SegmentsSplits.Bounds));
 
     // Narrower than the active axis: no room for traces, and a paint that draws what fits.
@@ -207,52 +195,41 @@ TEST_F(GraphTest, StripsSidesAndANarrowGraph)
     for (const RECT& tiny : {RECT{0, 0, 30, 20}, RECT{0, 0, 0, 0}, RECT{5, 5, 5, 400}}) {
         Lay(tiny, Screen);
         EXPECT_GE(Graph().GraphRect.left, Graph().GraphRect.right);
-        CDibSurface surface(60, 60);
-        CChartDrawInfo info(surface.Dc(), Screen, *Chart, 0);
-        Graph().Draw(info);
+        Draw(60, 60);
     }
 }
 
 // A fixed grid on a graph 995 pixels wide has its vertical lines at 0, 100, 199, ... 995 from the
-// left: tenths rounded to the nearest pixel.
-TEST_F(GraphTest, FixedGridStandsOnRoundedTenths)
+// left: tenths rounded to the nearest pixel; without the fixed grid they stand on the time axis's
+// ticks, major or minor; without a grid there are none.
+TEST_F(GraphTest, TheGridStandsOnRoundedTenthsOrOnTheTimeAxisTicks)
 {
     Lay(RECT{0, 0, 1200, 400}, Screen);
     Graph().GraphRect = RECT{10, 50, 1005, 350};
-    CDibSurface surface(1200, 400, 0xFFFFFF);
-    CChartDrawInfo info(surface.Dc(), Screen, *Chart, 0);
-    const COLORREF grid = info.GetGridPaintColour();
-    ASSERT_NE(grid, 0xFFFFFFu);
     Graph().ShowYAxisGrid = FALSE;
     // The cursor would stand on the first line.
     Graph().ShowCursors = FALSE;
-    Graph().Draw(info);
+    auto surface = Draw(1200, 400);
+    const COLORREF grid = CChartDrawInfo(surface->Dc(), Screen, *Chart, 0).GetGridPaintColour();
+    ASSERT_NE(grid, 0xFFFFFFu);
     std::vector<int> lines;
     for (int x = 10; x <= 1005; ++x)
-        if (surface.Pixel(x, 120) == grid) lines.push_back(x - 10);
+        if (surface->Pixel(x, 120) == grid) lines.push_back(x - 10);
     EXPECT_EQ((std::vector<int>{0, 100, 199, 299, 398, 498, 597, 697, 796, 896, 995}), lines);
     // The border lines just outside the traces' rectangle.
-    EXPECT_EQ(grid, surface.Pixel(9, 120));
-    EXPECT_EQ(grid, surface.Pixel(1006, 120));
-
+    EXPECT_EQ(grid, surface->Pixel(9, 120));
+    EXPECT_EQ(grid, surface->Pixel(1006, 120));
     Graph().ShowGrid = FALSE;
-    surface.Fill(0xFFFFFF);
-    Graph().Draw(info);
-    EXPECT_EQ(0xFFFFFFu, surface.Pixel(110, 120));
-}
+    EXPECT_EQ(0xFFFFFFu, Draw(1200, 400)->Pixel(110, 120));
 
-// Without the fixed grid the vertical lines stand on the time axis's ticks, major or minor.
-TEST_F(GraphTest, TheTicksGridStandsOnTheTimeAxisTicks)
-{
+    Graph().ShowGrid = TRUE;
     Lay(RECT{0, 0, 900, 400}, Screen);
     Graph().FixedGrid = FALSE;
-    Graph().ShowYAxisGrid = FALSE;
     for (BOOL minor : {FALSE, TRUE}) {
         SCOPED_TRACE(minor ? "minor" : "major");
         Graph().ShowXAxisGridMinorLines = minor;
-        CDibSurface surface(900, 400, 0xFFFFFF);
-        CChartDrawInfo info(surface.Dc(), Screen, *Chart, 0);
-        Graph().Draw(info);
+        surface = Draw(900, 400);
+        CChartDrawInfo info(surface->Dc(), Screen, *Chart, 0);
         CAxisTicks ticks;
         ASSERT_EQ(S_OK, Graph().XAxis->GetTimeTicks(info, ticks));
         const RECT& graph = Graph().GraphRect;
@@ -265,7 +242,7 @@ TEST_F(GraphTest, TheTicksGridStandsOnTheTimeAxisTicks)
         ASSERT_GT(expected.size(), 2u);
         const int row = (graph.top + graph.bottom) / 2 + 3;
         for (int x = graph.left; x <= graph.right; ++x)
-            if (surface.Pixel(x, row) != 0xFFFFFFu) drawn.push_back(x);
+            if (surface->Pixel(x, row) != 0xFFFFFFu) drawn.push_back(x);
         EXPECT_EQ(expected, drawn);
     }
 }
@@ -275,21 +252,6 @@ TEST_F(GraphTest, TheTicksGridStandsOnTheTimeAxisTicks)
 TEST_F(GraphTest, ModeTextTellsTheControlMode)
 {
     ASSERT_EQ(S_OK, Owner->put_ShowGrid(VARIANT_FALSE));
-    const auto paint = [&] {
-        auto surface = std::make_unique<CDibSurface>(600, 300, 0xFFFFFF);
-        CChartDrawInfo info(surface->Dc(), Screen, *Chart, 0);
-        Graph().SetBounds(RECT{0, 0, 600, 300});
-        Graph().Draw(info);
-        return surface;
-    };
-    // Whether anything but the background shows in the corner where the text stands.
-    const auto cornerInked = [&](const CDibSurface& surface) {
-        const RECT& axis = Graph().XAxis->Bounds;
-        for (int y = axis.bottom - Metrics.tmHeight; y < axis.bottom; ++y)
-            for (int x = 1; x < 40; ++x)
-                if (surface.Pixel(x, y) != 0xFFFFFFu) return true;
-        return false;
-    };
     Lay(RECT{0, 0, 600, 300}, Screen);
     const struct
     {
@@ -300,148 +262,20 @@ TEST_F(GraphTest, ModeTextTellsTheControlMode)
         {"running", [] {}, L"Running "},
         {"local pause", [&] { LocalPause(); }, L"Local Pause "},
         {"global pause", [&] { HostRuns(false); }, L"Global Pause "},
-        {"no task",
-         [&] {
-             Task().SetTask(nullptr);
-             Task().RefreshControlMode();
-         },
-         L""},
+        {"no task", [&] { Task().SetTask(nullptr), Task().RefreshControlMode(); }, L""},
     };
     for (const auto& row : rows) {
         row.Enter();
-        auto surface = paint();
-        EXPECT_STREQ(row.Text, Graph().ModeText.Get() ? Graph().ModeText.Get() : L"") << row.Name;
-        EXPECT_EQ(*row.Text != 0, cornerInked(*surface)) << row.Name;
+        Graph().SetBounds(RECT{0, 0, 600, 300});
+        auto surface = Draw(600, 300);
+        EXPECT_EQ(row.Text, ModeText()) << row.Name;
+        // Whether anything but the background shows in the corner where the text stands.
+        bool inked = false;
+        const RECT& axis = Graph().XAxis->Bounds;
+        for (int y = axis.bottom - Metrics.tmHeight; y < axis.bottom; ++y)
+            for (int x = 1; x < 40; ++x) inked |= surface->Pixel(x, y) != 0xFFFFFFu;
+        EXPECT_EQ(*row.Text != 0, inked) << row.Name;
     }
-}
-
-// Each row of the graph's table, posted to the chart in its window, reaches its task operation.
-class GraphMessages : public GraphTest
-{
-protected:
-    void SetUp() override
-    {
-        GraphTest::SetUp();
-        Choose(4);
-        Window = InPlace.Activate(Owner, RECT{0, 0, 800, 400});
-        ASSERT_TRUE(Window);
-        ASSERT_TRUE(PumpUntilPainted(Window));
-    }
-    void TearDown() override
-    {
-        SetKeys({});
-        InPlace.Close(Owner);
-        GraphTest::TearDown();
-    }
-    // The keys that GetKeyState sees held.
-    static void SetKeys(std::initializer_list<int> keys)
-    {
-        BYTE state[256] = {};
-        for (int key : keys) state[key] = 0x80;
-        SetKeyboardState(state);
-    }
-    void Post(UINT message, WPARAM wParam, LPARAM lParam)
-    {
-        PostMessageW(Window, message, wParam, lParam);
-        PumpUntil([] { return false; }, 30);
-    }
-    POINT Middle()
-    {
-        const RECT& graph = Graph().GraphRect;
-        return POINT{(graph.left + graph.right) / 2, (graph.top + graph.bottom) / 2};
-    }
-    qvx::time Cursor() { return Task().GetCursorTime(); }
-    std::wstring View()
-    {
-        qvx::time minimum = 0, maximum = 0;
-        Task().GetTimeRange(minimum, maximum);
-        return std::to_wstring(minimum) + L".." + std::to_wstring(maximum);
-    }
-
-    CInPlaceContainer InPlace;
-    HWND Window = nullptr;
-};
-
-TEST_F(GraphMessages, EachRowReachesItsTaskOperation)
-{
-    const auto wheel = [](short delta, WORD keys) { return MAKEWPARAM(keys, static_cast<WORD>(delta)); };
-    const struct
-    {
-        const char* Name;
-        std::initializer_list<int> Held;
-        UINT Message;
-        WPARAM WParam;
-        std::function<void()> Before;
-        // Reads what the row changes; the row passes when it reads differently afterwards.
-        std::function<std::wstring()> Read;
-    } rows[] = {
-        {"Home goes to the first sample", {}, WM_KEYDOWN, VK_HOME, {}, [&] { return std::to_wstring(Cursor()); }},
-        {"End goes to the last sample", {}, WM_KEYDOWN, VK_END, {}, [&] { return std::to_wstring(Cursor()); }},
-        {"Page Up steps it back", {}, WM_KEYDOWN, VK_PRIOR, {}, [&] { return std::to_wstring(Cursor()); }},
-        {"Shift Right steps by 5 percent", {VK_SHIFT}, WM_KEYDOWN, VK_RIGHT, {},
-         [&] { return std::to_wstring(Cursor()); }},
-        {"Page Down steps the cursor", {}, WM_KEYDOWN, VK_NEXT, {}, [&] { return std::to_wstring(Cursor()); }},
-        {"Left goes to the sample before", {}, WM_KEYDOWN, VK_LEFT, {}, [&] { return std::to_wstring(Cursor()); }},
-        {"Down activates the next trace", {}, WM_KEYDOWN, VK_DOWN, {},
-         [&] { return std::to_wstring(reinterpret_cast<uintptr_t>(Task().GetActiveChannel())); }},
-        {"Shift wheel activates the previous trace", {}, WM_MOUSEWHEEL, wheel(120, MK_SHIFT), {},
-         [&] { return std::to_wstring(reinterpret_cast<uintptr_t>(Task().GetActiveChannel())); }},
-        {"Ctrl wheel zooms in at the cursor", {}, WM_MOUSEWHEEL, wheel(120, MK_CONTROL), {}, [&] { return View(); }},
-        {"the wheel scrolls the view back", {}, WM_MOUSEWHEEL, wheel(120, 0), {}, [&] { return View(); }},
-        {"Alt Right scrolls on by 10 percent", {VK_MENU}, WM_SYSKEYDOWN, VK_RIGHT, {}, [&] { return View(); }},
-        {"the wheel scrolls a vertical zoom", {}, WM_MOUSEWHEEL, wheel(120, 0),
-         [&] { Task().PushYZoom(CYZoom{0.25, 0.5}); }, [&] { return std::to_wstring(Task().GetYZoom().Low); }},
-        {"Alt Up scrolls a vertical zoom", {VK_MENU}, WM_SYSKEYDOWN, VK_UP, {},
-         [&] { return std::to_wstring(Task().GetYZoom().Low); }},
-        {"Ctrl wheel back undoes both zooms", {}, WM_MOUSEWHEEL, wheel(-120, MK_CONTROL), {},
-         [&] { return std::to_wstring(Task().GetYZoomLevels().size()); }},
-    };
-    // The chart pauses on the host's pause, so that its cursor and view may move.
-    Advance(300 * Second);
-    HostRuns(false);
-    ASSERT_TRUE(PumpUntilPainted(Window));
-    Task().SetCursor(50 * Second, 0);
-    ASSERT_TRUE(Task().GetActiveChannel());
-    const LPARAM middle = MAKELPARAM(Middle().x, Middle().y);
-    for (const auto& row : rows) {
-        if (row.Before) row.Before();
-        const std::wstring before = row.Read();
-        SetKeys(row.Held);
-        Post(row.Message, row.WParam, middle);
-        SetKeys({});
-        EXPECT_NE(before, row.Read()) << row.Name;
-    }
-}
-
-// A press on a running chart pauses it where it was pressed; outside the traces, or before the
-// first layout, a press does nothing.
-TEST_F(GraphMessages, APressOnTheRunningTracesPausesTheChart)
-{
-    ASSERT_TRUE(Task().GetMode().IsRunning());
-    Post(WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(2, 2));
-    EXPECT_TRUE(Task().GetMode().IsRunning());
-    Post(WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(Middle().x, Middle().y));
-    Post(WM_LBUTTONUP, 0, MAKELPARAM(Middle().x, Middle().y));
-    EXPECT_FALSE(Task().GetMode().IsRunning());
-    EXPECT_TRUE(Task().GetMode().IsLocallyHeld());
-    EXPECT_EQ(0u, Chart->Running);
-}
-
-// The edit cursor shows with Alt held over the traces of a paused, zoomed chart, and not while it
-// runs.
-TEST_F(GraphMessages, AltOverAZoomedPausedGraphShowsTheEditCursor)
-{
-    POINT screen = Middle();
-    ClientToScreen(Window, &screen);
-    SetCursorPos(screen.x, screen.y);
-    SetKeys({VK_MENU});
-    EXPECT_FALSE(Graph().OnSetCursor(screen));
-    HostRuns(false);
-    ASSERT_TRUE(Task().IsZoomed());
-    EXPECT_TRUE(Graph().OnSetCursor(screen));
-    EXPECT_EQ(Graph().EditCursor, GetCursor());
-    SetKeys({VK_MENU, VK_CONTROL});
-    EXPECT_FALSE(Graph().OnSetCursor(screen));
 }
 
 // The graph's properties on the control reach the graph, with their limits and their layout work.
@@ -449,6 +283,8 @@ TEST_F(GraphTest, PropertiesReachTheGraphWithTheirLimits)
 {
     using Put = HRESULT (STDMETHODCALLTYPE IQvxLinnographCtl4::*)(VARIANT_BOOL);
     using Get = HRESULT (STDMETHODCALLTYPE IQvxLinnographCtl4::*)(VARIANT_BOOL*);
+    using I = IQvxLinnographCtl4;
+    using G = CGraphRegion;
     const struct
     {
         const char* Name;
@@ -457,31 +293,30 @@ TEST_F(GraphTest, PropertiesReachTheGraphWithTheirLimits)
         BOOL CGraphRegion::*Field;
         DWORD Dirty;
     } flags[] = {
-        {"ShowGrid", &IQvxLinnographCtl4::put_ShowGrid, &IQvxLinnographCtl4::get_ShowGrid, &CGraphRegion::ShowGrid, 0},
-        {"FixedGrid", &IQvxLinnographCtl4::put_FixedGrid, &IQvxLinnographCtl4::get_FixedGrid, &CGraphRegion::FixedGrid, 0},
-        {"ShowActiveYAxis", &IQvxLinnographCtl4::put_ShowActiveYAxis, &IQvxLinnographCtl4::get_ShowActiveYAxis,
-         &CGraphRegion::ShowActiveYAxis, CGraphRegion::DirtyYAxes},
-        {"ShowYAxisMarksWhenTiled", &IQvxLinnographCtl4::put_ShowYAxisMarksWhenTiled,
-         &IQvxLinnographCtl4::get_ShowYAxisMarksWhenTiled, &CGraphRegion::ShowYAxisMarksWhenTiled,
-         CGraphRegion::DirtyYAxes},
-        {"ShowXAxisGridMinorLines", &IQvxLinnographCtl4::put_ShowXAxisGridMinorLines,
-         &IQvxLinnographCtl4::get_ShowXAxisGridMinorLines, &CGraphRegion::ShowXAxisGridMinorLines, 0},
-        {"ShowGridActiveTraceOnly", &IQvxLinnographCtl4::put_ShowGridActiveTraceOnly,
-         &IQvxLinnographCtl4::get_ShowGridActiveTraceOnly, &CGraphRegion::ShowGridActiveTraceOnly, 0},
+        {"ShowGrid", &I::put_ShowGrid, &I::get_ShowGrid, &G::ShowGrid, 0},
+        {"FixedGrid", &I::put_FixedGrid, &I::get_FixedGrid, &G::FixedGrid, 0},
+        {"ShowActiveYAxis", &I::put_ShowActiveYAxis, &I::get_ShowActiveYAxis, &G::ShowActiveYAxis, G::DirtyYAxes},
+        {"ShowYAxisMarksWhenTiled", &I::put_ShowYAxisMarksWhenTiled, &I::get_ShowYAxisMarksWhenTiled,
+         &G::ShowYAxisMarksWhenTiled, G::DirtyYAxes},
+        {"ShowXAxisGridMinorLines", &I::put_ShowXAxisGridMinorLines, &I::get_ShowXAxisGridMinorLines,
+         &G::ShowXAxisGridMinorLines, 0},
+        {"ShowGridActiveTraceOnly", &I::put_ShowGridActiveTraceOnly, &I::get_ShowGridActiveTraceOnly,
+         &G::ShowGridActiveTraceOnly, 0},
     };
     Lay(RECT{0, 0, 600, 300}, Screen);
+    I* control = Owner.Get();
     for (const auto& row : flags) {
         const BOOL was = Graph().*row.Field;
         Graph().DirtyBits = 0;
-        // Anything but VARIANT_TRUE is false.
-        ASSERT_EQ(S_OK, (Owner.Get()->*row.Setter)(was ? VARIANT_FALSE : VARIANT_TRUE)) << row.Name;
+        ASSERT_EQ(S_OK, (control->*row.Setter)(was ? VARIANT_FALSE : VARIANT_TRUE)) << row.Name;
         EXPECT_EQ(!was, Graph().*row.Field) << row.Name;
         EXPECT_EQ(row.Dirty, Graph().DirtyBits) << row.Name;
         VARIANT_BOOL read = 1;
-        ASSERT_EQ(S_OK, (Owner.Get()->*row.Getter)(&read)) << row.Name;
+        ASSERT_EQ(S_OK, (control->*row.Getter)(&read)) << row.Name;
         EXPECT_EQ(was ? VARIANT_FALSE : VARIANT_TRUE, read) << row.Name;
-        EXPECT_EQ(E_POINTER, (Owner.Get()->*row.Getter)(nullptr)) << row.Name;
-        ASSERT_EQ(S_OK, (Owner.Get()->*row.Setter)(1)) << row.Name;
+        EXPECT_EQ(E_POINTER, (control->*row.Getter)(nullptr)) << row.Name;
+        // Anything but VARIANT_TRUE is false.
+        ASSERT_EQ(S_OK, (control->*row.Setter)(1)) << row.Name;
         EXPECT_EQ(FALSE, Graph().*row.Field) << row.Name;
     }
 
@@ -519,46 +354,184 @@ TEST_F(GraphTest, PropertiesReachTheGraphWithTheirLimits)
 TEST_F(GraphTest, TheRootWatchesTheOrderedChannelsAndFollowsTheMode)
 {
     Choose(3);
-    const std::vector<CChannelDataItem*>& channels = Task().GetOrdering()->GetItems();
-    EXPECT_EQ(std::set<CChannelDataItem*>(channels.begin(), channels.end()), Chart->WatchedChannels);
     Choose(2);
-    ASSERT_EQ(2u, Chart->WatchedChannels.size());
+    const std::vector<CChannelDataItem*>& channels = Task().GetOrdering()->GetItems();
+    ASSERT_EQ(2u, channels.size());
     for (CChannelDataItem* channel : channels) EXPECT_TRUE(channel->HasListener(Chart)) << channel;
-
-    CChannelDataItem* speed = channels.front();
     for (DWORD flag : {ChannelTracesStale, ChannelRangeStale, ChannelUnitStale, ChannelDecimalsStale, ChannelNameStale,
                        DWORD(0x2), DWORD(0x20)}) {
         Chart->DirtyBits = 0;
-        speed->NotifyChange(flag, 1);
+        channels.front()->NotifyChange(flag, 1);
         EXPECT_EQ((flag & 0x9D) ? CChartRegionBase::DirtyAll : 0u, Chart->DirtyBits) << flag;
     }
 
     CDibSurface surface(600, 300);
-    const auto paint = [&] { ASSERT_EQ(S_OK, DrawInto(Owner, surface.Dc(), RECTL{0, 0, 600, 300})); };
-    paint();
-    EXPECT_FALSE(Graph().HorizontalScrollbar->Enabled);
-    EXPECT_FALSE(Graph().VerticalScrollbar->Enabled);
-    EXPECT_FALSE(Graph().ShowCursors);
-    LocalPause();
-    paint();
-    EXPECT_TRUE(Graph().HorizontalScrollbar->Enabled);
-    EXPECT_TRUE(Graph().VerticalScrollbar->Enabled);
-    EXPECT_TRUE(Graph().ShowCursors);
+    for (bool paused : {false, true}) {
+        if (paused) LocalPause();
+        ASSERT_EQ(S_OK, DrawInto(Owner, surface.Dc(), RECTL{0, 0, 600, 300}));
+        EXPECT_EQ(paused, !!Graph().HorizontalScrollbar->Enabled);
+        EXPECT_EQ(paused, !!Graph().VerticalScrollbar->Enabled);
+        EXPECT_EQ(paused, !!Graph().ShowCursors);
+    }
 }
 
-// Presses and the keypad's plus hand the graph's modes to the managers, on a paused chart only.
-TEST_F(GraphMessages, PressesAndKeysHandTheirModesToTheManagers)
+// Messages to a graph that has never been laid out: nothing is taken that needs the traces'
+// rectangle.
+TEST_F(GraphTest, EarlyMessagesDoNoHarm)
+{
+    CComPtr<IQvxLinnographCtl4> fresh;
+    CTestChartCtl* chart = CreateTestChart(fresh);
+    ASSERT_TRUE(chart);
+    const struct
+    {
+        UINT Message;
+        WPARAM WParam;
+        bool Taken;
+    } rows[] = {
+        {WM_LBUTTONDOWN, MK_LBUTTON, false}, {WM_MBUTTONDOWN, MK_MBUTTON, false},
+        {WM_MOUSEWHEEL, MAKEWPARAM(MK_CONTROL, 120), true}, {WM_KEYDOWN, VK_NEXT, true},
+        {WM_KEYDOWN, VK_ADD, true}, {WM_SETCURSOR, 0, false},
+    };
+    for (const auto& row : rows) {
+        LRESULT result = 0;
+        EXPECT_EQ(row.Taken, chart->GraphRegion->ProcessWindowMessage(nullptr, row.Message, row.WParam, 0, result, 0))
+            << row.Message;
+    }
+}
+
+namespace {
+
+// The graph's window messages, posted to the chart in its window.
+class GraphMessages : public GraphTest
+{
+protected:
+    void SetUp() override
+    {
+        GraphTest::SetUp();
+        Choose(4);
+        Window = InPlace.Activate(Owner, RECT{0, 0, 800, 400});
+        ASSERT_TRUE(Window);
+        ASSERT_TRUE(PumpUntilPainted(Window));
+        const RECT& graph = Graph().GraphRect;
+        Middle = MAKELPARAM((graph.left + graph.right) / 2, (graph.top + graph.bottom) / 2);
+    }
+    void TearDown() override
+    {
+        SetKeys({});
+        InPlace.Close(Owner);
+        GraphTest::TearDown();
+    }
+    // The keys that GetKeyState sees held.
+    static void SetKeys(std::initializer_list<int> keys)
+    {
+        BYTE state[256] = {};
+        for (int key : keys) state[key] = 0x80;
+        SetKeyboardState(state);
+    }
+    // Posted with `held` keys down, and taken.
+    void Post(UINT message, WPARAM wParam, LPARAM lParam, std::initializer_list<int> held = {})
+    {
+        SetKeys(held);
+        PostMessageW(Window, message, wParam, lParam);
+        PumpUntil([] { return false; }, 30);
+        SetKeys({});
+    }
+    std::wstring View()
+    {
+        qvx::time minimum = 0, maximum = 0;
+        Task().GetTimeRange(minimum, maximum);
+        return std::to_wstring(minimum) + L".." + std::to_wstring(maximum);
+    }
+
+    CInPlaceContainer InPlace;
+    HWND Window = nullptr;
+    LPARAM Middle = 0;
+};
+
+} // namespace
+
+TEST_F(GraphMessages, EachRowReachesItsTaskOperation)
+{
+    const auto wheel = [](short delta, WORD keys) { return MAKEWPARAM(keys, static_cast<WORD>(delta)); };
+    const auto cursor = [&] { return std::to_wstring(Task().GetCursorTime()); };
+    const auto active = [&] { return std::to_wstring(reinterpret_cast<uintptr_t>(Task().GetActiveChannel())); };
+    const auto view = [&] { return View(); };
+    const auto zoomLow = [&] { return std::to_wstring(Task().GetYZoom().Low); };
+    const struct
+    {
+        const char* Name;
+        std::initializer_list<int> Held;
+        UINT Message;
+        WPARAM WParam;
+        std::function<void()> Before;
+        // Reads what the row changes; the row passes when it reads differently afterwards.
+        std::function<std::wstring()> Read;
+    } rows[] = {
+        {"Home goes to the first sample", {}, WM_KEYDOWN, VK_HOME, {}, cursor},
+        {"End goes to the last sample", {}, WM_KEYDOWN, VK_END, {}, cursor},
+        {"Page Up steps it back", {}, WM_KEYDOWN, VK_PRIOR, {}, cursor},
+        {"Shift Right steps by 5 percent", {VK_SHIFT}, WM_KEYDOWN, VK_RIGHT, {}, cursor},
+        {"Page Down steps the cursor", {}, WM_KEYDOWN, VK_NEXT, {}, cursor},
+        {"Left goes to the sample before", {}, WM_KEYDOWN, VK_LEFT, {}, cursor},
+        {"Down activates the next trace", {}, WM_KEYDOWN, VK_DOWN, {}, active},
+        {"Shift wheel activates the previous trace", {}, WM_MOUSEWHEEL, wheel(120, MK_SHIFT), {}, active},
+        {"Ctrl wheel zooms in at the cursor", {}, WM_MOUSEWHEEL, wheel(120, MK_CONTROL), {}, view},
+        {"the wheel scrolls the view back", {}, WM_MOUSEWHEEL, wheel(120, 0), {}, view},
+        {"Alt Right scrolls on by 10 percent", {VK_MENU}, WM_SYSKEYDOWN, VK_RIGHT, {}, view},
+        {"the wheel scrolls a vertical zoom", {}, WM_MOUSEWHEEL, wheel(120, 0),
+         [&] { Task().PushYZoom(CYZoom{0.25, 0.5}); }, zoomLow},
+        {"Alt Up scrolls a vertical zoom", {VK_MENU}, WM_SYSKEYDOWN, VK_UP, {}, zoomLow},
+        {"Ctrl wheel back undoes both zooms", {}, WM_MOUSEWHEEL, wheel(-120, MK_CONTROL), {},
+         [&] { return std::to_wstring(Task().GetYZoomLevels().size()); }},
+    };
+    // The chart pauses on the host's pause, so that its cursor and view may move.
+    Advance(300 * Second);
+    HostRuns(false);
+    ASSERT_TRUE(PumpUntilPainted(Window));
+    Task().SetCursor(50 * Second, 0);
+    ASSERT_TRUE(Task().GetActiveChannel());
+    for (const auto& row : rows) {
+        if (row.Before) row.Before();
+        const std::wstring before = row.Read();
+        Post(row.Message, row.WParam, Middle, row.Held);
+        EXPECT_NE(before, row.Read()) << row.Name;
+    }
+}
+
+// A press on a running chart pauses it where it was pressed, and outside the traces does nothing;
+// on a paused chart presses and the keypad's plus hand the graph's modes to the managers. The edit
+// cursor shows with Alt held over the traces of a paused, zoomed chart, and not while it runs.
+TEST_F(GraphMessages, PressesPauseTheChartAndHandTheirModesToTheManagers)
 {
     CDragManager& drag = *Chart->GetDragManager();
     CFragileManager& fragile = *Chart->GetFragileManager();
-    const LPARAM middle = MAKELPARAM(Middle().x, Middle().y);
-    // Running, only the plain press is taken: it pauses the chart and drags the cursor.
-    SetKeys({VK_CONTROL});
-    Post(WM_LBUTTONDOWN, MK_LBUTTON | MK_CONTROL, middle);
-    EXPECT_EQ(nullptr, drag.ActiveMode);
+    POINT screen{GET_X_LPARAM(Middle), GET_Y_LPARAM(Middle)};
+    ClientToScreen(Window, &screen);
+    SetCursorPos(screen.x, screen.y);
+    SetKeys({VK_MENU});
+    EXPECT_FALSE(Graph().OnSetCursor(screen));
     SetKeys({});
+    ASSERT_TRUE(Task().GetMode().IsRunning());
+    Post(WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(2, 2));
+    EXPECT_TRUE(Task().GetMode().IsRunning());
+    // Running, only the plain press is taken.
+    Post(WM_LBUTTONDOWN, MK_LBUTTON | MK_CONTROL, Middle, {VK_CONTROL});
+    EXPECT_EQ(nullptr, drag.ActiveMode);
+    Post(WM_LBUTTONDOWN, MK_LBUTTON, Middle);
+    Post(WM_LBUTTONUP, 0, Middle);
+    EXPECT_FALSE(Task().GetMode().IsRunning());
+    EXPECT_TRUE(Task().GetMode().IsLocallyHeld());
+    EXPECT_EQ(0u, Chart->Running);
+
     HostRuns(false);
     ASSERT_TRUE(PumpUntilPainted(Window));
+    ASSERT_TRUE(Task().IsZoomed());
+    SetKeys({VK_MENU});
+    EXPECT_TRUE(Graph().OnSetCursor(screen));
+    EXPECT_EQ(Graph().EditCursor, GetCursor());
+    SetKeys({VK_MENU, VK_CONTROL});
+    EXPECT_FALSE(Graph().OnSetCursor(screen));
+    SetKeys({});
     const struct
     {
         const char* Name;
@@ -575,52 +548,17 @@ TEST_F(GraphMessages, PressesAndKeysHandTheirModesToTheManagers)
          WM_MBUTTONDOWN},
     };
     for (const auto& row : rows) {
-        SetKeys(row.Held);
-        Post(row.Press, row.Keys, middle);
-        SetKeys({});
+        Post(row.Press, row.Keys, Middle, row.Held);
         EXPECT_EQ(row.Mode, drag.ActiveMode) << row.Name;
-        Post(row.Release, 0, middle);
+        Post(row.Release, 0, Middle);
         EXPECT_EQ(nullptr, drag.ActiveMode) << row.Name;
     }
     Post(WM_KEYDOWN, VK_ADD, 0);
     EXPECT_EQ(&Graph().KeyboardAutoScroll, fragile.ActiveMode);
     EXPECT_EQ(1, Graph().KeyboardAutoScroll.Direction);
     // A press breaks it and still places the cursor.
-    Post(WM_LBUTTONDOWN, MK_LBUTTON, middle);
+    Post(WM_LBUTTONDOWN, MK_LBUTTON, Middle);
     EXPECT_EQ(nullptr, fragile.ActiveMode);
     EXPECT_EQ(&Graph().CursorDrag, drag.ActiveMode);
-    Post(WM_LBUTTONUP, 0, middle);
-}
-
-// Messages to a graph that has never been laid out, and a paint after the host's task went:
-// nothing is taken that needs the traces' rectangle, and the paint draws the grid alone.
-TEST_F(GraphTest, EarlyMessagesAndALostTaskDoNoHarm)
-{
-    CComPtr<IQvxLinnographCtl4> fresh;
-    CTestChartCtl* chart = CreateTestChart(fresh);
-    ASSERT_TRUE(chart);
-    CRTCGraphRegion& graph = *chart->GraphRegion;
-    const struct
-    {
-        UINT Message;
-        WPARAM WParam;
-        bool Taken;
-    } rows[] = {
-        {WM_LBUTTONDOWN, MK_LBUTTON, false}, {WM_MBUTTONDOWN, MK_MBUTTON, false},
-        {WM_MOUSEWHEEL, MAKEWPARAM(MK_CONTROL, 120), true}, {WM_KEYDOWN, VK_NEXT, true},
-        {WM_KEYDOWN, VK_ADD, true}, {WM_SETCURSOR, 0, false},
-    };
-    for (const auto& row : rows) {
-        LRESULT result = 0;
-        EXPECT_EQ(row.Taken, graph.ProcessWindowMessage(nullptr, row.Message, row.WParam, 0, result, 0)) << row.Message;
-    }
-
-    Choose(3);
-    Lay(RECT{0, 0, 600, 300}, Screen);
-    Task().SetTask(nullptr);
-    Task().RefreshControlMode();
-    CDibSurface surface(600, 300, 0xFFFFFF);
-    CChartDrawInfo info(surface.Dc(), Screen, *Chart, 0);
-    Graph().Draw(info);
-    EXPECT_STREQ(L"", Graph().ModeText.Get() ? Graph().ModeText.Get() : L"");
+    Post(WM_LBUTTONUP, 0, Middle);
 }

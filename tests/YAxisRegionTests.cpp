@@ -15,23 +15,13 @@
 #include "regions/ChannelRegion.h"
 #include "regions/YAxisRegion.h"
 #include "scales/AxisTicks.h"
-#include "tests/ChartFrameTestSupport.h"
-#include "tests/SimTestSupport.h"
+#include "tests/ChartTestSupport.h"
+#include "tests/LiveInPlaceSupport.h"
 #include "QvxSim.h"
 
 namespace {
 
 using namespace qvxtest;
-
-// The chart with a drag manager of the test's, which sees every message that the test hands it,
-// or with the chart's own, which sees what the window receives.
-class CAxisChart : public CTestChartCtl
-{
-public:
-    CDragManager* GetDragManager() override { return OwnManager ? CTestChartCtl::GetDragManager() : &Manager; }
-    CDragManager Manager{WindowRef};
-    bool OwnManager = false;
-};
 
 class YAxis : public testing::Test, protected CTestHost
 {
@@ -39,41 +29,40 @@ protected:
     void SetUp() override
     {
         ASSERT_EQ(S_OK, StartHost());
-        ASSERT_EQ(S_OK, CComObject<CAxisChart>::CreateInstance(Control));
-        Chart = static_cast<CAxisChart*>(Control.Get());
+        ASSERT_EQ(S_OK, CComObject<CTestChartCtl>::CreateInstance(Control));
+        Chart = static_cast<CTestChartCtl*>(Control.Get());
         ASSERT_EQ(S_OK, InitNew(Control));
-        Site.Position = RECT{0, 0, 480, 320};
-        CComPtr<IOleObject> object = Query<IOleObject>(Control);
-        ASSERT_EQ(S_OK, object->SetClientSite(&Site));
-        ASSERT_EQ(S_OK, object->DoVerb(OLEIVERB_INPLACEACTIVATE, nullptr, &Site, 0, Container.Window, &Site.Position));
-        Window = Chart->Window;
+        Window = InPlace.Activate(Control, RECT{0, 0, 480, 320});
         ASSERT_TRUE(Window);
         CComPtr<IQvxControl> control = Query<IQvxControl>(Control);
         ASSERT_EQ(S_OK, control->SetHost(Host));
         ASSERT_EQ(S_OK, control->SetTaskById(1));
     }
-    void TearDown() override
-    {
-        CComPtr<IOleObject> object = Query<IOleObject>(Control);
-        object->Close(OLECLOSE_NOSAVE);
-        object->SetClientSite(nullptr);
-    }
+    void TearDown() override { InPlace.Close(Control); }
 
     // The chart shows these channels, each with an axis on the left and a band from `bands`
     // (maximum, minimum) when one is given; then it paints.
     void Show(std::vector<const wchar_t*> names, std::vector<std::pair<double, double>> bands = {})
     {
-        std::vector<CBstr> keys(names.begin(), names.end());
-        Chart->TaskItem->GetOrdering()->SetNames(keys);
+        Chart->TaskItem->GetOrdering()->SetNames(std::vector<CBstr>(names.begin(), names.end()));
         for (size_t i = 0; i < names.size(); ++i) {
             Set(Channel(i), L"Auxiliary axis", VT_I4, 1);
-            if (i < bands.size()) {
-                Set(Channel(i), L"Y-axis % enabled", VT_BOOL, 1);
-                Set(Channel(i), L"Y-axis % maximum", VT_R8, bands[i].first);
-                Set(Channel(i), L"Y-axis % minimum", VT_R8, bands[i].second);
-            }
+            if (i < bands.size()) Band(Channel(i), true, bands[i].first, bands[i].second);
         }
         Paint();
+    }
+    void Band(CChannelDataItem* channel, bool enabled, double maximum, double minimum)
+    {
+        Set(channel, L"Y-axis % enabled", VT_BOOL, enabled);
+        Set(channel, L"Y-axis % maximum", VT_R8, maximum);
+        Set(channel, L"Y-axis % minimum", VT_R8, minimum);
+    }
+    // A fixed scale for the first channel.
+    void Scale(double minimum, double maximum)
+    {
+        Set(Channel(0), L"Autoscale", VT_BOOL, 0);
+        Set(Channel(0), L"Display minimum", VT_R8, minimum);
+        Set(Channel(0), L"Display maximum", VT_R8, maximum);
     }
     void Paint()
     {
@@ -96,7 +85,14 @@ protected:
         return variant.dblVal;
     }
     CChannelDataItem* Channel(size_t place) { return Chart->TaskItem->GetOrdering()->GetItems().at(place); }
-    std::wstring Name(size_t place) { return std::wstring(Channel(place)->GetName().View()); }
+    // The names of the channels, in their order.
+    std::vector<std::wstring> Names()
+    {
+        std::vector<std::wstring> names;
+        for (CChannelDataItem* channel : Chart->TaskItem->GetOrdering()->GetItems())
+            names.emplace_back(channel->GetName().View());
+        return names;
+    }
     CYAxisRegion& Axis(size_t place) { return **std::next(Chart->GraphRegion->YAxes.begin(), place); }
     // Where an edge of the axis is taken: just inside the top or bottom, or the middle.
     POINT On(CYAxisRegion& axis, int edge)
@@ -123,22 +119,23 @@ protected:
         PostMessageW(Window, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(point.x, point.y));
         PumpUntil([] { return false; }, 50);
     }
+    // A message handed to the chart's drag manager; whether it took it.
     bool Drag(UINT message, POINT point)
     {
         LRESULT result = 0;
-        return Chart->Manager.ProcessWindowMessage(Window, message, 0, MAKELPARAM(point.x, point.y), result, 0);
+        return Manager().ProcessWindowMessage(Window, message, 0, MAKELPARAM(point.x, point.y), result, 0);
     }
+    CDragManager& Manager() { return *Chart->GetDragManager(); }
 
-    CContainerWindow Container;
-    CTestSite Site{Container.Window};
+    CInPlaceContainer InPlace;
     CComPtr<IQvxLinnographCtl4> Control;
-    CAxisChart* Chart = nullptr;
+    CTestChartCtl* Chart = nullptr;
     HWND Window = nullptr;
 };
 
 TEST_F(YAxis, TheWidthMakesRoomForTheWidestNumberOfTheScale)
 {
-    struct CRow
+    const struct
     {
         const char* Name;
         double Minimum, Maximum;
@@ -148,8 +145,7 @@ TEST_F(YAxis, TheWidthMakesRoomForTheWidestNumberOfTheScale)
     } rows[] = {
         {"negative and decimals", -12345.6, 100, 1, L"-12345.6", L"100.0"},
         {"a huge maximum in exponential form", 0, 1e300, 2, L"0.00", L"1.0000e+300"},
-        {"short numbers", 0, 1, 0, L"0", L"1"},
-        {"no scale", 5, 1, 0, nullptr, nullptr},
+        {"short numbers", 0, 1, 0, L"0", L"1"}, {"no scale", 5, 1, 0, nullptr, nullptr},
     };
     Show({L"Speed"});
     CWindowDC screen(nullptr);
@@ -158,10 +154,8 @@ TEST_F(YAxis, TheWidthMakesRoomForTheWidestNumberOfTheScale)
     TEXTMETRICW metrics{};
     GetTextMetricsW(screen, &metrics);
     const int dpiX = GetDeviceCaps(screen, LOGPIXELSX);
-    for (const CRow& row : rows) {
-        Set(Channel(0), L"Autoscale", VT_BOOL, 0);
-        Set(Channel(0), L"Display minimum", VT_R8, row.Minimum);
-        Set(Channel(0), L"Display maximum", VT_R8, row.Maximum);
+    for (const auto& row : rows) {
+        Scale(row.Minimum, row.Maximum);
         Set(Channel(0), L"Decimal places", VT_I4, row.Decimals);
         int digits = 2 * metrics.tmAveCharWidth;
         for (const wchar_t* text : {row.Low, row.High}) {
@@ -177,7 +171,7 @@ TEST_F(YAxis, TheWidthMakesRoomForTheWidestNumberOfTheScale)
 // The band cuts the axis, rounding; a point on it tells what a drag would move.
 TEST_F(YAxis, TheBandCutsTheAxisAndItsQuartersAreTheHandles)
 {
-    struct CRow
+    const struct
     {
         const char* Name;
         bool Enabled, Tiled;
@@ -186,20 +180,17 @@ TEST_F(YAxis, TheBandCutsTheAxisAndItsQuartersAreTheHandles)
     } rows[] = {
         {"a band of 300 pixels", true, false, 60, 20, 220, 340},
         {"rounded, not truncated", true, false, 90.1, 10.1, 130, 370},
-        {"percentages off", false, false, 60, 20, 100, 400},
-        {"tiled", true, true, 60, 20, 100, 400},
+        {"percentages off", false, false, 60, 20, 100, 400}, {"tiled", true, true, 60, 20, 100, 400},
     };
     Show({L"Speed"});
     CYAxisRegion& axis = Axis(0);
     CWindowDC screen(nullptr);
     CChartDrawInfo info(screen, screen, *Chart, 0);
     axis.SetBounds(RECT{10, 100, 60, 400});
-    for (const CRow& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.Name);
         axis.Recalculate(info);
-        Set(Channel(0), L"Y-axis % enabled", VT_BOOL, row.Enabled);
-        Set(Channel(0), L"Y-axis % maximum", VT_R8, row.Maximum);
-        Set(Channel(0), L"Y-axis % minimum", VT_R8, row.Minimum);
+        Band(Channel(0), row.Enabled, row.Maximum, row.Minimum);
         Chart->GraphRegion->Tiled = row.Tiled;
         // The channel's news marks the band, which the next paint cuts again.
         EXPECT_TRUE(axis.DirtyBits & CYAxisRegion::DirtyBand);
@@ -226,9 +217,7 @@ TEST_F(YAxis, TheBandCutsTheAxisAndItsQuartersAreTheHandles)
 TEST_F(YAxis, TheSpineAndTicksStandOnTheBandAndFollowTheDrag)
 {
     Show({L"Speed"}, {{80, 10}});
-    Set(Channel(0), L"Autoscale", VT_BOOL, 0);
-    Set(Channel(0), L"Display minimum", VT_R8, 0);
-    Set(Channel(0), L"Display maximum", VT_R8, 100);
+    Scale(0, 100);
     Paint();
     CYAxisRegion& axis = Axis(0);
     ASSERT_TRUE(axis.Trace);
@@ -245,12 +234,9 @@ TEST_F(YAxis, TheSpineAndTicksStandOnTheBandAndFollowTheDrag)
     const double value = ticks.MinorStart + ticks.MinorStep;
     const int y = static_cast<int>(band.bottom - (band.bottom - band.top) * value / 100.0);
     auto shown = CaptureWindow(Window);
-    EXPECT_EQ(colour, shown->Pixel(spine, (band.top + band.bottom) / 2));
-    EXPECT_EQ(colour, shown->Pixel(spine, band.top));
-    EXPECT_NE(colour, shown->Pixel(spine, band.top - 2));
-    EXPECT_NE(colour, shown->Pixel(spine, band.bottom + 2));
-    EXPECT_EQ(colour, shown->Pixel(spine - minor, y));
-    EXPECT_NE(colour, shown->Pixel(spine - minor - 1, y));
+    EXPECT_EQ("110010", Inked(*shown, colour,
+                              {{spine, (band.top + band.bottom) / 2}, {spine, band.top}, {spine, band.top - 2},
+                               {spine, band.bottom + 2}, {spine - minor, y}, {spine - minor - 1, y}}));
 
     POINT point = On(axis, CYAxisRegion::EdgeTop);
     Press(point);
@@ -267,8 +253,7 @@ TEST_F(YAxis, TheSpineAndTicksStandOnTheBandAndFollowTheDrag)
     ASSERT_TRUE(tiled.HideMarks);
     const RECT strip = tiled.AxisRect;
     shown = CaptureWindow(Window);
-    EXPECT_EQ(colour, shown->Pixel(strip.right - minor, strip.top));
-    EXPECT_EQ(colour, shown->Pixel(strip.right - minor, strip.bottom));
+    EXPECT_EQ("11", Inked(*shown, colour, {{strip.right - minor, strip.top}, {strip.right - minor, strip.bottom}}));
     for (int row = strip.top + 1; row < strip.bottom; row += 3)
         EXPECT_NE(colour, shown->Pixel(strip.right - minor, row)) << row;
 
@@ -297,7 +282,7 @@ TEST_F(YAxis, TheActiveAxisFollowsTheActiveChannel)
 // writes the edges that moved, within a pixel, and keeps a tenth of the height.
 TEST_F(YAxis, TheDropWritesTheBandThatTheDragLeft)
 {
-    struct CRow
+    const struct
     {
         const char* Name;
         int Edge, Dy;
@@ -310,18 +295,18 @@ TEST_F(YAxis, TheDropWritesTheBandThatTheDragLeft)
         {"band up past the top", CYAxisRegion::EdgeBand, -1000, 100, 60},
         {"band down past the bottom", CYAxisRegion::EdgeBand, 1000, 40, 0},
     };
-    for (const CRow& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.Name);
         Show({L"Speed"}, {{60, 20}});
         CYAxisRegion& axis = Axis(0);
         const double pixel = 100.0 / (axis.Bounds.bottom - axis.Bounds.top);
         POINT point = On(axis, row.Edge);
         Press(point);
-        ASSERT_EQ(&axis, static_cast<CYAxisRegion*>(Chart->Manager.ActiveMode));
+        ASSERT_EQ(&axis, static_cast<CYAxisRegion*>(Manager().ActiveMode));
         point.y += row.Dy;
         EXPECT_TRUE(Drag(WM_MOUSEMOVE, point));
         EXPECT_TRUE(Drag(WM_LBUTTONUP, point));
-        EXPECT_FALSE(Chart->Manager.ActiveMode);
+        EXPECT_FALSE(Manager().ActiveMode);
         EXPECT_NEAR(row.Maximum, Get(Channel(0), L"Y-axis % maximum"), pixel);
         EXPECT_NEAR(row.Minimum, Get(Channel(0), L"Y-axis % minimum"), pixel);
     }
@@ -342,17 +327,15 @@ TEST_F(YAxis, OrderingByBandDissolvesTheGroupedHead)
     Chart->TaskItem->GetOrdering()->SetGroups(static_cast<CGroups*>(groups.Get()));
     // The head comes first: Throttle, Speed, RPM.
     Show({L"Speed", L"RPM", L"Throttle"}, {{30, 0}, {100, 70}, {65, 35}});
-    ASSERT_EQ(L"Throttle", Name(0));
+    ASSERT_EQ((std::vector<std::wstring>{L"Throttle", L"Speed", L"RPM"}), Names());
     ASSERT_EQ(1, Chart->TaskItem->GetOrdering()->GetGroupedCount());
     POINT point = On(Axis(2), CYAxisRegion::EdgeTop);
     Press(point);
-    ASSERT_TRUE(Chart->Manager.ActiveMode);
+    ASSERT_TRUE(Manager().ActiveMode);
     point.y -= 5;
     Drag(WM_LBUTTONUP, point);
     EXPECT_EQ(0, Chart->TaskItem->GetOrdering()->GetGroupedCount());
-    EXPECT_EQ(L"Speed", Name(0));
-    EXPECT_EQ(L"RPM", Name(1));
-    EXPECT_EQ(L"Throttle", Name(2));
+    EXPECT_EQ((std::vector<std::wstring>{L"Speed", L"RPM", L"Throttle"}), Names());
     Chart->TaskItem->GetOrdering()->SetGroups(nullptr);
 }
 
@@ -360,8 +343,6 @@ TEST_F(YAxis, OrderingByBandDissolvesTheGroupedHead)
 // by the chart's own drag manager; the drop puts the channels in the order of their bands.
 TEST_F(YAxis, ABandDragOfPostedMouseMessagesEndsInTheHostAndInTheOrder)
 {
-    Chart->OwnManager = true;
-    ASSERT_TRUE(Chart->GetDragManager());
     Show({L"Speed", L"RPM", L"Throttle"}, {{100, 70}, {65, 35}, {30, 0}});
     const double pixel = 100.0 / (Axis(2).Bounds.bottom - Axis(2).Bounds.top);
     POINT point = On(Axis(2), CYAxisRegion::EdgeBand);
@@ -370,20 +351,17 @@ TEST_F(YAxis, ABandDragOfPostedMouseMessagesEndsInTheHostAndInTheOrder)
     PostMessageW(Window, WM_MOUSEMOVE, MK_LBUTTON, MAKELPARAM(point.x, point.y));
     PostMessageW(Window, WM_LBUTTONUP, 0, MAKELPARAM(point.x, point.y));
     PumpUntil([] { return false; }, 100);
-    EXPECT_FALSE(Chart->GetDragManager()->ActiveMode);
-    CChannelDataItem* throttle = Channel(1);
-    ASSERT_EQ(L"Throttle", Name(1));
-    EXPECT_NEAR(100, Get(throttle, L"Y-axis % maximum"), pixel);
-    EXPECT_NEAR(70, Get(throttle, L"Y-axis % minimum"), pixel);
-    EXPECT_EQ(L"Speed", Name(0));
-    EXPECT_EQ(L"RPM", Name(2));
+    EXPECT_FALSE(Manager().ActiveMode);
+    ASSERT_EQ((std::vector<std::wstring>{L"Speed", L"Throttle", L"RPM"}), Names());
+    EXPECT_NEAR(100, Get(Channel(1), L"Y-axis % maximum"), pixel);
+    EXPECT_NEAR(70, Get(Channel(1), L"Y-axis % minimum"), pixel);
 }
 
 // Over the axis the pointer shows what a drag would move, locked under a vertical zoom and for
 // a band that fills the axis; a press then starts nothing.
 TEST_F(YAxis, TheCursorShowsTheHandleAndAZoomLocksIt)
 {
-    struct CRow
+    const struct
     {
         const char* Name;
         bool Zoomed, WholeBand;
@@ -397,7 +375,7 @@ TEST_F(YAxis, TheCursorShowsTheHandleAndAZoomLocksIt)
         {"bottom zoomed", true, false, CYAxisRegion::EdgeBottom, &CYAxisRegion::CursorBottomLocked},
         {"band filling the axis", false, true, CYAxisRegion::EdgeBand, &CYAxisRegion::CursorBandLocked},
     };
-    for (const CRow& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.Name);
         Show({L"Speed", L"RPM"}, {row.WholeBand ? std::pair{100.0, 0.0} : std::pair{60.0, 20.0}});
         Chart->TaskItem->ClearYZoom();
@@ -405,13 +383,13 @@ TEST_F(YAxis, TheCursorShowsTheHandleAndAZoomLocksIt)
         CYAxisRegion& axis = Axis(0);
         EXPECT_EQ(axis.*row.Cursor, PointAt(On(axis, row.Edge)));
         Press(On(axis, row.Edge));
-        EXPECT_EQ(row.Zoomed ? nullptr : &axis, static_cast<CYAxisRegion*>(Chart->Manager.ActiveMode));
+        EXPECT_EQ(row.Zoomed ? nullptr : &axis, static_cast<CYAxisRegion*>(Manager().ActiveMode));
         Drag(WM_LBUTTONUP, On(axis, row.Edge));
     }
     // The channel without a band is no handle: the window's own cursor, and no drag.
     EXPECT_EQ(reinterpret_cast<HCURSOR>(GetClassLongPtrW(Window, GCLP_HCURSOR)), PointAt(On(Axis(1), CYAxisRegion::EdgeBand)));
     Press(On(Axis(1), CYAxisRegion::EdgeBand));
-    EXPECT_FALSE(Chart->Manager.ActiveMode);
+    EXPECT_FALSE(Manager().ActiveMode);
 }
 
 TEST_F(YAxis, EscapeOrARemovedChannelEndsTheDragWithoutWritingTheBand)
@@ -424,18 +402,18 @@ TEST_F(YAxis, EscapeOrARemovedChannelEndsTheDragWithoutWritingTheBand)
     Drag(WM_MOUSEMOVE, point);
     EXPECT_NE(before.top, Axis(0).AxisRect.top);
     LRESULT result = 0;
-    EXPECT_TRUE(Chart->Manager.ProcessWindowMessage(Window, WM_KEYDOWN, VK_ESCAPE, 0, result, 0));
-    EXPECT_FALSE(Chart->Manager.ActiveMode);
+    EXPECT_TRUE(Manager().ProcessWindowMessage(Window, WM_KEYDOWN, VK_ESCAPE, 0, result, 0));
+    EXPECT_FALSE(Manager().ActiveMode);
     EXPECT_TRUE(EqualRect(&before, &Axis(0).AxisRect));
     EXPECT_EQ(60, Get(Channel(0), L"Y-axis % maximum"));
 
     // The channel goes during a drag, and its axis with the next paint: the drag ends with it.
     CComPtr<IQvxPropertySet> properties = Channel(0)->GetProperties();
     Press(On(Axis(0), CYAxisRegion::EdgeTop));
-    ASSERT_TRUE(Chart->Manager.ActiveMode);
+    ASSERT_TRUE(Manager().ActiveMode);
     Chart->TaskItem->GetOrdering()->SetNames({CBstr(L"RPM")});
     Paint();
-    EXPECT_FALSE(Chart->Manager.ActiveMode);
+    EXPECT_FALSE(Manager().ActiveMode);
     EXPECT_FALSE(Drag(WM_LBUTTONUP, point));
     CVariant maximum;
     ASSERT_EQ(S_OK, properties->GetProperty(CBstr(L"Y-axis % maximum").Get(), &maximum));
