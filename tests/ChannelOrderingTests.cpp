@@ -159,6 +159,13 @@ protected:
         }
         return names;
     }
+    // The order as a host reads it, and what the advisor heard since it last looked.
+    void ExpectTold(const NameList& names, const Said& said)
+    {
+        EXPECT_EQ(names, Names());
+        EXPECT_EQ(said, Heard);
+        Heard.clear();
+    }
     CChannelDataItem* Item(long position) { return Object->GetItems().at(size_t(position - 1)); }
     HRESULT Move(const wchar_t* name, long position) { return Ordering->MoveItem(CBstr(name).Get(), position); }
     void Forget()
@@ -212,12 +219,11 @@ TEST_F(ChannelOrdering, AChannelHearsOnlyThePropertiesItReadsAndLetsGoOfItsSetWh
     Object->SetNames(Keys({L"Speed", L"Gear"}));
     CChannelDataItem* speed = Item(1);
     EXPECT_EQ(12, speed->GetQuantity());
-    speed->Flags = 0;
-    SetProperty(L"Speed", L"COLOR", 12);
-    EXPECT_EQ(ChannelColorStale, speed->Flags);
-    speed->Flags = 0;
-    SetProperty(L"Speed", L"Tag name", 12);
-    EXPECT_EQ(0u, speed->Flags);
+    for (const auto& [property, flags] : {std::pair{L"COLOR", ChannelColorStale}, {L"Tag name", DWORD(0)}}) {
+        speed->Flags = 0;
+        SetProperty(L"Speed", property, 12);
+        EXPECT_EQ(flags, speed->Flags);
+    }
     SetDisplayName(L"Speed", L"Vehicle speed");
     EXPECT_EQ(ChannelNameStale, speed->Flags);
     EXPECT_EQ(L"Vehicle speed", std::wstring(speed->GetDisplayName().View()));
@@ -240,14 +246,10 @@ TEST_F(ChannelOrdering, MoveItemMovesOneChannelOutsideTheGroupedHead)
     } rows[] = {
         {"forward", L"A", 4, S_OK, {L"RPM", L"Throttle", L"B", L"A", L"C"}},
         {"to the head's end", L"C", 3, S_OK, {L"RPM", L"Throttle", L"C", L"A", L"B"}},
-        {"the same place", L"B", 4, S_FALSE, {}},
-        {"unknown", L"Brake", 3, E_INVALIDARG, {}},
-        {"before the first", L"A", 0, E_INVALIDARG, {}},
-        {"after the last", L"A", 6, E_INVALIDARG, {}},
-        {"the position checked first", L"RPM", 6, E_INVALIDARG, {}},
-        {"within the head", L"RPM", 2, E_ACCESSDENIED, {}},
-        {"out of the head", L"Throttle", 4, E_ACCESSDENIED, {}},
-        {"into the head", L"A", 2, E_ACCESSDENIED, {}},
+        {"the same place", L"B", 4, S_FALSE, {}}, {"unknown", L"Brake", 3, E_INVALIDARG, {}},
+        {"before the first", L"A", 0, E_INVALIDARG, {}}, {"after the last", L"A", 6, E_INVALIDARG, {}},
+        {"the position checked first", L"RPM", 6, E_INVALIDARG, {}}, {"within the head", L"RPM", 2, E_ACCESSDENIED, {}},
+        {"out of the head", L"Throttle", 4, E_ACCESSDENIED, {}}, {"into the head", L"A", 2, E_ACCESSDENIED, {}},
         {"case differs", L"a", 4, E_INVALIDARG, {}},
     };
     AddGroup(L"Engine", {L"RPM", L"Throttle"});
@@ -257,12 +259,12 @@ TEST_F(ChannelOrdering, MoveItemMovesOneChannelOutsideTheGroupedHead)
         const NameList before = Names();
         ASSERT_EQ((NameList{L"RPM", L"Throttle", L"A", L"B", L"C"}), before);
         Forget();
-        EXPECT_EQ(row.Result, Move(row.Channel, row.Position)) << row.Name;
-        EXPECT_EQ(row.Result == S_OK ? row.After : before, Names()) << row.Name;
-        EXPECT_EQ(row.Result == S_OK ? Said{"order"} : Said{}, Heard) << row.Name;
+        SCOPED_TRACE(row.Name);
+        EXPECT_EQ(row.Result, Move(row.Channel, row.Position));
+        ExpectTold(row.Result == S_OK ? row.After : before, row.Result == S_OK ? Said{"order"} : Said{});
         // The active channel is still on the chart.
-        EXPECT_EQ(row.Result == S_OK ? Flags{TaskOrderChanged} : Flags{}, Task.Changes) << row.Name;
-        EXPECT_EQ(0, Task.ActiveChanges) << row.Name;
+        EXPECT_EQ(row.Result == S_OK ? Flags{TaskOrderChanged} : Flags{}, Task.Changes);
+        EXPECT_EQ(0, Task.ActiveChanges);
     }
     EXPECT_EQ(E_INVALIDARG, Ordering->MoveItem(nullptr, 1));
     // Forced, a channel moves into and out of the head.
@@ -314,9 +316,9 @@ TEST_F(ChannelOrdering, NewcomersSortIntoTheTailByDisplayName)
         EXPECT_EQ(row.Before, Names()) << row.Name;
         Forget();
         Object->SyncToNames(Keys({L"c", L"b", L"d", L"e"}));
-        EXPECT_EQ(row.After, Names()) << row.Name;
-        EXPECT_EQ(Said{"order"}, Heard) << row.Name;
-        EXPECT_EQ((Flags{TaskActiveStale, TaskActiveStale, TaskOrderChanged}), Task.Changes) << row.Name;
+        SCOPED_TRACE(row.Name);
+        ExpectTold(row.After, {"order"});
+        EXPECT_EQ((Flags{TaskActiveStale, TaskActiveStale, TaskOrderChanged}), Task.Changes);
         Object->SyncToNames({});
     }
 }
@@ -329,8 +331,7 @@ TEST_F(ChannelOrdering, SyncToNamesKeepsWhatItCanAndActivatesTheNextOrTheOneBefo
     Task.ActiveChannel = Item(2);
     Advise();
     Object->SyncToNames(Keys({L"C", L"A", L"B"}));
-    EXPECT_EQ((NameList{L"A", L"B", L"C"}), Names());
-    EXPECT_TRUE(Heard.empty());
+    ExpectTold({L"A", L"B", L"C"}, {});
     EXPECT_TRUE(Task.Changes.empty());
     Object->SyncToNames(Keys({L"A", L"C"}));
     EXPECT_EQ(a, Item(1));
@@ -355,13 +356,9 @@ TEST_F(ChannelOrdering, TheSortModeResortsTheTailAtOnceButNeverTheHead)
     ASSERT_EQ((NameList{L"Zulu", L"Alpha", L"Mike", L"Bravo"}), Names());
     Advise();
     EXPECT_EQ(S_FALSE, DefaultOrdering->SetMode(0));
-    EXPECT_EQ((NameList{L"Zulu", L"Alpha", L"Bravo", L"Mike"}), Names());
-    EXPECT_EQ(Said{"order"}, Heard);
-    Heard.clear();
+    ExpectTold({L"Zulu", L"Alpha", L"Bravo", L"Mike"}, {"order"});
     EXPECT_EQ(S_OK, DefaultOrdering->SetMode(1));
-    EXPECT_EQ((NameList{L"Zulu", L"Alpha", L"Mike", L"Bravo"}), Names());
-    EXPECT_EQ((Said{"default", "order"}), Heard);
-    Heard.clear();
+    ExpectTold({L"Zulu", L"Alpha", L"Mike", L"Bravo"}, {"default", "order"});
     EXPECT_EQ(E_INVALIDARG, DefaultOrdering->SetMode(2));
     EXPECT_EQ(E_INVALIDARG, DefaultOrdering->SetMode(-1));
     EXPECT_TRUE(Heard.empty());
@@ -382,16 +379,15 @@ TEST_F(ChannelOrdering, GroupedModeOneDissolvesTheHeadAndZeroRebuildsIt)
     EXPECT_TRUE(Heard.empty());
     EXPECT_EQ(S_OK, GroupedOrdering->SetMode(1));
     EXPECT_EQ(0, Object->GetGroupedCount());
-    EXPECT_EQ(Said{"grouped"}, Heard);
+    ExpectTold({L"RPM", L"Speed", L"Gear"}, {"grouped"});
     EXPECT_EQ(1, Task.Modified);
     EXPECT_EQ(S_FALSE, GroupedOrdering->SetMode(1));
     // Every position is free now.
     EXPECT_EQ(S_OK, Move(L"RPM", 3));
     Heard.clear();
     EXPECT_EQ(S_OK, GroupedOrdering->SetMode(0));
-    EXPECT_EQ((NameList{L"RPM", L"Speed", L"Gear"}), Names());
     EXPECT_EQ(1, Object->GetGroupedCount());
-    EXPECT_EQ((Said{"order", "grouped"}), Heard);
+    ExpectTold({L"RPM", L"Speed", L"Gear"}, {"order", "grouped"});
     // Without a move the head comes back silently.
     EXPECT_EQ(S_OK, GroupedOrdering->SetMode(1));
     Heard.clear();
@@ -411,9 +407,7 @@ TEST_F(ChannelOrdering, AnAdvisorMayCallBackAndLeaveDuringANotificationAndHearsN
         EXPECT_EQ(S_OK, Notifications->Unadvise((1u << 16) | 1));
     };
     EXPECT_EQ(S_OK, Move(L"C", 1));
-    EXPECT_EQ((NameList{L"C", L"B", L"A"}), Names());
-    EXPECT_EQ((Said{"order", "order"}), Heard);
-    Heard.clear();
+    ExpectTold({L"C", L"B", L"A"}, {"order", "order"});
     EXPECT_EQ(S_OK, Move(L"C", 2));
     EXPECT_TRUE(Heard.empty());
 }

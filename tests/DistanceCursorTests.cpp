@@ -52,7 +52,9 @@ TEST(DistanceCursor, LookupsAloneAndInOneIncreasingWalk)
         for (DistanceCursor* cursor : {&alone, &walk}) {
             double distance = 0;
             EXPECT_EQ(row.Status, cursor->TimeToDistance(row.Time, distance)) << row.Name;
-            if (row.Status == DistanceCursor::HasValue) EXPECT_DOUBLE_EQ(row.Distance, distance) << row.Name;
+            if (row.Status == DistanceCursor::HasValue) {
+                EXPECT_DOUBLE_EQ(row.Distance, distance) << row.Name;
+            }
         }
     }
     EXPECT_EQ(walk.SampleIndex, -1);

@@ -208,28 +208,6 @@ TEST_F(StatisticsCalculator, SecondCalculateWithoutChangeReadsNothingAndKeepsThe
     EXPECT_TRUE(calculator.Bins.empty());
 }
 
-TEST_F(StatisticsCalculator, RepeatedCalculateAtABreakOrTheLiveTailAddsNothing)
-{
-    // Bins of 4 fill up exactly at the last sample before the break (30) and at the end (130).
-    const std::pair<const char*, qvx::time> rows[] = {{"range ends inside the break", 60},
-                                                      {"range ends after the data", 200}};
-    for (const auto& [name, to] : rows) {
-        auto series = CTestSeries::Create();
-        series->AddPeriodic(0, 10, Ramp(4));
-        series->AddPeriodic(100, 10, Ramp(4, 10.0), false);
-        CLinearTime calculator(4);
-        auto binsAfterCalculate = [&] {
-            calculator.Calculate(series, 0, to);
-            std::vector<std::pair<qvx::time, LONG>> bins;
-            for (const auto& bin : calculator.Bins) bins.emplace_back(bin->EndTime, bin->Count);
-            return bins;
-        };
-        const auto first = binsAfterCalculate();
-        binsAfterCalculate();
-        EXPECT_EQ(binsAfterCalculate(), first) << name;
-    }
-}
-
 TEST_F(StatisticsCalculator, InvalidateDropsTheBinsThatTheSpanTouchesAndOnlyTheirGapIsRead)
 {
     struct CRow

@@ -180,7 +180,10 @@ TEST_F(ChannelItemTest, NeitherADataChangeNorATraceMadeOrGoneReadsAPropertyOfThe
     EXPECT_TRUE(speed->Flags & ChannelRangeStale) << "new traces, new data";
     // The session's series goes away: its trace is deleted inside the notification.
     speed->Flags &= ~ChannelRangeStale;
+    CListeningRegion gone(Trace(1));
     ASSERT_EQ(S_OK, Sim->RemoveDataSelection(SessionTask, 2));
+    EXPECT_EQ(1, gone.Removed);
+    EXPECT_FALSE(speed->Flags & ChannelTracesStale) << "the channel keeps its other trace";
     EXPECT_TRUE(speed->Flags & ChannelRangeStale);
     EXPECT_EQ(0, Calls(L"IQvxPropertySet.GetProperty"));
     EXPECT_NE(fixedTop, speed->GetScaleMaximum(0));
@@ -198,17 +201,6 @@ TEST_F(ChannelItemTest, TheValueOffsetIsAskedAgainAfterTheHostChangedIt)
     EXPECT_EQ(2.5, speed->GetValueOffset());
     EXPECT_EQ(2.5, speed->GetValueOffset());
     EXPECT_EQ(1, Calls(L"IQvxChannelOffset.GetValueOffset"));
-}
-
-TEST_F(ChannelItemTest, ATraceWhoseSeriesGoesAwayLeavesItsChannel)
-{
-    Attach(SessionTask);
-    Show({L"Speed"});
-    CListeningRegion listener(Trace(1));
-    ASSERT_EQ(S_OK, Sim->RemoveDataSelection(SessionTask, 2));
-    EXPECT_EQ(1, listener.Removed);
-    EXPECT_FALSE(Channel()->Flags & ChannelTracesStale);
-    EXPECT_EQ(1u, Channel()->GetTraces().size());
 }
 
 TEST_F(ChannelItemTest, AHiddenTraceIsHiddenAgainWhenItsChannelRebuildsItsTraces)
