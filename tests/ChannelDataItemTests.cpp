@@ -64,7 +64,7 @@ TEST_F(ChannelItemTest, AutoscaleSpansEveryTraceWithAFivePercentMargin)
     EXPECT_DOUBLE_EQ(high + (high - low) * 0.05, speed->GetScaleMaximum(0));
 }
 
-TEST_F(ChannelItemTest, AnInterpolationChangeMakesEveryTraceBuildItsCalculatorAgain)
+TEST_F(ChannelItemTest, APropertyChangeMakesEveryTraceBuildItsCalculatorAgainAndKeepsTheTraces)
 {
     Attach(SessionTask);
     Show({L"Speed"});
@@ -86,6 +86,15 @@ TEST_F(ChannelItemTest, AnInterpolationChangeMakesEveryTraceBuildItsCalculatorAg
     qvx::time from = live->GetSelection()->GetStartTime(), to = from;
     live->OnDataChanged(nullptr, &from, &to);
     EXPECT_FALSE(live->Flags & TraceCalculatorStale);
+    // A notification of all properties keeps the traces.
+    CChannelDataItem* speed = Channel();
+    CListeningRegion channelListener(speed);
+    listener.Heard.clear();
+    speed->OnPropertyChanged(nullptr, nullptr);
+    EXPECT_EQ(std::vector<DWORD>{~ChannelTracesStale}, channelListener.Heard);
+    EXPECT_EQ((std::vector<DWORD>{TraceColorChanged, TraceCalculatorStale}), listener.Heard);
+    EXPECT_FALSE(speed->Flags & ChannelTracesStale);
+    EXPECT_EQ(live, Trace(0));
 }
 
 TEST_F(ChannelItemTest, YAxisPercentagesSwitchTheVerticalZoomOff)
@@ -117,18 +126,4 @@ TEST_F(ChannelItemTest, YAxisPercentagesSwitchTheVerticalZoomOff)
     ASSERT_EQ(S_OK, speed->ClearDefaultYPercentEnabled());
     EXPECT_EQ(0.0, speed->GetDefaultYPercentMinimum());
     EXPECT_DOUBLE_EQ(middle, speed->GetScaleMinimum(1));
-}
-
-TEST_F(ChannelItemTest, ANotificationOfAllPropertiesKeepsTheTraces)
-{
-    Attach(SessionTask);
-    Show({L"Speed"});
-    CChannelDataItem* speed = Channel();
-    const std::vector<CTraceDataItem*> traces = speed->GetTraces();
-    CListeningRegion channelListener(speed), traceListener(traces[0]);
-    speed->OnPropertyChanged(nullptr, nullptr);
-    EXPECT_EQ(std::vector<DWORD>{~ChannelTracesStale}, channelListener.Heard);
-    EXPECT_EQ((std::vector<DWORD>{TraceColorChanged, TraceCalculatorStale}), traceListener.Heard);
-    EXPECT_FALSE(speed->Flags & ChannelTracesStale);
-    EXPECT_EQ(traces, speed->GetTraces());
 }

@@ -236,22 +236,6 @@ TEST_F(LapMarkers, NoLapsGiveAnEmptyListAndNoHostCallUntilALapIsCompleted)
     EXPECT_EQ(1, list.front().Index);
 }
 
-TEST_F(LapMarkers, WithoutLapNamesALapIsNamedByItsNumberAndOneTheHostCannotGiveIsLeftOut)
-{
-    CComPtr<CTestLaps> laps = MakeObject<CTestLaps, IQvxLaps>();
-    laps->Laps = {{10 * Second, 12}, {20 * Second, 2, true}, {30 * Second, 3, false, true}, {40 * Second, -4}};
-    CDataSelectionDataItem selection(SelectionWith(laps), nullptr, 1);
-    CLapMarkersDataItem markers(&selection);
-    const std::list<LapMarker>& list = markers.GetMarkers();
-    ASSERT_EQ(2u, list.size());
-    EXPECT_EQ(L"12", std::wstring(list.front().Name.View()));
-    EXPECT_EQ(1, list.front().Index);
-    EXPECT_EQ(4, list.back().Index) << "the others keep their index";
-    EXPECT_EQ(40 * Second, list.back().Time);
-    EXPECT_EQ(L"-4", std::wstring(list.back().Name.View()));
-    EXPECT_TRUE(IsEqualIID(laps->Iid, __uuidof(IQvxLapMarkersNotifications))) << "advised for the markers";
-}
-
 TEST_F(LapMarkers, WithoutALapObjectOrCountTheListIsEmptyAndNotAskedForAgain)
 {
     const struct
@@ -286,12 +270,21 @@ TEST_F(LapMarkers, WithoutALapObjectOrCountTheListIsEmptyAndNotAskedForAgain)
     EXPECT_EQ(0, Calls(L"IQvxLaps.GetLapTime"));
 }
 
+// Without lap names a lap is named by its number, and one that the host cannot give is left out.
 TEST_F(LapMarkers, NewMarkersMakeTheSelectionsSplitsAndSegmentsStaleAndATimeRangeNothing)
 {
     CComPtr<CTestLaps> laps = MakeObject<CTestLaps, IQvxLaps>();
+    laps->Laps = {{10 * Second, 12}, {20 * Second, 2, true}, {30 * Second, 3, false, true}, {40 * Second, -4}};
     CDataSelectionDataItem selection(SelectionWith(laps), nullptr, 1);
     CLapMarkersDataItem markers(&selection);
-    EXPECT_TRUE(markers.GetMarkers().empty());
+    const std::list<LapMarker>& list = markers.GetMarkers();
+    ASSERT_EQ(2u, list.size());
+    EXPECT_EQ(L"12", std::wstring(list.front().Name.View()));
+    EXPECT_EQ(1, list.front().Index);
+    EXPECT_EQ(4, list.back().Index) << "the others keep their index";
+    EXPECT_EQ(40 * Second, list.back().Time);
+    EXPECT_EQ(L"-4", std::wstring(list.back().Name.View()));
+    EXPECT_TRUE(IsEqualIID(laps->Iid, __uuidof(IQvxLapMarkersNotifications))) << "advised for the markers";
     CComPtr<IQvxLapMarkersNotifications> sink = laps->Notifications();
     ASSERT_TRUE(sink);
     CRecordingRegion onSelection(&NoWindow), onMarkers(&NoWindow);

@@ -67,25 +67,6 @@ TEST_F(ChannelItemTest, WithoutTheHostsChannelATraceHasNoDataAndTheChannelNoScal
     EXPECT_TRUE(speed->GetData());
 }
 
-TEST_F(ChannelItemTest, SamplesAreFoundOnTheChartsTimeAxis)
-{
-    Attach(ArchiveTask);
-    Show({L"Speed"});
-    CTraceDataItem* speed = Trace();
-    qvx::time t = Second + Period / 4;
-    EXPECT_TRUE(SUCCEEDED(speed->SampleFrom(t, 1)));
-    EXPECT_EQ(Second + Period, t) << "the nearest sample lies before the time";
-    EXPECT_TRUE(SUCCEEDED(speed->SampleFrom(t = Second, 1)));
-    EXPECT_EQ(Second, t);
-    EXPECT_TRUE(SUCCEEDED(speed->SampleFrom(t, 0)));
-    EXPECT_EQ(Second + Period, t);
-    EXPECT_TRUE(speed->SnapToSample(t = Second + Period / 4));
-    EXPECT_EQ(Second, t);
-    EXPECT_TRUE(speed->ToLastSample(t));
-    EXPECT_EQ(120 * Second, t);
-    EXPECT_FALSE(speed->ToPreviousSample(t = 0));
-}
-
 TEST_F(ChannelItemTest, ValuesAreReadWithTheChannelsInterpolation)
 {
     Attach(ArchiveTask);
@@ -110,11 +91,35 @@ TEST_F(ChannelItemTest, ValuesAreReadWithTheChannelsInterpolation)
     EXPECT_EQ(5.0, value) << "outside the data the value stays";
 }
 
-TEST_F(ChannelItemTest, ABurstOfDataChangesCostsOneFetchOfTheSeries)
+// Samples are found on the chart's time axis; the value offset is asked again after the host
+// changed it, and a burst of data changes costs one fetch of the series.
+TEST_F(ChannelItemTest, ATraceFindsSamplesAndReadsItsOffsetAndSeriesOnceAfterAChange)
 {
     Attach(ArchiveTask);
     Show({L"Speed"});
     CTraceDataItem* speed = Trace();
+    const auto from = [&](qvx::time time, LONG direction) {
+        EXPECT_TRUE(SUCCEEDED(speed->SampleFrom(time, direction)));
+        return time;
+    };
+    EXPECT_EQ(Second + Period, from(Second + Period / 4, 1)) << "the nearest sample lies before the time";
+    EXPECT_EQ(Second, from(Second, 1));
+    EXPECT_EQ(Second + Period, from(Second, 0));
+    qvx::time t = Second + Period / 4;
+    EXPECT_TRUE(speed->SnapToSample(t));
+    EXPECT_EQ(Second, t);
+    EXPECT_TRUE(speed->ToLastSample(t));
+    EXPECT_EQ(120 * Second, t);
+    EXPECT_FALSE(speed->ToPreviousSample(t = 0));
+
+    EXPECT_EQ(0.0, speed->GetValueOffset());
+    ASSERT_EQ(S_OK, Query<IQvxChannelOffset>(speed->GetProxy())->SetValueOffset(2.5));
+    EXPECT_TRUE(speed->Flags & TraceValueOffsetStale);
+    Sim->ResetCallCounts();
+    EXPECT_EQ(2.5, speed->GetValueOffset());
+    EXPECT_EQ(2.5, speed->GetValueOffset());
+    EXPECT_EQ(1, Calls(L"IQvxChannelOffset.GetValueOffset"));
+
     speed->GetData();
     CListeningRegion listener(speed);
     Sim->ResetCallCounts();
@@ -187,20 +192,6 @@ TEST_F(ChannelItemTest, NeitherADataChangeNorATraceMadeOrGoneReadsAPropertyOfThe
     EXPECT_TRUE(speed->Flags & ChannelRangeStale);
     EXPECT_EQ(0, Calls(L"IQvxPropertySet.GetProperty"));
     EXPECT_NE(fixedTop, speed->GetScaleMaximum(0));
-}
-
-TEST_F(ChannelItemTest, TheValueOffsetIsAskedAgainAfterTheHostChangedIt)
-{
-    Attach(ArchiveTask);
-    Show({L"Speed"});
-    CTraceDataItem* speed = Trace();
-    EXPECT_EQ(0.0, speed->GetValueOffset());
-    ASSERT_EQ(S_OK, Query<IQvxChannelOffset>(speed->GetProxy())->SetValueOffset(2.5));
-    EXPECT_TRUE(speed->Flags & TraceValueOffsetStale);
-    Sim->ResetCallCounts();
-    EXPECT_EQ(2.5, speed->GetValueOffset());
-    EXPECT_EQ(2.5, speed->GetValueOffset());
-    EXPECT_EQ(1, Calls(L"IQvxChannelOffset.GetValueOffset"));
 }
 
 TEST_F(ChannelItemTest, AHiddenTraceIsHiddenAgainWhenItsChannelRebuildsItsTraces)
