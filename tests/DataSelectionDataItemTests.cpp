@@ -69,7 +69,7 @@ protected:
 
 } // namespace
 
-TEST_F(LiveSelection, TheChartShowsTheTasksLiveSelectionAndAnswersTheChoiceAsTheHostExpects)
+TEST_F(LiveSelection, TheChartShowsTheTasksLiveSelectionAndFollowsTheChoiceAsTheHostExpects)
 {
     CComPtr<IQvxDataSelection> chosen;
     EXPECT_EQ(E_POINTER, Single->GetSelection(nullptr));
@@ -94,6 +94,16 @@ TEST_F(LiveSelection, TheChartShowsTheTasksLiveSelectionAndAnswersTheChoiceAsThe
     orphan.NotifyChange(TaskSelectionsStale, 0);
     EXPECT_TRUE(orphan.GetSelections().empty());
     EXPECT_FALSE(orphan.Flags & TaskSelectionsStale);
+    // A secondary choice shows nothing, and a new task drops the choice.
+    ASSERT_EQ(S_OK, Single->SetSelectionIndex(3));
+    EXPECT_TRUE(Task().GetSelections().empty());
+    EXPECT_TRUE(Task().GetSecondarySelections().empty());
+    EXPECT_FALSE(Task().IsWaitingForSelection());
+    Attach(ArchiveTask);
+    EXPECT_TRUE(SameObject(Chosen(), SelectionOf(TaskOfHost(Host, ArchiveTask), 1)));
+    // A finished recording is waited for.
+    EXPECT_FALSE(Shown());
+    EXPECT_TRUE(Task().IsWaitingForSelection());
 }
 
 TEST_F(LiveSelection, AChangedChoiceIsToldToTheHostAndTheChartFollows)
@@ -118,20 +128,6 @@ TEST_F(LiveSelection, AChangedChoiceIsToldToTheHostAndTheChartFollows)
     EXPECT_FALSE(Task().IsWaitingForSelection());
     ASSERT_TRUE(Shown());
     EXPECT_TRUE(Shown()->IsRealTime());
-}
-
-TEST_F(LiveSelection, ASecondaryChoiceShowsNothingAndANewTaskDropsTheChoice)
-{
-    Attach(SessionTask);
-    ASSERT_EQ(S_OK, Single->SetSelectionIndex(3));
-    EXPECT_TRUE(Task().GetSelections().empty());
-    EXPECT_TRUE(Task().GetSecondarySelections().empty());
-    EXPECT_FALSE(Task().IsWaitingForSelection());
-    Attach(ArchiveTask);
-    EXPECT_TRUE(SameObject(Chosen(), SelectionOf(TaskOfHost(Host, ArchiveTask), 1)));
-    // A finished recording is waited for.
-    EXPECT_FALSE(Shown());
-    EXPECT_TRUE(Task().IsWaitingForSelection());
 }
 
 TEST_F(LiveSelection, AStoppedRecordingIsExchangedForAWaitingListenerAndTakenUpAgain)

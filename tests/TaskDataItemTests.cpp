@@ -210,6 +210,18 @@ TEST_F(TaskDataItem, ZoomsArePushedScrolledAndUndoneThroughTheStack)
     EXPECT_EQ(S_FALSE, Task->ScrollX(5000));
     EXPECT_EQ(Pair(110 * Second, 120 * Second), Range());
     EXPECT_EQ(E_FAIL, Task->ReplaceTimeZoom(5 * Second, 5 * Second, 1));
+    // A failing range read gives its defaults; when only the maximum fails, the length of the
+    // active selection stands in.
+    Task->PushTimeZoom(10 * Second, 20 * Second);
+    Task->GetActiveSelection();
+    Fault(L"IQvxZoomStack.GetTimeMaximum", E_FAIL);
+    Task->NotifyChange(TaskTimeRangeStale, 1);
+    EXPECT_EQ(Pair(10 * Second, 120 * Second), Range());
+    Fault(L"IQvxZoomStack.GetTimeMinimum", E_FAIL);
+    Fault(L"IQvxZoomStack.GetFullTimeSpan", E_FAIL);
+    Task->NotifyChange(TaskTimeRangeStale, 1);
+    EXPECT_EQ(Pair(0, 0), Range());
+    EXPECT_EQ(120 * Second, Task->GetFullTimeSpan()) << "a failed span keeps the last one";
 }
 
 TEST_F(TaskDataItem, TheVerticalZoomScrollsWithinTheWholeRangeAndReadsAsItWhenEmpty)
@@ -370,22 +382,6 @@ TEST_F(TaskDataItem, AFailingHostKeepsTheLastValuesAndOnlyACursorIsAskedAgain)
     Sim->ClearFaults();
     ASSERT_EQ(S_OK, Attached->SetCursorTime(6 * Second));
     EXPECT_EQ(6 * Second, Task->GetCursorTime());
-}
-
-TEST_F(TaskDataItem, AFailingRangeReadGivesItsDefaults)
-{
-    Attach(ArchiveTask);
-    Task->PushTimeZoom(10 * Second, 20 * Second);
-    // Only the maximum fails: the length of the active selection stands in.
-    Task->GetActiveSelection();
-    Fault(L"IQvxZoomStack.GetTimeMaximum", E_FAIL);
-    Task->NotifyChange(TaskTimeRangeStale, 1);
-    EXPECT_EQ(Pair(10 * Second, 120 * Second), Range());
-    Fault(L"IQvxZoomStack.GetTimeMinimum", E_FAIL);
-    Fault(L"IQvxZoomStack.GetFullTimeSpan", E_FAIL);
-    Task->NotifyChange(TaskTimeRangeStale, 1);
-    EXPECT_EQ(Pair(0, 0), Range());
-    EXPECT_EQ(120 * Second, Task->GetFullTimeSpan()) << "a failed span keeps the last one";
 }
 
 TEST_F(TaskDataItem, AFailingSelectionListLeavesNoItemsAndTheBitSet)
