@@ -50,7 +50,8 @@ TEST(ChannelKey, ANameHasAKeyOnlyWhenItOpensWithABracketAndClosesOne)
         SCOPED_TRACE(Narrow(row.Name));
         EXPECT_EQ(row.Keyed, key.IsKeyed());
         EXPECT_EQ(std::wstring_view(row.Name), key.GetFullName().View());
-        EXPECT_EQ(row.Rest ? std::wstring_view(row.Rest) : L"(none)", key.GetRest().Get() ? key.GetRest().View() : L"(none)");
+        const std::wstring_view none = L"(none)";
+        EXPECT_EQ(row.Rest ? std::wstring_view(row.Rest) : none, key.GetRest().Get() ? key.GetRest().View() : none);
         EXPECT_EQ(row.Id, key.GetId());
     }
     EXPECT_EQ(nullptr, CChannelKey(nullptr).GetFullName().Get());
@@ -100,7 +101,8 @@ TEST_F(ChannelHost, KeyedNamesOfOneTextOrderByTheHostsTextsOfTheirIds)
     // The substitute host finds a keyed channel only under its own quantity (Speed is quantity 1).
     CComPtr<IQvxDataSelectionChannels> channels = Query<IQvxDataSelectionChannels>(SelectionOf(TaskOfHost(Host, 1), 1));
     ASSERT_TRUE(channels);
-    for (const wchar_t* name : {L"Speed", L"[1]Speed", L"[2]Speed", L"[x]Speed", L"[99999999999]Speed", L"[1]", L"[1"}) {
+    for (const wchar_t* name :
+         {L"Speed", L"[1]Speed", L"[2]Speed", L"[x]Speed", L"[99999999999]Speed", L"[1]", L"[1"}) {
         CComPtr<IUnknown> channel;
         EXPECT_EQ(name == std::wstring_view(L"Speed") || name == std::wstring_view(L"[1]Speed"),
                   SUCCEEDED(channels->GetChannel(CBstr(name).Get(), channel.Out())))
@@ -424,7 +426,8 @@ TEST_F(ChannelHost, GroupNamesWaitForAFactoryAndOnlyShownNamedChannelsAreStored)
     for (const wchar_t* name : {L"Engine", L"Dashboard"}) state.GroupNames.emplace_back(name);
     chart->LoadState(state, true, nullptr);
     // Sorted on load: unkeyed names keep their order before keyed ones; two are shown.
-    EXPECT_EQ((Names{L"Brake", L"Throttle"}), Names(chart->GetSelectedChannels().begin(), chart->GetSelectedChannels().end()));
+    const auto& selected = chart->GetSelectedChannels();
+    EXPECT_EQ((Names{L"Brake", L"Throttle"}), Names(selected.begin(), selected.end()));
     const CChannelConfigState saved = chart->SaveState();
     const auto texts = [](const std::vector<CBstr>& list) {
         Names names;

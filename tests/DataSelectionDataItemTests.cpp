@@ -110,17 +110,19 @@ TEST_F(LiveSelection, AChangedChoiceIsToldToTheHostAndTheChartFollows)
 {
     Attach(SessionTask);
     ASSERT_TRUE(Shown());
-    CComPtr<CSelectionRecorder> recorder = MakeObject<CSelectionRecorder, IQvxSingleDataSelectionControlNotifications>();
+    using INotifications = IQvxSingleDataSelectionControlNotifications;
+    CComPtr<CSelectionRecorder> recorder = MakeObject<CSelectionRecorder, INotifications>();
     ULONG cookie = 0;
-    ASSERT_EQ(S_OK, AdviseNotifications(Owner, __uuidof(IQvxSingleDataSelectionControlNotifications),
-                                        static_cast<IQvxSingleDataSelectionControlNotifications*>(recorder.Get()), &cookie));
+    ASSERT_EQ(S_OK, AdviseNotifications(Owner, __uuidof(INotifications), static_cast<INotifications*>(recorder.Get()),
+                                        &cookie));
     // The finished session is not live: the chart waits for it and shows nothing meanwhile. The
     // same choice again is no change; a new text of the chosen selection is news, the same text not.
     for (int twice = 0; twice < 2; ++twice) ASSERT_EQ(S_OK, Single->SetSelectionIndex(2));
     EXPECT_EQ(1, recorder->Changes);
     EXPECT_FALSE(Shown());
     EXPECT_TRUE(Task().IsWaitingForSelection());
-    for (int twice = 0; twice < 2; ++twice) ASSERT_EQ(S_OK, Sim->SetSelectionText(SessionTask, 2, CBstr(L"Morning").Get()));
+    for (int twice = 0; twice < 2; ++twice)
+        ASSERT_EQ(S_OK, Sim->SetSelectionText(SessionTask, 2, CBstr(L"Morning").Get()));
     EXPECT_EQ(2, recorder->Changes);
     UnadviseNotifications(Owner, cookie);
     // A waiting listener leaves with its selection; the task's default, the live one, is taken next.
