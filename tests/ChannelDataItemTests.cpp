@@ -36,9 +36,7 @@ TEST_F(ChannelItemTest, AConstantChannelScalesToAHundredthOfItsUnitEitherSide)
     Attach(ArchiveTask);
     Set(L"Speed", L"Autoscale", VT_BOOL, -1);
     Show({L"Speed"});
-    __int64 at = 0;
-    double value = 0.0;
-    ASSERT_EQ(S_OK, Series(Trace())->FindSample(Trace()->GetSelection()->GetStartTime(), 2, 1, &at, &value));
+    const double value = SampleAt(Trace(), 0);
     // A hundredth of a km/h, in m/s.
     EXPECT_DOUBLE_EQ(value - 0.01 / 3.6, Channel()->GetScaleMinimum(0));
     EXPECT_DOUBLE_EQ(value + 0.01 / 3.6, Channel()->GetScaleMaximum(0));
@@ -51,8 +49,7 @@ TEST_F(ChannelItemTest, AutoscaleSpansEveryTraceWithAFivePercentMargin)
     CChannelDataItem* speed = Channel();
     ASSERT_EQ(2u, speed->GetTraces().size());
     EXPECT_DOUBLE_EQ(300.0 / 3.6, speed->GetScaleMaximum(0));
-    CRecordingRegion listener(&NoWindow);
-    speed->AddListener(&listener);
+    CListeningRegion listener(speed);
     Set(L"Speed", L"Autoscale", VT_BOOL, -1);
     EXPECT_EQ(std::vector<DWORD>{ChannelAutoscaleStale | ChannelRangeStale}, listener.Heard);
     // The extremes of each series, summed up in one bin.
@@ -65,10 +62,9 @@ TEST_F(ChannelItemTest, AutoscaleSpansEveryTraceWithAFivePercentMargin)
     }
     EXPECT_DOUBLE_EQ(low - (high - low) * 0.05, speed->GetScaleMinimum(0));
     EXPECT_DOUBLE_EQ(high + (high - low) * 0.05, speed->GetScaleMaximum(0));
-    speed->RemoveListener(&listener);
 }
 
-TEST_F(ChannelItemTest, AnInterpolationChangeMakesEveryTraceBuildItsCalculatorAgain)
+TEST_F(ChannelItemTest, APropertyChangeMakesEveryTraceBuildItsCalculatorAgainAndKeepsTheTraces)
 {
     Attach(SessionTask);
     Show({L"Speed"});
@@ -80,8 +76,7 @@ TEST_F(ChannelItemTest, AnInterpolationChangeMakesEveryTraceBuildItsCalculatorAg
     using CLinear = CStatisticsCalculator<qvx::time, CLinearStatsBin<qvx::time>, true>;
     EXPECT_TRUE(dynamic_cast<CLinear*>(session->GetStatisticsCalculator()));
 
-    CRecordingRegion listener(&NoWindow);
-    live->AddListener(&listener);
+    CListeningRegion listener(live);
     Set(L"Speed", L"Interpolation", VT_I4, 1);
     EXPECT_EQ(std::vector<DWORD>{TraceCalculatorStale}, listener.Heard);
     EXPECT_TRUE(session->Flags & TraceCalculatorStale);
@@ -91,7 +86,15 @@ TEST_F(ChannelItemTest, AnInterpolationChangeMakesEveryTraceBuildItsCalculatorAg
     qvx::time from = live->GetSelection()->GetStartTime(), to = from;
     live->OnDataChanged(nullptr, &from, &to);
     EXPECT_FALSE(live->Flags & TraceCalculatorStale);
-    live->RemoveListener(&listener);
+    // A notification of all properties keeps the traces.
+    CChannelDataItem* speed = Channel();
+    CListeningRegion channelListener(speed);
+    listener.Heard.clear();
+    speed->OnPropertyChanged(nullptr, nullptr);
+    EXPECT_EQ(std::vector<DWORD>{~ChannelTracesStale}, channelListener.Heard);
+    EXPECT_EQ((std::vector<DWORD>{TraceColorChanged, TraceCalculatorStale}), listener.Heard);
+    EXPECT_FALSE(speed->Flags & ChannelTracesStale);
+    EXPECT_EQ(live, Trace(0));
 }
 
 TEST_F(ChannelItemTest, YAxisPercentagesSwitchTheVerticalZoomOff)
@@ -123,22 +126,4 @@ TEST_F(ChannelItemTest, YAxisPercentagesSwitchTheVerticalZoomOff)
     ASSERT_EQ(S_OK, speed->ClearDefaultYPercentEnabled());
     EXPECT_EQ(0.0, speed->GetDefaultYPercentMinimum());
     EXPECT_DOUBLE_EQ(middle, speed->GetScaleMinimum(1));
-}
-
-TEST_F(ChannelItemTest, ANotificationOfAllPropertiesKeepsTheTraces)
-{
-    Attach(SessionTask);
-    Show({L"Speed"});
-    CChannelDataItem* speed = Channel();
-    const std::vector<CTraceDataItem*> traces = speed->GetTraces();
-    CRecordingRegion channelListener(&NoWindow), traceListener(&NoWindow);
-    speed->AddListener(&channelListener);
-    traces[0]->AddListener(&traceListener);
-    speed->OnPropertyChanged(nullptr, nullptr);
-    EXPECT_EQ(std::vector<DWORD>{~ChannelTracesStale}, channelListener.Heard);
-    EXPECT_EQ((std::vector<DWORD>{TraceColorChanged, TraceCalculatorStale}), traceListener.Heard);
-    EXPECT_FALSE(speed->Flags & ChannelTracesStale);
-    EXPECT_EQ(traces, speed->GetTraces());
-    speed->RemoveListener(&channelListener);
-    traces[0]->RemoveListener(&traceListener);
 }

@@ -78,6 +78,14 @@ protected:
     }
     // The host's series of a trace, asked directly.
     CComPtr<IQvxData2> Series(CTraceDataItem* trace) { return Query<IQvxData2>(trace->GetData()); }
+    // The host's value of the last sample of `trace` up to `time` on the chart's time axis.
+    double SampleAt(CTraceDataItem* trace, qvx::time time)
+    {
+        __int64 at = 0;
+        double value = 0.0;
+        EXPECT_EQ(S_OK, Series(trace)->FindSample(trace->GetSelection()->GetStartTime() + time, 2, 1, &at, &value));
+        return value;
+    }
 
     CComPtr<IQvxPropertyFactory> Defaults;
     CComPtr<IQvxPropertyFactory> Factory;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <cstdlib>
 #include <cwchar>
+#include <tuple>
 #include <utility>
 #include <vector>
 #include "control/ChartDrawInfo.h"
@@ -95,10 +96,8 @@ TEST_F(ChartDrawInfoTest, PaintsInTheColoursThatTheOwnerAndTheTargetGive)
         SCOPED_TRACE(row.Name);
         CTestDrawOwner owner;
         owner.Scheme = {{11, 0x102030}, {12, 0x405060}, {13, 0x708090}};
-        owner.BackColor = row.Back;
-        owner.ForeColor = row.Fore;
-        owner.GridColor = row.Grid;
-        owner.ActiveTraceGridColour = row.ActiveGrid;
+        std::tie(owner.BackColor, owner.ForeColor, owner.GridColor, owner.ActiveTraceGridColour) =
+            std::tie(row.Back, row.Fore, row.Grid, row.ActiveGrid);
         CDibSurface canvas(64, 64);
         CChartDrawInfo info(canvas.Dc(), row.Paper ? printer.Get() : canvas.Dc(), owner, 7);
         EXPECT_EQ(info.PointSize, 7);
@@ -107,6 +106,8 @@ TEST_F(ChartDrawInfoTest, PaintsInTheColoursThatTheOwnerAndTheTargetGive)
     }
 }
 
+// Without a font object, or with an object that is no font, the normal font is null and the
+// derived ones are made all the same from an unset height.
 TEST_F(ChartDrawInfoTest, DerivedFontsFollowTheNormalFont)
 {
     CComPtr<IFontDisp> font = qvxtest::CreateChartFont();
@@ -127,47 +128,49 @@ TEST_F(ChartDrawInfoTest, DerivedFontsFollowTheNormalFont)
                             CRow{info.hFontSymbol, L"Symbol", 0}, CRow{info.hFontSymbolRotate90, L"Symbol", 900}}) {
         const LOGFONTW derived = FontOf(row.Font);
         EXPECT_STREQ(derived.lfFaceName, row.Face);
-        EXPECT_EQ(derived.lfEscapement, row.Angle) << row.Angle;
-        EXPECT_EQ(derived.lfOrientation, row.Angle) << row.Angle;
+        EXPECT_TRUE(derived.lfEscapement == row.Angle && derived.lfOrientation == row.Angle) << row.Angle;
         EXPECT_EQ(derived.lfHeight, normal.lfHeight);
     }
     EXPECT_EQ(FontOf(info.hFontSymbol).lfCharSet, SYMBOL_CHARSET);
-}
 
-// Without a font object, or with an object that is no font, the normal font is null and the
-// derived ones are made all the same from an unset height.
-TEST_F(ChartDrawInfoTest, WithoutAFontTheNormalFontIsNull)
-{
     CComPtr<IStream> notAFont;
     ASSERT_EQ(CreateStreamOnHGlobal(nullptr, TRUE, notAFont.Out()), S_OK);
     for (IUnknown* object : {static_cast<IUnknown*>(nullptr), static_cast<IUnknown*>(notAFont.Get())}) {
         Owner.FontObject = object;
-        CChartDrawInfo info(Canvas.Dc(), Canvas.Dc(), Owner, 0);
-        EXPECT_FALSE(info.Font);
-        EXPECT_EQ(info.hFontNormal, nullptr);
-        EXPECT_EQ(GetObjectType(info.hFontRotate90), static_cast<DWORD>(OBJ_FONT));
+        CChartDrawInfo fontless(Canvas.Dc(), Canvas.Dc(), Owner, 0);
+        EXPECT_FALSE(fontless.Font);
+        EXPECT_EQ(fontless.hFontNormal, nullptr);
+        EXPECT_EQ(GetObjectType(fontless.hFontRotate90), static_cast<DWORD>(OBJ_FONT));
     }
 }
 
-TEST_F(ChartDrawInfoTest, TeardownPutsBothContextsBack)
+// Teardown puts both contexts back, deletes everything it made, and leaves the normal font to
+// the font object, which lets it go only when it changes.
+TEST_F(ChartDrawInfoTest, TeardownPutsBothContextsBackAndDeletesWhatItMade)
 {
     CDeviceContext printer = qvxtest::CreateTestPrinterDC();
     ASSERT_TRUE(printer);
     HDC out = Canvas.Dc();
-    const HGDIOBJ pen = GetCurrentObject(out, OBJ_PEN);
-    const HGDIOBJ brush = GetCurrentObject(out, OBJ_BRUSH);
-    const HGDIOBJ font = GetCurrentObject(out, OBJ_FONT);
-    const HGDIOBJ refFont = GetCurrentObject(printer, OBJ_FONT);
+    const HGDIOBJ pen = GetCurrentObject(out, OBJ_PEN), brush = GetCurrentObject(out, OBJ_BRUSH),
+                  font = GetCurrentObject(out, OBJ_FONT), refFont = GetCurrentObject(printer, OBJ_FONT);
     SetBkMode(out, OPAQUE);
-    const int outLevel = SaveLevel(out);
-    const int refLevel = SaveLevel(printer);
+    const int outLevel = SaveLevel(out), refLevel = SaveLevel(printer);
     CComPtr<IFontDisp> chartFont = qvxtest::CreateChartFont();
     Owner.FontObject = chartFont.Get();
+    chartFont->AddRef();
+    const ULONG references = chartFont->Release();
+    std::vector<HGDIOBJ> owned;
+    HFONT normal = nullptr;
     {
         CChartDrawInfo info(out, printer, Owner, 0);
         EXPECT_EQ(GetCurrentObject(out, OBJ_PEN), info.ForePen.Get());
         EXPECT_EQ(SaveLevel(out), outLevel + 1);
         EXPECT_EQ(SaveLevel(printer), refLevel + 1);
+        owned = {info.ForeBrush.Get(), info.BackBrush.Get(), info.GridBrush.Get(), info.ForePen.Get(),
+                 info.GridPen.Get(), info.ActiveGridPen.Get(), info.hFontRotate90.Get(),
+                 info.hFontRotate270.Get(), info.hFontSymbol.Get(), info.hFontSymbolRotate90.Get()};
+        normal = info.hFontNormal;
+        for (HGDIOBJ object : owned) EXPECT_NE(GetObjectType(object), 0u);
         // What a region does in its Draw and does not undo.
         SelectObject(out, info.GridBrush);
         SelectObject(out, info.hFontRotate90);
@@ -181,35 +184,16 @@ TEST_F(ChartDrawInfoTest, TeardownPutsBothContextsBack)
     EXPECT_EQ(GetBkMode(out), OPAQUE);
     EXPECT_EQ(SaveLevel(out), outLevel);
     EXPECT_EQ(SaveLevel(printer), refLevel);
+    for (HGDIOBJ object : owned) EXPECT_EQ(GetObjectType(object), 0u) << object;
+    EXPECT_EQ(GetObjectType(normal), static_cast<DWORD>(OBJ_FONT));
+    chartFont->AddRef();
+    EXPECT_EQ(chartFont->Release(), references);
     // One context for both is saved once.
     {
         CChartDrawInfo info(out, out, Owner, 0);
         EXPECT_EQ(SaveLevel(out), outLevel + 1);
     }
     EXPECT_EQ(SaveLevel(out), outLevel);
-}
-
-TEST_F(ChartDrawInfoTest, TeardownDeletesEverythingItMade)
-{
-    CComPtr<IFontDisp> font = qvxtest::CreateChartFont();
-    Owner.FontObject = font.Get();
-    font->AddRef();
-    const ULONG references = font->Release();
-    std::vector<HGDIOBJ> owned;
-    HFONT normal = nullptr;
-    {
-        CChartDrawInfo info(Canvas.Dc(), Canvas.Dc(), Owner, 0);
-        owned = {info.ForeBrush.Get(), info.BackBrush.Get(), info.GridBrush.Get(), info.ForePen.Get(),
-                 info.GridPen.Get(), info.ActiveGridPen.Get(), info.hFontRotate90.Get(),
-                 info.hFontRotate270.Get(), info.hFontSymbol.Get(), info.hFontSymbolRotate90.Get()};
-        normal = info.hFontNormal;
-        for (HGDIOBJ object : owned) EXPECT_NE(GetObjectType(object), 0u);
-    }
-    for (HGDIOBJ object : owned) EXPECT_EQ(GetObjectType(object), 0u) << object;
-    // The normal font belongs to the font object, which lets it go only when it changes.
-    EXPECT_EQ(GetObjectType(normal), static_cast<DWORD>(OBJ_FONT));
-    font->AddRef();
-    EXPECT_EQ(font->Release(), references);
 }
 
 // The font keeps its physical size on paper, and text is measured on the reference context.

@@ -9,6 +9,7 @@
 #include "config/NotificationSinks.h"
 #include "tests/HostPaths.h"
 #include "tests/SimTestSupport.h"
+#include "tests/TestSource.h"
 #include "items/RTCTaskDataItem.h"
 
 using namespace qvxtest;
@@ -48,33 +49,27 @@ protected:
         Single = nullptr;
         LiveChartTest::TearDown();
     }
+    CComPtr<IQvxDataSelection> Chosen()
+    {
+        CComPtr<IQvxDataSelection> chosen;
+        EXPECT_EQ(S_OK, Single->GetSelection(chosen.Out()));
+        return chosen;
+    }
+    // The newest data lie strictly inside the window, at most a column from its end.
+    void ExpectNewestDataInside(CRTCDataSelectionDataItem* shown)
+    {
+        EXPECT_GT(shown->GetEndTime(), DataEnd());
+        EXPECT_LE(shown->GetEndTime(), DataEnd() + Column);
+    }
 
     CComPtr<IQvxSingleDataSelectionControl> Single;
     CRecordingRegion Listener{nullptr};
+    static constexpr qvx::time Column = 100 * Second / 1000;   // one pixel column of a 100 s window 1000 px wide
 };
-
-constexpr qvx::time Column = 100 * Second / 1000;   // one pixel column of a 100 s window 1000 px wide
 
 } // namespace
 
-// --- the control's choice ---
-
-TEST_F(LiveSelection, TheChartShowsTheTasksLiveSelection)
-{
-    Attach(SessionTask);
-    CRTCDataSelectionDataItem* shown = Shown();
-    ASSERT_TRUE(shown);
-    EXPECT_EQ(1u, Task().GetSelections().size());
-    EXPECT_TRUE(Task().GetSecondarySelections().empty());
-    CComPtr<IQvxDataSelection> chosen;
-    ASSERT_EQ(S_OK, Single->GetSelection(chosen.Out()));
-    EXPECT_TRUE(SameObject(chosen, shown->GetSelection()));
-    EXPECT_TRUE(shown->IsRealTime());
-    EXPECT_EQ(0, shown->GetIndex());
-    EXPECT_TRUE(dynamic_cast<CRTCLapMarkersDataItem*>(shown->GetLapMarkers()));
-}
-
-TEST_F(LiveSelection, TheChoiceAnswersItsArgumentsAsTheHostExpects)
+TEST_F(LiveSelection, TheChartShowsTheTasksLiveSelectionAndFollowsTheChoiceAsTheHostExpects)
 {
     CComPtr<IQvxDataSelection> chosen;
     EXPECT_EQ(E_POINTER, Single->GetSelection(nullptr));
@@ -83,63 +78,59 @@ TEST_F(LiveSelection, TheChoiceAnswersItsArgumentsAsTheHostExpects)
     EXPECT_EQ(E_FAIL, Single->SetSelectionIndex(1)) << "no task";
     Attach(SessionTask);
     EXPECT_EQ(E_INVALIDARG, Single->SetSelectionIndex(9)) << "the host's own answer";
-    EXPECT_EQ(S_OK, Single->GetSelection(chosen.Out()));
+    CRTCDataSelectionDataItem* shown = Shown();
+    ASSERT_TRUE(shown);
+    EXPECT_EQ(1u, Task().GetSelections().size());
+    EXPECT_TRUE(Task().GetSecondarySelections().empty());
+    EXPECT_TRUE(SameObject(Chosen(), shown->GetSelection()));
+    EXPECT_TRUE(shown->IsRealTime());
+    EXPECT_EQ(0, shown->GetIndex());
+    EXPECT_TRUE(dynamic_cast<CRTCLapMarkersDataItem*>(shown->GetLapMarkers()));
+    // Without the control's choice a real-time task has no selection.
+    CRTCTaskDataItem orphan(nullptr, 100 * Second);
+    EXPECT_EQ(E_UNEXPECTED, orphan.GetCurrentDataSelection(chosen.Out()));
+    EXPECT_EQ(E_POINTER, orphan.GetCurrentDataSelection(nullptr));
+    orphan.SetTask(TaskOfHost(Host, SessionTask));
+    orphan.NotifyChange(TaskSelectionsStale, 0);
+    EXPECT_TRUE(orphan.GetSelections().empty());
+    EXPECT_FALSE(orphan.Flags & TaskSelectionsStale);
+    // A secondary choice shows nothing, and a new task drops the choice.
+    ASSERT_EQ(S_OK, Single->SetSelectionIndex(3));
+    EXPECT_TRUE(Task().GetSelections().empty());
+    EXPECT_TRUE(Task().GetSecondarySelections().empty());
+    EXPECT_FALSE(Task().IsWaitingForSelection());
+    Attach(ArchiveTask);
+    EXPECT_TRUE(SameObject(Chosen(), SelectionOf(TaskOfHost(Host, ArchiveTask), 1)));
+    // A finished recording is waited for.
+    EXPECT_FALSE(Shown());
+    EXPECT_TRUE(Task().IsWaitingForSelection());
 }
 
 TEST_F(LiveSelection, AChangedChoiceIsToldToTheHostAndTheChartFollows)
 {
     Attach(SessionTask);
     ASSERT_TRUE(Shown());
-    CComPtr<IQvxSingleDataSelectionControlNotifications> sink;
-    ASSERT_EQ(S_OK, CComObject<CSelectionRecorder>::CreateInstance(sink));
-    auto* recorder = static_cast<CSelectionRecorder*>(sink.Get());
+    using INotifications = IQvxSingleDataSelectionControlNotifications;
+    CComPtr<CSelectionRecorder> recorder = MakeObject<CSelectionRecorder, INotifications>();
     ULONG cookie = 0;
-    ASSERT_EQ(S_OK, AdviseNotifications(Owner, __uuidof(IQvxSingleDataSelectionControlNotifications), sink, &cookie));
-    // The finished session is not live: the chart waits for it and shows nothing meanwhile.
-    ASSERT_EQ(S_OK, Single->SetSelectionIndex(2));
+    ASSERT_EQ(S_OK, AdviseNotifications(Owner, __uuidof(INotifications), static_cast<INotifications*>(recorder.Get()),
+                                        &cookie));
+    // The finished session is not live: the chart waits for it and shows nothing meanwhile. The
+    // same choice again is no change; a new text of the chosen selection is news, the same text not.
+    for (int twice = 0; twice < 2; ++twice) ASSERT_EQ(S_OK, Single->SetSelectionIndex(2));
     EXPECT_EQ(1, recorder->Changes);
     EXPECT_FALSE(Shown());
     EXPECT_TRUE(Task().IsWaitingForSelection());
-    // The same choice again is no change.
-    ASSERT_EQ(S_OK, Single->SetSelectionIndex(2));
-    EXPECT_EQ(1, recorder->Changes);
-    // A new text of the chosen selection is news; the same text is not.
-    ASSERT_EQ(S_OK, Sim->SetSelectionText(SessionTask, 2, CBstr(L"Morning").Get()));
-    EXPECT_EQ(2, recorder->Changes);
-    ASSERT_EQ(S_OK, Sim->SetSelectionText(SessionTask, 2, CBstr(L"Morning").Get()));
+    for (int twice = 0; twice < 2; ++twice)
+        ASSERT_EQ(S_OK, Sim->SetSelectionText(SessionTask, 2, CBstr(L"Morning").Get()));
     EXPECT_EQ(2, recorder->Changes);
     UnadviseNotifications(Owner, cookie);
-}
-
-TEST_F(LiveSelection, ASecondaryChoiceShowsNothingAndANewTaskDropsTheChoice)
-{
-    Attach(SessionTask);
-    ASSERT_EQ(S_OK, Single->SetSelectionIndex(3));
-    EXPECT_TRUE(Task().GetSelections().empty());
-    EXPECT_TRUE(Task().GetSecondarySelections().empty());
+    // A waiting listener leaves with its selection; the task's default, the live one, is taken next.
+    ASSERT_EQ(S_OK, Sim->RemoveDataSelection(SessionTask, 2));
     EXPECT_FALSE(Task().IsWaitingForSelection());
-    Attach(ArchiveTask);
-    CComPtr<IQvxDataSelection> chosen;
-    ASSERT_EQ(S_OK, Single->GetSelection(chosen.Out()));
-    EXPECT_TRUE(SameObject(chosen, SelectionOf(TaskOfHost(Host, ArchiveTask), 1)));
-    // A finished recording is waited for.
-    EXPECT_FALSE(Shown());
-    EXPECT_TRUE(Task().IsWaitingForSelection());
+    ASSERT_TRUE(Shown());
+    EXPECT_TRUE(Shown()->IsRealTime());
 }
-
-TEST_F(LiveSelection, WithoutTheControlsChoiceTheTaskHasNoSelection)
-{
-    CRTCTaskDataItem orphan(nullptr, 100 * Second);
-    CComPtr<IQvxDataSelection> selection;
-    EXPECT_EQ(E_UNEXPECTED, orphan.GetCurrentDataSelection(selection.Out()));
-    EXPECT_EQ(E_POINTER, orphan.GetCurrentDataSelection(nullptr));
-    orphan.SetTask(TaskOfHost(Host, SessionTask));
-    orphan.NotifyChange(TaskSelectionsStale, 0);
-    EXPECT_TRUE(orphan.GetSelections().empty());
-    EXPECT_FALSE(orphan.Flags & TaskSelectionsStale);
-}
-
-// --- waiting for a live selection ---
 
 TEST_F(LiveSelection, AStoppedRecordingIsExchangedForAWaitingListenerAndTakenUpAgain)
 {
@@ -157,19 +148,6 @@ TEST_F(LiveSelection, AStoppedRecordingIsExchangedForAWaitingListenerAndTakenUpA
     EXPECT_FALSE(Task().IsWaitingForSelection());
     EXPECT_TRUE(Shown()->IsRealTime());
     EXPECT_EQ(before, SinkCount()) << "the listener left, and the new item listens as the old one did";
-}
-
-TEST_F(LiveSelection, AWaitingListenerLeavesWithItsSelection)
-{
-    Attach(SessionTask);
-    ASSERT_EQ(S_OK, Single->SetSelectionIndex(2));
-    EXPECT_FALSE(Shown());
-    ASSERT_TRUE(Task().IsWaitingForSelection());
-    ASSERT_EQ(S_OK, Sim->RemoveDataSelection(SessionTask, 2));
-    EXPECT_FALSE(Task().IsWaitingForSelection());
-    // The choice went with it; the task's default, the live one, is taken next.
-    ASSERT_TRUE(Shown());
-    EXPECT_TRUE(Shown()->IsRealTime());
 }
 
 // --- the real-time window ---
@@ -199,7 +177,7 @@ TEST_F(LiveSelection, HoursOfLiveDataLeaveTheWindowExactlyOnItsColumns)
     EXPECT_EQ(0, shown->GetTimeOffset());
 }
 
-TEST_F(LiveSelection, DataWithinTheLastColumnLeaveTheWindowWhereItIs)
+TEST_F(LiveSelection, DataWithinTheLastColumnLeaveTheWindowWhereItIsAndANewSpanComputesItAgain)
 {
     Attach(SessionTask);
     Advance(150 * Second + 100);
@@ -214,6 +192,26 @@ TEST_F(LiveSelection, DataWithinTheLastColumnLeaveTheWindowWhereItIs)
     Advance(Column);
     shown->RefreshWindow();
     EXPECT_EQ(start + Column, shown->GetStartTime());
+    // A held window is not asked for again between refreshes.
+    ASSERT_EQ(S_OK, Sim->ResetCallCounts());
+    qvx::time first = 0, end = 0, offset = -1;
+    ASSERT_TRUE(shown->GetTimes(first, end, offset));
+    EXPECT_EQ(0, Calls(L"IQvxLaps.GetLastTime"));
+    EXPECT_EQ(shown->GetEndTime(), end);
+    EXPECT_EQ(0, offset);
+    Advance(50 * Second);
+    shown->RefreshWindow();
+    ASSERT_EQ(S_OK, Owner->put_HistoricDataTimeSpan(150 * Second));
+    EXPECT_EQ(150 * Second, shown->GetLength());
+    ExpectNewestDataInside(shown);
+    // Without a lap object there is no window.
+    Fault(L"IQvxDataSelection.GetLaps", E_FAIL);
+    shown->RefreshWindow();
+    EXPECT_FALSE(shown->AreTimesValid());
+    ASSERT_EQ(S_OK, Sim->ClearFaults());
+    shown->RefreshWindow();
+    EXPECT_TRUE(shown->AreTimesValid());
+    ExpectNewestDataInside(shown);
 }
 
 TEST_F(LiveSelection, AMovedWindowTellsTheTaskItsLiveRangeIsStaleOnlyWhileRunning)
@@ -223,8 +221,7 @@ TEST_F(LiveSelection, AMovedWindowTellsTheTaskItsLiveRangeIsStaleOnlyWhileRunnin
     // Running: the lap object's report of new data moves the window, and the visible range follows.
     Listener.Heard.clear();
     Advance(120 * Second);
-    EXPECT_TRUE(std::find(Listener.Heard.begin(), Listener.Heard.end(), TaskWindowMoved | TaskLiveRangeStale)
-                != Listener.Heard.end());
+    EXPECT_TRUE(std::count(Listener.Heard.begin(), Listener.Heard.end(), TaskWindowMoved | TaskLiveRangeStale));
     qvx::time minimum = 0, maximum = 0;
     Task().GetTimeRange(minimum, maximum);
     EXPECT_EQ(100 * Second, maximum - minimum);
@@ -235,10 +232,9 @@ TEST_F(LiveSelection, AMovedWindowTellsTheTaskItsLiveRangeIsStaleOnlyWhileRunnin
     Listener.Heard.clear();
     Advance(10 * Second);
     EXPECT_EQ(end, shown->GetEndTime());
-    EXPECT_TRUE(std::find(Listener.Heard.begin(), Listener.Heard.end(), TaskWindowMoved) == Listener.Heard.end());
+    EXPECT_EQ(0, std::count(Listener.Heard.begin(), Listener.Heard.end(), TaskWindowMoved));
     shown->RefreshWindow();
-    ASSERT_EQ(1u, Listener.Heard.size());
-    EXPECT_EQ(TaskWindowMoved, Listener.Heard[0]);
+    EXPECT_EQ(std::vector<DWORD>{TaskWindowMoved}, Listener.Heard);
     // The host's pause: the wish to run stays, but a moved window is not followed either.
     LocalPause();
     HostRuns(false);
@@ -247,45 +243,6 @@ TEST_F(LiveSelection, AMovedWindowTellsTheTaskItsLiveRangeIsStaleOnlyWhileRunnin
     shown->RefreshWindow();
     EXPECT_TRUE(Listener.HeardAny(TaskWindowMoved));
     EXPECT_FALSE(Listener.HeardAny(TaskLiveRangeStale));
-}
-
-TEST_F(LiveSelection, ANewTimeSpanComputesTheWindowAgain)
-{
-    Attach(SessionTask);
-    Advance(200 * Second);
-    Shown()->RefreshWindow();
-    ASSERT_EQ(S_OK, Owner->put_HistoricDataTimeSpan(150 * Second));
-    EXPECT_EQ(150 * Second, Shown()->GetLength());
-    EXPECT_GT(Shown()->GetEndTime(), DataEnd());
-    EXPECT_LE(Shown()->GetEndTime(), DataEnd() + Column);
-}
-
-TEST_F(LiveSelection, WithoutALapObjectThereIsNoWindow)
-{
-    Attach(SessionTask);
-    Advance(10 * Second);
-    Fault(L"IQvxDataSelection.GetLaps", E_FAIL);
-    CRTCDataSelectionDataItem* shown = Shown();
-    shown->RefreshWindow();
-    EXPECT_FALSE(shown->AreTimesValid());
-    ASSERT_EQ(S_OK, Sim->ClearFaults());
-    shown->RefreshWindow();
-    EXPECT_TRUE(shown->AreTimesValid());
-    EXPECT_EQ(DataEnd(), shown->GetEndTime());
-}
-
-TEST_F(LiveSelection, AHeldWindowIsNotAskedForAgainBetweenRefreshes)
-{
-    Attach(SessionTask);
-    Advance(10 * Second);
-    CRTCDataSelectionDataItem* shown = Shown();
-    shown->RefreshWindow();
-    ASSERT_EQ(S_OK, Sim->ResetCallCounts());
-    qvx::time start = 0, end = 0, offset = -1;
-    ASSERT_TRUE(shown->GetTimes(start, end, offset));
-    EXPECT_EQ(0, Calls(L"IQvxLaps.GetLastTime"));
-    EXPECT_EQ(shown->GetEndTime(), end);
-    EXPECT_EQ(0, offset);
 }
 
 // --- the historic item ---
@@ -307,7 +264,7 @@ protected:
     CComPtr<IQvxTask> HostTask;
 };
 
-TEST_F(HistoricSelection, TheColourIsReadOnceUntilTheHostChangesIt)
+TEST_F(HistoricSelection, TheColourIsReadOnceUntilTheHostChangesItAndTheLapObjectGivesTheBounds)
 {
     auto item = Make(2);
     ASSERT_EQ(S_OK, Sim->ResetCallCounts());
@@ -321,6 +278,18 @@ TEST_F(HistoricSelection, TheColourIsReadOnceUntilTheHostChangesIt)
     ASSERT_EQ(S_OK, Sim->SetSelectionColor(SessionTask, 2, 0x00654321));
     Fault(L"IQvxDataSelection.GetColor", E_FAIL);
     EXPECT_EQ(COLORREF(0x00123456), item->GetColor());
+
+    qvx::time first = 0, last = 0;
+    ASSERT_TRUE(item->GetDataFirstTime(first));
+    ASSERT_TRUE(item->GetDataLastTime(last));
+    EXPECT_EQ(item->GetStartTime(), first);
+    EXPECT_EQ(200 * Second, last - first);
+    EXPECT_FALSE(item->IsRealTime());
+    EXPECT_TRUE(dynamic_cast<CLapMarkersDataItem*>(item->GetLapMarkers()));
+    EXPECT_FALSE(dynamic_cast<CRTCLapMarkersDataItem*>(item->GetLapMarkers()));
+    EXPECT_EQ(Plain.GetTimePrefix().Get(), item->GetTimeLabel());
+    Fault(L"IQvxDataSelection.GetLaps", E_FAIL);
+    EXPECT_FALSE(item->GetDataFirstTime(first));
 }
 
 TEST_F(HistoricSelection, AMovedStartForgetsTheListsAndAMovedEndKeepsThem)
@@ -340,35 +309,18 @@ TEST_F(HistoricSelection, AMovedStartForgetsTheListsAndAMovedEndKeepsThem)
     // Lists known again; live data move only the end.
     item->GetSplits();
     item->GetSegments();
-    Listener.Heard.clear();
-    CRecordingRegion heard(nullptr);
-    item->AddListener(&heard);
-    Advance(5 * Second);
-    item->RemoveListener(&heard);
+    {
+        CListeningRegion heard(item.get());
+        Advance(5 * Second);
+        ASSERT_FALSE(heard.Heard.empty());
+        EXPECT_EQ(SelectionTimesChanged | SelectionDistanceStale, heard.Heard.front());
+    }
     EXPECT_EQ(RecordingStart, item->GetSplitsValidTo());
     EXPECT_EQ(RecordingStart, item->GetSegmentsValidTo());
     EXPECT_EQ(DataEnd(), item->GetEndTime());
-    ASSERT_FALSE(heard.Heard.empty());
-    EXPECT_EQ(SelectionTimesChanged | SelectionDistanceStale, heard.Heard.front());
     // Without a map the lists stay empty and stale.
     EXPECT_TRUE(item->Flags & SelectionSplitsStale);
     EXPECT_TRUE(item->Flags & SelectionSegmentsStale);
-}
-
-TEST_F(HistoricSelection, TheLapObjectGivesTheDataBoundsAndTheLabelIsTheTasks)
-{
-    auto item = Make(2);
-    qvx::time first = 0, last = 0;
-    ASSERT_TRUE(item->GetDataFirstTime(first));
-    ASSERT_TRUE(item->GetDataLastTime(last));
-    EXPECT_EQ(item->GetStartTime(), first);
-    EXPECT_EQ(200 * Second, last - first);
-    EXPECT_FALSE(item->IsRealTime());
-    EXPECT_TRUE(dynamic_cast<CLapMarkersDataItem*>(item->GetLapMarkers()));
-    EXPECT_FALSE(dynamic_cast<CRTCLapMarkersDataItem*>(item->GetLapMarkers()));
-    EXPECT_EQ(Plain.GetTimePrefix().Get(), item->GetTimeLabel());
-    Fault(L"IQvxDataSelection.GetLaps", E_FAIL);
-    EXPECT_FALSE(item->GetDataFirstTime(first));
 }
 
 TEST_F(HistoricSelection, AGoingSelectionLeavesItsTaskAndTakesItsLapMarkersAlong)

@@ -43,9 +43,9 @@ TEST(DistanceCursor, LookupsAloneAndInOneIncreasingWalk)
         {"after the data", 200, DistanceCursor::NoValue, 0},
         {"long after the data", 300, DistanceCursor::NoValue, 0},
     };
-    auto series = MakeDistances();
+    auto series = MakeDistances(), walked = MakeDistances();
     DistanceCursor walk;
-    walk.SetData(series);
+    walk.SetData(walked);
     for (const CRow& row : rows) {
         DistanceCursor alone;
         alone.SetData(series);
@@ -58,43 +58,30 @@ TEST(DistanceCursor, LookupsAloneAndInOneIncreasingWalk)
         }
     }
     EXPECT_EQ(walk.SampleIndex, -1);
-}
-
-TEST(DistanceCursor, WithoutDataThereIsNoValue)
-{
-    DistanceCursor cursor;
+    // The walk fetched each record once and asked for no single value.
+    EXPECT_EQ(walked->RecordsFetched, (std::vector<LONG>{1, 2, 3}));
+    EXPECT_EQ(walked->ValueQueries, 0);
+    // Without data there is no value.
+    DistanceCursor none;
     double distance = -1;
-    EXPECT_EQ(cursor.TimeToDistance(5, distance), DistanceCursor::NoValue);
-    cursor.SetData(nullptr);
-    EXPECT_EQ(cursor.TimeToDistance(5, distance), DistanceCursor::NoValue);
+    EXPECT_EQ(none.TimeToDistance(5, distance), DistanceCursor::NoValue);
+    none.SetData(nullptr);
+    EXPECT_EQ(none.TimeToDistance(5, distance), DistanceCursor::NoValue);
     EXPECT_EQ(distance, -1);
-}
-
-TEST(DistanceCursor, IncreasingLookupsFetchEachRecordOnce)
-{
-    auto series = MakeDistances();
-    DistanceCursor cursor;
-    cursor.SetData(series);
-    double distance = 0;
-    for (qvx::time t = 0; t <= 110; t += 5) cursor.TimeToDistance(t, distance);
-    EXPECT_EQ(series->RecordsFetched, (std::vector<LONG>{1, 2, 3}));
-    EXPECT_EQ(series->ValueQueries, 0);
 }
 
 TEST(DistanceCursor, ADroppedOrUnreadableRecordStartsANewWalk)
 {
     auto series = MakeDistances();
-    DistanceCursor cursor;
+    DistanceCursor cursor, fresh;
     cursor.SetData(series);
+    fresh.SetData(series);
     double distance = 0;
     ASSERT_EQ(cursor.TimeToDistance(105, distance), DistanceCursor::HasValue);
     cursor.DropRecord();
     // The walk starts from the last sample up to the time, so the sample before it is known.
     EXPECT_EQ(cursor.TimeToDistance(15, distance), DistanceCursor::HasValue);
     EXPECT_DOUBLE_EQ(distance, 20.0);
-
-    DistanceCursor fresh;
-    fresh.SetData(series);
     series->Failing = {"GetValues"};
     EXPECT_EQ(fresh.TimeToDistance(15, distance), DistanceCursor::NoValue);
     EXPECT_FALSE(fresh.Walk.Record);

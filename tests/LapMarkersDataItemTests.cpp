@@ -20,6 +20,7 @@ namespace {
 // The session task's selections: the live recording, with no data yet, and the finished session.
 constexpr long LiveIndex = 1;
 constexpr long SessionIndex = 2;
+const wchar_t* const NotSaved = L"The laps could not be saved.";
 
 // An item whose transaction the test gives, and whose failures are noted instead of shown unless
 // `ShowsFailures`.
@@ -38,26 +39,8 @@ public:
     std::vector<std::wstring> Shown;
 };
 
-// A notifying host object that keeps the one sink advised on it, also after it was taken off, as
-// a host may.
-struct CKeepingSource : CTestSource
-{
-    CKeepingSource() { KeepsSink = true, NextCookie = 41; }
-};
-
-// A host transaction, as the host would hand one over.
-class CTestTransaction : public CComRoot, public CKeepingSource
-{
-public:
-    QVX_BEGIN_INTERFACES(CTestTransaction)
-        QVX_INTERFACE(CTestTransaction, IQvxNotifications),
-    QVX_END_INTERFACES()
-
-    CComPtr<IQvxTransactionNotifications> Notifications() { return Query<IQvxTransactionNotifications>(Sink); }
-};
-
-// A lap object without names, whose single laps can fail.
-class CTestLaps : public CComRoot, public IQvxLaps, public CKeepingSource
+// A lap object without names, whose single laps can fail, and which keeps its sink as a host may.
+class CTestLaps : public CComRoot, public IQvxLaps, public CTestSource
 {
 public:
     QVX_BEGIN_INTERFACES(CTestLaps)
@@ -67,6 +50,7 @@ public:
     STDMETHODIMP QueryInterface(REFIID iid, void** out) override = 0;
     STDMETHODIMP_(ULONG) AddRef() override = 0;
     STDMETHODIMP_(ULONG) Release() override = 0;
+    CTestLaps() { KeepsSink = true, NextCookie = 41; }
 
     struct CLap
     {
@@ -100,6 +84,7 @@ public:
     STDMETHODIMP GetLastTime(__int64*) override { return E_NOTIMPL; }
 
     CComPtr<IQvxLapMarkersNotifications> Notifications() { return Query<IQvxLapMarkersNotifications>(Sink); }
+    IUnknown* Unknown() { return static_cast<IQvxLaps*>(this); }
 
     std::vector<CLap> Laps;
     int Counts = 0;
@@ -144,21 +129,14 @@ private:
     }
 };
 
-template <class T, class I>
-CComPtr<T> Make()
-{
-    CComPtr<I> object;
-    EXPECT_EQ(S_OK, CComObject<T>::CreateInstance(object));
-    return CComPtr<T>(static_cast<T*>(object.Get()));
-}
-
-// A transaction of the tests' own, handed to `markers` to watch.
+// A transaction of the tests' own, handed to `markers` to watch; its sink is the item's.
 template <class Markers>
-CComPtr<CTestTransaction> Watched(Markers& markers)
+CComPtr<IQvxTransactionNotifications> Watch(Markers& markers, CComPtr<CKeepingSourceObject>& transaction)
 {
-    CComPtr<CTestTransaction> transaction = Make<CTestTransaction, IQvxNotifications>();
-    markers.WatchTransaction(Query<IUnknown>(static_cast<IQvxNotifications*>(transaction.Get())));
-    return transaction;
+    transaction = MakeObject<CKeepingSourceObject, IQvxNotifications>();
+    markers.WatchTransaction(static_cast<IQvxNotifications*>(transaction.Get()));
+    EXPECT_TRUE(IsEqualIID(transaction->Iid, __uuidof(IQvxTransactionNotifications)));
+    return transaction->Held<IQvxTransactionNotifications>();
 }
 
 CComPtr<IQvxLapNames> HostLaps(IQvxDataSelection* selection)
@@ -190,8 +168,8 @@ protected:
     // A selection of the tests' own whose lap object is `laps`.
     CComPtr<CTestSelection> SelectionWith(CTestLaps* laps)
     {
-        CComPtr<CTestSelection> host = Make<CTestSelection, IQvxDataSelection>();
-        if (laps) host->LapObject = Query<IUnknown>(static_cast<IQvxLaps*>(laps));
+        CComPtr<CTestSelection> host = MakeObject<CTestSelection, IQvxDataSelection>();
+        if (laps) host->LapObject = laps->Unknown();
         return host;
     }
 
@@ -199,8 +177,6 @@ protected:
 };
 
 } // namespace
-
-// --- reading ---
 
 TEST_F(LapMarkers, ANewItemAsksNothingUntilTheFirstReadAndThenMirrorsTheHostOnce)
 {
@@ -228,9 +204,7 @@ TEST_F(LapMarkers, ANewItemAsksNothingUntilTheFirstReadAndThenMirrorsTheHostOnce
         ASSERT_EQ(S_OK, laps->GetLapTime(index, &time));
         ASSERT_EQ(S_OK, laps->GetLapNumber(index, &number));
         ASSERT_EQ(S_OK, laps->GetLapName(index, name.Out()));
-        EXPECT_EQ(time, marker.Time);
-        EXPECT_EQ(number, marker.Number);
-        EXPECT_EQ(name.View(), marker.Name.View());
+        EXPECT_TRUE(time == marker.Time && number == marker.Number && name.View() == marker.Name.View()) << index;
         EXPECT_EQ(index++, marker.Index);
     }
     // Nothing changed: the next read costs no host call.
@@ -262,23 +236,6 @@ TEST_F(LapMarkers, NoLapsGiveAnEmptyListAndNoHostCallUntilALapIsCompleted)
     EXPECT_EQ(1, list.front().Index);
 }
 
-TEST_F(LapMarkers, WithoutLapNamesALapIsNamedByItsNumberAndOneTheHostCannotGiveIsLeftOut)
-{
-    CComPtr<CTestLaps> laps = Make<CTestLaps, IQvxLaps>();
-    laps->Laps = {{10 * Second, 12}, {20 * Second, 2, true}, {30 * Second, 3, false, true}, {40 * Second, -4}};
-    CComPtr<CTestSelection> host = SelectionWith(laps);
-    CDataSelectionDataItem selection(host, nullptr, 1);
-    CLapMarkersDataItem markers(&selection);
-    const std::list<LapMarker>& list = markers.GetMarkers();
-    ASSERT_EQ(2u, list.size());
-    EXPECT_EQ(L"12", std::wstring(list.front().Name.View()));
-    EXPECT_EQ(1, list.front().Index);
-    EXPECT_EQ(4, list.back().Index) << "the others keep their index";
-    EXPECT_EQ(40 * Second, list.back().Time);
-    EXPECT_EQ(L"-4", std::wstring(list.back().Name.View()));
-    EXPECT_TRUE(IsEqualIID(laps->Iid, __uuidof(IQvxLapMarkersNotifications))) << "advised for the markers";
-}
-
 TEST_F(LapMarkers, WithoutALapObjectOrCountTheListIsEmptyAndNotAskedForAgain)
 {
     const struct
@@ -295,9 +252,9 @@ TEST_F(LapMarkers, WithoutALapObjectOrCountTheListIsEmptyAndNotAskedForAgain)
         EXPECT_TRUE(markers.GetMarkers().empty()) << row.Name;
         EXPECT_EQ(0u, markers.Flags & (LapListStale | LapSourceStale)) << row.Name;
         // A lap object that turns up later is found by no read: the item attaches once.
-        CComPtr<CTestLaps> laps = Make<CTestLaps, IQvxLaps>();
+        CComPtr<CTestLaps> laps = MakeObject<CTestLaps, IQvxLaps>();
         laps->Laps = {{10 * Second, 1}};
-        host->LapObject = Query<IUnknown>(static_cast<IQvxLaps*>(laps.Get()));
+        host->LapObject = laps->Unknown();
         markers.NotifyChange(LapListStale, 1);
         EXPECT_TRUE(markers.GetMarkers().empty()) << row.Name;
         EXPECT_EQ(row.Selection ? 1 : 0, host->LapRequests) << row.Name;
@@ -313,22 +270,28 @@ TEST_F(LapMarkers, WithoutALapObjectOrCountTheListIsEmptyAndNotAskedForAgain)
     EXPECT_EQ(0, Calls(L"IQvxLaps.GetLapTime"));
 }
 
-// --- what a change of the markers marks stale ---
-
+// Without lap names a lap is named by its number, and one that the host cannot give is left out.
 TEST_F(LapMarkers, NewMarkersMakeTheSelectionsSplitsAndSegmentsStaleAndATimeRangeNothing)
 {
-    CComPtr<CTestLaps> laps = Make<CTestLaps, IQvxLaps>();
-    CComPtr<CTestSelection> host = SelectionWith(laps);
-    CDataSelectionDataItem selection(host, nullptr, 1);
+    CComPtr<CTestLaps> laps = MakeObject<CTestLaps, IQvxLaps>();
+    laps->Laps = {{10 * Second, 12}, {20 * Second, 2, true}, {30 * Second, 3, false, true}, {40 * Second, -4}};
+    CDataSelectionDataItem selection(SelectionWith(laps), nullptr, 1);
     CLapMarkersDataItem markers(&selection);
-    EXPECT_TRUE(markers.GetMarkers().empty());
+    const std::list<LapMarker>& list = markers.GetMarkers();
+    ASSERT_EQ(2u, list.size());
+    EXPECT_EQ(L"12", std::wstring(list.front().Name.View()));
+    EXPECT_EQ(1, list.front().Index);
+    EXPECT_EQ(4, list.back().Index) << "the others keep their index";
+    EXPECT_EQ(40 * Second, list.back().Time);
+    EXPECT_EQ(L"-4", std::wstring(list.back().Name.View()));
+    EXPECT_TRUE(IsEqualIID(laps->Iid, __uuidof(IQvxLapMarkersNotifications))) << "advised for the markers";
     CComPtr<IQvxLapMarkersNotifications> sink = laps->Notifications();
     ASSERT_TRUE(sink);
     CRecordingRegion onSelection(&NoWindow), onMarkers(&NoWindow);
     selection.AddListener(&onSelection);
     markers.AddListener(&onMarkers);
     laps->Laps = {{10 * Second, 1}};
-    EXPECT_EQ(S_OK, sink->OnMarkersChanged(Query<IUnknown>(static_cast<IQvxLaps*>(laps.Get()))));
+    EXPECT_EQ(S_OK, sink->OnMarkersChanged(laps->Unknown()));
     EXPECT_EQ((std::vector<DWORD>{LapListStale}), onMarkers.Heard);
     EXPECT_EQ((std::vector<DWORD>{SelectionSplitsStale | SelectionSegmentsStale}), onSelection.Heard);
     ASSERT_EQ(1u, markers.GetMarkers().size());
@@ -337,13 +300,10 @@ TEST_F(LapMarkers, NewMarkersMakeTheSelectionsSplitsAndSegmentsStaleAndATimeRang
     onSelection.Heard.clear();
     onMarkers.Heard.clear();
     EXPECT_EQ(S_OK, sink->OnTimeRangeChanged(nullptr, 0, 20 * Second));
-    EXPECT_TRUE(onSelection.Heard.empty());
-    EXPECT_TRUE(onMarkers.Heard.empty());
+    EXPECT_TRUE(onSelection.Heard.empty() && onMarkers.Heard.empty());
     selection.RemoveListener(&onSelection);
     markers.RemoveListener(&onMarkers);
 }
-
-// --- the live chart ---
 
 namespace {
 
@@ -394,7 +354,7 @@ TEST_F(RTCLapMarkers, NewMarkersMakeTheLiveSelectionsEventSetsStaleInstead)
     live->RemoveListener(&onSelection);
 }
 
-TEST_F(RTCLapMarkers, ANewTimeRangeMovesTheWindowOnlyWhileTheChartRuns)
+TEST_F(RTCLapMarkers, ANewTimeRangeMovesTheWindowOnlyWhileTheChartRunsAndHasATask)
 {
     EXPECT_TRUE(WindowMovesWithTheData()) << "running";
     EXPECT_EQ(DataEnd(), Shown()->GetEndTime());
@@ -404,34 +364,26 @@ TEST_F(RTCLapMarkers, ANewTimeRangeMovesTheWindowOnlyWhileTheChartRuns)
     Chart->Running = 1;
     Task().NotifyChange(TaskControlModeStale, 0);
     EXPECT_TRUE(WindowMovesWithTheData()) << "the wish to run again";
-    // A report while the selections are to be rebuilt leaves the item that is about to go.
+    // Neither an item without a task nor one about to go with the selections moves.
+    CRTCDataSelectionDataItem orphan(Shown()->GetSelection(), nullptr, LiveIndex);
+    CRTCLapMarkersDataItem markers(&orphan);
+    markers.GetMarkers();
+    const qvx::time orphanEnd = orphan.GetEndTime();
     CRTCDataSelectionDataItem* shown = Shown();
     const qvx::time end = shown->GetEndTime();
     Task().NotifyChange(TaskSelectionsStale, 0);
     Advance(2 * Second);
     EXPECT_EQ(end, shown->GetEndTime()) << "selections stale";
+    EXPECT_EQ(orphanEnd, orphan.GetEndTime()) << "no task";
 }
-
-TEST_F(RTCLapMarkers, ANewTimeRangeWithoutATaskDoesNothing)
-{
-    CRTCDataSelectionDataItem orphan(Shown()->GetSelection(), nullptr, LiveIndex);
-    CRTCLapMarkersDataItem markers(&orphan);
-    markers.GetMarkers();
-    const qvx::time end = orphan.GetEndTime();
-    Advance(Second);
-    EXPECT_EQ(end, orphan.GetEndTime());
-}
-
-// --- the watched transaction ---
 
 TEST_F(LapMarkers, TheEndOrFailureOfAWatchedTransactionTakesTheSinkOffOnce)
 {
     CDataSelectionDataItem selection(HostSelection(SessionIndex), nullptr, SessionIndex);
     CTestLapMarkers<CRTCLapMarkersDataItem> markers(&selection);
     for (bool fails : {false, true}) {
-        CComPtr<CTestTransaction> transaction = Watched(markers);
-        EXPECT_TRUE(IsEqualIID(transaction->Iid, __uuidof(IQvxTransactionNotifications)));
-        CComPtr<IQvxTransactionNotifications> sink = transaction->Notifications();
+        CComPtr<CKeepingSourceObject> transaction;
+        CComPtr<IQvxTransactionNotifications> sink = Watch(markers, transaction);
         ASSERT_TRUE(sink);
         // Start and progress change nothing.
         EXPECT_EQ(S_OK, sink->OnTransactionStarted(nullptr));
@@ -440,13 +392,13 @@ TEST_F(LapMarkers, TheEndOrFailureOfAWatchedTransactionTakesTheSinkOffOnce)
         const auto finish = [&](const wchar_t* text) {
             return fails ? sink->OnTransactionFailed(nullptr, CBstr(text).Get()) : sink->OnTransactionEnded(nullptr);
         };
-        EXPECT_EQ(S_OK, finish(L"The laps could not be saved."));
+        EXPECT_EQ(S_OK, finish(NotSaved));
         EXPECT_EQ((std::vector<ULONG>{41}), transaction->Unadvised);
         // A late report reaches an item that watches nothing, and takes nothing off twice.
         EXPECT_EQ(S_OK, finish(nullptr));
         EXPECT_EQ(1u, transaction->Unadvised.size());
     }
-    EXPECT_EQ((std::vector<std::wstring>{L"The laps could not be saved.", L""}), markers.Shown);
+    EXPECT_EQ((std::vector<std::wstring>{NotSaved, L""}), markers.Shown);
 }
 
 TEST_F(LapMarkers, AFailureShowsAnErrorBoxOverTheControlsWindow)
@@ -462,69 +414,58 @@ TEST_F(LapMarkers, AFailureShowsAnErrorBoxOverTheControlsWindow)
         CDataSelectionDataItem selection(HostSelection(SessionIndex), &task, SessionIndex);
         CTestLapMarkers<CLapMarkersDataItem> markers(&selection);
         markers.ShowsFailures = true;
-        CComPtr<CTestTransaction> transaction = Watched(markers);
-        CComPtr<IQvxTransactionNotifications> sink = transaction->Notifications();
+        CComPtr<CKeepingSourceObject> transaction;
+        CComPtr<IQvxTransactionNotifications> sink = Watch(markers, transaction);
         ASSERT_TRUE(sink);
         // The box is modal: another thread reads it and closes it.
-        HWND owner = nullptr;
+        HWND box = nullptr, owner = nullptr;
         std::wstring texts;
         bool icon = false;
-        std::atomic<bool> found{false};
         std::thread closer([&] {
-            for (int wait = 0; wait < 500 && !found; ++wait) {
-                HWND box = FindWindowW(L"#32770", L"Morvane");
-                if (!box) {
-                    Sleep(20);
-                    continue;
-                }
-                owner = GetWindow(box, GW_OWNER);
-                for (HWND child = GetWindow(box, GW_CHILD); child; child = GetWindow(child, GW_HWNDNEXT)) {
-                    wchar_t text[256] = {};
-                    GetWindowTextW(child, text, 256);
-                    texts += text;
-                    texts += L"|";
-                    if ((GetWindowLongW(child, GWL_STYLE) & SS_TYPEMASK) == SS_ICON) icon = true;
-                }
-                found = true;
-                PostMessageW(box, WM_COMMAND, IDOK, 0);
+            for (int wait = 0; wait < 500 && !(box = FindWindowW(L"#32770", L"Morvane")); ++wait) Sleep(20);
+            owner = box ? GetWindow(box, GW_OWNER) : nullptr;
+            for (HWND child = box ? GetWindow(box, GW_CHILD) : nullptr; child; child = GetWindow(child, GW_HWNDNEXT)) {
+                wchar_t text[256] = {};
+                GetWindowTextW(child, text, 256);
+                texts += text;
+                icon = icon || (GetWindowLongW(child, GWL_STYLE) & SS_TYPEMASK) == SS_ICON;
             }
+            if (box) PostMessageW(box, WM_COMMAND, IDOK, 0);
         });
-        EXPECT_EQ(S_OK, sink->OnTransactionFailed(nullptr, CBstr(L"The laps could not be saved.").Get()));
+        EXPECT_EQ(S_OK, sink->OnTransactionFailed(nullptr, CBstr(NotSaved).Get()));
         closer.join();
-        ASSERT_TRUE(found);
+        ASSERT_TRUE(box);
         EXPECT_EQ(container.Window, owner);
-        EXPECT_NE(std::wstring::npos, texts.find(L"The laps could not be saved.")) << texts;
+        EXPECT_NE(std::wstring::npos, texts.find(NotSaved)) << texts;
         EXPECT_TRUE(icon);
         EXPECT_EQ(1u, transaction->Unadvised.size());
     }
     chart->Window = nullptr;
 }
 
-// --- what an item leaves behind ---
-
 TEST_F(LapMarkers, AnItemThatGoesTakesItsSinksOffAndALateReportReachesNothing)
 {
     CDataSelectionDataItem session(HostSelection(SessionIndex), nullptr, SessionIndex);
-    CComPtr<CTestLaps> laps = Make<CTestLaps, IQvxLaps>();
+    CComPtr<CTestLaps> laps = MakeObject<CTestLaps, IQvxLaps>();
     laps->Laps = {{10 * Second, 1}};
-    CComPtr<CTestSelection> host = SelectionWith(laps);
-    CDataSelectionDataItem selection(host, nullptr, 1);
+    CDataSelectionDataItem selection(SelectionWith(laps), nullptr, 1);
     CRecordingRegion onSelection(&NoWindow);
     selection.AddListener(&onSelection);
     const long sinks = SinkCount();
-    CComPtr<CTestTransaction> transaction;
+    CComPtr<CKeepingSourceObject> transaction;
+    CComPtr<IQvxTransactionNotifications> late;
     {
         CTestLapMarkers<CLapMarkersDataItem> markers(&session), own(&selection);
         markers.GetMarkers();
         own.GetMarkers();
-        transaction = Watched(markers);
+        late = Watch(markers, transaction);
         EXPECT_EQ(sinks + 1, SinkCount());
     }
     EXPECT_EQ(sinks, SinkCount());
     EXPECT_EQ(1u, transaction->Unadvised.size());
     EXPECT_EQ((std::vector<ULONG>{41}), laps->Unadvised);
     // The host objects still hold the sinks: a late report calls nothing and succeeds.
-    EXPECT_EQ(S_OK, transaction->Notifications()->OnTransactionFailed(nullptr, CBstr(L"late").Get()));
+    EXPECT_EQ(S_OK, late->OnTransactionFailed(nullptr, CBstr(L"late").Get()));
     EXPECT_EQ(S_OK, laps->Notifications()->OnMarkersChanged(nullptr));
     EXPECT_TRUE(onSelection.Heard.empty());
     selection.RemoveListener(&onSelection);

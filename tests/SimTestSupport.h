@@ -37,6 +37,23 @@ public:
     int Removed = 0;
 };
 
+// A recording region that listens to one item for as long as both live.
+class CListeningRegion : public CRecordingRegion
+{
+public:
+    explicit CListeningRegion(CDataItemBase* item) : CRecordingRegion(nullptr), Item(item) { Item->AddListener(this); }
+    ~CListeningRegion() override
+    {
+        if (Item) Item->RemoveListener(this);
+    }
+    void OnDataItemRemoved(CDataItemBase* item) override
+    {
+        Item = nullptr;
+        CRecordingRegion::OnDataItemRemoved(item);
+    }
+    CDataItemBase* Item;
+};
+
 // The substitute host for the length of one test, in OLE of its own: a fixture derives from it
 // and starts the host in its SetUp. The host and OLE outlive every member of the fixture.
 class CTestHost

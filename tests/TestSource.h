@@ -1,8 +1,10 @@
 #pragma once
 // A notifying host object of the tests' own, for a test object to derive from next to CComRoot and
 // its other interfaces.
+#include <gtest/gtest.h>
 #include <windows.h>
 #include <vector>
+#include "com/ComObject.h"
 #include "com/ComPtr.h"
 #include "Interfaces.h"
 
@@ -39,6 +41,34 @@ public:
     IID Iid = IID_NULL;
     CComPtr<IUnknown> Sink;
     std::vector<ULONG> Unadvised;
+};
+
+// A test object of class `T` made as its class factory makes it, through interface `I`.
+template <class T, class I>
+CComPtr<T> MakeObject()
+{
+    CComPtr<I> object;
+    EXPECT_EQ(S_OK, CComObject<T>::CreateInstance(object));
+    return CComPtr<T>(static_cast<T*>(object.Get()));
+}
+
+// A notifying host object with nothing else to it, that keeps its sink after it was taken off.
+class CKeepingSourceObject : public CComRoot, public CTestSource
+{
+public:
+    QVX_BEGIN_INTERFACES(CKeepingSourceObject)
+        QVX_INTERFACE(CKeepingSourceObject, IQvxNotifications),
+    QVX_END_INTERFACES()
+    CKeepingSourceObject() { KeepsSink = true, NextCookie = 41; }
+
+    // The sink it holds, as interface `I`.
+    template <class I>
+    CComPtr<I> Held()
+    {
+        CComPtr<I> held;
+        if (Sink) held.QueryFrom(Sink, __uuidof(I));
+        return held;
+    }
 };
 
 } // namespace qvxtest
