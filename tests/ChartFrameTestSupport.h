@@ -44,6 +44,17 @@ inline CTestChartCtl* CreateTestChart(CComPtr<IQvxLinnographCtl4>& control, HRES
     return SUCCEEDED(hr) ? static_cast<CTestChartCtl*>(control.Get()) : nullptr;
 }
 
+inline bool SameRect(const RECT& a, const RECT& b)
+{
+    return EqualRect(&a, &b) != FALSE;
+}
+
+inline RECT Deflated(RECT rect, int dx, int dy)
+{
+    InflateRect(&rect, -dx, -dy);
+    return rect;
+}
+
 // Whether uxtheme would give the control a theme now.
 inline bool ThemingActive()
 {
