@@ -346,31 +346,6 @@ TEST_F(ChartInPlace, AWindowPaintInsideAPaintOfAnotherSizeLeavesTheOuterPaintWho
     EXPECT_EQ(0, memcmp(expected.Data(), surface.Data(), 300 * 150 * sizeof(DWORD)));
 }
 
-// --- borders and the theme on a window ---
-
-TEST_F(ChartInPlace, AThreeDimensionalBorderFollowsTheTheme)
-{
-    ASSERT_EQ(S_OK, Control->put_BackColor(Teal));
-    ASSERT_EQ(S_OK, Control->put_ShowGrid(VARIANT_FALSE));
-    ASSERT_EQ(S_OK, Control->put_Appearance(1));
-    ASSERT_EQ(S_OK, Control->put_BorderStyle(1));
-    Activate();
-    const RECT client = Client();
-    ASSERT_EQ(ThemingActive(), Chart->BorderHelper().HasTheme());
-    if (RECT content{}; Chart->BorderHelper().HasTheme()) {
-        ASSERT_TRUE(ThemedContentRect(Window, client, content));
-        EXPECT_TRUE(SameRect(Chart->Bounds, content));
-    }
-    // Without a theme: the sunken edge, and the system's edge metrics.
-    Chart->BorderHelper().CloseTheme();
-    InvalidateRect(Window, nullptr, FALSE);
-    ASSERT_TRUE(PumpUntilPainted(Window));
-    EXPECT_TRUE(SameRect(Chart->Bounds, Deflated(client, GetSystemMetrics(SM_CXEDGE), GetSystemMetrics(SM_CYEDGE))));
-    // A change of the system's style opens the theme again when there is one.
-    SendMessageW(Window, WM_THEMECHANGED, 0, 0);
-    EXPECT_EQ(ThemingActive(), Chart->BorderHelper().HasTheme());
-}
-
 // --- the repaint contract ---
 
 TEST_F(ChartInPlace, ATaskChangeRepaintsTheRootAtTheNextPaint)
