@@ -1,6 +1,6 @@
 #pragma once
 // The chart control linked into a test: made as the class factory makes it, with its frame's state
-// open to the test, and the uxtheme facts a test needs to know what a border should look like.
+// open to the test, and the rectangle helpers of the tests that lay it out.
 #include <windows.h>
 #include <gtest/gtest.h>
 #include <uxtheme.h>
@@ -44,20 +44,15 @@ inline CTestChartCtl* CreateTestChart(CComPtr<IQvxLinnographCtl4>& control, HRES
     return SUCCEEDED(hr) ? static_cast<CTestChartCtl*>(control.Get()) : nullptr;
 }
 
-// Whether uxtheme would give the control a theme now.
-inline bool ThemingActive()
+inline bool SameRect(const RECT& a, const RECT& b)
 {
-    return IsThemeActive() && IsAppThemed();
+    return EqualRect(&a, &b) != FALSE;
 }
 
-// The content rectangle of an edit field's background inside `outer`, as the theme gives it.
-inline bool ThemedContentRect(HWND window, const RECT& outer, RECT& content)
+inline RECT Deflated(RECT rect, int dx, int dy)
 {
-    HTHEME theme = OpenThemeData(window, L"EDIT");
-    if (!theme) return false;
-    const bool known = SUCCEEDED(GetThemeBackgroundContentRect(theme, nullptr, 1, 1, &outer, &content));
-    CloseThemeData(theme);
-    return known;
+    InflateRect(&rect, -dx, -dy);
+    return rect;
 }
 
 // The host's task of the given id, through its task list.

@@ -66,12 +66,12 @@ protected:
     CComPtr<IConnectionPoint> Point;
 };
 
-TEST_F(ConnectionPoints, CookiesAreDistinctAndNeverZeroAndASinkMayConnectTwice)
+// Cookies are distinct and never zero, and a sink may connect twice; sinks of another interface
+// and null arguments are refused.
+TEST_F(ConnectionPoints, AdviseGivesDistinctCookiesAndRefusesWhatItCannotHold)
 {
     const DWORD first = Advise(A), second = Advise(B);
-    EXPECT_NE(0u, first);
-    EXPECT_NE(first, second);
-    EXPECT_EQ(1u, A.Refs);
+    EXPECT_TRUE(first != 0 && first != second && A.Refs == 1);
     ASSERT_EQ(S_OK, Point->Unadvise(first));
     EXPECT_EQ(0u, A.Refs);
     EXPECT_EQ(CONNECT_E_NOCONNECTION, Point->Unadvise(first));
@@ -82,19 +82,14 @@ TEST_F(ConnectionPoints, CookiesAreDistinctAndNeverZeroAndASinkMayConnectTwice)
     Point->Unadvise(second);
     Point->Unadvise(again);
     EXPECT_EQ(0u, B.Refs);
-}
 
-TEST_F(ConnectionPoints, RefusesSinksOfAnotherInterfaceAndNullArguments)
-{
-    CComPtr<IConnectionPoint> advise;
+    CComPtr<IConnectionPoint> advise, none;
     ASSERT_EQ(S_OK, Container->FindConnectionPoint(IID_IAdviseSink, advise.Out()));
     DWORD cookie = 7;
     EXPECT_EQ(CONNECT_E_CANNOTCONNECT, advise->Advise(&A, &cookie));
-    EXPECT_EQ(0u, cookie);
-    EXPECT_EQ(0u, A.Refs);
+    EXPECT_TRUE(cookie == 0 && A.Refs == 0);
     EXPECT_EQ(E_POINTER, Point->Advise(nullptr, &cookie));
     EXPECT_EQ(E_POINTER, Point->Advise(&A, nullptr));
-    CComPtr<IConnectionPoint> none;
     EXPECT_EQ(CONNECT_E_NOCONNECTION, Container->FindConnectionPoint(IID_IDispatch, none.Out()));
 }
 
@@ -105,13 +100,12 @@ TEST_F(ConnectionPoints, PointsComeInOrderAndKeepTheirContainerAlive)
     IConnectionPoint* found[2] = {};
     ULONG fetched = 0;
     ASSERT_EQ(S_OK, points->Next(2, found, &fetched));
-    IID first{}, second{};
-    found[0]->GetConnectionInterface(&first);
-    found[1]->GetConnectionInterface(&second);
-    EXPECT_TRUE(IsEqualIID(IID_IPropertyNotifySink, first));
-    EXPECT_TRUE(IsEqualIID(IID_IAdviseSink, second));
-    found[0]->Release();
-    found[1]->Release();
+    for (const auto& [index, iid] : {std::pair{0, &IID_IPropertyNotifySink}, {1, &IID_IAdviseSink}}) {
+        IID read{};
+        found[index]->GetConnectionInterface(&read);
+        EXPECT_TRUE(IsEqualIID(*iid, read)) << index;
+        found[index]->Release();
+    }
     EXPECT_EQ(S_FALSE, points->Skip(1));
     points = nullptr;
 
@@ -163,7 +157,7 @@ TEST_F(ConnectionPoints, EnumeratesConnectionsAsTheyWere)
     EXPECT_EQ(1u, B.Refs);
 }
 
-TEST_F(ConnectionPoints, FiringSurvivesSinksLeavingDuringTheWalk)
+TEST_F(ConnectionPoints, FiringSurvivesSinksLeavingDuringTheWalkAndStopsWhenACallSaysSo)
 {
     const DWORD first = Advise(A), second = Advise(B);
     Advise(C);
@@ -174,25 +168,16 @@ TEST_F(ConnectionPoints, FiringSurvivesSinksLeavingDuringTheWalk)
         Advise(D);
     };
     EXPECT_TRUE(Source->Fire(3));
-    EXPECT_EQ(1u, A.Changes.size());
-    EXPECT_EQ(0u, B.Changes.size());
-    EXPECT_EQ(1u, C.Changes.size());
-    EXPECT_EQ(0u, D.Changes.size());
+    EXPECT_TRUE(A.Changes.size() == 1 && B.Changes.empty() && C.Changes.size() == 1 && D.Changes.empty());
     EXPECT_EQ(0u, A.Refs + B.Refs);
     EXPECT_EQ(2u, Source->Notify.Count());
     A.OnChange = nullptr;
     EXPECT_TRUE(Source->Fire(4));
     EXPECT_EQ(1u, D.Changes.size());
-}
-
-TEST_F(ConnectionPoints, WalkStopsWhenACallSaysSo)
-{
-    Advise(A);
-    Advise(B);
-    A.EditAnswer = S_FALSE;
+    // A walk stops when a call says so.
+    C.EditAnswer = S_FALSE;
     EXPECT_FALSE(Source->Ask(1));
-    EXPECT_EQ(1u, A.EditRequests.size());
-    EXPECT_TRUE(B.EditRequests.empty());
+    EXPECT_TRUE(C.EditRequests.size() == 1 && D.EditRequests.empty());
 }
 
 } // namespace

@@ -7,17 +7,7 @@ using namespace qvxtest;
 
 namespace {
 
-const RECT Outer{0, 0, 80, 50};
-
-RECT Deflated(RECT rect, int dx, int dy)
-{
-    InflateRect(&rect, -dx, -dy);
-    return rect;
-}
-
-const RECT Sunken = Deflated(Outer, GetSystemMetrics(SM_CXEDGE), GetSystemMetrics(SM_CYEDGE));
-
-CControlBorderHelper::CUpdate Layout(int32_t appearance, int32_t borderStyle, const RECT& outer = Outer)
+CControlBorderHelper::CUpdate Layout(int32_t appearance, int32_t borderStyle, const RECT& outer)
 {
     CControlBorderHelper::CUpdate update;
     update.Appearance = appearance;
@@ -26,46 +16,34 @@ CControlBorderHelper::CUpdate Layout(int32_t appearance, int32_t borderStyle, co
     return update;
 }
 
-bool SameRect(const RECT& a, const RECT& b)
+TEST(ControlBorderHelper, InnerRectangleOfEachKindOfBorderAndWhatAnUpdateTakes)
 {
-    return EqualRect(&a, &b) != FALSE;
-}
-
-TEST(ControlBorderHelper, AnUpdateTakesOnlyWhatItsMaskNames)
-{
-    CControlBorderHelper border;
-    // A resize brings the rectangle, not the border style that came with it.
-    border.Update(CControlBorderHelper::ResizeUpdate, Layout(0, 1));
-    EXPECT_TRUE(SameRect(Outer, border.GetOuterRect()));
-    EXPECT_TRUE(SameRect(Outer, border.GetInnerRect()));
-    border.Update(CControlBorderHelper::LayoutUpdate, Layout(0, 1));
-    EXPECT_TRUE(SameRect(Deflated(Outer, 1, 1), border.GetInnerRect()));
-    // A later resize keeps the style.
-    const RECT wider{0, 0, 120, 50};
-    border.Update(CControlBorderHelper::ResizeUpdate, Layout(0, 0, wider));
-    EXPECT_TRUE(SameRect(Deflated(wider, 1, 1), border.GetInnerRect()));
-}
-
-TEST(ControlBorderHelper, InnerRectangleOfEachKindOfBorderWithoutAWindow)
-{
-    struct CRow
+    const RECT outer{0, 0, 80, 50}, wider{0, 0, 120, 50};
+    const RECT sunken = Deflated(outer, GetSystemMetrics(SM_CXEDGE), GetSystemMetrics(SM_CYEDGE));
+    const struct
     {
         const char* Name;
         int32_t Appearance, BorderStyle;
         RECT Inner;
+    } rows[] = {
+        {"no border style, no border", 1, 0, outer},
+        {"flat", 0, 1, Deflated(outer, 1, 1)},
+        {"any appearance but 1 is flat", 2, 1, Deflated(outer, 1, 1)},
+        {"any style but 0 is a border", 1, -1, sunken},
     };
-    const CRow rows[] = {
-        {"no border style, no border", 1, 0, Outer},
-        {"flat", 0, 1, Deflated(Outer, 1, 1)},
-        {"any appearance but 1 is flat", 2, 1, Deflated(Outer, 1, 1)},
-        {"any style but 0 is a border", 1, -1, Sunken},
-    };
-    for (const CRow& row : rows) {
+    for (const auto& row : rows) {
         CControlBorderHelper border;
-        border.Update(CControlBorderHelper::LayoutUpdate, Layout(row.Appearance, row.BorderStyle));
+        border.Update(CControlBorderHelper::LayoutUpdate, Layout(row.Appearance, row.BorderStyle, outer));
         EXPECT_FALSE(border.HasTheme()) << row.Name;
         EXPECT_TRUE(SameRect(row.Inner, border.GetInnerRect())) << row.Name;
     }
+    // A resize brings the rectangle, not the border style that came with it, and keeps the style.
+    CControlBorderHelper border;
+    border.Update(CControlBorderHelper::ResizeUpdate, Layout(0, 1, outer));
+    EXPECT_TRUE(SameRect(outer, border.GetOuterRect()) && SameRect(outer, border.GetInnerRect()));
+    border.Update(CControlBorderHelper::LayoutUpdate, Layout(0, 1, outer));
+    border.Update(CControlBorderHelper::ResizeUpdate, Layout(0, 0, wider));
+    EXPECT_TRUE(SameRect(Deflated(wider, 1, 1), border.GetInnerRect()));
 }
 
 } // namespace

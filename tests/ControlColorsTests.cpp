@@ -6,16 +6,16 @@
 
 namespace {
 
-// An ambient dispatch that answers some indices and records how it was asked.
+// An ambient dispatch that answers some indices and records how it was last asked.
 class CAmbient : public IDispatch
 {
 public:
     std::map<DISPID, CVariant> Answers;
-    DISPID LastId = 0;
-    WORD LastFlags = 0;
-    LCID LastLocale = 0;
-    UINT LastArguments = 99;
-    bool LastIidNull = false;
+    DISPID Id = 0;
+    WORD Flags = 0;
+    LCID Locale = 0;
+    UINT Arguments = 99;
+    bool IidNull = false;
 
     STDMETHODIMP QueryInterface(REFIID, void** out) override { *out = nullptr; return E_NOINTERFACE; }
     STDMETHODIMP_(ULONG) AddRef() override { return 2; }
@@ -26,16 +26,11 @@ public:
     STDMETHODIMP Invoke(DISPID id, REFIID iid, LCID locale, WORD flags, DISPPARAMS* parameters, VARIANT* result,
                         EXCEPINFO*, UINT*) override
     {
-        LastId = id;
-        LastFlags = flags;
-        LastLocale = locale;
-        LastArguments = parameters ? parameters->cArgs : 99;
-        LastIidNull = IsEqualIID(iid, IID_NULL);
+        Id = id, Flags = flags, Locale = locale, IidNull = IsEqualIID(iid, IID_NULL);
+        Arguments = parameters ? parameters->cArgs : 99;
         auto found = Answers.find(id);
-        if (found == Answers.end()) return DISP_E_MEMBERNOTFOUND;
-        return VariantCopy(result, &found->second);
+        return found == Answers.end() ? DISP_E_MEMBERNOTFOUND : VariantCopy(result, &found->second);
     }
-
     void Answer(DISPID id, VARTYPE type, LONG value)
     {
         V_VT(&Answers[id]) = type;
@@ -43,46 +38,36 @@ public:
     }
 };
 
-TEST(ControlColors, WithoutAContainerTheFallbackTableAnswers)
-{
-    const std::pair<int, COLORREF> table[] = {
-        {2, 0xD77800},     {3, 0xFFFFFF}, {11, 0xFFFFFF}, {4, 0xD0D0D0}, {13, 0xD0D0D0}, {5, 0xA0A0A0},
-        {7, 0xA0A0A0},     {6, 0x696969}, {8, 0xC8C8C8},  {9, 0xF0F0F0}, {10, 0xFFE8CC}, {12, 0},
-        {-701, 0xFFFFFF},  {-704, 0},     {1, 0},         {15, 0},       {-500, 0},
-        {14, CLR_INVALID},   // not a colour: no answer is a failure
-    };
-    for (const auto& [index, colour] : table) EXPECT_EQ(colour, CControlColors::LookUpColour(nullptr, index)) << index;
-}
-
-TEST(ControlColors, AsksTheContainerAsAPropertyGetWithoutArgumentsAndTranslatesTheAnswer)
+// A number from the container wins, a system colour translated; a member that is missing, not a
+// number or not a valid colour leaves the fallback table's entry, and index 14 is no colour.
+TEST(ControlColors, TheContainersAnswerElseTheFallbackTable)
 {
     CAmbient ambient;
     ambient.Answer(11, VT_I4, 0x202020);
-    EXPECT_EQ(0x202020u, CControlColors::LookUpColour(&ambient, 11));
-    EXPECT_EQ(11, ambient.LastId);
-    EXPECT_EQ(DISPATCH_PROPERTYGET, ambient.LastFlags);
-    EXPECT_EQ(LOCALE_USER_DEFAULT, ambient.LastLocale);
-    EXPECT_EQ(0u, ambient.LastArguments);
-    EXPECT_TRUE(ambient.LastIidNull);
-    // A system colour is translated, another number converted.
     ambient.Answer(4, VT_I4, LONG(0x80000000 | COLOR_WINDOWTEXT));
-    EXPECT_EQ(GetSysColor(COLOR_WINDOWTEXT), CControlColors::LookUpColour(&ambient, 4));
     ambient.Answer(12, VT_UI4, 0x00ABCDEF);
-    EXPECT_EQ(0x00ABCDEFu, CControlColors::LookUpColour(&ambient, 12));
-}
-
-TEST(ControlColors, FallsBackWhenTheContainerCannotAnswer)
-{
-    CAmbient ambient;
-    // Not asked for: the member is missing.
-    EXPECT_EQ(0xD77800u, CControlColors::LookUpColour(&ambient, 2));
-    // Not a number.
+    ambient.Answer(13, VT_I4, 0x7F000000);
     V_VT(&ambient.Answers[9]) = VT_BSTR;
     V_BSTR(&ambient.Answers[9]) = SysAllocString(L"blue");
-    EXPECT_EQ(0xF0F0F0u, CControlColors::LookUpColour(&ambient, 9));
-    // Not a valid colour.
-    ambient.Answer(13, VT_I4, 0x7F000000);
-    EXPECT_EQ(0xD0D0D0u, CControlColors::LookUpColour(&ambient, 13));
+    const struct
+    {
+        int Index;
+        COLORREF Fallback, Answered;
+    } rows[] = {
+        {2, 0xD77800, 0xD77800}, {3, 0xFFFFFF, 0xFFFFFF}, {11, 0xFFFFFF, 0x202020},
+        {4, 0xD0D0D0, GetSysColor(COLOR_WINDOWTEXT)}, {13, 0xD0D0D0, 0xD0D0D0}, {5, 0xA0A0A0, 0xA0A0A0},
+        {7, 0xA0A0A0, 0xA0A0A0}, {6, 0x696969, 0x696969}, {8, 0xC8C8C8, 0xC8C8C8}, {9, 0xF0F0F0, 0xF0F0F0},
+        {10, 0xFFE8CC, 0xFFE8CC}, {12, 0, 0xABCDEF}, {-701, 0xFFFFFF, 0xFFFFFF}, {-704, 0, 0}, {1, 0, 0},
+        {15, 0, 0}, {-500, 0, 0}, {14, CLR_INVALID, CLR_INVALID},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(row.Fallback, CControlColors::LookUpColour(nullptr, row.Index)) << row.Index;
+        EXPECT_EQ(row.Answered, CControlColors::LookUpColour(&ambient, row.Index)) << row.Index;
+    }
+    // The container is asked for a property, without arguments.
+    CControlColors::LookUpColour(&ambient, 11);
+    EXPECT_TRUE(ambient.Id == 11 && ambient.Flags == DISPATCH_PROPERTYGET && ambient.Arguments == 0);
+    EXPECT_TRUE(ambient.Locale == LOCALE_USER_DEFAULT && ambient.IidNull);
 }
 
 } // namespace

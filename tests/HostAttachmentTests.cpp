@@ -146,25 +146,21 @@ TEST_F(HostAttachment, SetHostSubscribesToTheRootTellsBothPointsAndIsOnceOnly)
 {
     EXPECT_EQ(E_INVALIDARG, Control->SetHost(nullptr));
     EXPECT_EQ(E_NOINTERFACE, Control->SetHost(static_cast<IQvxControlNotifications2*>(First.Get())));
-    EXPECT_FALSE(HasHost());
     EXPECT_EQ(E_POINTER, Control->GetHost(nullptr));
     // A root that refuses the sink leaves the control without a host, but usable.
     Fault(L"IQvxNotifications.Advise", E_ACCESSDENIED);
     EXPECT_EQ(E_FAIL, Control->SetHost(Host));
     EXPECT_FALSE(HasHost());
-    EXPECT_EQ(Baseline, SinkCount());
-    EXPECT_TRUE(First->Heard.empty());
+    EXPECT_TRUE(Baseline == SinkCount() && First->Heard.empty());
     ASSERT_EQ(S_OK, Sim->ClearFaults());
     ASSERT_EQ(S_OK, Sim->ResetCallCounts());
 
     ASSERT_EQ(S_OK, Control->SetHost(Host));
     EXPECT_EQ(Baseline + 1, SinkCount());
     EXPECT_EQ(1, Calls(L"IQvxOrvid.GetDistanceSource"));
-    for (CRecorder* recorder : {First.Get(), Second.Get()}) {
-        ASSERT_EQ(Whats{"host"}, recorder->Names());
-        EXPECT_TRUE(SameObject(recorder->Heard[0].Control, Control));
-        EXPECT_TRUE(SameObject(recorder->Heard[0].Subject, Host));
-    }
+    for (CRecorder* recorder : {First.Get(), Second.Get()})
+        EXPECT_TRUE(recorder->Heard.size() == 1 && recorder->Heard[0].What == "host"
+                    && SameObject(recorder->Heard[0].Control, Control) && SameObject(recorder->Heard[0].Subject, Host));
     EXPECT_TRUE(HasHost());
     // A second host, even the same one, is refused and changes nothing.
     EXPECT_EQ(E_UNEXPECTED, Control->SetHost(MakeHost()));
@@ -192,11 +188,9 @@ TEST_F(HostAttachment, SetTaskByIdRefusalsKeepThePresentTask)
 TEST_F(HostAttachment, AttachedTasksAreHeardOnceAndReplacedOnesNoMore)
 {
     Attach(1);
-    for (CRecorder* recorder : {First.Get(), Second.Get()}) {
-        ASSERT_EQ((Whats{"host", "task"}), recorder->Names());
-        EXPECT_TRUE(SameObject(recorder->Heard[1].Control, Control));
-        EXPECT_TRUE(SameObject(recorder->Heard[1].Subject, HostTask(1)));
-    }
+    for (CRecorder* recorder : {First.Get(), Second.Get()})
+        EXPECT_TRUE(recorder->Names() == (Whats{"host", "task"}) && SameObject(recorder->Heard[1].Control, Control)
+                    && SameObject(recorder->Heard[1].Subject, HostTask(1)));
     EXPECT_EQ(2, RunStateQueriesOnPause(1));
     const long sinks = SinkCount();
     ASSERT_EQ(S_OK, Control->SetTaskById(1));
@@ -232,10 +226,7 @@ TEST_F(HostAttachment, AHostThatClosesTakesItsTaskAndItselfAway)
     };
     ASSERT_EQ(S_OK, Sim->Shutdown());
     EXPECT_EQ((Whats{"host", "task", "task"}), Second->Names());
-    EXPECT_EQ(nullptr, Second->Heard[2].Subject.Get());
-    EXPECT_EQ(nullptr, AttachedTask().Get());
-    EXPECT_FALSE(HasHost());
-    EXPECT_EQ(Baseline, SinkCount());
+    EXPECT_TRUE(!Second->Heard[2].Subject && !AttachedTask() && !HasHost());
     ASSERT_EQ(S_OK, Sim->SetTimeFormat(2));
     EXPECT_EQ(Baseline, SinkCount());
     EXPECT_EQ(S_OK, Control->SetHost(MakeHost()));
@@ -310,30 +301,31 @@ TEST_F(HostAttachment, TheRootsSelectionsNewsFetchesAMissingDistanceSource)
 }
 
 // A new chart has its two pages and no names; its own factories, made by InitNew, stand on the
-// host's defaults and follow the host when it replaces them.
+// host's defaults and follow the host when it replaces them, and go with the host.
 TEST_F(HostAttachment, TheControlsPagesNamesAndFactories)
 {
-    CComPtr<IQvxDataNames> pages;
-    ASSERT_EQ(S_OK, Control->GetConfigurationPages(pages.Out()));
-    long count = 0;
-    ASSERT_EQ(S_OK, pages->GetCount(&count));
-    ASSERT_EQ(2, count);
-    CBstr first, second;
-    ASSERT_EQ(S_OK, pages->GetName(1, first.Out()));
-    ASSERT_EQ(S_OK, pages->GetName(2, second.Out()));
-    EXPECT_STREQ(L"QvxConfigurationPages.ChannelSelect", first.Get());
-    EXPECT_STREQ(L"QvxConfigurationPages.EventSelect", second.Get());
-    using Names = HRESULT (STDMETHODCALLTYPE IQvxControl3::*)(IQvxDataNames**);
-    for (Names names : {Names(&IQvxControl3::GetActiveChannelName), Names(&IQvxControl3::GetChannelNames),
-                        Names(&IQvxControl3::GetEventNames)}) {
+    using Get = HRESULT (STDMETHODCALLTYPE IQvxControl3::*)(IQvxDataNames**);
+    const auto names = [&](Get get) {
         CComPtr<IQvxDataNames> list;
-        ASSERT_EQ(S_OK, (Control.Get()->*names)(list.Out()));
-        ASSERT_EQ(S_OK, list->GetCount(&count));
-        EXPECT_EQ(0, count);
-    }
-    CComPtr<IQvxPropertyFactory> channels;
-    CComPtr<IQvxEventPropertyFactory> events;
-    CComPtr<IQvxGroupFactory> groups;
+        long count = 0;
+        std::wstring text;
+        EXPECT_EQ(S_OK, (Control.Get()->*get)(list.Out()));
+        EXPECT_EQ(S_OK, list->GetCount(&count));
+        for (long i = 1; i <= count; ++i) {
+            CBstr name;
+            list->GetName(i, name.Out());
+            text += std::wstring(name.View()) + L";";
+        }
+        return text;
+    };
+    EXPECT_EQ(L"QvxConfigurationPages.ChannelSelect;QvxConfigurationPages.EventSelect;",
+              names(&IQvxControl3::GetConfigurationPages));
+    for (Get get : {Get(&IQvxControl3::GetActiveChannelName), Get(&IQvxControl3::GetChannelNames),
+                    Get(&IQvxControl3::GetEventNames)})
+        EXPECT_EQ(L"", names(get));
+    CComPtr<IQvxPropertyFactory> channels, channelDefaults, parent;
+    CComPtr<IQvxEventPropertyFactory> events, eventDefaults;
+    CComPtr<IQvxGroupFactory> groups, groupDefaults;
     EXPECT_EQ(S_FALSE, Control->GetGroupFactory(groups.Out()));
     EXPECT_FALSE(groups);
 
@@ -345,12 +337,11 @@ TEST_F(HostAttachment, TheControlsPagesNamesAndFactories)
     ASSERT_EQ(S_OK, Control->GetGroupFactory(groups.Out()));
     ASSERT_TRUE(channels && events && groups);
     const auto parentsAreTheHosts = [&] {
-        CComPtr<IQvxPropertyFactory> channelDefaults, channelParent, eventParent;
-        CComPtr<IQvxEventPropertyFactory> eventDefaults;
-        CComPtr<IQvxGroupFactory> groupDefaults, groupParent;
         Host->GetChannelDefaults(channelDefaults.Out());
         Host->GetEventDefaults(eventDefaults.Out());
         Host->GetGroupDefaults(groupDefaults.Out());
+        CComPtr<IQvxPropertyFactory> channelParent, eventParent;
+        CComPtr<IQvxGroupFactory> groupParent;
         channels->GetParent(channelParent.Out());
         events->GetParent(eventParent.Out());
         groups->GetParent(groupParent.Out());
@@ -364,9 +355,7 @@ TEST_F(HostAttachment, TheControlsPagesNamesAndFactories)
     ASSERT_EQ(S_OK, Sim->ReplaceEventDefaults());
     ASSERT_EQ(S_OK, Sim->ReplaceGroupDefaults());
     EXPECT_TRUE(parentsAreTheHosts());
-    // A host that goes takes its defaults along.
     ASSERT_EQ(S_OK, Sim->Shutdown());
-    CComPtr<IQvxPropertyFactory> parent;
     channels->GetParent(parent.Out());
     EXPECT_FALSE(parent);
 }
@@ -406,8 +395,7 @@ protected:
 TEST_F(LinkedHostAttachment, TheReceiversFlagTheTaskItemAndActiveChangedGoesToBothPoints)
 {
     Chart->FireActiveChanged();
-    EXPECT_EQ(Whats{"active"}, First->Names());
-    EXPECT_EQ(Whats{"active"}, Second->Names());
+    EXPECT_TRUE(First->Names() == Whats{"active"} && Second->Names() == Whats{"active"});
     ASSERT_EQ(S_OK, Control->SetHost(Host));
     EXPECT_EQ(TaskTimeFormatStale, FlagsRaisedBy([&] { Sim->SetTimeFormat(1); }));
     EXPECT_EQ(TaskTimeDigitsStale, FlagsRaisedBy([&] { Sim->SetTimeDigits(5); }));
@@ -417,8 +405,7 @@ TEST_F(LinkedHostAttachment, TheReceiversFlagTheTaskItemAndActiveChangedGoesToBo
     const DWORD attached = TaskCursorStale | TaskControlModeStale | TaskTimeRangeStale;
     EXPECT_EQ(attached, FlagsRaisedBy([&] { Control->SetTaskById(1); }, attached));
     EXPECT_TRUE(SameObject(Chart->TaskItem->GetTask(), HostTask(1)));
-    EXPECT_NE(nullptr, Chart->TaskItem->GetZoomStack());
-    EXPECT_NE(before, Chart->TaskItem->GetZoomStack());
+    EXPECT_TRUE(Chart->TaskItem->GetZoomStack() && before != Chart->TaskItem->GetZoomStack());
     const DWORD added = TaskTimeRangeStale | TaskDistanceRangeStale | TaskSelectionsStale | TaskActiveStale;
     EXPECT_EQ(added, FlagsRaisedBy([&] { Sim->AddDataSelection(1, 7, 600'000'000, VARIANT_FALSE); }, added));
     CComPtr<IQvxTask> task = HostTask(1);
@@ -443,8 +430,7 @@ TEST_F(LinkedHostAttachment, TheHostsRunStateAndCursorReachTheChart)
     Fault(L"IQvxTask.GetRunning", E_FAIL);
     ASSERT_EQ(S_OK, Sim->SetRunning(1, VARIANT_TRUE));
     EXPECT_EQ(0u, Chart->Running);
-    EXPECT_FALSE(Chart->TaskItem->GetMode().IsLocallyHeld());
-    EXPECT_FALSE(Chart->TaskItem->GetMode().IsRunning());
+    EXPECT_FALSE(Chart->TaskItem->GetMode().IsLocallyHeld() || Chart->TaskItem->GetMode().IsRunning());
     ASSERT_EQ(S_OK, Sim->ClearFaults());
     ASSERT_EQ(S_OK, Sim->SetRunning(1, VARIANT_FALSE));
     ASSERT_EQ(S_OK, Sim->SetRunning(1, VARIANT_TRUE));
@@ -455,17 +441,14 @@ TEST_F(LinkedHostAttachment, TheHostsRunStateAndCursorReachTheChart)
 // hands on from a host that does not close its tasks first.
 TEST_F(LinkedHostAttachment, ATaskOrRootGoingAwayDetachesWhatWent)
 {
+    ASSERT_EQ(S_OK, Control->SetHost(Host));
     for (bool root : {false, true}) {
         SCOPED_TRACE(root ? "root" : "task");
-        if (!HasHost()) {
-            ASSERT_EQ(S_OK, Control->SetHost(Host));
-        }
         ASSERT_EQ(S_OK, Control->SetTaskById(1));
         First->Heard.clear();
         if (root) Chart->OnHostGoingAway(Host);
         else Chart->OnTaskGoingAway(HostTask(1));
-        EXPECT_EQ(nullptr, AttachedTask().Get());
-        EXPECT_EQ(nullptr, Chart->TaskItem->GetTask());
+        EXPECT_TRUE(!AttachedTask() && !Chart->TaskItem->GetTask());
         ASSERT_EQ(Whats{"task"}, First->Names());
         EXPECT_EQ(nullptr, First->Heard[0].Subject.Get());
         EXPECT_EQ(0, RunStateQueriesOnPause(1));

@@ -42,19 +42,6 @@ protected:
         reinterpret_cast<HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, void**)>(GetProcAddress(Dll, "DllGetClassObject"));
 };
 
-TEST_F(Module, VersionIsOneZeroOnWindows)
-{
-    auto getVersion = reinterpret_cast<HRESULT(STDAPICALLTYPE*)(DLLVERSIONINFO*)>(GetProcAddress(Dll, "DllGetVersion"));
-    ASSERT_TRUE(getVersion);
-    DLLVERSIONINFO info{};
-    info.cbSize = sizeof(info);
-    ASSERT_EQ(S_OK, getVersion(&info));
-    EXPECT_EQ(1u, info.dwMajorVersion);
-    EXPECT_EQ(0u, info.dwMinorVersion);
-    EXPECT_EQ(DWORD(DLLVER_PLATFORM_WINDOWS), info.dwPlatformID);
-    EXPECT_EQ(E_POINTER, getVersion(nullptr));
-}
-
 TEST_F(Module, FactoriesObjectsLocksAndEnumeratorsKeepTheModuleLoaded)
 {
     EXPECT_EQ(S_OK, CanUnloadNow());
@@ -74,27 +61,30 @@ TEST_F(Module, FactoriesObjectsLocksAndEnumeratorsKeepTheModuleLoaded)
     EXPECT_EQ(S_OK, CanUnloadNow());
 }
 
-TEST_F(Module, EmbeddedTypeLibraryHasTheLibraryIdAndTheControl)
+// Version 1.0 on Windows, the type library embedded with its id and the control, and the control
+// modes' texts in the string table.
+TEST_F(Module, DescribesItselfByVersionTypeLibraryAndStringTable)
 {
+    auto getVersion = reinterpret_cast<HRESULT(STDAPICALLTYPE*)(DLLVERSIONINFO*)>(GetProcAddress(Dll, "DllGetVersion"));
+    ASSERT_TRUE(getVersion);
+    DLLVERSIONINFO info{sizeof(info)};
+    ASSERT_EQ(S_OK, getVersion(&info));
+    EXPECT_TRUE(info.dwMajorVersion == 1 && info.dwMinorVersion == 0 && info.dwPlatformID == DLLVER_PLATFORM_WINDOWS);
+    EXPECT_EQ(E_POINTER, getVersion(nullptr));
+
     CComPtr<ITypeLib> library;
     ASSERT_EQ(S_OK, LoadTypeLibEx(Path.c_str(), REGKIND_NONE, library.Out()));
     TLIBATTR* attributes = nullptr;
     ASSERT_EQ(S_OK, library->GetLibAttr(&attributes));
     EXPECT_TRUE(IsEqualGUID(LIBID_QvxLinnographLib, attributes->guid));
-    EXPECT_EQ(1, attributes->wMajorVerNum);
-    EXPECT_EQ(0, attributes->wMinorVerNum);
+    EXPECT_TRUE(attributes->wMajorVerNum == 1 && attributes->wMinorVerNum == 0);
     library->ReleaseTLibAttr(attributes);
     CComPtr<ITypeInfo> control;
     EXPECT_EQ(S_OK, library->GetTypeInfoOfGuid(CLSID_LinnographCtl, control.Out()));
-}
 
-TEST_F(Module, StringTableHoldsTheControlModeTexts)
-{
-    const std::pair<UINT, const wchar_t*> texts[] = {
-        {114, L"Elapsed Time: "}, {115, L"Running "}, {116, L"Local Pause "},
-        {120, L"Global Pause "},  {122, L"Time: "},   {11018, L"Time: "},
-    };
-    for (const auto& [id, expected] : texts) {
+    for (const auto& [id, expected] : {std::pair<UINT, const wchar_t*>{114, L"Elapsed Time: "}, {115, L"Running "},
+                                       {116, L"Local Pause "}, {120, L"Global Pause "}, {122, L"Time: "},
+                                       {11018, L"Time: "}}) {
         wchar_t buffer[64] = {};
         ASSERT_GT(LoadStringW(Dll, id, buffer, 64), 0) << id;
         EXPECT_STREQ(expected, buffer) << id;

@@ -3,8 +3,10 @@
 // interface id, and firing that survives sinks leaving in the middle. The points are fired on an
 // object of their own, and reached through COM on the registered control.
 #include <gtest/gtest.h>
+#include <cstring>
 #include <functional>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 #include "com/AutomationTypes.h"
@@ -15,16 +17,19 @@
 
 namespace {
 
-// An object with the control's six points, fired directly.
+// An object with the control's six points, fired directly. Its memory is filled with a pattern
+// rather than handed back when it is released, so that a firing that outlives it fails at once.
 class CPointOwner : public CComRoot, public CControlNotificationPoints
 {
 public:
     QVX_BEGIN_INTERFACES(CPointOwner)
         QVX_INTERFACE(CPointOwner, IQvxNotifications),
     QVX_END_INTERFACES()
+    static void operator delete(void* memory, std::size_t size) { std::memset(memory, 0xDD, size); }
 };
 
-std::vector<std::string> Heard;
+using Names = std::vector<std::string>;
+Names Heard;
 
 // A host's sink for every notification that the control sends. It records each call under its
 // own name, can run an action inside a call, and answers with Result.
@@ -140,53 +145,41 @@ protected:
     CPointOwner* Owner = nullptr;
 };
 
-// A refused advise gives cookie 0, holds nothing and takes no entry.
-TEST_F(NotificationPoints, AdviseAndUnadviseRefuseWhatNoPointServesAndBadArguments)
+// A refused advise gives cookie 0, holds nothing and takes no entry; unadvise refuses cookies of
+// no point (E_FAIL) or of no entry (E_INVALIDARG). The most recently freed entry is reused first,
+// and entries are fired in their order, not in the order of advising.
+TEST_F(NotificationPoints, AdviseUnadviseAndTheReuseOfFreedEntries)
 {
-    CComPtr<CRecorder> sink = MakeRecorder("a");
-    IUnknown* unknown = static_cast<IQvxControlNotifications2*>(sink.Get());
+    CComPtr<CRecorder> a = MakeRecorder("a"), b = MakeRecorder("b"), c = MakeRecorder("c");
+    IUnknown* unknown = static_cast<IQvxControlNotifications2*>(a.Get());
     CComPtr<IUnknown> stranger;
     ASSERT_EQ(S_OK, CComObject<CStranger>::CreateInstance(stranger));
     const ULONG before = RefCount(stranger);
-    struct CRow
-    {
-        const char* Name;
-        const IID& Iid;
-        IUnknown* Sink;
-        HRESULT Expected;
-    };
-    const CRow rows[] = {
+    const std::tuple<const char*, const IID&, IUnknown*, HRESULT> rows[] = {
         {"an interface of no point", IID_IQvxOrderingNotifications, unknown, E_FAIL},
         {"IUnknown", IID_IUnknown, unknown, E_FAIL},
         {"a sink without the point's interface", IID_IQvxControlNotifications, stranger, E_NOINTERFACE},
     };
-    for (const CRow& row : rows) {
+    for (const auto& [name, iid, sink, expected] : rows) {
         ULONG cookie = 99;
-        EXPECT_EQ(row.Expected, Notifications->Advise(row.Iid, row.Sink, &cookie)) << row.Name;
-        EXPECT_EQ(0u, cookie) << row.Name;
+        EXPECT_EQ(expected, Notifications->Advise(iid, sink, &cookie)) << name;
+        EXPECT_EQ(0u, cookie) << name;
     }
     ULONG cookie = 0;
     EXPECT_EQ(E_POINTER, Notifications->Advise(IID_IQvxControlNotifications, nullptr, &cookie));
     EXPECT_EQ(E_POINTER, Notifications->Advise(IID_IQvxControlNotifications, unknown, nullptr));
     EXPECT_EQ(before, RefCount(stranger));
-    cookie = AdviseOn(IID_IQvxControlNotifications, sink);
+    cookie = AdviseOn(IID_IQvxControlNotifications, a);
     EXPECT_EQ(Cookie(1, 1), cookie);
-
-    // Unadvise refuses cookies of no point (E_FAIL) or of no entry (E_INVALIDARG).
     for (ULONG wrong : {0ul, Cookie(1, 7), Cookie(1, 0xFFFF)}) EXPECT_EQ(E_FAIL, Notifications->Unadvise(wrong)) << wrong;
     for (ULONG wrong : {Cookie(0, 1), Cookie(2, 1), Cookie(1, 2)})
         EXPECT_EQ(E_INVALIDARG, Notifications->Unadvise(wrong)) << wrong;
     EXPECT_EQ(S_OK, Notifications->Unadvise(cookie));
     // The entry is free now: a second unadvise is refused and frees nothing twice.
     EXPECT_EQ(E_INVALIDARG, Notifications->Unadvise(cookie));
-    CComPtr<CRecorder> b = MakeRecorder("b"), c = MakeRecorder("c");
     EXPECT_EQ(Cookie(1, 1), AdviseOn(IID_IQvxControlNotifications, b));
     EXPECT_EQ(Cookie(2, 1), AdviseOn(IID_IQvxControlNotifications, c));
-}
 
-TEST_F(NotificationPoints, TheMostRecentlyFreedEntryIsReusedFirst)
-{
-    CComPtr<CRecorder> a = MakeRecorder("a"), b = MakeRecorder("b"), c = MakeRecorder("c");
     const ULONG first = AdviseOn(IID_IQvxEventsConfigNotifications, a);
     AdviseOn(IID_IQvxEventsConfigNotifications, b);
     const ULONG third = AdviseOn(IID_IQvxEventsConfigNotifications, c);
@@ -195,30 +188,34 @@ TEST_F(NotificationPoints, TheMostRecentlyFreedEntryIsReusedFirst)
     EXPECT_EQ(Cookie(3, 4), AdviseOn(IID_IQvxEventsConfigNotifications, a));
     EXPECT_EQ(Cookie(1, 4), AdviseOn(IID_IQvxEventsConfigNotifications, c));
     EXPECT_EQ(Cookie(4, 4), AdviseOn(IID_IQvxEventsConfigNotifications, b));
-    // Entries are fired in their order, not in the order of advising.
     Owner->Fire_OnResolvedChanged(nullptr);
-    EXPECT_EQ((std::vector<std::string>{"c:resolved", "b:resolved", "a:resolved", "b:resolved"}), Heard);
+    EXPECT_EQ((Names{"c:resolved", "b:resolved", "a:resolved", "b:resolved"}), Heard);
 }
 
-// Control notifications reach both control points, the first point first.
-TEST_F(NotificationPoints, EachNotificationReachesItsPoints)
+// Control notifications reach both control points, the first point first, and give their caller
+// the last sink's result; each configuration notification reaches its own point only.
+TEST_F(NotificationPoints, EachNotificationReachesItsPointsAndAnswersWithTheLastSink)
 {
     CComPtr<CRecorder> one = MakeRecorder("one"), two = MakeRecorder("two");
+    one->Result = E_ABORT;
+    EXPECT_EQ(S_OK, Owner->Fire_OnActiveChanged(nullptr));
     AdviseOn(IID_IQvxControlNotifications2, two);
     AdviseOn(IID_IQvxControlNotifications, one);
     IQvxControl* control = OwnerAsControl();
-    Owner->Fire_OnTaskChanged(control, nullptr);
-    Owner->Fire_OnHostAttached(control, nullptr);
+    EXPECT_EQ(S_OK, Owner->Fire_OnTaskChanged(control, nullptr));
+    two->Result = S_FALSE;
+    EXPECT_EQ(S_FALSE, Owner->Fire_OnHostAttached(control, nullptr));
     Owner->Fire_OnChannelsChanged(control);
     Owner->Fire_OnActiveChanged(control);
     Owner->Fire_OnEventSetsChanged(control);
-    EXPECT_EQ((std::vector<std::string>{"one:task", "two:task", "one:host", "two:host", "one:channels",
-                                        "two:channels", "one:active", "two:active", "two:eventsets"}),
-              Heard);
-    EXPECT_EQ(control, one->SeenControl);
-    EXPECT_EQ(control, two->SeenControl);
+    EXPECT_EQ((Names{"one:task", "two:task", "one:host", "two:host", "one:channels", "two:channels", "one:active",
+                     "two:active", "two:eventsets"}), Heard);
+    EXPECT_TRUE(control == one->SeenControl && control == two->SeenControl);
+    two->Result = S_OK;
+    EXPECT_EQ(S_OK, Owner->Fire_OnActiveChanged(nullptr));
+    Notifications->Unadvise(Cookie(1, 2));
+    EXPECT_EQ(E_ABORT, Owner->Fire_OnActiveChanged(nullptr));
 
-    // Each configuration notification reaches its own point only.
     Heard.clear();
     CComPtr<CRecorder> channels = MakeRecorder("c"), events = MakeRecorder("e"), navigate = MakeRecorder("n"),
                        selection = MakeRecorder("s");
@@ -235,26 +232,8 @@ TEST_F(NotificationPoints, EachNotificationReachesItsPoints)
     CBstr name(L"Engine speed");
     Owner->Fire_OnNavigateToProperties(nullptr, 1, name.Get());
     Owner->Fire_OnSelectionChanged(nullptr);
-    EXPECT_EQ((std::vector<std::string>{"c:list", "c:shown", "e:events", "e:inclusions", "e:exclusions",
-                                        "e:resolved", "n:navigate 1:Engine speed;", "s:selection"}),
-              Heard);
-}
-
-TEST_F(NotificationPoints, AControlEventGivesItsCallerTheLastSinksResult)
-{
-    CComPtr<CRecorder> a = MakeRecorder("a"), b = MakeRecorder("b"), c = MakeRecorder("c");
-    a->Result = E_ABORT;
-    b->Result = S_FALSE;
-    EXPECT_EQ(S_OK, Owner->Fire_OnActiveChanged(nullptr));
-    AdviseOn(IID_IQvxControlNotifications, a);
-    EXPECT_EQ(E_ABORT, Owner->Fire_OnActiveChanged(nullptr));
-    AdviseOn(IID_IQvxControlNotifications, b);
-    EXPECT_EQ(S_FALSE, Owner->Fire_OnActiveChanged(nullptr));
-    // The second point's sinks come last.
-    AdviseOn(IID_IQvxControlNotifications2, a);
-    EXPECT_EQ(E_ABORT, Owner->Fire_OnActiveChanged(nullptr));
-    AdviseOn(IID_IQvx1DChannelConfigNotifications, c);
-    EXPECT_EQ(S_OK, Owner->Fire_OnChannelListChanged(nullptr));
+    EXPECT_EQ((Names{"c:list", "c:shown", "e:events", "e:inclusions", "e:exclusions", "e:resolved",
+                     "n:navigate 1:Engine speed;", "s:selection"}), Heard);
 }
 
 // Sinks that come and go while a notification goes out: those taken out before their turn are
@@ -303,14 +282,19 @@ TEST_F(NotificationPoints, SinksThatComeAndGoDuringAFiring)
 // object, so every sink of both points is still told, and the object goes when it is done.
 TEST_F(NotificationPoints, AnOwnerLetGoDuringAFiringLivesUntilItEnds)
 {
-    CComPtr<CRecorder> a = MakeRecorder("a"), b = MakeRecorder("b");
-    AdviseOn(IID_IQvxControlNotifications, a);
-    AdviseOn(IID_IQvxControlNotifications2, b);
-    const LONG objects = CComModule::Instance().ObjectCount();
-    a->During = [&] { Notifications = nullptr; };
-    Owner->Fire_OnTaskChanged(OwnerAsControl(), nullptr);
-    EXPECT_EQ((std::vector<std::string>{"a:task", "b:task"}), Heard);
-    EXPECT_EQ(objects - 1, CComModule::Instance().ObjectCount());
+    for (bool onePoint : {false, true}) {
+        SCOPED_TRACE(onePoint ? "one point" : "both points");
+        SetUp();
+        CComPtr<CRecorder> a = MakeRecorder("a"), b = MakeRecorder("b");
+        AdviseOn(onePoint ? IID_IQvxControlNotifications2 : IID_IQvxControlNotifications, a);
+        AdviseOn(IID_IQvxControlNotifications2, b);
+        const LONG objects = CComModule::Instance().ObjectCount();
+        a->During = [&] { Notifications = nullptr; };
+        if (onePoint) Owner->Fire_OnEventSetsChanged(OwnerAsControl());
+        else Owner->Fire_OnTaskChanged(OwnerAsControl(), nullptr);
+        EXPECT_EQ(onePoint ? (Names{"a:eventsets", "b:eventsets"}) : (Names{"a:task", "b:task"}), Heard);
+        EXPECT_EQ(objects - 1, CComModule::Instance().ObjectCount());
+    }
 }
 
 TEST_F(NotificationPoints, APointHoldsAtMost65535Sinks)

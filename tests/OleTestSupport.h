@@ -115,7 +115,6 @@ public:
     bool FollowPositionRequests = false;
     IOleInPlaceObject* Object = nullptr;       // for FollowPositionRequests
     std::map<DISPID, CVariant> Ambients;
-    std::map<std::wstring, DISPID> AmbientNames;
 
     // What the site heard.
     ULONG Refs = 0;
@@ -213,13 +212,10 @@ public:
     // IDispatch: the ambient properties
     STDMETHODIMP GetTypeInfoCount(UINT* count) override { *count = 0; return S_OK; }
     STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo** info) override { *info = nullptr; return E_NOTIMPL; }
-    STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) override
+    STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR*, UINT count, LCID, DISPID* ids) override
     {
-        if (count != 1) return E_INVALIDARG;
-        auto found = AmbientNames.find(names[0]);
-        if (found == AmbientNames.end()) { ids[0] = DISPID_UNKNOWN; return DISP_E_UNKNOWNNAME; }
-        ids[0] = found->second;
-        return S_OK;
+        for (UINT i = 0; i < count; ++i) ids[i] = DISPID_UNKNOWN;
+        return DISP_E_UNKNOWNNAME;
     }
     STDMETHODIMP Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS*, VARIANT* result, EXCEPINFO*, UINT*) override
     {
@@ -280,6 +276,21 @@ public:
     STDMETHODIMP_(void) OnRename(IMoniker*) override {}
     STDMETHODIMP_(void) OnSave() override { ++Saves; }
     STDMETHODIMP_(void) OnClose() override { ++Closes; }
+};
+
+// Advises a data sink on `control` for the length of a scope, without data.
+class CDataAdvise
+{
+public:
+    CDataAdvise(IUnknown* control, IAdviseSink* sink) : Data(Query<IDataObject>(control))
+    {
+        FORMATETC format{0, nullptr, DVASPECT_CONTENT, -1, TYMED_NULL};
+        if (Data) Result = Data->DAdvise(&format, ADVF_NODATA, sink, &Cookie);
+    }
+    ~CDataAdvise() { if (Data && Cookie) Data->DUnadvise(Cookie); }
+    CComPtr<IDataObject> Data;
+    DWORD Cookie = 0;
+    HRESULT Result = E_FAIL;
 };
 
 // Draws the control's content into `context` within `bounds`.

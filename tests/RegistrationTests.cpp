@@ -87,10 +87,9 @@ TEST_F(Registration, UnregisterRemovesEveryKeyAndRegisterPutsThemBackExactly)
 {
     const std::wstring library = L"TypeLib\\" + GuidText(LIBID_QvxLinnographLib);
     ASSERT_EQ(S_OK, Unregister());
-    for (const CRegisteredClass& entry : Classes) {
+    for (const CRegisteredClass& entry : Classes)
         for (const std::wstring& key : {L"CLSID\\" + GuidText(*entry.Clsid), entry.ProgId, entry.Independent})
             EXPECT_FALSE(KeyExists(key)) << std::string(key.begin(), key.end());
-    }
     EXPECT_FALSE(KeyExists(library));
     // Unregistering what is not registered is no failure.
     EXPECT_EQ(S_OK, Unregister());
@@ -99,22 +98,15 @@ TEST_F(Registration, UnregisterRemovesEveryKeyAndRegisterPutsThemBackExactly)
     for (const CRegisteredClass& entry : Classes) {
         const std::wstring clsid = GuidText(*entry.Clsid), key = L"CLSID\\" + clsid;
         std::vector<std::pair<std::wstring, std::optional<std::wstring>>> values = {
-            {key, entry.DisplayName},
-            {key + L"\\ProgID", entry.ProgId},
-            {key + L"\\VersionIndependentProgID", entry.Independent},
-            {key + L"\\InprocServer32", Path},
-            {key + L"\\InprocServer32|ThreadingModel", L"Apartment"},
-            {entry.ProgId, entry.DisplayName},
-            {entry.ProgId + L"\\CLSID", clsid},
-            {entry.Independent, entry.DisplayName},
-            {entry.Independent + L"\\CLSID", clsid},
-            {entry.Independent + L"\\CurVer", entry.ProgId},
+            {key, entry.DisplayName}, {key + L"\\ProgID", entry.ProgId},
+            {key + L"\\VersionIndependentProgID", entry.Independent}, {key + L"\\InprocServer32", Path},
+            {key + L"\\InprocServer32|ThreadingModel", L"Apartment"}, {entry.ProgId, entry.DisplayName},
+            {entry.ProgId + L"\\CLSID", clsid}, {entry.Independent, entry.DisplayName},
+            {entry.Independent + L"\\CLSID", clsid}, {entry.Independent + L"\\CurVer", entry.ProgId},
         };
         if (entry.Control) {
-            values.insert(values.end(), {{key + L"\\ToolboxBitmap32", Path + L", 101"},
-                                         {key + L"\\MiscStatus", L"0"},
-                                         {key + L"\\MiscStatus\\1", L"131473"},
-                                         {key + L"\\Version", L"1.0"},
+            values.insert(values.end(), {{key + L"\\ToolboxBitmap32", Path + L", 101"}, {key + L"\\MiscStatus", L"0"},
+                                         {key + L"\\MiscStatus\\1", L"131473"}, {key + L"\\Version", L"1.0"},
                                          {key + L"\\TypeLib", GuidText(LIBID_QvxLinnographLib)}});
         }
         for (const auto& [path, expected] : values)
