@@ -4,12 +4,14 @@
 #include <windows.h>
 #include "control/LinnographCtl.h"
 #include "items/RTCTaskDataItem.h"
+#include "regions/GraphRegion.h"
 #include "QvxSim.h"
 
 class CBenchChart : public CLinnographCtl
 {
 public:
     CRTCTaskDataItem* Task() { return TaskItem.get(); }
+    CRTCGraphRegion* Graph() { return GraphRegion.get(); }
 };
 
 // A new substitute host; false when it is not registered.

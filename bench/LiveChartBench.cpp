@@ -6,6 +6,7 @@
 #include <windows.h>
 #include <chrono>
 #include <cstdio>
+#include <string>
 #include <vector>
 #include "bench/BenchChart.h"
 #include "items/ChannelDataItem.h"
@@ -99,14 +100,16 @@ int Run()
 
 } // namespace
 
-// The line traces' figures (LiveTraceBench.cpp).
-int RunTraceFrames();
+// The line traces' figures (LiveTraceBench.cpp); with `historyOnly` the run with long history alone.
+int RunTraceFrames(bool historyOnly);
 
-int main()
+// "--history" runs the long-history comparison alone.
+int main(int argc, char** argv)
 {
     if (FAILED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED))) return 1;
-    int result = Run();
-    if (result == 0) result = RunTraceFrames();
+    const bool historyOnly = argc > 1 && std::string(argv[1]) == "--history";
+    int result = historyOnly ? 0 : Run();
+    if (result == 0) result = RunTraceFrames(historyOnly);
     CoUninitialize();
     return result;
 }

@@ -14,7 +14,7 @@ void CPlotScene::AddTrace(const CPlotTrace& trace)
     Items.push_back(CPlotItem{true, CPlotLine{}, trace});
 }
 
-void CPlotScene::Paint(HDC dc, LONG from, LONG to) const
+void CPlotScene::Paint(HDC dc, const std::vector<CColumns>& columns) const
 {
     // One pen for each run of lines alike: the grid's lines are many and share two. The pen
     // outlives the saved state, which selects the old one back first.
@@ -25,7 +25,7 @@ void CPlotScene::Paint(HDC dc, LONG from, LONG to) const
     for (const CPlotItem& item : Items) {
         if (item.IsTrace) {
             const CPlotTrace& trace = item.Trace;
-            trace.Region->PaintColumns(dc, trace.Colour, trace.Width, trace.Bounds, from, to);
+            trace.Region->PaintColumns(dc, trace.Colour, trace.Width, trace.Bounds, columns);
             continue;
         }
         const CPlotLine& line = item.Line;
@@ -73,19 +73,23 @@ void CPlotLayer::Paint(CChartDrawInfo& info, const RECT& rect, const CPlotScene&
     } else if (Shift > 0) {
         BitBlt(Dc, rect.left, rect.top, size.cx - Shift, size.cy, Dc, rect.left + Shift, rect.top, SRCCOPY);
     }
-    for (const CColumns& columns : Drawn) {
+    // Everything to draw again in one clip: each trace then pays for one pen and one clip
+    // however many places it is drawn in.
+    if (!Drawn.empty() || !Rows.empty()) {
+        CGdiObject<HRGN> area(CreateRectRgn(0, 0, 0, 0));
+        const auto add = [&](LONG left, LONG top, LONG right, LONG bottom) {
+            CGdiObject<HRGN> part(CreateRectRgn(left - rect.left, top - rect.top, right - rect.left, bottom - rect.top));
+            CombineRgn(area, area, part, RGN_OR);
+        };
+        for (const CColumns& columns : Drawn) add(columns.From, rect.top, columns.To + 1, rect.bottom + 1);
+        for (const LONG row : Rows) add(rect.left, row, rect.right + 1, row + 1);
         const CSavedDC saved(Dc);
-        IntersectClipRect(Dc, columns.From, rect.top, columns.To + 1, rect.bottom + 1);
-        const RECT area{columns.From, rect.top, columns.To + 1, rect.bottom + 1};
-        FillRect(Dc, &area, info.BackBrush);
-        scene.Paint(Dc, columns.From, columns.To);
-    }
-    for (const LONG row : Rows) {
-        const CSavedDC saved(Dc);
-        IntersectClipRect(Dc, rect.left, row, rect.right + 1, row + 1);
-        const RECT area{rect.left, row, rect.right + 1, row + 1};
-        FillRect(Dc, &area, info.BackBrush);
-        scene.Paint(Dc);
+        // Clip regions are in device units, the layer's origin at rect's top left.
+        SelectClipRgn(Dc, area);
+        const RECT all{rect.left, rect.top, rect.right + 1, rect.bottom + 1};
+        FillRect(Dc, &all, info.BackBrush);
+        // A dotted row crosses every column: the traces are drawn whole.
+        scene.Paint(Dc, Rows.empty() ? Drawn : AllColumns);
     }
     BitBlt(info.hdcOut, rect.left, rect.top, size.cx, size.cy, Dc, rect.left, rect.top, SRCCOPY);
 

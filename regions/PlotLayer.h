@@ -14,6 +14,15 @@
 class CChartDrawInfo;
 class CLineTraceRegion;
 
+// Inclusive pixel columns.
+struct CColumns
+{
+    LONG From, To;
+};
+
+// Every column there is.
+inline const std::vector<CColumns> AllColumns{{LONG_MIN, LONG_MAX}};
+
 // A line of a one-pixel pen from (X0, Y0) up to, not including, (X1, Y1).
 struct CPlotLine
 {
@@ -53,17 +62,11 @@ class CPlotScene
 public:
     void AddLine(LONG x0, LONG y0, LONG x1, LONG y1, COLORREF colour, int style = PS_SOLID);
     void AddTrace(const CPlotTrace& trace);
-    // Paints every item: the lines whole, the traces as far as they reach the columns `from` to
-    // `to`; the caller's clip keeps the rest out.
-    void Paint(HDC dc, LONG from = LONG_MIN, LONG to = LONG_MAX) const;
+    // Paints every item: the lines whole, the traces as far as they reach `columns` (in column
+    // order); the caller's clip keeps the rest out.
+    void Paint(HDC dc, const std::vector<CColumns>& columns = AllColumns) const;
 
     std::vector<CPlotItem> Items;
-};
-
-// Inclusive pixel columns.
-struct CColumns
-{
-    LONG From, To;
 };
 
 class CPlotLayer

@@ -243,6 +243,7 @@ bool CLineTraceRegion::Feed(CRecordWalker& walker, const CMapping& m, qvx::time 
             if (time <= after) continue;
             AddSample(time, double(m.X(time)), m.A * walker.Values[i] + m.B);
             ReadTime = time;
+            ++SamplesRead;
             // The sample past the edge is taken, so that the line runs off the picture.
             if (time > limit) return false;
         }
@@ -359,35 +360,39 @@ int CLineTraceRegion::PenWidth(CChartDrawInfo& info)
 
 void CLineTraceRegion::PaintPolylines(CChartDrawInfo& info)
 {
-    PaintColumns(info.hdcOut, Colour, PenWidth(info), Bounds, LONG_MIN, LONG_MAX);
+    PaintColumns(info.hdcOut, Colour, PenWidth(info), Bounds, AllColumns);
 }
 
-void CLineTraceRegion::PaintColumns(HDC dc, COLORREF colour, int width, const RECT& bounds, LONG from, LONG to) const
+void CLineTraceRegion::PaintColumns(HDC dc, COLORREF colour, int width, const RECT& bounds,
+                                    const std::vector<CColumns>& columns) const
 {
-    if (Folder.Polylines.empty()) return;
+    if (Folder.Polylines.empty() || columns.empty()) return;
     const CSavedDC saved(dc);
     IntersectClipRect(dc, bounds.left, bounds.top, DataRight + 1, bounds.bottom + 1);
     CPenHandle pen(CreatePen(PS_SOLID, width, colour));
     const CSelection selected(dc, pen);
     // The points lie in column order. A line that reaches the columns starts on the point left of
-    // them and ends on the one right of them; a wide pen reaches half its width further.
+    // them and ends on the one right of them; a wide pen reaches half its width further. A
+    // segment drawn twice for two places draws the same pixels.
     const LONG reach = width / 2 + 1;
-    const LONG low = from < LONG_MIN + reach ? LONG_MIN : from - reach;
-    const LONG high = to > LONG_MAX - reach ? LONG_MAX : to + reach;
     const auto byX = [](const TracePoint& point, LONG x) { return point.X < x; };
-    for (const TracePolyline& record : Folder.Polylines) {
-        const auto& points = record.Points;
-        if (points.size() == 1) {
-            if (points[0].X >= low && points[0].X <= high) SetPixelV(dc, points[0].X, points[0].Y, colour);
-            continue;
+    for (const CColumns& place : columns) {
+        const LONG low = place.From < LONG_MIN + reach ? LONG_MIN : place.From - reach;
+        const LONG high = place.To > LONG_MAX - reach - 1 ? LONG_MAX - 1 : place.To + reach;
+        for (const TracePolyline& record : Folder.Polylines) {
+            const auto& points = record.Points;
+            if (points.size() == 1) {
+                if (points[0].X >= low && points[0].X <= high) SetPixelV(dc, points[0].X, points[0].Y, colour);
+                continue;
+            }
+            const auto begin = points.begin() + record.FirstVisible;
+            if (points.end() - begin < 2 || begin->X > high || points.back().X < low) continue;
+            auto first = std::lower_bound(begin, points.end(), low, byX);
+            if (first != begin) --first;
+            auto last = std::lower_bound(first, points.end(), high + 1, byX);
+            if (last != points.end()) ++last;
+            const auto count = int(last - first);
+            if (count >= 2) Polyline(dc, reinterpret_cast<const POINT*>(&*first), count);
         }
-        const auto begin = points.begin() + record.FirstVisible;
-        if (points.end() - begin < 2 || begin->X > high || points.back().X < low) continue;
-        auto first = std::lower_bound(begin, points.end(), low, byX);
-        if (first != begin) --first;
-        auto last = std::lower_bound(first, points.end(), high + (high < LONG_MAX ? 1 : 0), byX);
-        if (last != points.end()) ++last;
-        const auto count = int(last - first);
-        if (count >= 2) Polyline(dc, reinterpret_cast<const POINT*>(&*first), count);
     }
 }

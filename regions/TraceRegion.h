@@ -7,6 +7,7 @@
 #include <climits>
 #include "control/ChartRegionBase.h"
 #include "Interfaces.h"
+#include "regions/PlotLayer.h"
 #include "scales/ColumnFolder.h"
 
 class CChannelDataItem;
@@ -86,9 +87,9 @@ public:
     virtual void PaintPolylines(CChartDrawInfo& info);
     // Recalculates and builds what the notifications asked for.
     void Prepare(CChartDrawInfo& info);
-    // Paints the stored lines that reach the columns `from` to `to`, within `bounds` and left of
-    // where the data end.
-    void PaintColumns(HDC dc, COLORREF colour, int width, const RECT& bounds, LONG from, LONG to) const;
+    // Paints the stored lines that reach `columns` (in column order), within `bounds` and left
+    // of where the data end.
+    void PaintColumns(HDC dc, COLORREF colour, int width, const RECT& bounds, const std::vector<CColumns>& columns) const;
     // The width of a trace's pen on the device of `info`.
     static int PenWidth(CChartDrawInfo& info);
 
@@ -116,6 +117,8 @@ public:
     qvx::time BuiltSpan = 0;
     // The time of the last sample read, absolute; where the next build goes on.
     qvx::time ReadTime = 0;
+    // Samples read from the host since the region was made.
+    long long SamplesRead = 0;
 
 protected:
     // The mapping of the current view (y = A * value + B): false when there is nothing to draw.
