@@ -330,11 +330,14 @@ protected:
     bool PaintBoth()
     {
         if (DrawInto(Owner, Retained.Dc(), RECTL{0, 0, Width, Height}) != S_OK) return false;
-        {
-            CChartDrawInfo info(Direct.Dc(), Direct.Dc(), *Chart, Chart->GraphRegion->PointSize);
-            Chart->CBaseChartCtl::Draw(info);
-        }
+        PaintDirect();
         return std::memcmp(Retained.Data(), Direct.Data(), size_t(Width) * Height * 4) == 0;
+    }
+    // A paint of the chart that does not go through the layer, as printing or a picture does.
+    void PaintDirect()
+    {
+        CChartDrawInfo info(Direct.Dc(), Direct.Dc(), *Chart, Chart->GraphRegion->PointSize);
+        Chart->CBaseChartCtl::Draw(info);
     }
     // The layer drew every column of the plot again.
     bool DrewWhole()
@@ -382,13 +385,19 @@ TEST_F(RetainedPlot, ShowsWhatAFullPaintDoesAndDrawsOnlyWhatChanged)
             // Mostly frames of a sixtieth of a second, filling the window and then moving it;
             // now and then a longer step.
             Advance(frame % 30 == 29 ? 2 * Second : Second / 60);
+            // Now and then a picture is taken between two screen paints: the traces build for it,
+            // and the layer still learns what changed since it drew.
+            if (frame % 7 == 3 || frame % 30 == 28) {
+                PaintDirect();
+                continue;
+            }
             ASSERT_TRUE(PaintBoth()) << row.Name << ", frame " << frame;
             if (DrewWhole()) continue;
             ++partial;
             for (const CColumns& c : graph.PlotLayer.Drawn) columns += c.To - c.From + 1;
         }
         // Beyond the first frame and the long steps, frames draw a few columns each.
-        EXPECT_GT(partial, 80) << row.Name;
+        EXPECT_GT(partial, 65) << row.Name;
         EXPECT_LT(columns / std::max(partial, 1L), 40) << row.Name;
     }
 }
