@@ -210,6 +210,14 @@ bool Run(int count, int rate, qvx::time history, qvx::time length, const std::ve
                     "", full, double(d.Read) / double(d.Frames), full / std::max(median, 1.0),
                     double(d.Read) / double(d.Frames) / std::max(double(f.Read) / double(f.Frames), 1.0));
     }
+    // What a paint costs when nothing is new: the axes, the fills and the copies around the plot.
+    CFrames still;
+    for (int i = 0; i < FramesPerSecond; ++i) {
+        const Clock::time_point start = Clock::now();
+        live.Paint();
+        still.Micros.push_back(Micros(Clock::now() - start));
+    }
+    std::printf("    %-36s %7.0f us median\n", "a paint with nothing new", still.Percentile(0.5));
     sim->Shutdown();
     return true;
 }
