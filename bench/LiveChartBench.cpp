@@ -100,16 +100,16 @@ int Run()
 
 } // namespace
 
-// The line traces' figures (LiveTraceBench.cpp); with `historyOnly` the run with long history alone.
-int RunTraceFrames(bool historyOnly);
+// The line traces' figures (LiveTraceBench.cpp); `only` names one run, or is empty for all.
+int RunTraceFrames(const std::string& only);
 
-// "--history" runs the long-history comparison alone.
+// "--history" runs the long-history comparison alone, "--heaviest" the 32 x 10 kHz run alone.
 int main(int argc, char** argv)
 {
     if (FAILED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED))) return 1;
-    const bool historyOnly = argc > 1 && std::string(argv[1]) == "--history";
-    int result = historyOnly ? 0 : Run();
-    if (result == 0) result = RunTraceFrames(historyOnly);
+    const std::string only = argc > 1 ? argv[1] : "";
+    int result = only.empty() ? Run() : 0;
+    if (result == 0) result = RunTraceFrames(only);
     CoUninitialize();
     return result;
 }

@@ -225,20 +225,21 @@ bool Run(int count, int rate, qvx::time history, qvx::time length, const std::ve
 } // namespace
 
 // The trace figures of the live chart benchmark.
-int RunTraceFrames(bool historyOnly)
+int RunTraceFrames(const std::string& only)
 {
     const std::vector<CPhase> phases = {{"window filling (0-60 s)", 5 * Second, 60 * Second},
                                         {"moving, history growing (60-300 s)", 5 * Second, 300 * Second},
                                         {"full history (300-360 s)", 5 * Second, 360 * Second}};
     for (int count : {4, 32}) {
-        if (historyOnly) break;
         for (int rate : {1000, 10000}) {
+            if (!only.empty() && !(only == "--heaviest" && count == 32 && rate == 10000)) continue;
             std::printf("  control: %d channels x %d Hz overlaid, 60 s on a 1200 x 600 plot, 300 s of history\n", count,
                         rate);
             if (!Run(count, rate, 300 * Second, 360 * Second, phases, true))
                 std::printf("    the run could not be set up\n");
         }
     }
+    if (!only.empty() && only != "--history") return 0;
     // 32 x 1 kHz: 3000 s of 32 x 10 kHz would be more samples than the substitute host holds.
     std::printf("  control: 32 channels x 1000 Hz with 3000 s of history held\n");
     if (!Run(32, 1000, 3000 * Second, 3001 * Second,
