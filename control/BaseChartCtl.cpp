@@ -128,7 +128,14 @@ void CBaseChartCtl::Draw(CChartDrawInfo& info)
 {
     if (ControlModeStale) ApplyControlMode();
     if (DirtyBits != 0) Recalculate(info);
-    FillRect(info.hdcOut, &Bounds, info.BackBrush);
+    {
+        // The plot that the graph keeps covers its rectangle by itself.
+        const CSavedDC saved(info.hdcOut);
+        RECT plot{};
+        if (GraphRegion && GraphRegion->CoversPlot(info, plot))
+            ExcludeClipRect(info.hdcOut, plot.left, plot.top, plot.right + 1, plot.bottom + 1);
+        FillRect(info.hdcOut, &Bounds, info.BackBrush);
+    }
     CControlBorderHelper::CUpdate update;
     update.Window = WindowRef ? *WindowRef : nullptr;
     update.Colour = GetBorderPaintColour();

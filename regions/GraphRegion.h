@@ -79,6 +79,9 @@ public:
                               DWORD mapId) override;
 
     // --- what the others use ---
+    // Whether this paint copies the kept plot over all of `plot` (GraphRect): the layout stands
+    // and the target is the screen's back buffer.
+    bool CoversPlot(const CChartDrawInfo& info, RECT& plot) const;
     // The channel region of the task's active channel, or null; rebuilds the regions first if
     // they are stale.
     CChannelRegion* GetActiveChannelRegion();

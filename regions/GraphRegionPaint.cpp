@@ -92,6 +92,15 @@ void CGraphRegion::Draw(CChartDrawInfo& info)
     }
 }
 
+bool CGraphRegion::CoversPlot(const CChartDrawInfo& info, RECT& plot) const
+{
+    // A layout about to change, or paper, may move the plot or leave the layer out.
+    if (!info.RetainedPlot || DirtyBits != 0 || WasPrinting || IsPrinting(info.hdcRef) || IsEmpty(GraphRect))
+        return false;
+    plot = GraphRect;
+    return true;
+}
+
 void CGraphRegion::DrawGrid(CChartDrawInfo& info, CPlotScene& scene)
 {
     if (!ShowGrid || IsEmpty(GraphRect)) return;

@@ -55,7 +55,10 @@ void CPlotLayer::Paint(CChartDrawInfo& info, const RECT& rect, const CPlotScene&
     if (!Dc || size.cx != Rect.right - Rect.left + 1 || size.cy != Rect.bottom - Rect.top + 1) {
         Reset();
         if (!MakeBuffer(info.hdcOut, size, Dc, Bitmap, OldBitmap)) {
-            // No room for a layer: the scene goes straight to the target.
+            // No room for a layer: the scene goes straight to the target, on the background
+            // that the root left out for the layer.
+            const RECT area{rect.left, rect.top, rect.right + 1, rect.bottom + 1};
+            FillRect(info.hdcOut, &area, info.BackBrush);
             scene.Paint(info.hdcOut);
             return;
         }
