@@ -164,6 +164,8 @@ public:
     BOOL ShowGridActiveTraceOnly = 0;
     // The plot as the screen last showed it, drawn again only where it changed.
     CPlotLayer PlotLayer;
+    // The storage of the plot's scene, handed from paint to paint.
+    std::vector<CPlotItem> SceneStorage;
 
 protected:
     // The children the graph owns from the start; the constructor of the real-time graph calls it

@@ -46,8 +46,11 @@ void CGraphRegion::Draw(CChartDrawInfo& info)
     // The screen's back buffer keeps the plot in the layer; any other target gets the grid now
     // and the channels in their turn, as the scene is laid out.
     const bool retained = info.RetainedPlot && !printing && !IsEmpty(GraphRect);
-    // Laid out on the stack: a paint may run inside another.
+    // Laid out on the stack, as a paint may run inside another, in the storage of the last
+    // paint, so that a paint allocates nothing for it.
     CPlotScene scene;
+    scene.Items.swap(SceneStorage);
+    scene.Items.clear();
     DrawGrid(info, scene);
     if (!retained) {
         scene.Paint(info.hdcOut);
@@ -84,6 +87,7 @@ void CGraphRegion::Draw(CChartDrawInfo& info)
         PlotLayer.Paint(info, GraphRect, scene);
     else
         scene.Paint(info.hdcOut);
+    SceneStorage.swap(scene.Items);
     if (selection) {
         Events->Draw(info);
         if (!IsEmpty(GraphRect) && OffsetMode.OffsetState == 1) DrawCursors(info, FALSE);

@@ -1,6 +1,5 @@
 #include "regions/PlotLayer.h"
 #include <algorithm>
-#include <map>
 #include "control/ChartDrawInfo.h"
 #include "regions/TraceRegion.h"
 
@@ -71,7 +70,6 @@ void CPlotLayer::Paint(CChartDrawInfo& info, const RECT& rect, const CPlotScene&
     const bool kept = Valid && EqualRect(&rect, &Rect) && Back == info.BackColour && FindChanges(scene, rect, Shift);
     if (!kept) {
         Shift = 0;
-        Rows.clear();
         Drawn.assign(1, CColumns{rect.left, rect.right});
     } else if (Shift > 0) {
         BitBlt(Dc, rect.left, rect.top, size.cx - Shift, size.cy, Dc, rect.left + Shift, rect.top, SRCCOPY);
@@ -107,16 +105,18 @@ void CPlotLayer::Paint(CChartDrawInfo& info, const RECT& rect, const CPlotScene&
 bool CPlotLayer::FindChanges(const CPlotScene& scene, const RECT& rect, LONG& shift)
 {
     // Everything but the vertical lines must be as it was, item for item; the traces say how far
-    // their points moved, and must all say the same.
-    std::map<LONG, std::vector<CPlotLine>> before, after;
+    // their points moved, and must all say the same. The lists are kept between paints, so
+    // that a paint allocates nothing once they have grown.
+    Columns.clear();
+    StyledRows.clear();
+    After.clear();
+    Before.clear();
     bool shiftKnown = false;
-    std::vector<CColumns> columns;
-    std::vector<LONG> styledRows;
     int widest = 0;
     auto old = Painted.begin();
     for (const CPlotItem& item : scene.Items) {
         if (!item.IsTrace && item.Line.Vertical()) {
-            after[item.Line.X0].push_back(item.Line);
+            After.push_back({item.Line, After.size()});
             continue;
         }
         while (old != Painted.end() && !old->IsTrace && old->Line.Vertical()) ++old;
@@ -126,8 +126,10 @@ bool CPlotLayer::FindChanges(const CPlotScene& scene, const RECT& rect, LONG& sh
             if (!(was.Line == item.Line)) return false;
             // A dotted line's dots stand where it starts: moved with the picture they are wrong,
             // and its row is drawn again.
-            if (item.Line.Style != PS_SOLID) styledRows.push_back(item.Line.Y0);
-            if (item.Line.Style != PS_SOLID && item.Line.Y0 != item.Line.Y1) return false;
+            if (item.Line.Style != PS_SOLID) {
+                if (item.Line.Y0 != item.Line.Y1) return false;
+                StyledRows.push_back(item.Line.Y0);
+            }
             continue;
         }
         const CLineTraceRegion& trace = *item.Trace.Region;
@@ -137,45 +139,57 @@ bool CPlotLayer::FindChanges(const CPlotScene& scene, const RECT& rect, LONG& sh
             shift = trace.ShiftedColumns;
             shiftKnown = true;
         }
-        if (trace.ChangedFrom != LONG_MAX) columns.push_back({trace.ChangedFrom, trace.ChangedTo});
+        if (trace.ChangedFrom != LONG_MAX) Columns.push_back({trace.ChangedFrom, trace.ChangedTo});
         widest = std::max(widest, item.Trace.Width);
     }
     for (; old != Painted.end(); ++old)
         if (old->IsTrace || !old->Line.Vertical()) return false;
     if (shift < 0 || shift > rect.right - rect.left) return false;
 
-    // The columns that the moved picture lacks or has wrong: those that came in on the right,
-    // those right of where a trace changed (and as far left as its pen reaches), and those
-    // whose vertical lines are not the ones that stood there.
-    // A wide pen reaches half its width beside the columns its line changed in.
+    // The columns that the moved picture lacks or has wrong. Where a trace changed, as far as
+    // a wide pen reaches beside it.
     const LONG reach = widest / 2 + 1;
-    for (CColumns& c : columns) {
+    for (CColumns& c : Columns) {
         c.From = c.From < LONG_MIN + reach ? LONG_MIN : c.From - reach;
         c.To = c.To > LONG_MAX - reach ? LONG_MAX : c.To + reach;
     }
     if (shift > 0) {
-        Rows = styledRows;
-        columns.push_back({rect.right - shift + 1, rect.right});
-        // The points that left the picture took the ends of their wide lines with them.
-        columns.push_back({rect.left, rect.left + reach});
+        Rows = StyledRows;
+        // Those that came in on the right; and the first ones, as the points that left the
+        // picture took the ends of their wide lines with them.
+        Columns.push_back({rect.right - shift + 1, rect.right});
+        Columns.push_back({rect.left, rect.left + reach});
     }
+    // Those whose vertical lines are not the ones that stood there, in the order drawn.
     for (const CPlotItem& item : Painted) {
         if (item.IsTrace || !item.Line.Vertical()) continue;
         CPlotLine moved = item.Line;
         moved.X0 -= shift;
         moved.X1 -= shift;
-        before[moved.X0].push_back(moved);
+        Before.push_back({moved, Before.size()});
     }
-    for (const auto& [x, lines] : after) {
-        const auto stood = before.find(x);
-        if (stood == before.end() || stood->second != lines) columns.push_back({x, x});
+    const auto byColumn = [](const CPlacedLine& l, const CPlacedLine& r) {
+        return l.Line.X0 != r.Line.X0 ? l.Line.X0 < r.Line.X0 : l.Order < r.Order;
+    };
+    std::sort(Before.begin(), Before.end(), byColumn);
+    std::sort(After.begin(), After.end(), byColumn);
+    const auto sameLine = [](const CPlacedLine& l, const CPlacedLine& r) { return l.Line == r.Line; };
+    auto b = Before.begin(), a = After.begin();
+    while (b != Before.end() || a != After.end()) {
+        const LONG x = b == Before.end()   ? a->Line.X0
+                       : a == After.end() ? b->Line.X0
+                                          : std::min(a->Line.X0, b->Line.X0);
+        const auto other = [x](const CPlacedLine& l) { return l.Line.X0 != x; };
+        const auto bEnd = std::find_if(b, Before.end(), other);
+        const auto aEnd = std::find_if(a, After.end(), other);
+        if (!std::equal(b, bEnd, a, aEnd, sameLine)) Columns.push_back({x, x});
+        b = bEnd;
+        a = aEnd;
     }
-    for (const auto& [x, lines] : before)
-        if (after.find(x) == after.end()) columns.push_back({x, x});
 
     // Sorted, clipped to the layer and joined where they touch.
-    std::sort(columns.begin(), columns.end(), [](const CColumns& a, const CColumns& b) { return a.From < b.From; });
-    for (CColumns c : columns) {
+    std::sort(Columns.begin(), Columns.end(), [](const CColumns& l, const CColumns& r) { return l.From < r.From; });
+    for (CColumns c : Columns) {
         c.From = std::max(c.From, rect.left);
         c.To = std::min(c.To, rect.right);
         if (c.From > c.To) continue;

@@ -97,4 +97,15 @@ private:
     bool Valid = false;
     // The scene the layer holds.
     std::vector<CPlotItem> Painted;
+    // FindChanges' working lists.
+    std::vector<CColumns> Columns;
+    std::vector<LONG> StyledRows;
+    // A vertical line and its place in the drawing order.
+    struct CPlacedLine
+    {
+        CPlotLine Line;
+        std::size_t Order;
+    };
+    std::vector<CPlacedLine> Before;
+    std::vector<CPlacedLine> After;
 };
