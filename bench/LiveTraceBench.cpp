@@ -211,6 +211,7 @@ bool Run(int count, int rate, qvx::time history, qvx::time length, const std::ve
                     double(d.Read) / double(d.Frames) / std::max(double(f.Read) / double(f.Frames), 1.0));
     }
     // What a paint costs when nothing is new: the axes, the fills and the copies around the plot.
+    std::printf("    %-36s %ld x %ld\n", "the whole picture", live.Size.cx, live.Size.cy);
     CFrames still;
     for (int i = 0; i < FramesPerSecond; ++i) {
         const Clock::time_point start = Clock::now();

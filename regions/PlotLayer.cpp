@@ -44,6 +44,7 @@ void CPlotLayer::Reset()
 {
     FreeBuffer(Dc, Bitmap, OldBitmap);
     Valid = false;
+    Origin = 0;
     Painted.clear();
 }
 
@@ -62,37 +63,24 @@ void CPlotLayer::Paint(CChartDrawInfo& info, const RECT& rect, const CPlotScene&
             return;
         }
     }
-    SetWindowOrgEx(Dc, rect.left, rect.top, nullptr);
-
     Drawn.clear();
     Rows.clear();
     Shift = 0;
     const bool kept = Valid && EqualRect(&rect, &Rect) && Back == info.BackColour && FindChanges(scene, rect, Shift);
     if (!kept) {
         Shift = 0;
+        Origin = 0;
         Drawn.assign(1, CColumns{rect.left, rect.right});
-    } else if (Shift > 0) {
-        BitBlt(Dc, rect.left, rect.top, size.cx - Shift, size.cy, Dc, rect.left + Shift, rect.top, SRCCOPY);
     }
-    // Everything to draw again in one clip: each trace then pays for one pen and one clip
-    // however many places it is drawn in.
-    if (!Drawn.empty() || !Rows.empty()) {
-        CGdiObject<HRGN> area(CreateRectRgn(0, 0, 0, 0));
-        const auto add = [&](LONG left, LONG top, LONG right, LONG bottom) {
-            CGdiObject<HRGN> part(CreateRectRgn(left - rect.left, top - rect.top, right - rect.left, bottom - rect.top));
-            CombineRgn(area, area, part, RGN_OR);
-        };
-        for (const CColumns& columns : Drawn) add(columns.From, rect.top, columns.To + 1, rect.bottom + 1);
-        for (const LONG row : Rows) add(rect.left, row, rect.right + 1, row + 1);
-        const CSavedDC saved(Dc);
-        // Clip regions are in device units, the layer's origin at rect's top left.
-        SelectClipRgn(Dc, area);
-        const RECT all{rect.left, rect.top, rect.right + 1, rect.bottom + 1};
-        FillRect(Dc, &all, info.BackBrush);
-        // A dotted row crosses every column: the traces are drawn whole.
-        scene.Paint(Dc, Rows.empty() ? Drawn : AllColumns);
-    }
-    BitBlt(info.hdcOut, rect.left, rect.top, size.cx, size.cy, Dc, rect.left, rect.top, SRCCOPY);
+    // The layer is a ring: a shift moves where the picture starts, not its pixels. The plot's
+    // first column stands at the bitmap's column Origin, and the columns that pass the bitmap's
+    // right edge go on from its left.
+    Origin = (Origin + Shift) % size.cx;
+    const LONG wrap = rect.left + size.cx - Origin;
+    DrawPart(info, rect, scene, Origin, rect.left, wrap - 1);
+    if (Origin > 0) DrawPart(info, rect, scene, Origin - size.cx, wrap, rect.right);
+    BitBlt(info.hdcOut, rect.left, rect.top, size.cx - Origin, size.cy, Dc, Origin, 0, SRCCOPY);
+    if (Origin > 0) BitBlt(info.hdcOut, wrap, rect.top, Origin, size.cy, Dc, 0, 0, SRCCOPY);
 
     for (const CPlotItem& item : scene.Items)
         if (item.IsTrace) item.Trace.Region->MarkPainted();
@@ -100,6 +88,35 @@ void CPlotLayer::Paint(CChartDrawInfo& info, const RECT& rect, const CPlotScene&
     Rect = rect;
     Back = info.BackColour;
     Valid = true;
+}
+
+void CPlotLayer::DrawPart(CChartDrawInfo& info, const RECT& rect, const CPlotScene& scene, LONG offset, LONG from,
+                          LONG to)
+{
+    // Everything to draw again in one clip: each trace then pays for one pen and one clip
+    // however many places it is drawn in. Clip regions are in the bitmap's own units; a part
+    // with nothing in it is not painted.
+    CGdiObject<HRGN> area(CreateRectRgn(0, 0, 0, 0));
+    bool any = false;
+    const auto add = [&](LONG left, LONG top, LONG right, LONG bottom) {
+        left = std::max(left, from);
+        right = std::min(right, to + 1);
+        if (left >= right) return;
+        const LONG dx = offset - rect.left;
+        CGdiObject<HRGN> part(CreateRectRgn(left + dx, top - rect.top, right + dx, bottom - rect.top));
+        CombineRgn(area, area, part, RGN_OR);
+        any = true;
+    };
+    for (const CColumns& columns : Drawn) add(columns.From, rect.top, columns.To + 1, rect.bottom + 1);
+    for (const LONG row : Rows) add(rect.left, row, rect.right + 1, row + 1);
+    if (!any) return;
+    const CSavedDC saved(Dc);
+    SetWindowOrgEx(Dc, rect.left - offset, rect.top, nullptr);
+    SelectClipRgn(Dc, area);
+    const RECT all{rect.left, rect.top, rect.right + 1, rect.bottom + 1};
+    FillRect(Dc, &all, info.BackBrush);
+    // A dotted row crosses every column: the traces are drawn whole.
+    scene.Paint(Dc, Rows.empty() ? Drawn : AllColumns);
 }
 
 bool CPlotLayer::FindChanges(const CPlotScene& scene, const RECT& rect, LONG& shift)

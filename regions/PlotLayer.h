@@ -73,7 +73,7 @@ class CPlotLayer
 {
 public:
     // Paints `scene` over `rect` (right and bottom inclusive) of info.hdcOut, drawing again only
-    // what changed since the last Paint; the layer's pixels then go to hdcOut in one copy.
+    // what changed since the last Paint; the layer's pixels then go to hdcOut.
     void Paint(CChartDrawInfo& info, const RECT& rect, const CPlotScene& scene);
     // Forgets the picture: the next Paint draws everything.
     void Reset();
@@ -88,11 +88,16 @@ private:
     // The columns that differ from the kept picture once it has moved left by `shift`; false
     // when the whole layer has to be drawn.
     bool FindChanges(const CPlotScene& scene, const RECT& rect, LONG& shift);
+    // Draws again what Drawn and Rows name between the plot's columns `from` and `to`, which
+    // stand in the bitmap `offset` columns right of where they stand in the plot.
+    void DrawPart(CChartDrawInfo& info, const RECT& rect, const CPlotScene& scene, LONG offset, LONG from, LONG to);
 
     CDeviceContext Dc;
     CBitmapHandle Bitmap;
     HGDIOBJ OldBitmap = nullptr;
     RECT Rect{};
+    // The bitmap's column that holds the plot's first one.
+    LONG Origin = 0;
     COLORREF Back = 0;
     bool Valid = false;
     // The scene the layer holds.

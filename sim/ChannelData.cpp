@@ -13,6 +13,10 @@ void CChannelData::Append(qvx::time time, double value, bool periodic, qvx::time
         // Odd-numbered records hand out arrays from 1, even-numbered ones from 0, so that
         // readers meet both.
         record.LowerBound = RecordList.size() % 2 == 0 ? 1 : 0;
+        // A record takes its whole room at once, as a recorder's buffers do: grown by doubling,
+        // it would leave a trail of freed blocks behind every record of a long recording.
+        record.Values.reserve(RecordLength);
+        if (!periodic) record.Times.reserve(RecordLength);
         RecordList.push_back(std::move(record));
     }
     CRecord& record = RecordList.back();
