@@ -82,7 +82,8 @@ protected:
 } // namespace
 
 // The x axis, the scroll bars and the axes' columns around GraphRect, overlaid and tiled, for 0,
-// 1, 3 and 32 channels, on the screen and on paper, at two sizes; all from the measured font.
+// 1, 3 and 32 channels, on the screen and on paper, at two sizes; all from the measured font;
+// the strips, the margin and a graph too narrow for traces.
 TEST_F(GraphTest, LayoutPlacesAxesBarsAndChannelsAroundTheTraces)
 {
     CDeviceContext printer = CreateTestPrinterDC();
@@ -165,13 +166,10 @@ TEST_F(GraphTest, LayoutPlacesAxesBarsAndChannelsAroundTheTraces)
                         EXPECT_TRUE(!channels || next == graph.bottom + 1);
                     }
                 }
-}
 
-// Three tiled channels on rows 100 to 400 end at 200, 300 and 400 and start one row below the
-// strip before; without the active axis the graph starts at the margin; too narrow a graph
-// empties GraphRect without harm; the strip of the segment bars stays closed.
-TEST_F(GraphTest, StripsTheMarginAndANarrowGraph)
-{
+    // Three tiled channels on rows 100 to 400 end at 200, 300 and 400 and start one row below the
+    // strip before; without the active axis the graph starts at the margin; too narrow a graph
+    // empties GraphRect without harm; the strip of the segment bars stays closed.
     Choose(3);
     Graph().SetTiled(TRUE);
     Lay(RECT{0, 0, 900, 600}, Screen);
@@ -336,7 +334,8 @@ TEST_F(GraphTest, PropertiesReachTheGraphWithTheirLimits)
 }
 
 // The root listens to the channels of the ordering for changes of the panel's width, and the bars
-// and the cursors follow the control mode from the next paint.
+// and the cursors follow the control mode from the next paint; a graph never laid out takes no
+// message that needs the traces' rectangle.
 TEST_F(GraphTest, TheRootWatchesTheOrderedChannelsAndFollowsTheMode)
 {
     Choose(3);
@@ -359,12 +358,9 @@ TEST_F(GraphTest, TheRootWatchesTheOrderedChannelsAndFollowsTheMode)
         EXPECT_EQ(paused, !!Graph().VerticalScrollbar->Enabled);
         EXPECT_EQ(paused, !!Graph().ShowCursors);
     }
-}
 
-// Messages to a graph that has never been laid out: nothing is taken that needs the traces'
-// rectangle.
-TEST_F(GraphTest, EarlyMessagesDoNoHarm)
-{
+    // Messages to a graph that has never been laid out: nothing is taken that needs the traces'
+    // rectangle.
     CComPtr<IQvxLinnographCtl4> fresh;
     CTestChartCtl* chart = CreateTestChart(fresh);
     ASSERT_TRUE(chart);
