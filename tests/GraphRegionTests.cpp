@@ -167,9 +167,7 @@ TEST_F(GraphTest, LayoutPlacesAxesBarsAndChannelsAroundTheTraces)
                     }
                 }
 
-    // Three tiled channels on rows 100 to 400 end at 200, 300 and 400 and start one row below the
-    // strip before; without the active axis the graph starts at the margin; too narrow a graph
-    // empties GraphRect without harm; the strip of the segment bars stays closed.
+    // Three tiled channels on rows 100 to 400 end at 200, 300 and 400.
     Choose(3);
     Graph().SetTiled(TRUE);
     Lay(RECT{0, 0, 900, 600}, Screen);
@@ -272,7 +270,6 @@ TEST_F(GraphTest, ModeTextTellsTheControlMode)
     }
 }
 
-// The graph's properties on the control reach the graph, with their limits and their layout work.
 TEST_F(GraphTest, PropertiesReachTheGraphWithTheirLimits)
 {
     using Put = HRESULT (STDMETHODCALLTYPE IQvxLinnographCtl4::*)(VARIANT_BOOL);
@@ -359,8 +356,6 @@ TEST_F(GraphTest, TheRootWatchesTheOrderedChannelsAndFollowsTheMode)
         EXPECT_EQ(paused, !!Graph().ShowCursors);
     }
 
-    // Messages to a graph that has never been laid out: nothing is taken that needs the traces'
-    // rectangle.
     CComPtr<IQvxLinnographCtl4> fresh;
     CTestChartCtl* chart = CreateTestChart(fresh);
     ASSERT_TRUE(chart);
