@@ -25,16 +25,6 @@ using namespace qvxtest;
 
 namespace {
 
-// The names the host knows first, then names it does not know, up to `count`.
-std::vector<CBstr> ChannelNames(size_t count)
-{
-    static const wchar_t* const known[] = {L"Speed", L"RPM", L"Throttle", L"Brake", L"Gear", L"Lateral g"};
-    std::vector<CBstr> names;
-    for (size_t i = 0; i < count; ++i)
-        names.push_back(i < std::size(known) ? CBstr(known[i]) : CBstr(L"Extra " + std::to_wstring(i)));
-    return names;
-}
-
 int Width(const RECT& rect) { return rect.right - rect.left; }
 bool Empty(const RECT& rect) { return rect.right <= rect.left || rect.bottom <= rect.top; }
 
@@ -52,7 +42,15 @@ protected:
         Advance(30 * Second);
     }
     CRTCGraphRegion& Graph() { return *Chart->GraphRegion; }
-    void Choose(size_t count) { Task().GetOrdering()->SetNames(ChannelNames(count)); }
+    // The chart shows `count` channels: the names the host knows first, then names it does not know.
+    void Choose(size_t count)
+    {
+        static const wchar_t* const known[] = {L"Speed", L"RPM", L"Throttle", L"Brake", L"Gear", L"Lateral g"};
+        std::vector<CBstr> names;
+        for (size_t i = 0; i < count; ++i)
+            names.push_back(i < std::size(known) ? CBstr(known[i]) : CBstr(L"Extra " + std::to_wstring(i)));
+        Task().GetOrdering()->SetNames(names);
+    }
     // The graph laid out on `bounds`, measured on `ref`.
     void Lay(const RECT& bounds, HDC ref)
     {

@@ -218,7 +218,8 @@ public:
         Sim->GetCallCount(CBstr(L"Arrays.HandedOut").Get(), &Arrays);
         Sim->GetCallCount(CBstr(L"Arrays.Outstanding").Get(), &outstanding);
         Sim->GetCallCount(CBstr(L"Arrays.Locked").Get(), &locked);
-        if (outstanding || locked) problem << outstanding << " host arrays not destroyed, " << locked << " left locked; ";
+        if (outstanding || locked)
+            problem << outstanding << " host arrays not destroyed, " << locked << " left locked; ";
         Sim = nullptr;
         Host = nullptr;
         CoFreeUnusedLibraries();
@@ -583,7 +584,8 @@ int main(int argc, char** argv)
     testing::InitGoogleTest(&argc, argv);
     for (int i = 1; i < argc; ++i) {
         const std::string option = argv[i];
-        if (option.rfind("--soak-seed=", 0) == 0) Settings.Seed = unsigned(std::strtoul(option.c_str() + 12, nullptr, 10));
+        if (option.rfind("--soak-seed=", 0) == 0)
+            Settings.Seed = unsigned(std::strtoul(option.c_str() + 12, nullptr, 10));
         if (option.rfind("--soak-steps=", 0) == 0) Settings.Steps = std::atoi(option.c_str() + 13);
         if (option.rfind("--soak-without=", 0) == 0) Settings.Without = option.substr(15);
     }
