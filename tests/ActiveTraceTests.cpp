@@ -1,5 +1,6 @@
 // The active trace: the active channel's trace of the host's current selection, chosen by the
-// user or stepped through, and the cursor that stands on its samples.
+// user or stepped through, the cursor that stands on its samples, and the zoom that keeps its value
+// in view.
 #include <gtest/gtest.h>
 #include <cmath>
 #include <limits>
@@ -48,15 +49,28 @@ protected:
 
 } // namespace
 
-TEST_F(ActiveTrace, IsTheActiveChannelsTraceOfTheCurrentSelectionWhichChoosingATraceChanges)
+// The active channel's trace of the current selection; choosing a trace makes its selection
+// current unless the host refuses, and stepping runs through every trace of every channel and
+// wraps.
+TEST_F(ActiveTrace, IsTheActiveChannelsTraceOfTheCurrentSelectionWhichChoosingOrSteppingChanges)
 {
     CChannelDataItem* active = Task->GetActiveChannel();
     ASSERT_TRUE(active == Channel(0) || active == Channel(1));
     EXPECT_EQ(active->GetTraces()[Session], Task->GetActiveTrace());
     EXPECT_EQ(Task->GetSelections()[Session], Task->GetActiveSelection());
-    Task->SetActiveTrace(Channel(1), Trace(Live, 1));
+    Task->SetActiveTrace(Channel(0), Trace(Live, 0));
     EXPECT_EQ(1, Current());
-    EXPECT_EQ(Trace(Live, 1), Task->GetActiveTrace());
+    EXPECT_EQ(Trace(Live, 0), Task->GetActiveTrace());
+    const std::pair<size_t, size_t> order[] = {{0, Session}, {1, Live}, {1, Session}, {0, Live}};
+    for (const auto& [channel, selection] : order) {
+        Task->ActivateNextTrace();
+        ASSERT_EQ(Trace(selection, channel), Task->GetActiveTrace()) << channel << "," << selection;
+    }
+    Task->ActivatePreviousTrace();
+    EXPECT_EQ(Trace(Session, 1), Task->GetActiveTrace());
+    EXPECT_EQ(2, Current());
+
+    Task->SetActiveTrace(Channel(1), Trace(Live, 1));
     // A host that refuses keeps the current selection; only the channel changes.
     Fault(L"IQvxTask.SetCurrentDataSelection", E_FAIL);
     Task->SetActiveTrace(Channel(0), Trace(Session, 0));
@@ -73,19 +87,6 @@ TEST_F(ActiveTrace, IsTheActiveChannelsTraceOfTheCurrentSelectionWhichChoosingAT
     EXPECT_EQ(Task->GetSelections()[Live], Task->GetActiveSelection());
 }
 
-TEST_F(ActiveTrace, SteppingRunsThroughEveryTraceOfEveryChannelAndWraps)
-{
-    Task->SetActiveTrace(Channel(0), Trace(Live, 0));
-    const std::pair<size_t, size_t> order[] = {{0, Session}, {1, Live}, {1, Session}, {0, Live}};
-    for (const auto& [channel, selection] : order) {
-        Task->ActivateNextTrace();
-        ASSERT_EQ(Trace(selection, channel), Task->GetActiveTrace()) << channel << "," << selection;
-    }
-    Task->ActivatePreviousTrace();
-    EXPECT_EQ(Trace(Session, 1), Task->GetActiveTrace());
-    EXPECT_EQ(2, Current());
-}
-
 TEST_F(ActiveTrace, TheActiveTraceIsFoundAgainWhenATraceBeforeItGoes)
 {
     CChannelDataItem* active = Task->GetActiveChannel();
@@ -100,8 +101,9 @@ TEST_F(ActiveTrace, TheActiveTraceIsFoundAgainWhenATraceBeforeItGoes)
     EXPECT_TRUE(SameObject(current, Task->GetActiveTrace()->GetSelection()->GetSelection()));
 }
 
-// A constrained cursor before the range goes to its first sample.
-TEST_F(ActiveTrace, TheCursorStepsFromSampleToSample)
+// The cursor steps from sample to sample of the active trace; a constrained cursor before the range
+// goes to its first sample. A zoomed value out of view is centred, one in view left alone.
+TEST_F(ActiveTrace, TheCursorStepsFromSampleToSampleAndItsValueIsKeptInView)
 {
     CTraceDataItem* trace = Task->GetActiveTrace();
     ASSERT_TRUE(trace);
@@ -135,15 +137,12 @@ TEST_F(ActiveTrace, TheCursorStepsFromSampleToSample)
     qvx::time before = cursor;
     ASSERT_TRUE(Task->GetActiveTrace()->ToPreviousSample(before));
     EXPECT_LT(before, 50 * Second) << "the first sample inside the range";
-}
 
-TEST_F(ActiveTrace, AZoomedValueOutOfViewIsCentredAndOneInViewLeftAlone)
-{
     Set(L"Speed", L"Display minimum", VT_R8, 0.0);
     Set(L"Speed", L"Display maximum", VT_R8, 400.0);
     CChannelDataItem* speed = Task->GetOrdering()->GetItems().at(size_t(Task->GetOrdering()->IndexOf(L"Speed") - 1));
     Task->SetActiveTrace(speed, speed->GetTraces()[Session]);
-    Task->SetCursor(100 * Second, 0);
+    Task->SetCursor(55 * Second, 0);
     Task->NotifyChange(TaskCursorStale, 0);
     double value = 0.0;
     ASSERT_EQ(S_OK, Task->GetActiveTrace()->GetValueAtCursor(value));
@@ -175,7 +174,9 @@ TEST_F(ChannelItemTest, TimesAreWrittenInTheHostsFormat)
     EXPECT_EQ(L"-2" + dp + L"500", std::wstring(Task->FormatTimeDifference(-25 * Second / 10, 3, false, false, false)));
 }
 
-TEST_F(ChannelItemTest, ANaNAtTheCursorLeavesTheVerticalZoomAndTheScalesAsTheyWere)
+// A NaN at the cursor leaves the vertical zoom and the scales as they were; a zoom or scale end
+// that is no number is refused.
+TEST_F(ChannelItemTest, NoNumberReachesTheVerticalZoomOrTheScales)
 {
     Attach(ArchiveTask);
     Show({L"Fuel flow"});
@@ -194,32 +195,22 @@ TEST_F(ChannelItemTest, ANaNAtTheCursorLeavesTheVerticalZoomAndTheScalesAsTheyWe
     Task->EnsureActiveValueVisible();
     EXPECT_EQ((CYZoom{0.9, 1.0}), Task->GetYZoom());
     EXPECT_TRUE(std::isfinite(Channel()->GetScaleMinimum(1)) && std::isfinite(Channel()->GetScaleMaximum(1)));
-}
 
-TEST_F(ChannelItemTest, AZoomOrScaleEndThatIsNoNumberIsRefused)
-{
     const double nan = std::numeric_limits<double>::quiet_NaN(), inf = std::numeric_limits<double>::infinity();
-    const struct
-    {
-        const char* Name;
-        CYZoom Zoom;
-    } rows[] = {{"NaN", {nan, 0.5}}, {"infinity", {0.5, inf}}, {"minus infinity", {-inf, 0.5}}};
-    for (const auto& row : rows) {
+    for (const CYZoom& zoom : {CYZoom{nan, 0.5}, CYZoom{0.5, inf}, CYZoom{-inf, 0.5}}) {
         Task->ClearYZoom();
-        Task->PushYZoom(row.Zoom);
-        EXPECT_TRUE(Task->GetYZoomLevels().empty()) << row.Name;
+        Task->PushYZoom(zoom);
+        EXPECT_TRUE(Task->GetYZoomLevels().empty()) << zoom.Low << " " << zoom.High;
         Task->PushYZoom({0.2, 0.4});
-        Task->ReplaceYZoom(row.Zoom, 1);
-        EXPECT_EQ((CYZoom{0.2, 0.4}), Task->GetYZoom()) << row.Name;
+        Task->ReplaceYZoom(zoom, 1);
+        EXPECT_EQ((CYZoom{0.2, 0.4}), Task->GetYZoom()) << zoom.Low << " " << zoom.High;
     }
-    Attach(ArchiveTask);
     Set(L"Speed", L"Display maximum", VT_R8, inf);
     Set(L"Fuel flow", L"Autoscale", VT_BOOL, -1);
     Show({L"Speed", L"Fuel flow"});
     for (size_t place : {0, 1})
-        for (int zoomed : {0, 1}) {
-            EXPECT_TRUE(std::isfinite(Channel(place)->GetScaleMinimum(zoomed))
-                        && std::isfinite(Channel(place)->GetScaleMaximum(zoomed)))
+        for (int zoomed : {0, 1})
+            EXPECT_TRUE(std::isfinite(Channel(place)->GetScaleMinimum(zoomed)) &&
+                        std::isfinite(Channel(place)->GetScaleMaximum(zoomed)))
                 << place;
-        }
 }

@@ -44,21 +44,14 @@ inline CDeviceContext CreateTestPrinterDC()
         CloseHandle(file);
     }
 
-    DRIVER_INFO_3W driverInfo{};
-    driverInfo.cVersion = 3;
-    driverInfo.pName = const_cast<wchar_t*>(driver);
-    driverInfo.pDriverPath = const_cast<wchar_t*>(L"wineps.drv");
-    driverInfo.pDataFile = path;
-    driverInfo.pConfigFile = const_cast<wchar_t*>(L"wineps.drv");
-    driverInfo.pDefaultDataType = const_cast<wchar_t*>(L"RAW");
+    wchar_t driverFile[] = L"wineps.drv", raw[] = L"RAW", port[] = L"FILE:", processor[] = L"WinPrint";
+    DRIVER_INFO_3W driverInfo{.cVersion = 3, .pName = const_cast<wchar_t*>(driver), .pDriverPath = driverFile,
+                              .pDataFile = path, .pConfigFile = driverFile, .pDefaultDataType = raw};
     AddPrinterDriverExW(nullptr, 3, reinterpret_cast<BYTE*>(&driverInfo), APD_COPY_NEW_FILES);
 
-    PRINTER_INFO_2W printerInfo{};
-    printerInfo.pPrinterName = const_cast<wchar_t*>(printer);
-    printerInfo.pPortName = const_cast<wchar_t*>(L"FILE:");
-    printerInfo.pDriverName = const_cast<wchar_t*>(driver);
-    printerInfo.pPrintProcessor = const_cast<wchar_t*>(L"WinPrint");
-    printerInfo.pDatatype = const_cast<wchar_t*>(L"RAW");
+    PRINTER_INFO_2W printerInfo{.pPrinterName = const_cast<wchar_t*>(printer), .pPortName = port,
+                                .pDriverName = const_cast<wchar_t*>(driver), .pPrintProcessor = processor,
+                                .pDatatype = raw};
     if (HANDLE added = AddPrinterW(nullptr, 2, reinterpret_cast<BYTE*>(&printerInfo))) ClosePrinter(added);
     return CDeviceContext(CreateDCW(L"WINSPOOL", printer, nullptr, nullptr));
 }
@@ -66,12 +59,8 @@ inline CDeviceContext CreateTestPrinterDC()
 // The chart's font as the control makes it: Arial, 8 points, weight 400.
 inline CComPtr<IFontDisp> CreateChartFont()
 {
-    FONTDESC description{};
-    description.cbSizeofstruct = sizeof description;
-    description.lpstrName = const_cast<LPOLESTR>(L"Arial");
-    description.cySize.int64 = 80000;
-    description.sWeight = FW_NORMAL;
-    description.sCharset = ANSI_CHARSET;
+    FONTDESC description{.cbSizeofstruct = sizeof(FONTDESC), .lpstrName = const_cast<LPOLESTR>(L"Arial"),
+                         .cySize = {.int64 = 80000}, .sWeight = FW_NORMAL, .sCharset = ANSI_CHARSET};
     CComPtr<IFontDisp> font;
     OleCreateFontIndirect(&description, IID_IFontDisp, font.OutVoid());
     return font;

@@ -46,10 +46,11 @@ protected:
         Manager.reset();
         ChannelItemTest::TearDown();
     }
-    // Whether the manager's timer still runs; stops it if it does.
-    bool TimerRan() { return KillTimer(Window.Window, reinterpret_cast<UINT_PTR>(Manager.get())) != FALSE; }
-    // Nothing flashes, and no timer runs.
-    bool Stopped() { return !Manager->IsFlashing() && !TimerRan(); }
+    // Nothing flashes, and no timer runs (stopped if it did).
+    bool Stopped()
+    {
+        return !Manager->IsFlashing() && !KillTimer(Window.Window, reinterpret_cast<UINT_PTR>(Manager.get()));
+    }
     bool WaitForTicks(int ticks) { return PumpUntil([&] { return Picture.Invalidations >= ticks; }); }
 
     CContainerWindow Window;
@@ -58,7 +59,9 @@ protected:
     CPictureCounter Picture;
 };
 
-TEST_F(FlashingTrace, EachPeriodTurnsThePhaseOverAndTheSecondCommandLeavesTheTraceShown)
+// Each period turns the phase over; the second command, or the manager's end, leaves the trace
+// shown and its listeners told once more.
+TEST_F(FlashingTrace, EachPeriodTurnsThePhaseOverAndAStopLeavesTheTraceShown)
 {
     CTraceDataItem* trace = Trace(0, 0);
     ASSERT_TRUE(Manager->OnFlashCommand());
@@ -73,17 +76,29 @@ TEST_F(FlashingTrace, EachPeriodTurnsThePhaseOverAndTheSecondCommandLeavesTheTra
     ASSERT_TRUE(WaitForTicks(2));
     EXPECT_TRUE(trace->FlashOn);
     ASSERT_TRUE(WaitForTicks(3));
-    // Stopped while hidden: shown again, and its listeners told once more.
     ASSERT_TRUE(Manager->OnFlashCommand());
     EXPECT_TRUE(trace->FlashOn);
     EXPECT_EQ(4, Picture.Invalidations);
     EXPECT_TRUE(Stopped());
     EXPECT_FALSE(trace->HasListener(Manager.get()));
+
+    ASSERT_TRUE(Manager->OnFlashCommand());
+    ASSERT_TRUE(WaitForTicks(5));
+    ASSERT_FALSE(trace->FlashOn);
+    const UINT_PTR id = reinterpret_cast<UINT_PTR>(Manager.get());
+    const CFlashingTraceManager* gone = Manager.get();
+    Manager.reset();
+    EXPECT_TRUE(trace->FlashOn);
+    EXPECT_EQ(6, Picture.Invalidations);
+    EXPECT_FALSE(trace->HasListener(gone));
+    EXPECT_FALSE(Task->HasListener(gone));
+    EXPECT_FALSE(KillTimer(Window.Window, id));
 }
 
 // During a drag the command is taken but starts nothing; the stop ends the trace that flashes even
-// when another is active now; without an active trace the command is refused.
-TEST_F(FlashingTrace, TheCommandInADragWithAnotherActiveTraceAndWithoutOne)
+// when another is active now; a removed trace or task stops the timer; without an active trace or
+// task the command is refused.
+TEST_F(FlashingTrace, TheCommandInADragWithAnotherActiveTraceAndAfterTheTraceOrTheTaskWent)
 {
     CStillDrag still;
     ASSERT_TRUE(Drag.Start(&still));
@@ -97,42 +112,24 @@ TEST_F(FlashingTrace, TheCommandInADragWithAnotherActiveTraceAndWithoutOne)
     EXPECT_TRUE(Stopped());
     EXPECT_FALSE(Trace(0, 0)->HasListener(Manager.get()));
 
-    Show({});
-    Task->SetActiveChannel(nullptr);
-    EXPECT_FALSE(Manager->OnFlashCommand());
-    EXPECT_FALSE(Manager->IsFlashing());
-}
-
-TEST_F(FlashingTrace, ARemovedTraceOrTaskStopsTheTimerWithoutBeingTouched)
-{
+    Task->SetActiveTrace(Channel(0), Trace(0, 0));
     ASSERT_TRUE(Manager->OnFlashCommand());
     ASSERT_TRUE(WaitForTicks(1));
     // The channel goes, and its traces with it.
     Show({L"RPM"});
     EXPECT_TRUE(Stopped());
-    // The task goes with the flash on another trace.
+    Show({});
+    Task->SetActiveChannel(nullptr);
+    EXPECT_FALSE(Manager->OnFlashCommand());
+    EXPECT_FALSE(Manager->IsFlashing());
+
+    Show({L"Speed"});
     Task->SetActiveTrace(Channel(0), Trace(0, 0));
     ASSERT_TRUE(Manager->OnFlashCommand());
     Task.reset();
     EXPECT_EQ(nullptr, Manager->FlashTask);
     EXPECT_TRUE(Stopped());
     EXPECT_FALSE(Manager->OnFlashCommand());
-}
-
-TEST_F(FlashingTrace, AManagerThatGoesWhileTheTraceIsHiddenShowsItAndLeavesTaskAndTrace)
-{
-    CTraceDataItem* trace = Trace(0, 0);
-    ASSERT_TRUE(Manager->OnFlashCommand());
-    ASSERT_TRUE(WaitForTicks(1));
-    ASSERT_FALSE(trace->FlashOn);
-    const UINT_PTR id = reinterpret_cast<UINT_PTR>(Manager.get());
-    const CFlashingTraceManager* gone = Manager.get();
-    Manager.reset();
-    EXPECT_TRUE(trace->FlashOn);
-    EXPECT_EQ(2, Picture.Invalidations);
-    EXPECT_FALSE(trace->HasListener(gone));
-    EXPECT_FALSE(Task->HasListener(gone));
-    EXPECT_FALSE(KillTimer(Window.Window, id));
 }
 
 class CKeyTaker : public CFragileModeBase
@@ -147,32 +144,21 @@ public:
     bool Ended = false;
 };
 
-// The chart's own managers in its message chain, the chart on the substitute host's live task.
-class ChartChain : public LiveChartInPlace
+// The chart's own managers in its message chain, the chart on the substitute host's live task:
+// the fragile manager hears first, then the drag manager, then the flash command; the F key is the
+// command, and a key that no command takes goes to the container.
+TEST_F(LiveChartInPlace, TheFragileManagerHearsFirstThenTheDragManagerThenTheFlashCommand)
 {
-protected:
-    void SetUp() override
-    {
-        ASSERT_NO_FATAL_FAILURE(LiveChartInPlace::SetUp());
-        Advance(30 * Second);
-        Task().GetOrdering()->SetNames({CBstr(L"Speed")});
-        CChannelDataItem* speed = Task().GetOrdering()->GetItems().at(0);
-        Task().SetActiveTrace(speed, speed->GetTraces().at(0));
-        ASSERT_TRUE(Task().GetActiveTrace());
-        Flash = Chart->FlashManager.get();
-    }
-    bool Send(UINT message, WPARAM wParam)
-    {
+    Advance(30 * Second);
+    Task().GetOrdering()->SetNames({CBstr(L"Speed")});
+    CChannelDataItem* speed = Task().GetOrdering()->GetItems().at(0);
+    Task().SetActiveTrace(speed, speed->GetTraces().at(0));
+    ASSERT_TRUE(Task().GetActiveTrace());
+    CFlashingTraceManager* flash = Chart->FlashManager.get();
+    const auto send = [&](UINT message, WPARAM wParam) {
         LRESULT result = 0;
         return Chart->ProcessWindowMessage(nullptr, message, wParam, 0, result, 0);
-    }
-    CFlashingTraceManager* Flash = nullptr;
-};
-
-// The fragile manager hears first, then the drag manager, then the flash command; the F key is the
-// command, and a key that no command takes goes to the container.
-TEST_F(ChartChain, TheFragileManagerHearsFirstThenTheDragManagerThenTheFlashCommand)
-{
+    };
     CDragManager* drag = Chart->GetDragManager();
     CFragileManager* fragile = Chart->GetFragileManager();
     ASSERT_TRUE(drag && fragile);
@@ -182,31 +168,31 @@ TEST_F(ChartChain, TheFragileManagerHearsFirstThenTheDragManagerThenTheFlashComm
     ASSERT_TRUE(fragile->Start(&keys));
     ASSERT_TRUE(drag->Start(&still));
     // Both run: the key reaches the fragile mode before the drag could swallow it.
-    EXPECT_TRUE(Send(WM_KEYDOWN, VK_ADD));
+    EXPECT_TRUE(send(WM_KEYDOWN, VK_ADD));
     EXPECT_EQ(1, keys.Keys);
     // The command breaks the fragile mode, and the drag swallows it: nothing flashes.
-    EXPECT_TRUE(Send(WM_COMMAND, CFlashingTraceManager::FlashCommand));
+    EXPECT_TRUE(send(WM_COMMAND, CFlashingTraceManager::FlashCommand));
     EXPECT_TRUE(keys.Ended);
-    EXPECT_FALSE(Flash->IsFlashing());
+    EXPECT_FALSE(flash->IsFlashing());
     drag->Forget(&still);
-    EXPECT_TRUE(Send(WM_COMMAND, CFlashingTraceManager::FlashCommand));
-    EXPECT_EQ(Task().GetActiveTrace(), Flash->FlashingTrace);
-    EXPECT_TRUE(Send(WM_COMMAND, CFlashingTraceManager::FlashCommand));
-    EXPECT_FALSE(Flash->IsFlashing());
+    EXPECT_TRUE(send(WM_COMMAND, CFlashingTraceManager::FlashCommand));
+    EXPECT_EQ(Task().GetActiveTrace(), flash->FlashingTrace);
+    EXPECT_TRUE(send(WM_COMMAND, CFlashingTraceManager::FlashCommand));
+    EXPECT_FALSE(flash->IsFlashing());
 
     CComPtr<IOleInPlaceActiveObject> active = Query<IOleInPlaceActiveObject>(Owner);
     MSG key{Window, WM_KEYDOWN, 'F', 0, 0, {}};
     EXPECT_EQ(S_OK, active->TranslateAccelerator(&key));
-    EXPECT_TRUE(Flash->IsFlashing());
+    EXPECT_TRUE(flash->IsFlashing());
     EXPECT_EQ(S_OK, active->TranslateAccelerator(&key));
-    EXPECT_FALSE(Flash->IsFlashing());
+    EXPECT_FALSE(flash->IsFlashing());
 
     // Without an active trace the command goes on unhandled: no region takes the key, and the
     // test's site declines it.
     Task().GetOrdering()->SetNames(std::vector<CBstr>{});
     Task().SetActiveChannel(nullptr);
     ASSERT_EQ(nullptr, Task().GetActiveTrace());
-    EXPECT_FALSE(Send(WM_COMMAND, CFlashingTraceManager::FlashCommand));
+    EXPECT_FALSE(send(WM_COMMAND, CFlashingTraceManager::FlashCommand));
     EXPECT_EQ(S_FALSE, active->TranslateAccelerator(&key));
 }
 

@@ -1,6 +1,7 @@
 // The graph's cursors on a chart in place over the substitute host: a moved cursor is drawn again
 // on the window without a paint, and the picture is then what a full paint would show.
 #include <gtest/gtest.h>
+#include <tuple>
 #include "tests/ChartTestSupport.h"
 #include "tests/LiveInPlaceSupport.h"
 #include "items/RTCTaskDataItem.h"
@@ -33,11 +34,6 @@ protected:
         ASSERT_EQ(S_OK, HostTask()->SetCursorTime(probe));
         HostOffset = probe - Task().GetCursorTime();
     }
-    bool Repaint()
-    {
-        InvalidateRect(Window, nullptr, FALSE);
-        return PumpUntilPainted(Window);
-    }
     // The host moves its cursor to the time of `column` of the graph; the chart hears it at once.
     void MoveCursorTo(double column)
     {
@@ -56,38 +52,35 @@ protected:
 
 } // namespace
 
-TEST_F(GraphCursors, AMovedCursorPaintsNothingAndLeavesThePictureOfAFullPaint)
+// A moved cursor paints nothing and leaves the picture of a full paint; two cursors off opposite
+// sides lie on the graph's edges and shade the whole graph.
+TEST_F(GraphCursors, AMovedCursorLeavesThePictureOfAFullPaintAndCursorsOffTheGraphLieOnItsEdges)
 {
-    const struct
-    {
-        const char* Name;
-        double From, To;   // columns of the graph, as shares of its width
-        bool TwoCursors;
-    } rows[] = {
-        {"within the graph", 0.3, 0.6, false}, {"to the graph's left edge", 0.5, 0.0, false},
-        {"off the graph and back", 1.4, 0.2, false}, {"with a second cursor, through the bitmap", 0.7, 0.25, true},
+    // Columns of the graph, as shares of its width, from and to; whether there are two cursors.
+    const std::tuple<const char*, double, double, bool> rows[] = {
+        {"within the graph", 0.3, 0.6, false},
+        {"to the graph's left edge", 0.5, 0.0, false},
+        {"off the graph and back", 1.4, 0.2, false},
+        {"with a second cursor, through the bitmap", 0.7, 0.25, true},
         {"with both cursors off opposite sides", 0.5, 1.5, true},
     };
     const RECT graph = Graph->GraphRect;
     const auto column = [&](double share) { return graph.left + share * (graph.right - graph.left); };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.Name);
-        Task().SetTwoCursors(row.TwoCursors);
-        MoveCursorTo(column(row.From));
+    for (const auto& [name, from, to, twoCursors] : rows) {
+        SCOPED_TRACE(name);
+        Task().SetTwoCursors(twoCursors);
+        MoveCursorTo(column(from));
         ASSERT_TRUE(Repaint());
         const auto before = CaptureWindow(Window);
-        MoveCursorTo(column(row.To));
+        MoveCursorTo(column(to));
         EXPECT_FALSE(GetUpdateRect(Window, nullptr, FALSE)) << "nothing is left for a paint";
         const auto moved = CaptureWindow(Window);
         EXPECT_GT(Differences(*before, *moved), 0);
         ASSERT_TRUE(Repaint());
         EXPECT_EQ(0, Differences(*moved, *CaptureWindow(Window)));
     }
-}
 
-TEST_F(GraphCursors, TwoCursorsOffOppositeSidesLieOnTheEdgesAndShadeTheWholeGraph)
-{
-    const RECT graph = Graph->GraphRect;
+    Task().SetTwoCursors(false);
     // The middle of the view lies on the middle column.
     qvx::time minimum = 0, maximum = 0;
     Task().GetTimeRange(minimum, maximum);

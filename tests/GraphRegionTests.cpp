@@ -1,9 +1,9 @@
-// The graph: where it lays out its channels, axes, bars and strips, overlaid and tiled, on two
-// devices; its grids; the mode text of each control mode; its properties; and its table of window
-// messages, posted to a chart in place in a window and attached to the substitute host.
+// The graph: its layout overlaid and tiled on two devices, its grids, the mode text, its
+// properties, and its window messages posted to a chart in place over the substitute host.
 #include <gtest/gtest.h>
 #include <functional>
 #include <string>
+#include <tuple>
 #include <windowsx.h>
 #include "tests/LiveInPlaceSupport.h"
 #include "tests/ChartTestSupport.h"
@@ -25,32 +25,32 @@ using namespace qvxtest;
 
 namespace {
 
-// The names the host knows first, then names it does not know, up to `count`.
-std::vector<CBstr> ChannelNames(size_t count)
-{
-    static const wchar_t* const known[] = {L"Speed", L"RPM", L"Throttle", L"Brake", L"Gear", L"Lateral g"};
-    std::vector<CBstr> names;
-    for (size_t i = 0; i < count; ++i)
-        names.push_back(i < std::size(known) ? CBstr(known[i]) : CBstr(L"Extra " + std::to_wstring(i)));
-    return names;
-}
-
 int Width(const RECT& rect) { return rect.right - rect.left; }
 bool Empty(const RECT& rect) { return rect.right <= rect.left || rect.bottom <= rect.top; }
 
-class GraphTest : public LiveChartTest
+class GraphTest : public LiveChartInPlace
 {
 protected:
+    GraphTest()
+    {
+        NewLayout = true;
+        Position = RECT{0, 0, 800, 400};
+    }
     void SetUp() override
     {
-        LiveChartTest::SetUp();
-        // The chart's channel property factory comes with a new layout.
-        ASSERT_EQ(S_OK, InitNew(Owner));
-        Attach(SessionTask);
+        ASSERT_NO_FATAL_FAILURE(LiveChartInPlace::SetUp());
         Advance(30 * Second);
     }
     CRTCGraphRegion& Graph() { return *Chart->GraphRegion; }
-    void Choose(size_t count) { Task().GetOrdering()->SetNames(ChannelNames(count)); }
+    // The chart shows `count` channels: the names the host knows first, then names it does not know.
+    void Choose(size_t count)
+    {
+        static const wchar_t* const known[] = {L"Speed", L"RPM", L"Throttle", L"Brake", L"Gear", L"Lateral g"};
+        std::vector<CBstr> names;
+        for (size_t i = 0; i < count; ++i)
+            names.push_back(i < std::size(known) ? CBstr(known[i]) : CBstr(L"Extra " + std::to_wstring(i)));
+        Task().GetOrdering()->SetNames(names);
+    }
     // The graph laid out on `bounds`, measured on `ref`.
     void Lay(const RECT& bounds, HDC ref)
     {
@@ -71,7 +71,6 @@ protected:
         Graph().Draw(info);
         return surface;
     }
-    std::wstring ModeText() { return Graph().ModeText.Get() ? Graph().ModeText.Get() : L""; }
 
     CDeviceContext Screen{CreateCompatibleDC(nullptr)};
     TEXTMETRICW Metrics{};
@@ -81,7 +80,8 @@ protected:
 } // namespace
 
 // The x axis, the scroll bars and the axes' columns around GraphRect, overlaid and tiled, for 0,
-// 1, 3 and 32 channels, on the screen and on paper, at two sizes; all from the measured font.
+// 1, 3 and 32 channels, on the screen and on paper, at two sizes; all from the measured font;
+// the strips, the margin and a graph too narrow for traces.
 TEST_F(GraphTest, LayoutPlacesAxesBarsAndChannelsAroundTheTraces)
 {
     CDeviceContext printer = CreateTestPrinterDC();
@@ -164,13 +164,8 @@ TEST_F(GraphTest, LayoutPlacesAxesBarsAndChannelsAroundTheTraces)
                         EXPECT_TRUE(!channels || next == graph.bottom + 1);
                     }
                 }
-}
 
-// Three tiled channels on rows 100 to 400 end at 200, 300 and 400 and start one row below the
-// strip before; without the active axis the graph starts at the margin; too narrow a graph
-// empties GraphRect without harm; the strip of the segment bars stays closed.
-TEST_F(GraphTest, StripsTheMarginAndANarrowGraph)
-{
+    // Three tiled channels on rows 100 to 400 end at 200, 300 and 400.
     Choose(3);
     Graph().SetTiled(TRUE);
     Lay(RECT{0, 0, 900, 600}, Screen);
@@ -253,46 +248,34 @@ TEST_F(GraphTest, ModeTextTellsTheControlMode)
 {
     ASSERT_EQ(S_OK, Owner->put_ShowGrid(VARIANT_FALSE));
     Lay(RECT{0, 0, 600, 300}, Screen);
-    const struct
-    {
-        const char* Name;
-        std::function<void()> Enter;
-        const wchar_t* Text;
-    } rows[] = {
+    const std::tuple<const char*, std::function<void()>, const wchar_t*> rows[] = {
         {"running", [] {}, L"Running "},
         {"local pause", [&] { LocalPause(); }, L"Local Pause "},
         {"global pause", [&] { HostRuns(false); }, L"Global Pause "},
         {"no task", [&] { Task().SetTask(nullptr), Task().RefreshControlMode(); }, L""},
     };
-    for (const auto& row : rows) {
-        row.Enter();
+    for (const auto& [name, enter, text] : rows) {
+        enter();
         Graph().SetBounds(RECT{0, 0, 600, 300});
         auto surface = Draw(600, 300);
-        EXPECT_EQ(row.Text, ModeText()) << row.Name;
+        EXPECT_EQ(text, std::wstring(Graph().ModeText.Get() ? Graph().ModeText.Get() : L"")) << name;
         // Whether anything but the background shows in the corner where the text stands.
         bool inked = false;
         const RECT& axis = Graph().XAxis->Bounds;
         for (int y = axis.bottom - Metrics.tmHeight; y < axis.bottom; ++y)
             for (int x = 1; x < 40; ++x) inked |= surface->Pixel(x, y) != 0xFFFFFFu;
-        EXPECT_EQ(*row.Text != 0, inked) << row.Name;
+        EXPECT_EQ(*text != 0, inked) << name;
     }
 }
 
-// The graph's properties on the control reach the graph, with their limits and their layout work.
 TEST_F(GraphTest, PropertiesReachTheGraphWithTheirLimits)
 {
     using Put = HRESULT (STDMETHODCALLTYPE IQvxLinnographCtl4::*)(VARIANT_BOOL);
     using Get = HRESULT (STDMETHODCALLTYPE IQvxLinnographCtl4::*)(VARIANT_BOOL*);
     using I = IQvxLinnographCtl4;
     using G = CGraphRegion;
-    const struct
-    {
-        const char* Name;
-        Put Setter;
-        Get Getter;
-        BOOL CGraphRegion::*Field;
-        DWORD Dirty;
-    } flags[] = {
+    // The control's setter and getter, the graph's field, and the layout work that a change marks.
+    const std::tuple<const char*, Put, Get, BOOL CGraphRegion::*, DWORD> flags[] = {
         {"ShowGrid", &I::put_ShowGrid, &I::get_ShowGrid, &G::ShowGrid, 0},
         {"FixedGrid", &I::put_FixedGrid, &I::get_FixedGrid, &G::FixedGrid, 0},
         {"ShowActiveYAxis", &I::put_ShowActiveYAxis, &I::get_ShowActiveYAxis, &G::ShowActiveYAxis, G::DirtyYAxes},
@@ -305,33 +288,29 @@ TEST_F(GraphTest, PropertiesReachTheGraphWithTheirLimits)
     };
     Lay(RECT{0, 0, 600, 300}, Screen);
     I* control = Owner.Get();
-    for (const auto& row : flags) {
-        const BOOL was = Graph().*row.Field;
+    for (const auto& [name, setter, getter, field, dirty] : flags) {
+        const BOOL was = Graph().*field;
         Graph().DirtyBits = 0;
-        ASSERT_EQ(S_OK, (control->*row.Setter)(was ? VARIANT_FALSE : VARIANT_TRUE)) << row.Name;
-        EXPECT_EQ(!was, Graph().*row.Field) << row.Name;
-        EXPECT_EQ(row.Dirty, Graph().DirtyBits) << row.Name;
+        ASSERT_EQ(S_OK, (control->*setter)(was ? VARIANT_FALSE : VARIANT_TRUE)) << name;
+        EXPECT_EQ(!was, Graph().*field) << name;
+        EXPECT_EQ(dirty, Graph().DirtyBits) << name;
         VARIANT_BOOL read = 1;
-        ASSERT_EQ(S_OK, (control->*row.Getter)(&read)) << row.Name;
-        EXPECT_EQ(was ? VARIANT_FALSE : VARIANT_TRUE, read) << row.Name;
-        EXPECT_EQ(E_POINTER, (control->*row.Getter)(nullptr)) << row.Name;
+        ASSERT_EQ(S_OK, (control->*getter)(&read)) << name;
+        EXPECT_EQ(was ? VARIANT_FALSE : VARIANT_TRUE, read) << name;
+        EXPECT_EQ(E_POINTER, (control->*getter)(nullptr)) << name;
         // Anything but VARIANT_TRUE is false.
-        ASSERT_EQ(S_OK, (control->*row.Setter)(1)) << row.Name;
-        EXPECT_EQ(FALSE, Graph().*row.Field) << row.Name;
+        ASSERT_EQ(S_OK, (control->*setter)(1)) << name;
+        EXPECT_EQ(FALSE, Graph().*field) << name;
     }
 
     // A point size of two tenths reads back as 0; above 60 is refused and keeps the size.
-    const struct
-    {
-        short Given;
-        HRESULT Answer;
-        short Stored;
-    } sizes[] = {{30, S_OK, 30}, {2, S_OK, 0}, {60, S_OK, 60}, {61, E_INVALIDARG, 60}, {-1, E_INVALIDARG, 60}};
-    for (const auto& row : sizes) {
-        EXPECT_EQ(row.Answer, Owner->put_PointSize(row.Given)) << row.Given;
+    const std::tuple<short, HRESULT, short> sizes[] = {
+        {30, S_OK, 30}, {2, S_OK, 0}, {60, S_OK, 60}, {61, E_INVALIDARG, 60}, {-1, E_INVALIDARG, 60}};
+    for (const auto& [given, answer, stored] : sizes) {
+        EXPECT_EQ(answer, Owner->put_PointSize(given)) << given;
         short read = -5;
         ASSERT_EQ(S_OK, Owner->get_PointSize(&read));
-        EXPECT_EQ(row.Stored, read) << row.Given;
+        EXPECT_EQ(stored, read) << given;
     }
 
     // Tiling gives up a vertical zoom; a trace style makes every channel's traces again.
@@ -350,7 +329,8 @@ TEST_F(GraphTest, PropertiesReachTheGraphWithTheirLimits)
 }
 
 // The root listens to the channels of the ordering for changes of the panel's width, and the bars
-// and the cursors follow the control mode from the next paint.
+// and the cursors follow the control mode from the next paint; a graph never laid out takes no
+// message that needs the traces' rectangle.
 TEST_F(GraphTest, TheRootWatchesTheOrderedChannelsAndFollowsTheMode)
 {
     Choose(3);
@@ -373,29 +353,18 @@ TEST_F(GraphTest, TheRootWatchesTheOrderedChannelsAndFollowsTheMode)
         EXPECT_EQ(paused, !!Graph().VerticalScrollbar->Enabled);
         EXPECT_EQ(paused, !!Graph().ShowCursors);
     }
-}
 
-// Messages to a graph that has never been laid out: nothing is taken that needs the traces'
-// rectangle.
-TEST_F(GraphTest, EarlyMessagesDoNoHarm)
-{
     CComPtr<IQvxLinnographCtl4> fresh;
     CTestChartCtl* chart = CreateTestChart(fresh);
     ASSERT_TRUE(chart);
-    const struct
-    {
-        UINT Message;
-        WPARAM WParam;
-        bool Taken;
-    } rows[] = {
+    const std::tuple<UINT, WPARAM, bool> rows[] = {
         {WM_LBUTTONDOWN, MK_LBUTTON, false}, {WM_MBUTTONDOWN, MK_MBUTTON, false},
         {WM_MOUSEWHEEL, MAKEWPARAM(MK_CONTROL, 120), true}, {WM_KEYDOWN, VK_NEXT, true},
         {WM_KEYDOWN, VK_ADD, true}, {WM_SETCURSOR, 0, false},
     };
-    for (const auto& row : rows) {
+    for (const auto& [message, wParam, taken] : rows) {
         LRESULT result = 0;
-        EXPECT_EQ(row.Taken, chart->GraphRegion->ProcessWindowMessage(nullptr, row.Message, row.WParam, 0, result, 0))
-            << row.Message;
+        EXPECT_EQ(taken, chart->GraphRegion->ProcessWindowMessage(nullptr, message, wParam, 0, result, 0)) << message;
     }
 }
 
@@ -407,44 +376,33 @@ class GraphMessages : public GraphTest
 protected:
     void SetUp() override
     {
-        GraphTest::SetUp();
+        ASSERT_NO_FATAL_FAILURE(GraphTest::SetUp());
         Choose(4);
-        Window = InPlace.Activate(Owner, RECT{0, 0, 800, 400});
-        ASSERT_TRUE(Window);
-        ASSERT_TRUE(PumpUntilPainted(Window));
+        ASSERT_TRUE(Repaint());
         const RECT& graph = Graph().GraphRect;
         Middle = MAKELPARAM((graph.left + graph.right) / 2, (graph.top + graph.bottom) / 2);
     }
     void TearDown() override
     {
         SetKeys({});
-        InPlace.Close(Owner);
         GraphTest::TearDown();
     }
     // The keys that GetKeyState sees held.
-    static void SetKeys(std::initializer_list<int> keys)
+    static void SetKeys(const std::vector<int>& keys)
     {
         BYTE state[256] = {};
         for (int key : keys) state[key] = 0x80;
         SetKeyboardState(state);
     }
     // Posted with `held` keys down, and taken.
-    void Post(UINT message, WPARAM wParam, LPARAM lParam, std::initializer_list<int> held = {})
+    void Post(UINT message, WPARAM wParam, LPARAM lParam, const std::vector<int>& held = {})
     {
         SetKeys(held);
         PostMessageW(Window, message, wParam, lParam);
         PumpUntil([] { return false; }, 30);
         SetKeys({});
     }
-    std::wstring View()
-    {
-        qvx::time minimum = 0, maximum = 0;
-        Task().GetTimeRange(minimum, maximum);
-        return std::to_wstring(minimum) + L".." + std::to_wstring(maximum);
-    }
 
-    CInPlaceContainer InPlace;
-    HWND Window = nullptr;
     LPARAM Middle = 0;
 };
 
@@ -455,18 +413,19 @@ TEST_F(GraphMessages, EachRowReachesItsTaskOperation)
     const auto wheel = [](short delta, WORD keys) { return MAKEWPARAM(keys, static_cast<WORD>(delta)); };
     const auto cursor = [&] { return std::to_wstring(Task().GetCursorTime()); };
     const auto active = [&] { return std::to_wstring(reinterpret_cast<uintptr_t>(Task().GetActiveChannel())); };
-    const auto view = [&] { return View(); };
+    const auto view = [&] {
+        qvx::time minimum = 0, maximum = 0;
+        Task().GetTimeRange(minimum, maximum);
+        return std::to_wstring(minimum) + L".." + std::to_wstring(maximum);
+    };
     const auto zoomLow = [&] { return std::to_wstring(Task().GetYZoom().Low); };
-    const struct
-    {
-        const char* Name;
-        std::initializer_list<int> Held;
-        UINT Message;
-        WPARAM WParam;
-        std::function<void()> Before;
-        // Reads what the row changes; the row passes when it reads differently afterwards.
-        std::function<std::wstring()> Read;
-    } rows[] = {
+    const auto levels = [&] { return std::to_wstring(Task().GetYZoomLevels().size()); };
+    const auto zoomIn = [&] { Task().PushYZoom(CYZoom{0.25, 0.5}); };
+    // The keys held, the message, what comes before it, and what the row changes: the row passes
+    // when that reads differently afterwards.
+    using Row = std::tuple<const char*, std::vector<int>, UINT, WPARAM, std::function<void()>,
+                           std::function<std::wstring()>>;
+    const Row rows[] = {
         {"Home goes to the first sample", {}, WM_KEYDOWN, VK_HOME, {}, cursor},
         {"End goes to the last sample", {}, WM_KEYDOWN, VK_END, {}, cursor},
         {"Page Up steps it back", {}, WM_KEYDOWN, VK_PRIOR, {}, cursor},
@@ -478,11 +437,9 @@ TEST_F(GraphMessages, EachRowReachesItsTaskOperation)
         {"Ctrl wheel zooms in at the cursor", {}, WM_MOUSEWHEEL, wheel(120, MK_CONTROL), {}, view},
         {"the wheel scrolls the view back", {}, WM_MOUSEWHEEL, wheel(120, 0), {}, view},
         {"Alt Right scrolls on by 10 percent", {VK_MENU}, WM_SYSKEYDOWN, VK_RIGHT, {}, view},
-        {"the wheel scrolls a vertical zoom", {}, WM_MOUSEWHEEL, wheel(120, 0),
-         [&] { Task().PushYZoom(CYZoom{0.25, 0.5}); }, zoomLow},
+        {"the wheel scrolls a vertical zoom", {}, WM_MOUSEWHEEL, wheel(120, 0), zoomIn, zoomLow},
         {"Alt Up scrolls a vertical zoom", {VK_MENU}, WM_SYSKEYDOWN, VK_UP, {}, zoomLow},
-        {"Ctrl wheel back undoes both zooms", {}, WM_MOUSEWHEEL, wheel(-120, MK_CONTROL), {},
-         [&] { return std::to_wstring(Task().GetYZoomLevels().size()); }},
+        {"Ctrl wheel back undoes both zooms", {}, WM_MOUSEWHEEL, wheel(-120, MK_CONTROL), {}, levels},
     };
     // The chart pauses on the host's pause, so that its cursor and view may move.
     Advance(300 * Second);
@@ -490,11 +447,11 @@ TEST_F(GraphMessages, EachRowReachesItsTaskOperation)
     ASSERT_TRUE(PumpUntilPainted(Window));
     Task().SetCursor(50 * Second, 0);
     ASSERT_TRUE(Task().GetActiveChannel());
-    for (const auto& row : rows) {
-        if (row.Before) row.Before();
-        const std::wstring before = row.Read();
-        Post(row.Message, row.WParam, Middle, row.Held);
-        EXPECT_NE(before, row.Read()) << row.Name;
+    for (const auto& [name, held, message, wParam, before, read] : rows) {
+        if (before) before();
+        const std::wstring was = read();
+        Post(message, wParam, Middle, held);
+        EXPECT_NE(was, read()) << name;
     }
 }
 
@@ -532,26 +489,19 @@ TEST_F(GraphMessages, PressesPauseTheChartAndHandTheirModesToTheManagers)
     SetKeys({VK_MENU, VK_CONTROL});
     EXPECT_FALSE(Graph().OnSetCursor(screen));
     SetKeys({});
-    const struct
-    {
-        const char* Name;
-        std::initializer_list<int> Held;
-        UINT Press;
-        WPARAM Keys;
-        CDragModeBase* Mode;
-        UINT Release;
-    } rows[] = {
+    // The keys held, the press and its keys, the mode that it starts, and the message that ends it.
+    const std::tuple<const char*, std::vector<int>, UINT, WPARAM, CDragModeBase*, UINT> rows[] = {
         {"Ctrl zooms", {VK_CONTROL}, WM_LBUTTONDOWN, MK_LBUTTON | MK_CONTROL, &Graph().ZoomDrag, WM_LBUTTONUP},
         {"Alt scrolls", {VK_MENU}, WM_LBUTTONDOWN, MK_LBUTTON, &Graph().ScrollDrag, WM_LBUTTONUP},
         {"a plain press drags the cursor", {}, WM_LBUTTONDOWN, MK_LBUTTON, &Graph().CursorDrag, WM_LBUTTONUP},
         {"the middle button scrolls by itself", {}, WM_MBUTTONDOWN, MK_MBUTTON, &Graph().MouseAutoScroll,
          WM_MBUTTONDOWN},
     };
-    for (const auto& row : rows) {
-        Post(row.Press, row.Keys, Middle, row.Held);
-        EXPECT_EQ(row.Mode, drag.ActiveMode) << row.Name;
-        Post(row.Release, 0, Middle);
-        EXPECT_EQ(nullptr, drag.ActiveMode) << row.Name;
+    for (const auto& [name, held, press, keys, mode, release] : rows) {
+        Post(press, keys, Middle, held);
+        EXPECT_EQ(mode, drag.ActiveMode) << name;
+        Post(release, 0, Middle);
+        EXPECT_EQ(nullptr, drag.ActiveMode) << name;
     }
     Post(WM_KEYDOWN, VK_ADD, 0);
     EXPECT_EQ(&Graph().KeyboardAutoScroll, fragile.ActiveMode);

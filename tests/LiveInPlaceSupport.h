@@ -32,13 +32,18 @@ public:
     CTestSite Site{Container.Window};
 };
 
+// A live chart in place at Position, attached to the live task; with NewLayout, a new layout first
+// brings the chart's channel property factory.
 class LiveChartInPlace : public LiveChartTest
 {
 protected:
     void SetUp() override
     {
         ASSERT_NO_FATAL_FAILURE(LiveChartTest::SetUp());
-        Window = InPlace.Activate(Owner, RECT{0, 0, 400, 240});
+        if (NewLayout) {
+            ASSERT_EQ(S_OK, InitNew(Owner));
+        }
+        Window = InPlace.Activate(Owner, Position);
         ASSERT_TRUE(Window);
         ASSERT_EQ(Chart->Window, Window);
         Attach(SessionTask);
@@ -48,9 +53,17 @@ protected:
         InPlace.Close(Owner);
         LiveChartTest::TearDown();
     }
+    // The whole window painted again; whether the paint came.
+    bool Repaint()
+    {
+        InvalidateRect(Window, nullptr, FALSE);
+        return PumpUntilPainted(Window);
+    }
 
     CInPlaceContainer InPlace;
     HWND Window = nullptr;
+    RECT Position{0, 0, 400, 240};
+    bool NewLayout = false;
 };
 
 } // namespace qvxtest

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 #include <string>
+#include <tuple>
 #include "scales/NiceTicks.h"
 
 namespace {
@@ -33,6 +34,7 @@ TEST(NiceTicks, ChoosesStepsOfOneTwoAndFiveTimesAPowerOfTenOrRefuses)
         {"a start below the minimum moves up a step", -3.2, 7.7, 0.1, 24, 300, -2, 2, -3, 0.5},
         {"a step of five is cut in five", 0, 30, 1, 24, 300, 0, 5, 0, 1},
         {"at most ten intervals however tall", 0, 100, 1, 1, 1000, 0, 10, 0, 2},
+        {"eleven intervals take the next step", 0, 110, 1, 1, 1000, 0, 20, 0, 5},
         {"a span below the resolution ticks at the resolution", 1.00, 1.004, 0.01, 24, 300, 1.00, 0.01, 1.00, 0.01},
         {"a span of one resolution", 1.0, 1.5, 0.5, 24, 300, 1.0, 0.5, 1.0, 0.5},
         {"a negative span below the resolution", -1.004, -1.0, 0.01, 24, 300, -1.0, 0.01, -1.0, 0.01},
@@ -54,14 +56,13 @@ TEST(NiceTicks, ChoosesStepsOfOneTwoAndFiveTimesAPowerOfTenOrRefuses)
         SCOPED_TRACE(row.Name);
         CAxisTicks ticks;
         ticks.MajorStep = 42;
-        const bool ticked = GetNiceTicks(row.Minimum, row.Maximum, row.Resolution, row.LabelHeight, row.Pixels, ticks);
-        ASSERT_EQ(row.MajorStep != 0, ticked);
+        ASSERT_EQ(row.MajorStep != 0,
+                  GetNiceTicks(row.Minimum, row.Maximum, row.Resolution, row.LabelHeight, row.Pixels, ticks));
         if (row.MajorStep == 0) {
             EXPECT_EQ(42, ticks.MajorStep);
             continue;
         }
-        EXPECT_EQ(row.Minimum, ticks.Minimum);
-        EXPECT_EQ(row.Maximum, ticks.Maximum);
+        EXPECT_EQ(std::make_pair(row.Minimum, row.Maximum), std::make_pair(ticks.Minimum, ticks.Maximum));
         ExpectClose(row.MajorStart, ticks.MajorStart, "major start");
         ExpectClose(row.MajorStep, ticks.MajorStep, "major step");
         ExpectClose(row.MinorStart, ticks.MinorStart, "minor start");
@@ -71,23 +72,17 @@ TEST(NiceTicks, ChoosesStepsOfOneTwoAndFiveTimesAPowerOfTenOrRefuses)
 
 TEST(NiceTicks, ScaleTicksCarryTheDecimalsThatTheMajorLabelsNeed)
 {
-    const struct
-    {
-        const char* Name;
-        double Minimum, Maximum;
-        int Decimals;
-        double MajorStep;
-        int LabelDecimals;
-    } rows[] = {
+    // Minimum, maximum, decimals; the major step and the decimals of its labels.
+    const std::tuple<const char*, double, double, int, double, int> rows[] = {
         {"whole labels at one decimal", 0, 100, 1, 20, 0}, {"tenths at two decimals", 0, 1, 2, 0.2, 1},
         {"negative decimals tick in thousands", 0, 5000, -3, 1000, 0},
         {"a span below the resolution", 1.0, 1.004, 2, 0.01, 0},
     };
-    for (const auto& row : rows) {
+    for (const auto& [name, minimum, maximum, decimals, majorStep, labelDecimals] : rows) {
         CAxisTicks ticks;
-        ASSERT_TRUE(GetScaleTicks(row.Minimum, row.Maximum, row.Decimals, 24, 300, ticks)) << row.Name;
-        ExpectClose(row.MajorStep, ticks.MajorStep, row.Name);
-        EXPECT_EQ(row.LabelDecimals, ticks.Decimals) << row.Name;
+        ASSERT_TRUE(GetScaleTicks(minimum, maximum, decimals, 24, 300, ticks)) << name;
+        ExpectClose(majorStep, ticks.MajorStep, name);
+        EXPECT_EQ(labelDecimals, ticks.Decimals) << name;
     }
     CAxisTicks ticks;
     EXPECT_FALSE(GetScaleTicks(0, 1, -400, 24, 300, ticks));
@@ -95,14 +90,8 @@ TEST(NiceTicks, ScaleTicksCarryTheDecimalsThatTheMajorLabelsNeed)
 
 TEST(NiceTicks, FormatsNumbersFixedGeneralOrExponential)
 {
-    const struct
-    {
-        const char* Name;
-        double Value;
-        int Decimals;
-        bool Plus, General;
-        const wchar_t* Expected;
-    } rows[] = {
+    // The value, its decimals, a plus, the general form, and the text.
+    const std::tuple<const char*, double, int, bool, bool, const wchar_t*> rows[] = {
         {"fixed", 2.5, 1, false, true, L"2.5"}, {"fixed with plus", 2.5, 1, true, true, L"+2.5"},
         {"zero with plus", 0, 1, true, true, L"+0.0"}, {"no plus on a negative", -2.5, 1, true, true, L"-2.5"},
         {"below the limit of six decimals", 9999.9999994, 6, false, true, L"9999.999999"},
@@ -115,33 +104,28 @@ TEST(NiceTicks, FormatsNumbersFixedGeneralOrExponential)
         {"negative decimals read as none", 12.7, -3, false, true, L"13"},
         {"decimals cut to nine", 0.5, 12, false, true, L"0.500000000"},
     };
-    for (const auto& row : rows) {
-        const std::wstring text = FormatNumber(row.Value, row.Decimals, row.Plus, row.General);
-        EXPECT_EQ(row.Expected, text) << row.Name;
-        EXPECT_LE(text.size(), 14u) << row.Name;
+    for (const auto& [name, value, decimals, plus, general, expected] : rows) {
+        const std::wstring text = FormatNumber(value, decimals, plus, general);
+        EXPECT_EQ(expected, text) << name;
+        EXPECT_LE(text.size(), 14u) << name;
     }
     for (double value : {NaN, Inf, -Inf}) {
-        const std::wstring text = FormatNumber(value, 2, true, true);
-        EXPECT_FALSE(text.empty());
-        EXPECT_LE(text.size(), 14u);
+        const size_t length = std::wstring(FormatNumber(value, 2, true, true)).size();
+        EXPECT_TRUE(length > 0 && length <= 14u) << value;
     }
 }
 
 TEST(NiceTicks, CountsTheDecimalsThatALabelNeeds)
 {
-    const struct
-    {
-        const char* Name;
-        double Value;
-        int Most, Expected;
-    } rows[] = {
+    // The value, the most decimals, and the decimals needed.
+    const std::tuple<const char*, double, int, int> rows[] = {
         {"trailing zeros go", 2.5, 3, 1}, {"a whole number", 100, 1, 0}, {"every digit needed", 0.125, 3, 3},
         {"rounded to the most", 0.126, 2, 2}, {"no decimals", 2.5, 0, 0}, {"negative decimals", 2.5, -2, 0},
         {"a point more than ten characters in", 12345678901.5, 1, 0},
         {"eleven characters without the zeros", 123456789.5, 3, 1},
         {"past eleven characters gives the most", 12345678.125, 4, 4}, {"huge", 1e300, 9, 0}, {"NaN", NaN, 3, 0},
     };
-    for (const auto& row : rows) EXPECT_EQ(row.Expected, LabelDecimals(row.Value, row.Most)) << row.Name;
+    for (const auto& [name, value, most, expected] : rows) EXPECT_EQ(expected, LabelDecimals(value, most)) << name;
 }
 
 } // namespace

@@ -1,12 +1,8 @@
-// A hostile host, for a long seeded run: the chart in place in a container's window, attached to
-// the substitute host live, painted after every step while the host fails calls, sends its news
-// in bursts, out of order and late, takes selections and channels away and back, replaces the
-// task, closes, and a sink lets go of the control inside a notification; the window shrinks to
-// nothing and grows back. After each step no scale may hold a NaN and the process's private
-// bytes must stay bounded; at the end every object of ours and every sink on the host is gone.
-//
-// Options: --soak-seed=N replays a run, --soak-steps=N makes it longer, --soak-without="an action"
-// leaves one kind of step out.
+// A hostile host, for a long seeded run: a chart in place, painted after every step while the
+// substitute host fails calls, sends its news in bursts, late and out of order, takes channels,
+// selections and tasks away and back, and lets go of the control inside its news. No scale may turn
+// NaN, memory stays bounded, and at the end nothing of ours and no sink on the host is left.
+// Options: --soak-seed=N replays a run, --soak-steps=N makes it longer, --soak-without="an action".
 #include <gtest/gtest.h>
 #include <windows.h>
 #include <psapi.h>
@@ -222,7 +218,8 @@ public:
         Sim->GetCallCount(CBstr(L"Arrays.HandedOut").Get(), &Arrays);
         Sim->GetCallCount(CBstr(L"Arrays.Outstanding").Get(), &outstanding);
         Sim->GetCallCount(CBstr(L"Arrays.Locked").Get(), &locked);
-        if (outstanding || locked) problem << outstanding << " host arrays not destroyed, " << locked << " left locked; ";
+        if (outstanding || locked)
+            problem << outstanding << " host arrays not destroyed, " << locked << " left locked; ";
         Sim = nullptr;
         Host = nullptr;
         CoFreeUnusedLibraries();
@@ -356,15 +353,10 @@ private:
         if (Pick(0, 3)) Sim->RestoreDataSelection(1);
         if (Pick(0, 1)) Sim->RestoreDataSelection(2);
     }
-    void StopOrResume()
-    {
-        if (Pick(0, 1)) Sim->StopRecording();
-        else Sim->ResumeRecording();
-    }
+    void StopOrResume() { Pick(0, 1) ? Sim->StopRecording() : Sim->ResumeRecording(); }
     void ReplaceTask()
     {
-        if (!Control) return;
-        Query<IQvxControl>(Control)->SetTaskById(Pick(1, 2));
+        if (Control) Query<IQvxControl>(Control)->SetTaskById(Pick(1, 2));
     }
     void LateDelivery() { Sim->SetLateDelivery(Pick(0, 1) ? VARIANT_TRUE : VARIANT_FALSE); }
     // The host moves its cursor, now and then before the data or beyond them.
@@ -592,7 +584,8 @@ int main(int argc, char** argv)
     testing::InitGoogleTest(&argc, argv);
     for (int i = 1; i < argc; ++i) {
         const std::string option = argv[i];
-        if (option.rfind("--soak-seed=", 0) == 0) Settings.Seed = unsigned(std::strtoul(option.c_str() + 12, nullptr, 10));
+        if (option.rfind("--soak-seed=", 0) == 0)
+            Settings.Seed = unsigned(std::strtoul(option.c_str() + 12, nullptr, 10));
         if (option.rfind("--soak-steps=", 0) == 0) Settings.Steps = std::atoi(option.c_str() + 13);
         if (option.rfind("--soak-without=", 0) == 0) Settings.Without = option.substr(15);
     }

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cwchar>
 #include <string>
+#include <tuple>
 #include <vector>
 #include "scales/TimeText.h"
 #include "scales/TimeTicks.h"
@@ -35,15 +36,10 @@ const wchar_t* Label(double value, long format, long decimals, bool strip)
 
 TEST(TimeTicks, EachRangeGetsItsStepsStartsAndDigits)
 {
-    const struct
-    {
-        const char* Name;
-        std::int64_t T0, T1;
-        long Pixels;
-        std::int16_t TimeDigits;
-        double MajorStart, MajorStep, MinorStart, MinorStep;   // seconds
-        int Decimals;
-    } rows[] = {
+    // The range in ticks, the pixels and the host's digits; major start and step, minor start and
+    // step in seconds; the decimals of the labels.
+    const std::tuple<const char*, std::int64_t, std::int64_t, long, std::int16_t, double, double, double, double, int>
+        rows[] = {
         // Labels 40 wide take 60 and leave room for 6: 1, 2, 5 and 10 s give too many parts.
         {"a hundred seconds on 800 pixels", 0, 100 * Second, 800, 3, 0, 20, 0, 5, 0},
         {"the factor 2 parts in four", 0, 10 * Second, 800, 3, 0, 2, 0, 0.5, 0},
@@ -60,74 +56,65 @@ TEST(TimeTicks, EachRangeGetsItsStepsStartsAndDigits)
         {"too narrow for two labels: one tick", 7 * Second, 107 * Second, 100, 3, 7, 200, 7, 200, 0},
         {"no pixels: one tick", 7 * Second, 107 * Second, -50, 3, 7, 200, 7, 200, 0},
     };
-    for (const auto& row : rows) {
+    for (const auto& [name, t0, t1, pixels, digits, majorStart, majorStep, minorStart, minorStep, decimals] : rows) {
         CAxisTicks ticks;
-        ASSERT_TRUE(ChooseTimeTicks(row.T0, row.T1, row.Pixels, row.TimeDigits, Fixed(40), ticks)) << row.Name;
-        EXPECT_DOUBLE_EQ(double(row.T0) / Second, ticks.Minimum) << row.Name;
-        EXPECT_DOUBLE_EQ(double(row.T1) / Second, ticks.Maximum) << row.Name;
-        EXPECT_DOUBLE_EQ(row.MajorStart, ticks.MajorStart) << row.Name;
-        EXPECT_DOUBLE_EQ(row.MajorStep, ticks.MajorStep) << row.Name;
-        EXPECT_DOUBLE_EQ(row.MinorStart, ticks.MinorStart) << row.Name;
-        EXPECT_DOUBLE_EQ(row.MinorStep, ticks.MinorStep) << row.Name;
-        EXPECT_EQ(row.Decimals, ticks.Decimals) << row.Name;
+        ASSERT_TRUE(ChooseTimeTicks(t0, t1, pixels, digits, Fixed(40), ticks)) << name;
+        EXPECT_DOUBLE_EQ(double(t0) / Second, ticks.Minimum) << name;
+        EXPECT_DOUBLE_EQ(double(t1) / Second, ticks.Maximum) << name;
+        EXPECT_DOUBLE_EQ(majorStart, ticks.MajorStart) << name;
+        EXPECT_DOUBLE_EQ(majorStep, ticks.MajorStep) << name;
+        EXPECT_DOUBLE_EQ(minorStart, ticks.MinorStart) << name;
+        EXPECT_DOUBLE_EQ(minorStep, ticks.MinorStep) << name;
+        EXPECT_EQ(decimals, ticks.Decimals) << name;
     }
 }
 
 TEST(TimeTicks, LabelsCrossTheMinuteAndTheHourInEachFormat)
 {
     // 8 pixels a character: the wider labels of minutes and hours leave room for fewer.
-    const struct
-    {
-        const char* Name;
-        std::int64_t T0, T1;
-        long Format, Pixels;
-        std::vector<std::wstring> Labels;
-    } rows[] = {
+    // The range, the host's format, the pixels, and the labels.
+    const std::tuple<const char*, std::int64_t, std::int64_t, long, long, std::vector<std::wstring>> rows[] = {
         {"seconds past the minute", 55 * Second, 65 * Second, 0, 400, {L"56", L"58", L"60", L"62", L"64"}},
         {"minutes at the minute, narrow", 55 * Second, 65 * Second, 1, 400, {L"55", L"1:00", L"1:05"}},
         {"hours at the minute", 55 * Second, 65 * Second, 2, 800, {L"56", L"58", L"1:00", L"1:02", L"1:04"}},
-        {"minutes at the hour", Hour - 5 * Second, Hour + 5 * Second, 1, 800, {L"59:56", L"59:58", L"60:00", L"60:02", L"60:04"}},
+        {"minutes at the hour", Hour - 5 * Second, Hour + 5 * Second, 1, 800,
+         {L"59:56", L"59:58", L"60:00", L"60:02", L"60:04"}},
         {"hours at the hour", Hour - 5 * Second, Hour + 5 * Second, 2, 800, {L"59:55", L"1:00:00", L"1:00:05"}},
         {"tenths about the minute", 599'000'000, 601'000'000, 1, 800, {L"59.9", L"1:00", L"1:00.1"}},
         {"negative minutes", -65 * Second, -55 * Second, 1, 800, {L"-1:04", L"-1:02", L"-1:00", L"-58", L"-56"}},
     };
-    for (const auto& row : rows) {
-        const TimeLabelWidth width = [&](std::int64_t time, long decimals) {
-            return long(8 * wcslen(Label(double(time) / Second, row.Format, decimals, false)));
+    for (const auto& [name, t0, t1, format, pixels, expected] : rows) {
+        const TimeLabelWidth width = [&, format = format](std::int64_t time, long decimals) {
+            return long(8 * wcslen(Label(double(time) / Second, format, decimals, false)));
         };
         CAxisTicks ticks;
-        ASSERT_TRUE(ChooseTimeTicks(row.T0, row.T1, row.Pixels, 3, width, ticks)) << row.Name;
+        ASSERT_TRUE(ChooseTimeTicks(t0, t1, pixels, 3, width, ticks)) << name;
         std::vector<std::wstring> labels;
-        for (double value : Majors(ticks)) labels.push_back(Label(value, row.Format, ticks.Decimals, true));
-        EXPECT_EQ(row.Labels, labels) << row.Name;
+        for (double value : Majors(ticks)) labels.push_back(Label(value, format, ticks.Decimals, true));
+        EXPECT_EQ(expected, labels) << name;
     }
 }
 
 TEST(TimeTicks, BadRangesAndLabelsGiveNoTicksOrFewAndNeverLoop)
 {
-    const struct
-    {
-        const char* Name;
-        std::int64_t T0, T1;
-        long LabelWidth;
-        bool Ticks;
-    } rows[] = {
+    // The range, the width of every label, and whether there are ticks.
+    const std::tuple<const char*, std::int64_t, std::int64_t, long, bool> rows[] = {
         {"empty range", 5 * Second, 5 * Second, 40, false}, {"inverted range", INT64_MAX, INT64_MIN, 40, false},
         {"labels of no width", 0, 100 * Second, 0, false}, {"labels of negative width", 0, 100 * Second, -3, false},
         {"the whole time range", INT64_MIN, INT64_MAX, 20, true}, {"the top tick", INT64_MAX - 1, INT64_MAX, 20, true},
         {"a second above the bottom", INT64_MIN, INT64_MIN + Second, 20, true},
     };
-    for (const auto& row : rows) {
+    for (const auto& [name, t0, t1, labelWidth, ticked] : rows) {
         CAxisTicks ticks;
         ticks.MajorStep = -1;
-        ASSERT_EQ(row.Ticks, ChooseTimeTicks(row.T0, row.T1, 1000, 7, Fixed(row.LabelWidth), ticks)) << row.Name;
-        if (!row.Ticks) {
-            EXPECT_EQ(-1, ticks.MajorStep) << row.Name << ": the ticks stay untouched";
+        ASSERT_EQ(ticked, ChooseTimeTicks(t0, t1, 1000, 7, Fixed(labelWidth), ticks)) << name;
+        if (!ticked) {
+            EXPECT_EQ(-1, ticks.MajorStep) << name << ": the ticks stay untouched";
             continue;
         }
-        EXPECT_GT(ticks.MinorStep, 0.0) << row.Name;
-        EXPECT_GE(ticks.MajorStart, ticks.Minimum) << row.Name;
-        EXPECT_LE(Majors(ticks).size(), 11u) << row.Name;
+        EXPECT_GT(ticks.MinorStep, 0.0) << name;
+        EXPECT_GE(ticks.MajorStart, ticks.Minimum) << name;
+        EXPECT_LE(Majors(ticks).size(), 11u) << name;
     }
     // Seconds back to ticks round half away from zero and stay in the range.
     EXPECT_EQ(12'345'679, SecondsToTicks(1.23456785));

@@ -1,10 +1,11 @@
-// The time axis of the live chart over the substitute host: its range counted from the run's
-// first data, the cursor label in each control mode, the host's time format and digits at the next
-// paint, the offset label's fields, and a cursor move that repaints the label alone.
+// The time axis of the live chart over the substitute host: ticks and labels, the cursor label in
+// each control mode and time format, the offset label, the distance axis, and a cursor move that
+// repaints the label alone.
 #include <gtest/gtest.h>
 #include <algorithm>
 #include <functional>
 #include <string>
+#include <tuple>
 #include <vector>
 #include "regions/XAxisRegion.h"
 #include "items/ItemFlags.h"
@@ -16,7 +17,8 @@ using namespace qvxtest;
 
 namespace {
 
-// What a paint put on a metafile: the texts in order, and where each line ended.
+// What a paint put on a metafile: the texts in order, with where and how each was aligned, and
+// where each line ended.
 struct CPaintedText
 {
     std::wstring Text;
@@ -40,22 +42,16 @@ struct CPainted
 int CALLBACK Record(HDC, HANDLETABLE*, const ENHMETARECORD* record, int, LPARAM data)
 {
     auto& painted = *reinterpret_cast<CPainted*>(data);
-    switch (record->iType) {
-    case EMR_SETTEXTALIGN:
-        painted.Alignment = reinterpret_cast<const EMRSETTEXTALIGN*>(record)->iMode;
-        break;
-    case EMR_EXTTEXTOUTW: {
-        const auto* text = reinterpret_cast<const EMREXTTEXTOUTW*>(record);
-        const auto* chars = reinterpret_cast<const wchar_t*>(reinterpret_cast<const BYTE*>(record) + text->emrtext.offString);
-        const POINTL at = text->emrtext.ptlReference;
-        painted.Texts.push_back({std::wstring(chars, text->emrtext.nChars), POINT{at.x, at.y}, painted.Alignment});
-        break;
-    }
-    case EMR_LINETO: {
+    if (record->iType == EMR_SETTEXTALIGN) painted.Alignment = reinterpret_cast<const EMRSETTEXTALIGN*>(record)->iMode;
+    if (record->iType == EMR_LINETO) {
         const POINTL end = reinterpret_cast<const EMRLINETO*>(record)->ptl;
         painted.Lines.push_back({end.x, end.y});
-        break;
     }
+    if (record->iType == EMR_EXTTEXTOUTW) {
+        const EMRTEXT& text = reinterpret_cast<const EMREXTTEXTOUTW*>(record)->emrtext;
+        const auto* chars = reinterpret_cast<const wchar_t*>(reinterpret_cast<const BYTE*>(record) + text.offString);
+        painted.Texts.push_back({std::wstring(chars, text.nChars), POINT{text.ptlReference.x, text.ptlReference.y},
+                                 painted.Alignment});
     }
     return 1;
 }
@@ -74,7 +70,6 @@ protected:
         Attach(SessionTask);
         Advance(DataLength);
         ASSERT_TRUE(Shown());
-        // An axis of the chart's graph, painting on the test's window.
         Axis = std::make_unique<CRTCXAxisRegion>(*Chart->GraphRegion, &Task());
         Axis->WindowRef = &Window;
         Axis->SetBounds({0, 0, Width, 60});
@@ -86,14 +81,14 @@ protected:
         LiveChartTest::TearDown();
     }
 
-    // Paints `draw` into a metafile, measured against the screen.
-    CPainted Paint(const std::function<void(CChartDrawInfo&)>& draw)
+    // Paints `draw` (the axis when none is given) into a metafile, measured against the screen.
+    CPainted Paint(const std::function<void(CChartDrawInfo&)>& draw = {})
     {
         const CWindowDC screen(nullptr);
         HDC metafile = CreateEnhMetaFileW(screen, nullptr, nullptr, nullptr);
         {
             CChartDrawInfo info(metafile, screen, *Chart, 0);
-            draw(info);
+            draw ? draw(info) : Axis->Draw(info);
         }
         HENHMETAFILE recorded = CloseEnhMetaFile(metafile);
         CPainted painted;
@@ -101,9 +96,15 @@ protected:
         DeleteEnhMetaFile(recorded);
         return painted;
     }
-    CPainted PaintAxis()
+    // The extent of `text` in the chart's font, or in its symbol face.
+    SIZE Extent(const wchar_t* text, bool symbol = false)
     {
-        return Paint([&](CChartDrawInfo& info) { Axis->Draw(info); });
+        SIZE size{};
+        Paint([&](CChartDrawInfo& info) {
+            SelectObject(info.hdcRef, symbol ? static_cast<HFONT>(info.hFontSymbol) : info.hFontNormal);
+            info.GetTextExtent(text, size);
+        });
+        return size;
     }
     // The axis painted on its window, and the window then valid.
     void PaintOnWindow()
@@ -124,8 +125,6 @@ protected:
     std::unique_ptr<CRTCXAxisRegion> Axis;
 };
 
-} // namespace
-
 // The first 30 seconds of a run: the window stands at [0 s, 100 s].
 class XAxisFilling : public XAxis
 {
@@ -139,15 +138,12 @@ TEST_F(XAxisFilling, TicksStandOnTheBaseLineAndTheEndLabelsAreFlushWithTheEnds)
     ASSERT_EQ(96, GetDeviceCaps(CWindowDC(nullptr), LOGPIXELSY));
     const long minorEnd = 5, majorEnd = 9;
     // The base line, then minor ticks every 2 s, then major ticks every 10 s with their labels.
-    const CPainted painted = PaintAxis();
+    const CPainted painted = Paint();
     ASSERT_EQ(1u + 51u + 11u, painted.Lines.size());
     ASSERT_EQ(11u + 2u, painted.Texts.size());
-    EXPECT_EQ(Width, painted.Lines[0].x);
-    EXPECT_EQ(0, painted.Lines[0].y);
-    for (size_t i = 0; i < 51; ++i) {
-        const POINT minor = painted.Lines[1 + i];
-        EXPECT_TRUE(minor.x == long(i) * Width / 50 && minor.y == minorEnd) << i;
-    }
+    EXPECT_EQ(RectText({Width, 0, 0, 0}), RectText({painted.Lines[0].x, painted.Lines[0].y, 0, 0}));
+    for (size_t i = 0; i < 51; ++i)
+        EXPECT_TRUE(painted.Lines[1 + i].x == long(i) * Width / 50 && painted.Lines[1 + i].y == minorEnd) << i;
     for (size_t i = 0; i < 11; ++i) {
         const POINT major = painted.Lines[52 + i];
         const CPaintedText& label = painted.Texts[i];
@@ -166,16 +162,11 @@ TEST_F(XAxis, TheLabelsFollowTheHostsFormatAndTheCursorLabelTheControlMode)
     const std::vector<std::wstring> seconds{L"40", L"50", L"60", L"70", L"80", L"90", L"100", L"110", L"120", L"130"};
     const std::vector<std::wstring> minutes{L"40",   L"50",   L"1:00", L"1:10", L"1:20",
                                             L"1:30", L"1:40", L"1:50", L"2:00", L"2:10"};
-    const struct
-    {
-        const char* Name;
-        std::function<void()> Enter;
-        long Format;
-        unsigned short Digits;
-        const std::vector<std::wstring>* Labels;
-        const wchar_t* Caption;
-        const wchar_t* Cursor;
-    } rows[] = {
+    // How the row gets there, the host's format and digits, the labels (null: not compared), the
+    // caption and the cursor's value.
+    using Row = std::tuple<const char*, std::function<void()>, long, unsigned short, const std::vector<std::wstring>*,
+                           const wchar_t*, const wchar_t*>;
+    const Row rows[] = {
         // The window's end, which leads the data by part of a column of 0.1 s, is the time elapsed.
         {"seconds", [] {}, 0, 3, &seconds, L"Elapsed Time: ", L"130.100 sec"},
         {"minutes", [] {}, 1, 3, &minutes, L"Elapsed Time: ", L"02:10.100 min:sec"},
@@ -187,31 +178,26 @@ TEST_F(XAxis, TheLabelsFollowTheHostsFormatAndTheCursorLabelTheControlMode)
         {"host's pause", [&] { HostRuns(false), Task().SetCursor(50 * Second, 0); }, 0, 3, nullptr, L"Time: ",
          L"80.300 sec"},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.Name);
-        ASSERT_EQ(S_OK, Sim->SetTimeFormat(row.Format));
-        ASSERT_EQ(S_OK, Sim->SetTimeDigits(row.Digits));
-        row.Enter();
-        const CPainted painted = PaintAxis();
+    for (const auto& [name, enter, format, digits, labels, captionText, cursorText] : rows) {
+        SCOPED_TRACE(name);
+        ASSERT_EQ(S_OK, Sim->SetTimeFormat(format));
+        ASSERT_EQ(S_OK, Sim->SetTimeDigits(digits));
+        enter();
+        const CPainted painted = Paint();
         const std::vector<std::wstring> strings = painted.Strings();
         ASSERT_GE(strings.size(), 2u);
-        if (row.Labels) {
-            EXPECT_EQ(*row.Labels, std::vector<std::wstring>(strings.begin(), strings.end() - 2));
+        if (labels) {
+            EXPECT_EQ(*labels, std::vector<std::wstring>(strings.begin(), strings.end() - 2));
             // The base line, minor ticks every 2 s from 32 s and the ten majors.
             EXPECT_EQ(1u + 50u + 10u, painted.Lines.size());
         }
         const CPaintedText& caption = painted.Texts[painted.Texts.size() - 2];
         const CPaintedText& cursor = painted.Texts.back();
-        EXPECT_EQ(row.Caption, caption.Text);
-        EXPECT_EQ(row.Cursor, cursor.Text);
+        EXPECT_EQ(captionText, caption.Text);
+        EXPECT_EQ(cursorText, cursor.Text);
         // Both stand on the last line, right-aligned, the value at the axis's right end and the
         // caption where the value begins.
-        SIZE captionSize{}, cursorSize{};
-        Paint([&](CChartDrawInfo& info) {
-            SelectObject(info.hdcRef, info.hFontNormal);
-            info.GetTextExtent(caption.Text.c_str(), captionSize);
-            info.GetTextExtent(cursor.Text.c_str(), cursorSize);
-        });
+        const SIZE captionSize = Extent(caption.Text.c_str()), cursorSize = Extent(cursor.Text.c_str());
         const RECT label = Axis->SelectionLabelRect;
         const LONG top = 60 - std::max(captionSize.cy, cursorSize.cy);
         EXPECT_EQ(RectText({Width - cursorSize.cx - captionSize.cx, top, Width, 60}), RectText(label));
@@ -220,7 +206,10 @@ TEST_F(XAxis, TheLabelsFollowTheHostsFormatAndTheCursorLabelTheControlMode)
     }
 }
 
-TEST_F(XAxis, ACursorMoveRepaintsTheLabelAloneAndOtherChangesInvalidateTheAxis)
+// A paused cursor's move repaints the label alone, as a full paint would show it; other news
+// invalidates the axis. With two cursors a delta in the symbol face stands between caption and
+// value.
+TEST_F(XAxis, ACursorMoveRepaintsTheLabelAloneAndTwoCursorsPutADeltaBeforeTheDifference)
 {
     Axis->SetBounds({0, 0, WindowWidth, 60});
     HostRuns(false);
@@ -245,84 +234,63 @@ TEST_F(XAxis, ACursorMoveRepaintsTheLabelAloneAndOtherChangesInvalidateTheAxis)
         EXPECT_TRUE(GetUpdateRect(Window, &update, FALSE) && update.left == 0 && update.right == WindowWidth + 1)
             << std::hex << flags;
     }
+
+    Axis->SetBounds({0, 0, Width, 60});
+    Task().SetTwoCursors(true);
+    const CPainted painted = Paint();
+    ASSERT_GE(painted.Texts.size(), 3u);
+    const CPaintedText& caption = painted.Texts[painted.Texts.size() - 3];
+    const CPaintedText& delta = painted.Texts[painted.Texts.size() - 2];
+    EXPECT_EQ(L"Time: ", caption.Text);
+    EXPECT_EQ(L"D", delta.Text);
+    // Each at the right end of its cell: the value at the axis's end, the delta a delta's width
+    // after the caption.
+    EXPECT_EQ(Width, painted.Texts.back().At.x);
+    EXPECT_EQ(caption.At.x + Extent(L"D", true).cx, delta.At.x);
+    EXPECT_LT(delta.At.x, Width);
 }
 
-TEST_F(XAxis, TheOffsetLabelShowsTheFieldsThatHaveAnOffsetOrAFrame)
+// The offset label shows the fields that have an offset or a frame. In distance mode the axis
+// stands on nice steps of the distance, labelled as numbers with the decimals that the span allows.
+TEST_F(XAxis, TheOffsetLabelsFieldsAndTheNiceStepsOfADistanceAxis)
 {
-    const struct
-    {
-        qvx::time Time;
-        DWORD Flags;
-        std::vector<std::wstring> Texts;
-    } rows[] = {
-        {0, 0, {}}, {5 * Second, 0, {L"Offset: ", L"5.000 sec"}},
+    const std::tuple<qvx::time, DWORD, std::vector<std::wstring>> offsets[] = {
+        {0, 0, {}},
+        {5 * Second, 0, {L"Offset: ", L"5.000 sec"}},
         {0, 1, {L"Offset: ", L"0.000 sec"}},   // framed, so shown though zero
         {-Second / 2, 0, {L"Offset: ", L"-0.500 sec"}},
     };
-    for (const auto& row : rows) {
-        const CPainted painted = Paint([&](CChartDrawInfo& info) { Axis->DrawOffsetLabel(info, row.Time, 0.0, row.Flags); });
+    for (const auto& [time, flags, expected] : offsets) {
+        const CPainted painted = Paint([&](CChartDrawInfo& info) { Axis->DrawOffsetLabel(info, time, 0.0, flags); });
         // A metafile context of Wine measures no text, so that every field seems too long for its
         // room and gets an ellipsis: what is left before it is the text.
         std::vector<std::wstring> texts = painted.Strings();
         for (std::wstring& text : texts)
             if (text.size() >= 3 && text.compare(text.size() - 3, 3, L"...") == 0) text.resize(text.size() - 3);
-        EXPECT_EQ(row.Texts, texts) << row.Time << " " << row.Flags;
+        EXPECT_EQ(expected, texts) << time << " " << flags;
     }
-}
 
-// In distance mode the axis stands on nice steps of the distance, labelled as numbers with the
-// decimals that the span allows; without a range it has no ticks and paints nothing.
-TEST_F(XAxis, ADistanceAxisHasNiceStepsOfTheDistance)
-{
     Task().SetDistanceMode(true);
     HostRuns(false);
-    const struct
-    {
-        double From, To;
-        int Decimals;
-    } rows[] = {{100.0, 350.0, 0}, {2.0, 2.5, 1}, {0.0, 0.05, 2}};
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.To);
-        Task().PushDistanceZoom(row.From, row.To);
+    const std::tuple<double, double, int> distances[] = {{100.0, 350.0, 0}, {2.0, 2.5, 1}, {0.0, 0.05, 2}};
+    for (const auto& [from, to, decimals] : distances) {
+        SCOPED_TRACE(to);
+        Task().PushDistanceZoom(from, to);
         double low = 0.0, high = 0.0;
         Task().GetDistanceRange(low, high);
-        ASSERT_EQ(row.From, low);
-        ASSERT_EQ(row.To, high);
+        ASSERT_EQ(std::make_pair(from, to), std::make_pair(low, high));
         CAxisTicks ticks;
         const CPainted painted = Paint([&](CChartDrawInfo& info) {
             ASSERT_EQ(S_OK, Axis->GetDistanceTicks(info, ticks));
             Axis->Draw(info);
         });
-        EXPECT_EQ(row.Decimals, ticks.Decimals);
+        EXPECT_EQ(decimals, ticks.Decimals);
         EXPECT_GT(ticks.MajorStep, 0.0);
         EXPECT_LE(ticks.Maximum - ticks.Minimum, 10 * ticks.MajorStep + 1e-9);
         // The first label is the first major value, as a number.
         ASSERT_FALSE(painted.Texts.empty());
-        EXPECT_EQ(std::wstring(FormatNumber(ticks.MajorStart + 0.0, row.Decimals, false, true)), painted.Texts[0].Text);
+        EXPECT_EQ(std::wstring(FormatNumber(ticks.MajorStart + 0.0, decimals, false, true)), painted.Texts[0].Text);
     }
 }
 
-// With two cursors a delta in the symbol face stands between caption and value.
-TEST_F(XAxis, TwoCursorsPutADeltaBeforeTheDifference)
-{
-    HostRuns(false);
-    Task().SetCursor(50 * Second, 0);
-    Task().SetTwoCursors(true);
-    const CPainted painted = PaintAxis();
-    ASSERT_GE(painted.Texts.size(), 3u);
-    const CPaintedText& caption = painted.Texts[painted.Texts.size() - 3];
-    const CPaintedText& delta = painted.Texts[painted.Texts.size() - 2];
-    const CPaintedText& value = painted.Texts.back();
-    EXPECT_EQ(L"Time: ", caption.Text);
-    EXPECT_EQ(L"D", delta.Text);
-    SIZE deltaSize{};
-    Paint([&](CChartDrawInfo& info) {
-        SelectObject(info.hdcRef, info.hFontSymbol);
-        info.GetTextExtent(L"D", deltaSize);
-    });
-    // Each at the right end of its cell: the value at the axis's end, the delta a delta's width
-    // after the caption.
-    EXPECT_EQ(Width, value.At.x);
-    EXPECT_EQ(caption.At.x + deltaSize.cx, delta.At.x);
-    EXPECT_LT(delta.At.x, value.At.x);
-}
+} // namespace

@@ -1,11 +1,9 @@
-// The y axes of a chart in place over the substitute host: the width from measured numbers, the
-// band that cuts the axis, the band drag through the drag manager, written to the host's
-// properties and followed by the order of the channels, and what a zoom or a removed channel
-// does to it.
+// The y axes of a chart in place over the substitute host: the width, the band that cuts the axis,
+// the band drag written to the host's properties and followed by the order of the channels.
 #include <gtest/gtest.h>
-#include <cmath>
 #include <iterator>
 #include <string>
+#include <tuple>
 #include <vector>
 #include "control/ChartDrawInfo.h"
 #include "config/Groups.h"
@@ -23,28 +21,20 @@ namespace {
 
 using namespace qvxtest;
 
-class YAxis : public testing::Test, protected CTestHost
+class YAxis : public LiveChartInPlace
 {
 protected:
-    void SetUp() override
+    YAxis()
     {
-        ASSERT_EQ(S_OK, StartHost());
-        ASSERT_EQ(S_OK, CComObject<CTestChartCtl>::CreateInstance(Control));
-        Chart = static_cast<CTestChartCtl*>(Control.Get());
-        ASSERT_EQ(S_OK, InitNew(Control));
-        Window = InPlace.Activate(Control, RECT{0, 0, 480, 320});
-        ASSERT_TRUE(Window);
-        CComPtr<IQvxControl> control = Query<IQvxControl>(Control);
-        ASSERT_EQ(S_OK, control->SetHost(Host));
-        ASSERT_EQ(S_OK, control->SetTaskById(1));
+        NewLayout = true;
+        Position = RECT{0, 0, 480, 320};
     }
-    void TearDown() override { InPlace.Close(Control); }
 
-    // The chart shows these channels, each with an axis on the left and a band from `bands`
-    // (maximum, minimum) when one is given; then it paints.
+    // The chart shows these channels, each with an axis on the left and a band (maximum, minimum)
+    // from `bands` when one is given; then it paints.
     void Show(std::vector<const wchar_t*> names, std::vector<std::pair<double, double>> bands = {})
     {
-        Chart->TaskItem->GetOrdering()->SetNames(std::vector<CBstr>(names.begin(), names.end()));
+        Task().GetOrdering()->SetNames(std::vector<CBstr>(names.begin(), names.end()));
         for (size_t i = 0; i < names.size(); ++i) {
             Set(Channel(i), L"Auxiliary axis", VT_I4, 1);
             if (i < bands.size()) Band(Channel(i), true, bands[i].first, bands[i].second);
@@ -57,18 +47,7 @@ protected:
         Set(channel, L"Y-axis % maximum", VT_R8, maximum);
         Set(channel, L"Y-axis % minimum", VT_R8, minimum);
     }
-    // A fixed scale for the first channel.
-    void Scale(double minimum, double maximum)
-    {
-        Set(Channel(0), L"Autoscale", VT_BOOL, 0);
-        Set(Channel(0), L"Display minimum", VT_R8, minimum);
-        Set(Channel(0), L"Display maximum", VT_R8, maximum);
-    }
-    void Paint()
-    {
-        InvalidateRect(Window, nullptr, FALSE);
-        ASSERT_TRUE(PumpUntilPainted(Window));
-    }
+    void Paint() { ASSERT_TRUE(Repaint()); }
     void Set(CChannelDataItem* channel, const wchar_t* name, VARTYPE type, double value)
     {
         CVariant variant;
@@ -77,19 +56,20 @@ protected:
         ASSERT_EQ(S_OK, VariantChangeType(&variant, &variant, 0, type));
         ASSERT_EQ(S_OK, channel->GetProperties()->SetProperty(CBstr(name).Get(), variant));
     }
-    double Get(CChannelDataItem* channel, const wchar_t* name)
+    // The band's two ends as the host holds them, within `tolerance`.
+    void ExpectBand(IQvxPropertySet* properties, double maximum, double minimum, double tolerance = 0.0)
     {
-        CVariant variant;
-        EXPECT_EQ(S_OK, channel->GetProperties()->GetProperty(CBstr(name).Get(), &variant));
-        EXPECT_EQ(S_OK, VariantChangeType(&variant, &variant, 0, VT_R8));
-        return variant.dblVal;
+        CVariant read[2];
+        ASSERT_EQ(S_OK, properties->GetProperty(CBstr(L"Y-axis % maximum").Get(), &read[0]));
+        ASSERT_EQ(S_OK, properties->GetProperty(CBstr(L"Y-axis % minimum").Get(), &read[1]));
+        EXPECT_NEAR(maximum, read[0].dblVal, tolerance);
+        EXPECT_NEAR(minimum, read[1].dblVal, tolerance);
     }
-    CChannelDataItem* Channel(size_t place) { return Chart->TaskItem->GetOrdering()->GetItems().at(place); }
-    // The names of the channels, in their order.
+    CChannelDataItem* Channel(size_t place) { return Task().GetOrdering()->GetItems().at(place); }
     std::vector<std::wstring> Names()
     {
         std::vector<std::wstring> names;
-        for (CChannelDataItem* channel : Chart->TaskItem->GetOrdering()->GetItems())
+        for (CChannelDataItem* channel : Task().GetOrdering()->GetItems())
             names.emplace_back(channel->GetName().View());
         return names;
     }
@@ -126,26 +106,18 @@ protected:
         return Manager().ProcessWindowMessage(Window, message, 0, MAKELPARAM(point.x, point.y), result, 0);
     }
     CDragManager& Manager() { return *Chart->GetDragManager(); }
-
-    CInPlaceContainer InPlace;
-    CComPtr<IQvxLinnographCtl4> Control;
-    CTestChartCtl* Chart = nullptr;
-    HWND Window = nullptr;
 };
 
-TEST_F(YAxis, TheWidthMakesRoomForTheWidestNumberOfTheScale)
+// The width makes room for the widest number of the scale; a long title ends in dots within its
+// room.
+TEST_F(YAxis, TheWidthMakesRoomForTheWidestNumberAndTheTitleForItsDots)
 {
-    const struct
-    {
-        const char* Name;
-        double Minimum, Maximum;
-        int Decimals;
-        const wchar_t* Low;   // null: the width of two average characters
-        const wchar_t* High;
-    } rows[] = {
+    // The scale, its decimals, and the two ends as text (null: two average characters).
+    const std::tuple<const char*, double, double, int, const wchar_t*, const wchar_t*> rows[] = {
         {"negative and decimals", -12345.6, 100, 1, L"-12345.6", L"100.0"},
         {"a huge maximum in exponential form", 0, 1e300, 2, L"0.00", L"1.0000e+300"},
-        {"short numbers", 0, 1, 0, L"0", L"1"}, {"no scale", 5, 1, 0, nullptr, nullptr},
+        {"short numbers", 0, 1, 0, L"0", L"1"},
+        {"no scale", 5, 1, 0, nullptr, nullptr},
     };
     Show({L"Speed"});
     CWindowDC screen(nullptr);
@@ -154,71 +126,92 @@ TEST_F(YAxis, TheWidthMakesRoomForTheWidestNumberOfTheScale)
     TEXTMETRICW metrics{};
     GetTextMetricsW(screen, &metrics);
     const int dpiX = GetDeviceCaps(screen, LOGPIXELSX);
-    for (const auto& row : rows) {
-        Scale(row.Minimum, row.Maximum);
-        Set(Channel(0), L"Decimal places", VT_I4, row.Decimals);
+    for (const auto& [name, minimum, maximum, decimals, low, high] : rows) {
+        Set(Channel(0), L"Autoscale", VT_BOOL, 0);
+        Set(Channel(0), L"Display minimum", VT_R8, minimum);
+        Set(Channel(0), L"Display maximum", VT_R8, maximum);
+        Set(Channel(0), L"Decimal places", VT_I4, decimals);
         int digits = 2 * metrics.tmAveCharWidth;
-        for (const wchar_t* text : {row.Low, row.High}) {
+        for (const wchar_t* text : {low, high}) {
             SIZE size{};
-            if (text && GetTextExtentPoint32W(screen, text, lstrlenW(text), &size)) digits = std::max<int>(digits, size.cx);
+            if (text && GetTextExtentPoint32W(screen, text, lstrlenW(text), &size))
+                digits = std::max<int>(digits, size.cx);
         }
         EXPECT_EQ(dpiX * 6 / 72 + metrics.tmHeight + dpiX / 16 + digits,
                   CYAxisRegion::YAxisWidth(info, *Chart->GraphRegion->ChannelRegions.front()))
-            << row.Name;
+            << name;
     }
+
+    const std::wstring full = Axis(0).FitTitle(screen, 10000);
+    EXPECT_EQ(0u, full.find(std::wstring(Channel(0)->GetDisplayName().View())));
+    SIZE size{};
+    GetTextExtentPoint32W(screen, full.c_str(), static_cast<int>(full.size()), &size);
+    for (int room : {size.cx * 2 / 3, size.cx / 3}) {
+        const std::wstring cut = Axis(0).FitTitle(screen, room);
+        ASSERT_GT(cut.size(), 3u);
+        EXPECT_EQ(full.substr(0, cut.size() - 3) + L"...", cut) << room;
+        GetTextExtentPoint32W(screen, cut.c_str(), static_cast<int>(cut.size()), &size);
+        EXPECT_LE(size.cx, room);
+    }
+    EXPECT_EQ(full.substr(0, 1) + L"...", Axis(0).FitTitle(screen, 1));
 }
 
-// The band cuts the axis, rounding; a point on it tells what a drag would move.
+// The band cuts the axis, rounding; a point on it tells what a drag would move: its top and bottom
+// quarters the ends, the rest the band.
 TEST_F(YAxis, TheBandCutsTheAxisAndItsQuartersAreTheHandles)
 {
-    const struct
-    {
-        const char* Name;
-        bool Enabled, Tiled;
-        double Maximum, Minimum;
-        LONG Top, Bottom;
-    } rows[] = {
+    // Whether the band is on, tiled, the band (maximum, minimum), and the rows it cuts.
+    const std::tuple<const char*, bool, bool, double, double, LONG, LONG> rows[] = {
         {"a band of 300 pixels", true, false, 60, 20, 220, 340},
         {"rounded, not truncated", true, false, 90.1, 10.1, 130, 370},
-        {"percentages off", false, false, 60, 20, 100, 400}, {"tiled", true, true, 60, 20, 100, 400},
+        {"percentages off", false, false, 60, 20, 100, 400},
+        {"tiled", true, true, 60, 20, 100, 400},
     };
     Show({L"Speed"});
     CYAxisRegion& axis = Axis(0);
     CWindowDC screen(nullptr);
     CChartDrawInfo info(screen, screen, *Chart, 0);
     axis.SetBounds(RECT{10, 100, 60, 400});
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.Name);
+    for (const auto& [name, enabled, tiled, maximum, minimum, top, bottom] : rows) {
+        SCOPED_TRACE(name);
         axis.Recalculate(info);
-        Band(Channel(0), row.Enabled, row.Maximum, row.Minimum);
-        Chart->GraphRegion->Tiled = row.Tiled;
+        Band(Channel(0), enabled, maximum, minimum);
+        Chart->GraphRegion->Tiled = tiled;
         // The channel's news marks the band, which the next paint cuts again.
         EXPECT_TRUE(axis.DirtyBits & CYAxisRegion::DirtyBand);
         axis.Recalculate(info);
-        EXPECT_EQ(row.Top, axis.AxisRect.top);
-        EXPECT_EQ(row.Bottom, axis.AxisRect.bottom);
-        const int quarter = (row.Bottom - row.Top) / 4;
+        EXPECT_EQ(RectText({10, top, 60, bottom}), RectText(axis.AxisRect));
+        const int quarter = (bottom - top) / 4;
         const std::pair<LONG, int> hits[] = {
-            {row.Top - 1, CYAxisRegion::EdgeNone},         {row.Top, CYAxisRegion::EdgeTop},
-            {row.Top + quarter - 1, CYAxisRegion::EdgeTop}, {row.Top + quarter, CYAxisRegion::EdgeBand},
-            {row.Bottom - quarter, CYAxisRegion::EdgeBottom}, {row.Bottom, CYAxisRegion::EdgeBottom},
-            {row.Bottom + 1, CYAxisRegion::EdgeNone}};
+            {top - 1, CYAxisRegion::EdgeNone},         {top, CYAxisRegion::EdgeTop},
+            {top + quarter - 1, CYAxisRegion::EdgeTop}, {top + quarter, CYAxisRegion::EdgeBand},
+            {bottom - quarter, CYAxisRegion::EdgeBottom}, {bottom, CYAxisRegion::EdgeBottom},
+            {bottom + 1, CYAxisRegion::EdgeNone}};
         for (const auto& [y, edge] : hits)
-            EXPECT_EQ(row.Enabled ? edge : CYAxisRegion::EdgeNone, axis.HitTest(POINT{30, y})) << y;
-        EXPECT_EQ(CYAxisRegion::EdgeNone, axis.HitTest(POINT{61, (row.Top + row.Bottom) / 2}));
+            EXPECT_EQ(enabled ? edge : CYAxisRegion::EdgeNone, axis.HitTest(POINT{30, y})) << y;
+        EXPECT_EQ(CYAxisRegion::EdgeNone, axis.HitTest(POINT{61, (top + bottom) / 2}));
     }
     // An axis without a side is never painted, and no handle.
     axis.Side = CGraphRegion::SideNone;
     EXPECT_EQ(CYAxisRegion::EdgeNone, axis.HitTest(POINT{30, 250}));
 }
 
-// The spine stands on the graph's side of the column, over the band alone; the ticks point
-// away from the graph, minor ones shorter. A drag paints the axis at once, with no paint of the chart.
+// The spine stands on the graph's side of the column, over the band alone; the ticks point away
+// from the graph, minor ones shorter. A drag paints the axis at once, with no paint of the chart.
+// The active axis follows the active channel.
 TEST_F(YAxis, TheSpineAndTicksStandOnTheBandAndFollowTheDrag)
 {
-    Show({L"Speed"}, {{80, 10}});
-    Scale(0, 100);
-    Paint();
+    Show({L"Speed", L"RPM"}, {{80, 10}});
+    Set(Channel(0), L"Autoscale", VT_BOOL, 0);
+    Set(Channel(0), L"Display minimum", VT_R8, 0);
+    Set(Channel(0), L"Display maximum", VT_R8, 100);
+    for (size_t place : {1u, 0u}) {
+        Task().SetActiveTrace(Channel(place), Channel(place)->GetTraces().front());
+        Paint();
+        ASSERT_TRUE(Chart->GraphRegion->ActiveYAxis);
+        EXPECT_EQ(Channel(place), Chart->GraphRegion->ActiveYAxis->Channel);
+        EXPECT_EQ(Task().GetActiveTrace(), Chart->GraphRegion->ActiveYAxis->Trace);
+    }
     CYAxisRegion& axis = Axis(0);
     ASSERT_TRUE(axis.Trace);
     const COLORREF colour = axis.Trace->GetColor();
@@ -247,7 +240,7 @@ TEST_F(YAxis, TheSpineAndTicksStandOnTheBandAndFollowTheDrag)
     Drag(WM_LBUTTONUP, point);
 
     // Tiled, the axis shows only the ticks at its two ends.
-    ASSERT_EQ(S_OK, Control->put_Tiled(VARIANT_TRUE));
+    ASSERT_EQ(S_OK, Owner->put_Tiled(VARIANT_TRUE));
     Paint();
     CYAxisRegion& tiled = Axis(0);
     ASSERT_TRUE(tiled.HideMarks);
@@ -258,7 +251,7 @@ TEST_F(YAxis, TheSpineAndTicksStandOnTheBandAndFollowTheDrag)
         EXPECT_NE(colour, shown->Pixel(strip.right - minor, row)) << row;
 
     // No ticks for the active channel when there is none; without a scale, no ticks and no ends.
-    Chart->TaskItem->SetActiveChannel(nullptr);
+    Task().SetActiveChannel(nullptr);
     EXPECT_EQ(E_FAIL, tiled.GetYTicks(info, ticks, TRUE));
     Set(Channel(0), L"Display maximum", VT_R8, -1);
     EXPECT_EQ(E_FAIL, tiled.GetYTicks(info, ticks, FALSE));
@@ -266,28 +259,13 @@ TEST_F(YAxis, TheSpineAndTicksStandOnTheBandAndFollowTheDrag)
     EXPECT_NE(colour, CaptureWindow(Window)->Pixel(Axis(0).AxisRect.right - minor, Axis(0).AxisRect.top));
 }
 
-TEST_F(YAxis, TheActiveAxisFollowsTheActiveChannel)
-{
-    Show({L"Speed", L"RPM"});
-    for (size_t place : {1u, 0u}) {
-        Chart->TaskItem->SetActiveTrace(Channel(place), Channel(place)->GetTraces().front());
-        Paint();
-        ASSERT_TRUE(Chart->GraphRegion->ActiveYAxis);
-        EXPECT_EQ(Channel(place), Chart->GraphRegion->ActiveYAxis->Channel);
-        EXPECT_EQ(Chart->TaskItem->GetActiveTrace(), Chart->GraphRegion->ActiveYAxis->Trace);
-    }
-}
-
 // Each drag starts at a press on the axis and ends at a release far above or below it; the band
-// writes the edges that moved, within a pixel, and keeps a tenth of the height.
-TEST_F(YAxis, TheDropWritesTheBandThatTheDragLeft)
+// writes the edges that moved, within a pixel, and keeps a tenth of the height. Posted to the
+// window, the drop puts the channels in the order of their bands.
+TEST_F(YAxis, TheDropWritesTheBandThatTheDragLeftAndOrdersTheChannels)
 {
-    const struct
-    {
-        const char* Name;
-        int Edge, Dy;
-        double Maximum, Minimum;
-    } rows[] = {
+    // The edge taken, how far it goes, and the band (maximum, minimum) written.
+    const std::tuple<const char*, int, int, double, double> rows[] = {
         {"top up past the top", CYAxisRegion::EdgeTop, -1000, 100, 20},
         {"top down past the bottom", CYAxisRegion::EdgeTop, 1000, 30, 20},
         {"bottom down past the bottom", CYAxisRegion::EdgeBottom, 1000, 60, 0},
@@ -295,21 +273,31 @@ TEST_F(YAxis, TheDropWritesTheBandThatTheDragLeft)
         {"band up past the top", CYAxisRegion::EdgeBand, -1000, 100, 60},
         {"band down past the bottom", CYAxisRegion::EdgeBand, 1000, 40, 0},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.Name);
+    for (const auto& [name, edge, dy, maximum, minimum] : rows) {
+        SCOPED_TRACE(name);
         Show({L"Speed"}, {{60, 20}});
         CYAxisRegion& axis = Axis(0);
-        const double pixel = 100.0 / (axis.Bounds.bottom - axis.Bounds.top);
-        POINT point = On(axis, row.Edge);
+        POINT point = On(axis, edge);
         Press(point);
         ASSERT_EQ(&axis, static_cast<CYAxisRegion*>(Manager().ActiveMode));
-        point.y += row.Dy;
+        point.y += dy;
         EXPECT_TRUE(Drag(WM_MOUSEMOVE, point));
         EXPECT_TRUE(Drag(WM_LBUTTONUP, point));
         EXPECT_FALSE(Manager().ActiveMode);
-        EXPECT_NEAR(row.Maximum, Get(Channel(0), L"Y-axis % maximum"), pixel);
-        EXPECT_NEAR(row.Minimum, Get(Channel(0), L"Y-axis % minimum"), pixel);
+        ExpectBand(Channel(0)->GetProperties(), maximum, minimum, 100.0 / (axis.Bounds.bottom - axis.Bounds.top));
     }
+
+    Show({L"Speed", L"RPM", L"Throttle"}, {{100, 70}, {65, 35}, {30, 0}});
+    const double pixel = 100.0 / (Axis(2).Bounds.bottom - Axis(2).Bounds.top);
+    POINT point = On(Axis(2), CYAxisRegion::EdgeBand);
+    Press(point);
+    point.y -= 1000;
+    PostMessageW(Window, WM_MOUSEMOVE, MK_LBUTTON, MAKELPARAM(point.x, point.y));
+    PostMessageW(Window, WM_LBUTTONUP, 0, MAKELPARAM(point.x, point.y));
+    PumpUntil([] { return false; }, 100);
+    EXPECT_FALSE(Manager().ActiveMode);
+    ASSERT_EQ((std::vector<std::wstring>{L"Speed", L"Throttle", L"RPM"}), Names());
+    ExpectBand(Channel(1)->GetProperties(), 100, 70, pixel);
 }
 
 // A channel that must move into or out of the grouped head dissolves the head first.
@@ -324,50 +312,28 @@ TEST_F(YAxis, OrderingByBandDissolvesTheGroupedHead)
     CComPtr<IQvxGroups> groups;
     ASSERT_EQ(S_OK, CComObject<CGroups>::CreateInstance(groups));
     ASSERT_EQ(S_OK, groups->Add(group));
-    Chart->TaskItem->GetOrdering()->SetGroups(static_cast<CGroups*>(groups.Get()));
+    Task().GetOrdering()->SetGroups(static_cast<CGroups*>(groups.Get()));
     // The head comes first: Throttle, Speed, RPM.
     Show({L"Speed", L"RPM", L"Throttle"}, {{30, 0}, {100, 70}, {65, 35}});
     ASSERT_EQ((std::vector<std::wstring>{L"Throttle", L"Speed", L"RPM"}), Names());
-    ASSERT_EQ(1, Chart->TaskItem->GetOrdering()->GetGroupedCount());
+    ASSERT_EQ(1, Task().GetOrdering()->GetGroupedCount());
     POINT point = On(Axis(2), CYAxisRegion::EdgeTop);
     Press(point);
     ASSERT_TRUE(Manager().ActiveMode);
     point.y -= 5;
     Drag(WM_LBUTTONUP, point);
-    EXPECT_EQ(0, Chart->TaskItem->GetOrdering()->GetGroupedCount());
+    EXPECT_EQ(0, Task().GetOrdering()->GetGroupedCount());
     EXPECT_EQ((std::vector<std::wstring>{L"Speed", L"RPM", L"Throttle"}), Names());
-    Chart->TaskItem->GetOrdering()->SetGroups(nullptr);
-}
-
-// The drag as the user makes it: press, move and release posted to the chart's window and taken
-// by the chart's own drag manager; the drop puts the channels in the order of their bands.
-TEST_F(YAxis, ABandDragOfPostedMouseMessagesEndsInTheHostAndInTheOrder)
-{
-    Show({L"Speed", L"RPM", L"Throttle"}, {{100, 70}, {65, 35}, {30, 0}});
-    const double pixel = 100.0 / (Axis(2).Bounds.bottom - Axis(2).Bounds.top);
-    POINT point = On(Axis(2), CYAxisRegion::EdgeBand);
-    Press(point);
-    point.y -= 1000;
-    PostMessageW(Window, WM_MOUSEMOVE, MK_LBUTTON, MAKELPARAM(point.x, point.y));
-    PostMessageW(Window, WM_LBUTTONUP, 0, MAKELPARAM(point.x, point.y));
-    PumpUntil([] { return false; }, 100);
-    EXPECT_FALSE(Manager().ActiveMode);
-    ASSERT_EQ((std::vector<std::wstring>{L"Speed", L"Throttle", L"RPM"}), Names());
-    EXPECT_NEAR(100, Get(Channel(1), L"Y-axis % maximum"), pixel);
-    EXPECT_NEAR(70, Get(Channel(1), L"Y-axis % minimum"), pixel);
+    Task().GetOrdering()->SetGroups(nullptr);
 }
 
 // Over the axis the pointer shows what a drag would move, locked under a vertical zoom and for
-// a band that fills the axis; a press then starts nothing.
-TEST_F(YAxis, TheCursorShowsTheHandleAndAZoomLocksIt)
+// a band that fills the axis; a press then starts nothing. Escape, or a channel removed during the
+// drag, ends it without writing the band.
+TEST_F(YAxis, TheCursorShowsTheHandleAndAZoomOrAnEscapeLocksIt)
 {
-    const struct
-    {
-        const char* Name;
-        bool Zoomed, WholeBand;
-        int Edge;
-        HCURSOR CYAxisRegion::*Cursor;
-    } rows[] = {
+    // Zoomed, a band that fills the axis, the edge pointed at, and the cursor shown.
+    const std::tuple<const char*, bool, bool, int, HCURSOR CYAxisRegion::*> rows[] = {
         {"top", false, false, CYAxisRegion::EdgeTop, &CYAxisRegion::CursorTop},
         {"band", false, false, CYAxisRegion::EdgeBand, &CYAxisRegion::CursorBand},
         {"bottom", false, false, CYAxisRegion::EdgeBottom, &CYAxisRegion::CursorBottom},
@@ -375,25 +341,24 @@ TEST_F(YAxis, TheCursorShowsTheHandleAndAZoomLocksIt)
         {"bottom zoomed", true, false, CYAxisRegion::EdgeBottom, &CYAxisRegion::CursorBottomLocked},
         {"band filling the axis", false, true, CYAxisRegion::EdgeBand, &CYAxisRegion::CursorBandLocked},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.Name);
-        Show({L"Speed", L"RPM"}, {row.WholeBand ? std::pair{100.0, 0.0} : std::pair{60.0, 20.0}});
-        Chart->TaskItem->ClearYZoom();
-        if (row.Zoomed) Chart->TaskItem->PushYZoom(CYZoom{0.2, 0.8});
+    for (const auto& [name, zoomed, wholeBand, edge, cursor] : rows) {
+        SCOPED_TRACE(name);
+        Show({L"Speed", L"RPM"}, {wholeBand ? std::pair{100.0, 0.0} : std::pair{60.0, 20.0}});
+        Task().ClearYZoom();
+        if (zoomed) Task().PushYZoom(CYZoom{0.2, 0.8});
         CYAxisRegion& axis = Axis(0);
-        EXPECT_EQ(axis.*row.Cursor, PointAt(On(axis, row.Edge)));
-        Press(On(axis, row.Edge));
-        EXPECT_EQ(row.Zoomed ? nullptr : &axis, static_cast<CYAxisRegion*>(Manager().ActiveMode));
-        Drag(WM_LBUTTONUP, On(axis, row.Edge));
+        EXPECT_EQ(axis.*cursor, PointAt(On(axis, edge)));
+        Press(On(axis, edge));
+        EXPECT_EQ(zoomed ? nullptr : &axis, static_cast<CYAxisRegion*>(Manager().ActiveMode));
+        Drag(WM_LBUTTONUP, On(axis, edge));
     }
     // The channel without a band is no handle: the window's own cursor, and no drag.
-    EXPECT_EQ(reinterpret_cast<HCURSOR>(GetClassLongPtrW(Window, GCLP_HCURSOR)), PointAt(On(Axis(1), CYAxisRegion::EdgeBand)));
+    const HCURSOR own = reinterpret_cast<HCURSOR>(GetClassLongPtrW(Window, GCLP_HCURSOR));
+    EXPECT_EQ(own, PointAt(On(Axis(1), CYAxisRegion::EdgeBand)));
     Press(On(Axis(1), CYAxisRegion::EdgeBand));
     EXPECT_FALSE(Manager().ActiveMode);
-}
 
-TEST_F(YAxis, EscapeOrARemovedChannelEndsTheDragWithoutWritingTheBand)
-{
+    Task().ClearYZoom();
     Show({L"Speed", L"RPM"}, {{60, 20}});
     POINT point = On(Axis(0), CYAxisRegion::EdgeTop);
     const RECT before = Axis(0).AxisRect;
@@ -404,42 +369,18 @@ TEST_F(YAxis, EscapeOrARemovedChannelEndsTheDragWithoutWritingTheBand)
     LRESULT result = 0;
     EXPECT_TRUE(Manager().ProcessWindowMessage(Window, WM_KEYDOWN, VK_ESCAPE, 0, result, 0));
     EXPECT_FALSE(Manager().ActiveMode);
-    EXPECT_TRUE(EqualRect(&before, &Axis(0).AxisRect));
-    EXPECT_EQ(60, Get(Channel(0), L"Y-axis % maximum"));
+    EXPECT_EQ(RectText(before), RectText(Axis(0).AxisRect));
+    ExpectBand(Channel(0)->GetProperties(), 60, 20);
 
     // The channel goes during a drag, and its axis with the next paint: the drag ends with it.
     CComPtr<IQvxPropertySet> properties = Channel(0)->GetProperties();
     Press(On(Axis(0), CYAxisRegion::EdgeTop));
     ASSERT_TRUE(Manager().ActiveMode);
-    Chart->TaskItem->GetOrdering()->SetNames({CBstr(L"RPM")});
+    Task().GetOrdering()->SetNames({CBstr(L"RPM")});
     Paint();
     EXPECT_FALSE(Manager().ActiveMode);
     EXPECT_FALSE(Drag(WM_LBUTTONUP, point));
-    CVariant maximum;
-    ASSERT_EQ(S_OK, properties->GetProperty(CBstr(L"Y-axis % maximum").Get(), &maximum));
-    EXPECT_EQ(60, maximum.dblVal);
-}
-
-TEST_F(YAxis, ALongTitleEndsInDotsWithinItsRoom)
-{
-    Show({L"Speed"});
-    CYAxisRegion& axis = Axis(0);
-    CWindowDC screen(nullptr);
-    CChartDrawInfo info(screen, screen, *Chart, 0);
-    SelectObject(screen, info.hFontNormal);
-    const std::wstring full = axis.FitTitle(screen, 10000);
-    EXPECT_EQ(0u, full.find(std::wstring(Channel(0)->GetDisplayName().View())));
-    SIZE size{};
-    GetTextExtentPoint32W(screen, full.c_str(), static_cast<int>(full.size()), &size);
-    for (int room : {size.cx * 2 / 3, size.cx / 3}) {
-        const std::wstring cut = axis.FitTitle(screen, room);
-        ASSERT_GT(cut.size(), 3u);
-        EXPECT_EQ(L"...", cut.substr(cut.size() - 3)) << room;
-        EXPECT_EQ(0u, full.find(cut.substr(0, cut.size() - 3))) << room;
-        GetTextExtentPoint32W(screen, cut.c_str(), static_cast<int>(cut.size()), &size);
-        EXPECT_LE(size.cx, room);
-    }
-    EXPECT_EQ(full.substr(0, 1) + L"...", axis.FitTitle(screen, 1));
+    ExpectBand(properties, 60, 20);
 }
 
 } // namespace
