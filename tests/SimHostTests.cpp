@@ -207,8 +207,6 @@ protected:
 
 } // namespace
 
-// --- delivery, faults and counts ---
-
 TEST_F(SimHost, NotificationsGoInTheOrderOfAdviseASinkMayTakeItselfOrAnotherOffAndAdviseIsChecked)
 {
     CComPtr<IUnknown> proxy = ChannelOf(Selection(1, 1), L"RPM");
@@ -261,8 +259,6 @@ TEST_F(SimHost, FaultsAndCountsGoByFullOrOperationNameAndLeaveTheSubstitutesOwnC
     Host->ClearFaults();
     EXPECT_EQ(S_OK, TaskById(Host, 1)->GetCursorTime(&cursor));
 }
-
-// --- tasks, selections and channels ---
 
 TEST_F(SimHost, ASelectionTellsItsChangesToEachVersionOfSinkAndLocatesItsEventsByTimeAndDirection)
 {
@@ -354,10 +350,10 @@ TEST_F(SimHost, GeneratedChannelsAreInEveryRecordingAndTheirObjectsBehaveAsAnyCh
     EXPECT_EQ(S_OK, Host->GetChannelUse(1, 1, CBstr(L"Generated 3").Get(), &uses, &subscribers));
     EXPECT_EQ(std::make_pair(2L, 1L), std::make_pair(uses, subscribers));
     CComPtr<IQvxData> forMe;
-    EXPECT_EQ(S_OK, clients->GetDataFor(cookie, forMe.Out()));
-    EXPECT_EQ(E_INVALIDARG, clients->GetDataFor(cookie + 1, forMe.Out()));
-    EXPECT_EQ(S_OK, clients->Unsubscribe(cookie));
-    EXPECT_EQ(E_INVALIDARG, clients->Unsubscribe(cookie));
+    const std::vector<HRESULT> answers{clients->GetDataFor(cookie, forMe.Out()),
+                                       clients->GetDataFor(cookie + 1, forMe.Out()), clients->Unsubscribe(cookie),
+                                       clients->Unsubscribe(cookie)};
+    EXPECT_EQ((std::vector<HRESULT>{S_OK, E_INVALIDARG, S_OK, E_INVALIDARG}), answers);
     for (HRESULT expected : {S_OK, S_OK, E_UNEXPECTED}) EXPECT_EQ(expected, use->ReleaseUse());
     class COffset : public CChannelProxyNotificationsReceiver
     {
@@ -410,8 +406,6 @@ TEST_F(SimHost, RefusedGeneratedChannelsLeaveTheHostAsItWas)
     }
 }
 
-// --- zoom stack ---
-
 TEST_F(SimHost, ZoomStackOffersItsSelectionAndLevelsAndFollowsLiveDataUntilFrozen)
 {
     const auto stackOver = [](IQvxDataSelection* selection) {
@@ -440,9 +434,7 @@ TEST_F(SimHost, ZoomStackOffersItsSelectionAndLevelsAndFollowsLiveDataUntilFroze
     stack->PushTimeZoom(10 * Second, 20 * Second);
     stack->PushTimeZoom(12 * Second, 14 * Second);
     EXPECT_EQ(12 * Second, std::get<0>(range(stack)));
-    stack->Pop();
-    stack->Pop();
-    EXPECT_EQ(S_FALSE, stack->Pop());
+    for (HRESULT expected : {S_OK, S_OK, S_FALSE}) EXPECT_EQ(expected, stack->Pop());
     EXPECT_EQ(S_FALSE, stack->PopAll());
     EXPECT_EQ((CList{"range", "range", "range", "levels", "range", "range", "range", "levels"}), Heard);
 
@@ -461,8 +453,6 @@ TEST_F(SimHost, ZoomStackOffersItsSelectionAndLevelsAndFollowsLiveDataUntilFroze
     live->SetFreeze(VARIANT_FALSE);
     EXPECT_EQ(2 * Second, std::get<2>(range(live)));
 }
-
-// --- property sets and factories, units ---
 
 TEST_F(SimHost, ALocalSetAnswersFromItsParentUntilItHoldsItsOwnValueAndTheEventFactoryKeepsASetThatIsUsed)
 {
@@ -535,8 +525,6 @@ TEST_F(SimHost, UnitsConvertThroughTheBaseUnit)
     EXPECT_EQ(L"Speed", text.View());
     EXPECT_EQ(E_INVALIDARG, units->GetQuantityText(99, text.Out()));
 }
-
-// --- series ---
 
 TEST(SimSeries, LocateSampleIsStrictAndLeavesItsOutsFindSampleAndSampleTimeTakeTheNearestOrFail)
 {
@@ -670,8 +658,6 @@ TEST(SimSeries, TimeOfAValueOnAMonotonicSeries)
         EXPECT_EQ(row.Time, t) << row.Value << " mode " << row.Mode;
     }
 }
-
-// --- the simulated recording ---
 
 TEST(SimRecording, PeriodicChannelsGeneratedOnesTooLieOnTheirPeriodAndRepeatForASeed)
 {
