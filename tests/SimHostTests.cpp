@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <limits>
 #include <sstream>
 #include <string>
@@ -47,59 +48,56 @@ CObjectPtr<CSimulatedHost> MakeHost()
     return host;
 }
 
-// Hears data notifications under a label; can take a sink off during a call.
-class CDataListener : public CDataNotificationsReceiver
+// Receiver `R` whose sink for `I` listens to one source for as long as it lives.
+template <class R, template <class> class SinkOf, class I>
+class CListening : public R
 {
 public:
-    using CSink = CDataNotificationsSink<CBaseSingleSourceSink<IQvxDataNotifications>>;
-    explicit CDataListener(std::string label) : Label(std::move(label)), Sink(CreateSink<CSink>(this)) {}
-    ~CDataListener() { CloseSink(Sink, Source); }
-    void Advise(IUnknown* source) { EXPECT_TRUE(Sink->Advise(Source = source)); }
+    using CSink = SinkOf<CBaseSingleSourceSink<I>>;
+    template <class... A>
+    explicit CListening(IUnknown* source, A... args) : R(args...), Source(source)
+    {
+        EXPECT_TRUE(Sink->Advise(source));
+    }
+    ~CListening() { CloseSink(Sink, Source); }
+
+    CComPtr<CSink> Sink = CreateSink<CSink>(static_cast<R*>(this));
+    CComPtr<IUnknown> Source;
+};
+
+// Hears data notifications under a label; can take a sink off during a call.
+class CDataReceiver : public CDataNotificationsReceiver
+{
+public:
+    explicit CDataReceiver(std::string label) : Label(std::move(label)) {}
     void OnDataChanged(IUnknown*, qvx::time* from, qvx::time* to) override
     {
         Heard.push_back(Label);
         From = *from, To = *to;
-        if (TakeOff) TakeOff->Sink->Unadvise(TakeOff->Source);
+        if (TakeOff) TakeOff();
     }
 
     std::string Label;
-    CComPtr<CSink> Sink;
-    CComPtr<IUnknown> Source;
-    CDataListener* TakeOff = nullptr;
+    std::function<void()> TakeOff;
     qvx::time From = 0, To = 0;
 };
+using CDataListener = CListening<CDataReceiver, CDataNotificationsSink, IQvxDataNotifications>;
 
-class CZoomListener : public CZoomStackNotifications3Receiver
+class CZoomReceiver : public CZoomStackNotifications3Receiver
 {
 public:
-    using CSink = CZoomStackNotifications3Sink<CBaseSingleSourceSink<IQvxZoomStackNotifications3>>;
-    explicit CZoomListener(IUnknown* stack) : Stack(stack), Sink(CreateSink<CSink>(this))
-    {
-        EXPECT_TRUE(Sink->Advise(stack));
-    }
-    ~CZoomListener() { CloseSink(Sink, Stack); }
     void OnRangeChanged(IQvxZoomStack*) override { Heard.push_back("range"); }
     void OnLevelsChanged(IQvxZoomStack*) override { Heard.push_back("levels"); }
-
-    CComPtr<IUnknown> Stack;
-    CComPtr<CSink> Sink;
 };
+using CZoomListener = CListening<CZoomReceiver, CZoomStackNotifications3Sink, IQvxZoomStackNotifications3>;
 
-class CPropertyListener : public CPropertySetNotifications2Receiver
+class CPropertyReceiver : public CPropertySetNotifications2Receiver
 {
 public:
-    using CSink = CPropertySetNotifications2Sink<CBaseSingleSourceSink<IQvxPropertySetNotifications2>>;
-    explicit CPropertyListener(IQvxPropertySet* set) : Set(set), Sink(CreateSink<CSink>(this))
-    {
-        EXPECT_TRUE(Sink->Advise(set));
-    }
-    ~CPropertyListener() { CloseSink(Sink, Set); }
     void OnPropertyChanged(IQvxPropertySet*, BSTR name) override { Heard.push_back("changed " + Narrow(name)); }
     void OnPropertySetGoingAway(IQvxPropertySet*) override { Heard.push_back("set going"); }
-
-    CComPtr<IQvxPropertySet> Set;
-    CComPtr<CSink> Sink;
 };
+using CPropertyListener = CListening<CPropertyReceiver, CPropertySetNotifications2Sink, IQvxPropertySetNotifications2>;
 
 CVariant Real(double value)
 {
@@ -210,16 +208,16 @@ protected:
 TEST_F(SimHost, NotificationsGoInTheOrderOfAdviseASinkMayTakeItselfOrAnotherOffAndAdviseIsChecked)
 {
     CComPtr<IUnknown> proxy = ChannelOf(Selection(1, 1), L"RPM");
-    CDataListener a("a"), b("b"), c("c"), d("d");
-    for (CDataListener* listener : {&b, &a, &c, &d}) listener->Advise(proxy);
-    const auto step = [&](CDataListener* aTakesOff, CDataListener* bTakesOff, CList expected) {
+    CDataListener b(proxy, "b"), a(proxy, "a"), c(proxy, "c"), d(proxy, "d");
+    const auto step = [&](std::function<void()> aTakesOff, std::function<void()> bTakesOff, CList expected) {
         a.TakeOff = aTakesOff, b.TakeOff = bTakesOff;
         Heard.clear();
         Host->Advance(Second);
         EXPECT_EQ(expected, Heard);
     };
     step(nullptr, nullptr, {"b", "a", "c", "d"});
-    step(&c, &b, {"b", "a", "d"});   // a takes c off before c's turn, b itself
+    // a takes c off before c's turn, b itself.
+    step([&] { c.Sink->Unadvise(c.Source); }, [&] { b.Sink->Unadvise(b.Source); }, {"b", "a", "d"});
     step(nullptr, nullptr, {"a", "d"});
 
     auto notifications = QueryFor<IQvxNotifications>(Host->ControllingUnknown());
@@ -263,22 +261,18 @@ TEST_F(SimHost, FaultsAndCountsGoByFullOrOperationNameAndLeaveTheSubstitutesOwnC
 TEST_F(SimHost, ASelectionTellsItsChangesToEachVersionOfSinkAndLocatesItsEventsByTimeAndDirection)
 {
     auto selection = Selection(1, 2);
-    class CListener : public CDataSelectionNotifications3Receiver
+    class CReceiver : public CDataSelectionNotifications3Receiver
     {
     public:
-        explicit CListener(std::string name) : Name(std::move(name)) {}
+        explicit CReceiver(std::string name) : Name(std::move(name)) {}
         void OnColorChanged(IQvxDataSelection*) override { Heard.push_back(Name + " colour"); }
         void OnTimesChanged(IQvxDataSelection*) override { Heard.push_back(Name + " times"); }
         void OnChannelsChanged(IQvxDataSelection*) override { Heard.push_back(Name + " channels"); }
         void OnSelectionTextChanged(IQvxDataSelection*) override { Heard.push_back(Name + " text"); }
         std::string Name;
-    } one("v1"), three("v3");
-    using CSink1 = CDataSelectionNotificationsSink<CBaseSingleSourceSink<IQvxDataSelectionNotifications>>;
-    using CSink3 = CDataSelectionNotifications3Sink<CBaseSingleSourceSink<IQvxDataSelectionNotifications3>>;
-    auto sink1 = CreateSink<CSink1>(&one);
-    auto sink3 = CreateSink<CSink3>(&three);
-    ASSERT_TRUE(sink1->Advise(selection));
-    ASSERT_TRUE(sink3->Advise(selection));
+    };
+    CListening<CReceiver, CDataSelectionNotificationsSink, IQvxDataSelectionNotifications> one(selection, "v1");
+    CListening<CReceiver, CDataSelectionNotifications3Sink, IQvxDataSelectionNotifications3> three(selection, "v3");
     Host->SetSelectionColor(1, 2, 0x123456);
     Host->SetSelectionSecondary(1, 2, VARIANT_TRUE);
     Host->SetSelectionText(1, 2, CBstr(L"Qualifying").Get());
@@ -287,8 +281,6 @@ TEST_F(SimHost, ASelectionTellsItsChangesToEachVersionOfSinkAndLocatesItsEventsB
     OLE_COLOR colour = 0;
     selection->GetColor(&colour);
     EXPECT_EQ(0x123456u, colour);
-    CloseSink(sink1, selection);
-    CloseSink(sink3, selection);
 
     auto events = QueryFor<IQvxDataSelectionEvents>(selection);
     CComPtr<IQvxDataNames> names;
@@ -359,18 +351,14 @@ TEST_F(SimHost, GeneratedChannelsAreInEveryRecordingAndTheirObjectsBehaveAsAnyCh
     {
     public:
         void OnValueOffsetChanged(IUnknown*) override { Heard.push_back("offset"); }
-    } receiver;
-    using CSink = CChannelProxyNotificationsSink<CBaseSingleSourceSink<IQvxChannelProxyNotifications>>;
-    auto sink = CreateSink<CSink>(&receiver);
-    ASSERT_TRUE(sink->Advise(channel));
+    };
+    CListening<COffset, CChannelProxyNotificationsSink, IQvxChannelProxyNotifications> offsetListener(channel);
     auto offset = QueryFor<IQvxChannelOffset>(channel);
     offset->SetValueOffset(2.5);
     double value = 0;
     offset->GetValueOffset(&value);
     EXPECT_EQ(2.5, value);
-    CloseSink(sink, channel);
-    CDataListener listener("data");
-    listener.Advise(channel);
+    CDataListener listener(channel, "data");
     Host->Advance(9 * Second);
     EXPECT_EQ((CList{"offset", "data"}), Heard);
     EXPECT_EQ(std::make_pair(start + Second / 1000, start + 9 * Second), std::make_pair(listener.From, listener.To));
@@ -489,11 +477,9 @@ TEST_F(SimHost, ALocalSetAnswersFromItsParentUntilItHoldsItsOwnValueAndTheEventF
         void QueryPropertySetUses(IQvxPropertyFactory*, BSTR, long* uses) override { *uses = Uses; }
         void OnPropertySetRemoved(IQvxPropertyFactory*, BSTR set) override { Heard.push_back("gone " + Narrow(set)); }
         long Uses = 1;
-    } user;
-    using CSink = CEventPropertyFactoryNotificationsSink<CBaseSingleSourceSink<IQvxEventPropertyFactoryNotifications>>;
-    auto sink = CreateSink<CSink>(&user);
-    IQvxEventPropertyFactory* source = factory.Get();
-    ASSERT_TRUE(sink->Advise(source));
+    };
+    CListening<CUser, CEventPropertyFactoryNotificationsSink, IQvxEventPropertyFactoryNotifications> user(
+        static_cast<IQvxEventPropertyFactory*>(factory.Get()));
     CComPtr<IQvxPropertySet> warnings;
     CBstr name(L"Warnings");
     factory->GetPropertySet(name.Get(), warnings.Out());
@@ -502,7 +488,6 @@ TEST_F(SimHost, ALocalSetAnswersFromItsParentUntilItHoldsItsOwnValueAndTheEventF
     user.Uses = 0;
     EXPECT_EQ(S_OK, factory->RemovePropertySet(name.Get()));
     EXPECT_EQ((CList{"set going", "gone Warnings"}), Heard);
-    CloseSink(sink, source);
 }
 
 TEST_F(SimHost, UnitsConvertThroughTheBaseUnit)
