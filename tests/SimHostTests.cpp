@@ -511,7 +511,7 @@ TEST_F(SimHost, UnitsConvertThroughTheBaseUnit)
     EXPECT_EQ(E_INVALIDARG, units->GetQuantityText(99, text.Out()));
 }
 
-TEST(SimSeries, LocateSampleIsStrictAndLeavesItsOutsFindSampleAndSampleTimeTakeTheNearestOrFail)
+TEST(SimSeries, SearchesAreStrictOrNearestAndLeaveTheirOutsWhenNothingIsFound)
 {
     const struct { const char* Name; qvx::time Time; long Direction; HRESULT Status; long Record, Index; } rows[] = {
         {"after a sample skips it", 1100, 0, S_OK, 1, 2},     {"before a sample skips it", 1100, 1, S_OK, 1, 0},
