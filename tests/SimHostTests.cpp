@@ -1,6 +1,12 @@
 // The substitute host's objects: delivery of notifications, the fault switch and counters,
-// tasks and selections, generated channels, the zoom stack, property sets and factories, units.
+// tasks and selections, generated channels, the zoom stack, property sets and factories, units;
+// its series (searches, values, records and their arrays) and the simulated recording behind them.
 #include <gtest/gtest.h>
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -10,17 +16,24 @@
 #include "config/DataSelectionNotifications.h"
 #include "config/PropertyFactoryNotifications.h"
 #include "config/PropertySetNotifications.h"
+#include "config/ZoomStackNotifications.h"
+#include "sim/HostArrays.h"
+#include "sim/HostCalls.h"
+#include "sim/Recording.h"
+#include "sim/Series.h"
 #include "sim/SimulatedHost.h"
 #include "sim/UnitConverter.h"
 #include "sim/ZoomStack.h"
 #include "tests/HostPaths.h"
-#include "config/ZoomStackNotifications.h"
 
 using namespace qvxtest;
 
 namespace {
 
 constexpr qvx::time Second = 10'000'000;
+constexpr qvx::time Min = std::numeric_limits<qvx::time>::min();
+constexpr qvx::time Max = std::numeric_limits<qvx::time>::max();
+const double Unchanged = -1.0;
 const size_t CarChannels = CChannelTable::Car()->Size();
 
 std::vector<std::string> Heard;
@@ -35,59 +48,61 @@ CObjectPtr<CSimulatedHost> MakeHost()
     return host;
 }
 
-// Hears data notifications under a label; can take a sink off during a call.
-class CDataListener : public CDataNotificationsReceiver
+// Receiver `R` whose sink for `I` listens to one source for as long as it lives.
+template <class R, template <class> class SinkOf, class I>
+class CListening : public R
 {
 public:
-    using CSink = CDataNotificationsSink<CBaseSingleSourceSink<IQvxDataNotifications>>;
-    explicit CDataListener(std::string label) : Label(std::move(label)), Sink(CreateSink<CSink>(this)) {}
-    ~CDataListener() { CloseSink(Sink, Source); }
-    void Advise(IUnknown* source) { EXPECT_TRUE(Sink->Advise(Source = source)); }
+    using CSink = SinkOf<CBaseSingleSourceSink<I>>;
+    template <class... A>
+    explicit CListening(IUnknown* source, A... args) : R(args...), Source(source)
+    {
+        EXPECT_TRUE(Sink->Advise(source));
+    }
+    ~CListening() { CloseSink(Sink, Source); }
+
+    CComPtr<CSink> Sink = CreateSink<CSink>(static_cast<R*>(this));
+    CComPtr<IUnknown> Source;
+};
+
+// Hears data notifications under a label; can take a sink off during a call.
+class CDataReceiver : public CDataNotificationsReceiver
+{
+public:
+    explicit CDataReceiver(std::string label) : Label(std::move(label)) {}
     void OnDataChanged(IUnknown*, qvx::time* from, qvx::time* to) override
     {
         Heard.push_back(Label);
         From = *from, To = *to;
-        if (TakeOff) TakeOff->Sink->Unadvise(TakeOff->Source);
+        if (TakeOff) TakeOff();
     }
 
     std::string Label;
-    CComPtr<CSink> Sink;
-    CComPtr<IUnknown> Source;
-    CDataListener* TakeOff = nullptr;
+    std::function<void()> TakeOff;
     qvx::time From = 0, To = 0;
 };
+using CDataListener = CListening<CDataReceiver, CDataNotificationsSink, IQvxDataNotifications>;
 
-class CZoomListener : public CZoomStackNotifications3Receiver
+class CZoomReceiver : public CZoomStackNotifications3Receiver
 {
 public:
-    using CSink = CZoomStackNotifications3Sink<CBaseSingleSourceSink<IQvxZoomStackNotifications3>>;
-    explicit CZoomListener(IUnknown* stack) : Stack(stack), Sink(CreateSink<CSink>(this)) { EXPECT_TRUE(Sink->Advise(stack)); }
-    ~CZoomListener() { CloseSink(Sink, Stack); }
     void OnRangeChanged(IQvxZoomStack*) override { Heard.push_back("range"); }
     void OnLevelsChanged(IQvxZoomStack*) override { Heard.push_back("levels"); }
-
-    CComPtr<IUnknown> Stack;
-    CComPtr<CSink> Sink;
 };
+using CZoomListener = CListening<CZoomReceiver, CZoomStackNotifications3Sink, IQvxZoomStackNotifications3>;
 
-class CPropertyListener : public CPropertySetNotifications2Receiver
+class CPropertyReceiver : public CPropertySetNotifications2Receiver
 {
 public:
-    using CSink = CPropertySetNotifications2Sink<CBaseSingleSourceSink<IQvxPropertySetNotifications2>>;
-    explicit CPropertyListener(IQvxPropertySet* set) : Set(set), Sink(CreateSink<CSink>(this)) { EXPECT_TRUE(Sink->Advise(set)); }
-    ~CPropertyListener() { CloseSink(Sink, Set); }
     void OnPropertyChanged(IQvxPropertySet*, BSTR name) override { Heard.push_back("changed " + Narrow(name)); }
     void OnPropertySetGoingAway(IQvxPropertySet*) override { Heard.push_back("set going"); }
-
-    CComPtr<IQvxPropertySet> Set;
-    CComPtr<CSink> Sink;
 };
+using CPropertyListener = CListening<CPropertyReceiver, CPropertySetNotifications2Sink, IQvxPropertySetNotifications2>;
 
 CVariant Real(double value)
 {
     CVariant v;
-    v.vt = VT_R8;
-    v.dblVal = value;
+    v.vt = VT_R8, v.dblVal = value;
     return v;
 }
 
@@ -113,14 +128,66 @@ std::vector<std::wstring> ChannelNames(IQvxDataSelection* selection)
     EXPECT_EQ(S_OK, QueryFor<IQvxDataSelectionChannels>(selection)->GetChannelNames(names.Out()));
     long count = 0;
     names->GetCount(&count);
-    std::vector<std::wstring> list(size_t(std::max(count, 0L)));
-    for (long i = 1; i <= count; ++i) {
-        CBstr name;
-        names->GetName(i, name.Out());
-        list[size_t(i - 1)] = name.View();
-    }
+    std::vector<std::wstring> list;
+    for (CBstr name; long(list.size()) < count && SUCCEEDED(names->GetName(long(list.size()) + 1, name.Out()));)
+        list.emplace_back(name.View());
     return list;
 }
+
+// Samples at 1000..1400 (values 0..40), a gap, then 2000..2200 (values 100..120).
+std::shared_ptr<CChannelData> GappedData()
+{
+    auto data = std::make_shared<CChannelData>();
+    for (int i = 0; i < 5; ++i) data->Append(1000 + i * 100, i * 10.0, true, 100, false);
+    for (int i = 0; i < 3; ++i) data->Append(2000 + i * 100, 100.0 + i * 10.0, true, 100, i == 0);
+    return data;
+}
+
+CObjectPtr<CSeries> SeriesOver(std::shared_ptr<CChannelData> data)
+{
+    CObjectPtr<CSeries> series;
+    EXPECT_EQ(S_OK, (CreateObject<CSeries, IQvxData2>(series)));
+    series->Init(std::move(data));
+    return series;
+}
+
+CComPtr<IQvxDataRecord> RecordOf(IQvxData* data, long number)
+{
+    CComPtr<IQvxDataRecords> records;
+    CComPtr<IQvxDataRecord> record;
+    EXPECT_EQ(S_OK, data->GetRecords(records.Out()));
+    EXPECT_EQ(S_OK, records->GetRecord(number, record.Out()));
+    return record;
+}
+
+// A record as text: whether it continues the one before, its kind, start and period, and its
+// values and times, the values with the lower bound of their array.
+std::string Describe(IQvxDataRecord* record)
+{
+    VARIANT_BOOL continuous = -1, periodic = -1;
+    qvx::time start = -1, period = -1;
+    record->GetIsContinuous(&continuous);
+    record->GetIsPeriodic(&periodic);
+    record->GetStartTime(&start);
+    std::ostringstream text;
+    text << (continuous ? "continues, " : "new, ") << (periodic ? "periodic" : "aperiodic") << " from " << start;
+    if (SUCCEEDED(record->GetPeriod(&period))) text << " every " << period;
+    CSafeArray values, times;
+    LONG lower = -1;
+    if (SUCCEEDED(record->GetValues(values.Out())) && SUCCEEDED(SafeArrayGetLBound(values.Get(), 1, &lower))) {
+        CSafeArrayAccess<double> access(values.Get());
+        text << "; values from " << lower << ':';
+        for (ULONG i = 0; i < access.Size(); ++i) text << ' ' << access[i];
+    }
+    if (SUCCEEDED(record->GetTimes(times.Out()))) {
+        CSafeArrayAccess<qvx::time> access(times.Get());
+        text << "; times";
+        for (ULONG i = 0; i < access.Size(); ++i) text << ' ' << access[i];
+    }
+    return text.str();
+}
+
+size_t Find(const wchar_t* name) { return size_t(CChannelTable::Car()->Find(name)); }
 
 class SimHost : public ::testing::Test
 {
@@ -138,34 +205,27 @@ protected:
 
 } // namespace
 
-// --- delivery, faults and counts ---
-
-TEST_F(SimHost, NotificationsGoInTheOrderOfAdviseAndASinkMayTakeItselfOrAnotherOff)
+TEST_F(SimHost, NotificationsGoInTheOrderOfAdviseASinkMayTakeItselfOrAnotherOffAndAdviseIsChecked)
 {
     CComPtr<IUnknown> proxy = ChannelOf(Selection(1, 1), L"RPM");
-    CDataListener a("a"), b("b"), c("c"), d("d");
-    for (CDataListener* listener : {&b, &a, &c, &d}) listener->Advise(proxy);
-    const auto step = [&](CDataListener* aTakesOff, CDataListener* bTakesOff, CList expected) {
+    CDataListener b(proxy, "b"), a(proxy, "a"), c(proxy, "c"), d(proxy, "d");
+    const auto step = [&](std::function<void()> aTakesOff, std::function<void()> bTakesOff, CList expected) {
         a.TakeOff = aTakesOff, b.TakeOff = bTakesOff;
         Heard.clear();
         Host->Advance(Second);
         EXPECT_EQ(expected, Heard);
     };
     step(nullptr, nullptr, {"b", "a", "c", "d"});
-    step(&c, &b, {"b", "a", "d"});   // a takes c off before c's turn, b itself
+    // a takes c off before c's turn, b itself.
+    step([&] { c.Sink->Unadvise(c.Source); }, [&] { b.Sink->Unadvise(b.Source); }, {"b", "a", "d"});
     step(nullptr, nullptr, {"a", "d"});
-}
 
-TEST_F(SimHost, AdviseChecksTheInterfaceAndUnadviseTheCookie)
-{
-    CComPtr<IQvxNotifications> notifications;
-    ASSERT_EQ(S_OK, Host->QueryInterface(__uuidof(IQvxNotifications), notifications.OutVoid()));
-    CDataListener listener("x");
+    auto notifications = QueryFor<IQvxNotifications>(Host->ControllingUnknown());
     ULONG cookie = 9;
-    // The root sends no data notifications, and the sink answers no root notifications.
-    EXPECT_EQ(E_NOINTERFACE, notifications->Advise(__uuidof(IQvxDataNotifications), listener.Sink->Unknown(), &cookie));
+    // The root sends no data notifications, and a data sink answers no root notifications.
+    EXPECT_EQ(E_NOINTERFACE, notifications->Advise(__uuidof(IQvxDataNotifications), a.Sink->Unknown(), &cookie));
     EXPECT_EQ(0u, cookie);
-    EXPECT_EQ(E_NOINTERFACE, notifications->Advise(__uuidof(IQvxOrvidNotifications4), listener.Sink->Unknown(), &cookie));
+    EXPECT_EQ(E_NOINTERFACE, notifications->Advise(__uuidof(IQvxOrvidNotifications4), a.Sink->Unknown(), &cookie));
     EXPECT_EQ(E_POINTER, notifications->Advise(__uuidof(IQvxOrvidNotifications4), nullptr, &cookie));
     EXPECT_EQ(CONNECT_E_NOCONNECTION, notifications->Unadvise(12345));
 }
@@ -175,26 +235,20 @@ TEST_F(SimHost, FaultsAndCountsGoByFullOrOperationNameAndLeaveTheSubstitutesOwnC
     auto selection = Selection(1, 2);
     CComPtr<IQvxDataRecords> records;
     ASSERT_EQ(S_OK, DataOf(ChannelOf(selection, L"Speed"))->GetRecords(records.Out()));
-    CBstr full(L"IQvxDataRecords.GetCount"), bare(L"GetCount");
-    const auto calls = [&](BSTR name) {
-        long count = -1;
-        Host->GetCallCount(name, &count);
-        return count;
-    };
+    const wchar_t* full = L"IQvxDataRecords.GetCount";
     Host->ResetCallCounts();
     long count = 0;
-    ASSERT_EQ(S_OK, Host->SetFault(full.Get(), E_ACCESSDENIED));
+    ASSERT_EQ(S_OK, Host->SetFault(CBstr(full).Get(), E_ACCESSDENIED));
     EXPECT_EQ(E_ACCESSDENIED, records->GetCount(&count));   // a failed call counts too
-    ASSERT_EQ(S_OK, Host->SetFault(full.Get(), S_OK));
+    ASSERT_EQ(S_OK, CHostCalls::SetFault(full, S_OK));
     EXPECT_EQ(S_OK, records->GetCount(&count));
-    EXPECT_EQ(E_INVALIDARG, Host->SetFault(full.Get(), S_FALSE));
+    EXPECT_EQ(E_INVALIDARG, CHostCalls::SetFault(full, S_FALSE));
     CComPtr<IUnknown> laps;
     selection->GetLaps(laps.Out());
     QueryFor<IQvxLaps>(laps)->GetCount(&count);
-    EXPECT_EQ(2, calls(full.Get()));
-    EXPECT_EQ(3, calls(bare.Get()));
+    EXPECT_EQ(std::make_pair(2L, 3L), std::make_pair(CHostCalls::CallCount(full), CHostCalls::CallCount(L"GetCount")));
     Host->ResetCallCounts();
-    EXPECT_EQ(0, calls(full.Get()));
+    EXPECT_EQ(0, CHostCalls::CallCount(full));
     // An operation's name alone fails it on every interface, and leaves the outs alone.
     Host->SetFault(CBstr(L"GetCursorTime").Get(), E_UNEXPECTED);
     qvx::time cursor = 77;
@@ -204,25 +258,21 @@ TEST_F(SimHost, FaultsAndCountsGoByFullOrOperationNameAndLeaveTheSubstitutesOwnC
     EXPECT_EQ(S_OK, TaskById(Host, 1)->GetCursorTime(&cursor));
 }
 
-// --- tasks, selections and channels ---
-
-TEST_F(SimHost, SelectionChangesReachTheirVersionsOfSinks)
+TEST_F(SimHost, ASelectionTellsItsChangesToEachVersionOfSinkAndLocatesItsEventsByTimeAndDirection)
 {
     auto selection = Selection(1, 2);
-    class CListener : public CDataSelectionNotifications3Receiver
+    class CReceiver : public CDataSelectionNotifications3Receiver
     {
     public:
-        explicit CListener(std::string name) : Name(std::move(name)) {}
+        explicit CReceiver(std::string name) : Name(std::move(name)) {}
         void OnColorChanged(IQvxDataSelection*) override { Heard.push_back(Name + " colour"); }
         void OnTimesChanged(IQvxDataSelection*) override { Heard.push_back(Name + " times"); }
         void OnChannelsChanged(IQvxDataSelection*) override { Heard.push_back(Name + " channels"); }
         void OnSelectionTextChanged(IQvxDataSelection*) override { Heard.push_back(Name + " text"); }
         std::string Name;
-    } one("v1"), three("v3");
-    auto sink1 = CreateSink<CDataSelectionNotificationsSink<CBaseSingleSourceSink<IQvxDataSelectionNotifications>>>(&one);
-    auto sink3 = CreateSink<CDataSelectionNotifications3Sink<CBaseSingleSourceSink<IQvxDataSelectionNotifications3>>>(&three);
-    ASSERT_TRUE(sink1->Advise(selection));
-    ASSERT_TRUE(sink3->Advise(selection));
+    };
+    CListening<CReceiver, CDataSelectionNotificationsSink, IQvxDataSelectionNotifications> one(selection, "v1");
+    CListening<CReceiver, CDataSelectionNotifications3Sink, IQvxDataSelectionNotifications3> three(selection, "v3");
     Host->SetSelectionColor(1, 2, 0x123456);
     Host->SetSelectionSecondary(1, 2, VARIANT_TRUE);
     Host->SetSelectionText(1, 2, CBstr(L"Qualifying").Get());
@@ -231,13 +281,8 @@ TEST_F(SimHost, SelectionChangesReachTheirVersionsOfSinks)
     OLE_COLOR colour = 0;
     selection->GetColor(&colour);
     EXPECT_EQ(0x123456u, colour);
-    CloseSink(sink1, selection);
-    CloseSink(sink3, selection);
-}
 
-TEST_F(SimHost, EventSetsOfASelectionAreLocatedByTimeAndDirection)
-{
-    auto events = QueryFor<IQvxDataSelectionEvents>(Selection(1, 2));
+    auto events = QueryFor<IQvxDataSelectionEvents>(selection);
     CComPtr<IQvxDataNames> names;
     events->GetEventSetNames(names.Out());
     CBstr name;
@@ -253,14 +298,14 @@ TEST_F(SimHost, EventSetsOfASelectionAreLocatedByTimeAndDirection)
     ASSERT_EQ(S_OK, all->GetEvent(2, second.Out()));
     qvx::time at = 0;
     second->GetTime(&at);
-    // At the time: the event itself, the one after it, the one before it.
-    for (auto [direction, expected] : {std::pair{2L, 2L}, {0L, 3L}, {1L, 1L}}) {
-        long index = 0;
-        EXPECT_EQ(S_OK, list->LocateEvent(at, direction, 1, &index));
-        EXPECT_EQ(expected, index) << direction;
+    // At the time: the event itself, the one after it, the one before it; and none before the first.
+    const struct { qvx::time Time; long Direction; HRESULT Status; long Index; } rows[] = {
+        {at, 2, S_OK, 2}, {at, 0, S_OK, 3}, {at, 1, S_OK, 1}, {0, 1, S_FALSE, -1}};
+    for (const auto& row : rows) {
+        long index = -1;
+        const HRESULT status = list->LocateEvent(row.Time, row.Direction, 1, &index);
+        EXPECT_EQ(std::make_pair(row.Status, row.Index), std::make_pair(status, index)) << row.Direction;
     }
-    long index = 0;
-    EXPECT_EQ(S_FALSE, list->LocateEvent(0, 1, 1, &index));
 }
 
 TEST_F(SimHost, GeneratedChannelsAreInEveryRecordingAndTheirObjectsBehaveAsAnyChannels)
@@ -290,46 +335,36 @@ TEST_F(SimHost, GeneratedChannelsAreInEveryRecordingAndTheirObjectsBehaveAsAnyCh
     EXPECT_EQ(channel.Get(), ChannelOf(Selection(1, 1), L"Generated 3").Get());
     auto use = QueryFor<IQvxChannelUse>(channel);
     auto clients = QueryFor<IQvxChannelProxyClients>(channel);
-    use->AddUse();
-    use->AddUse();
+    for (int i = 0; i < 2; ++i) use->AddUse();
     ULONG cookie = 0;
     ASSERT_EQ(S_OK, clients->Subscribe(nullptr, &cookie));
     long uses = 0, subscribers = 0;
     EXPECT_EQ(S_OK, Host->GetChannelUse(1, 1, CBstr(L"Generated 3").Get(), &uses, &subscribers));
     EXPECT_EQ(std::make_pair(2L, 1L), std::make_pair(uses, subscribers));
     CComPtr<IQvxData> forMe;
-    EXPECT_EQ(S_OK, clients->GetDataFor(cookie, forMe.Out()));
-    EXPECT_EQ(E_INVALIDARG, clients->GetDataFor(cookie + 1, forMe.Out()));
-    EXPECT_EQ(S_OK, clients->Unsubscribe(cookie));
-    EXPECT_EQ(E_INVALIDARG, clients->Unsubscribe(cookie));
-    use->ReleaseUse();
-    use->ReleaseUse();
-    EXPECT_EQ(E_UNEXPECTED, use->ReleaseUse());
+    const std::vector<HRESULT> answers{clients->GetDataFor(cookie, forMe.Out()),
+                                       clients->GetDataFor(cookie + 1, forMe.Out()), clients->Unsubscribe(cookie),
+                                       clients->Unsubscribe(cookie)};
+    EXPECT_EQ((std::vector<HRESULT>{S_OK, E_INVALIDARG, S_OK, E_INVALIDARG}), answers);
+    for (HRESULT expected : {S_OK, S_OK, E_UNEXPECTED}) EXPECT_EQ(expected, use->ReleaseUse());
     class COffset : public CChannelProxyNotificationsReceiver
     {
     public:
         void OnValueOffsetChanged(IUnknown*) override { Heard.push_back("offset"); }
-    } receiver;
-    auto sink = CreateSink<CChannelProxyNotificationsSink<CBaseSingleSourceSink<IQvxChannelProxyNotifications>>>(&receiver);
-    ASSERT_TRUE(sink->Advise(channel));
+    };
+    CListening<COffset, CChannelProxyNotificationsSink, IQvxChannelProxyNotifications> offsetListener(channel);
     auto offset = QueryFor<IQvxChannelOffset>(channel);
     offset->SetValueOffset(2.5);
     double value = 0;
     offset->GetValueOffset(&value);
     EXPECT_EQ(2.5, value);
-    CloseSink(sink, channel);
-    CDataListener listener("data");
-    listener.Advise(channel);
+    CDataListener listener(channel, "data");
     Host->Advance(9 * Second);
     EXPECT_EQ((CList{"offset", "data"}), Heard);
     EXPECT_EQ(std::make_pair(start + Second / 1000, start + 9 * Second), std::make_pair(listener.From, listener.To));
     auto data = DataOf(channel);
-    CComPtr<IQvxDataRecords> records;
-    CComPtr<IQvxDataRecord> last;
     CSafeArray values;
-    ASSERT_EQ(S_OK, data->GetRecords(records.Out()));
-    ASSERT_EQ(S_OK, records->GetRecord(2, last.Out()));
-    ASSERT_EQ(S_OK, last->GetValues(values.Out()));
+    ASSERT_EQ(S_OK, RecordOf(data, 2)->GetValues(values.Out()));
     CSafeArrayAccess<double> access(values.Get());
     ASSERT_EQ(9001u - CChannelData::RecordLength, access.Size());
     double latest = 0;
@@ -359,8 +394,6 @@ TEST_F(SimHost, RefusedGeneratedChannelsLeaveTheHostAsItWas)
     }
 }
 
-// --- zoom stack ---
-
 TEST_F(SimHost, ZoomStackOffersItsSelectionAndLevelsAndFollowsLiveDataUntilFrozen)
 {
     const auto stackOver = [](IQvxDataSelection* selection) {
@@ -389,9 +422,7 @@ TEST_F(SimHost, ZoomStackOffersItsSelectionAndLevelsAndFollowsLiveDataUntilFroze
     stack->PushTimeZoom(10 * Second, 20 * Second);
     stack->PushTimeZoom(12 * Second, 14 * Second);
     EXPECT_EQ(12 * Second, std::get<0>(range(stack)));
-    stack->Pop();
-    stack->Pop();
-    EXPECT_EQ(S_FALSE, stack->Pop());
+    for (HRESULT expected : {S_OK, S_OK, S_FALSE}) EXPECT_EQ(expected, stack->Pop());
     EXPECT_EQ(S_FALSE, stack->PopAll());
     EXPECT_EQ((CList{"range", "range", "range", "levels", "range", "range", "range", "levels"}), Heard);
 
@@ -411,9 +442,7 @@ TEST_F(SimHost, ZoomStackOffersItsSelectionAndLevelsAndFollowsLiveDataUntilFroze
     EXPECT_EQ(2 * Second, std::get<2>(range(live)));
 }
 
-// --- property sets and factories, units ---
-
-TEST_F(SimHost, ALocalSetAnswersFromItsParentUntilItHoldsItsOwnValue)
+TEST_F(SimHost, ALocalSetAnswersFromItsParentUntilItHoldsItsOwnValueAndTheEventFactoryKeepsASetThatIsUsed)
 {
     CComPtr<IQvxPropertyFactory> defaults;
     Host->GetChannelDefaults(defaults.Out());
@@ -438,32 +467,27 @@ TEST_F(SimHost, ALocalSetAnswersFromItsParentUntilItHoldsItsOwnValue)
     EXPECT_EQ(9000.0, ReadReal(set, L"Display maximum"));
     EXPECT_EQ(100.0, ReadReal(set, L"Display minimum"));
     EXPECT_EQ((CList{"changed (all)", "changed Display maximum", "changed Display minimum"}), Heard);
-}
 
-TEST_F(SimHost, TheEventFactoryKeepsASetThatIsStillUsed)
-{
+    Heard.clear();
     CObjectPtr<CEventPropertyFactory> factory;
     ASSERT_EQ(S_OK, (CreateObject<CEventPropertyFactory, IQvxEventPropertyFactory>(factory)));
     class CUser : public CEventPropertyFactoryNotificationsReceiver
     {
     public:
         void QueryPropertySetUses(IQvxPropertyFactory*, BSTR, long* uses) override { *uses = Uses; }
-        void OnPropertySetRemoved(IQvxPropertyFactory*, BSTR name) override { Heard.push_back("removed " + Narrow(name)); }
+        void OnPropertySetRemoved(IQvxPropertyFactory*, BSTR set) override { Heard.push_back("gone " + Narrow(set)); }
         long Uses = 1;
-    } user;
-    using CSink = CEventPropertyFactoryNotificationsSink<CBaseSingleSourceSink<IQvxEventPropertyFactoryNotifications>>;
-    auto sink = CreateSink<CSink>(&user);
-    IQvxEventPropertyFactory* source = factory.Get();
-    ASSERT_TRUE(sink->Advise(source));
-    CComPtr<IQvxPropertySet> set;
+    };
+    CListening<CUser, CEventPropertyFactoryNotificationsSink, IQvxEventPropertyFactoryNotifications> user(
+        static_cast<IQvxEventPropertyFactory*>(factory.Get()));
+    CComPtr<IQvxPropertySet> warnings;
     CBstr name(L"Warnings");
-    factory->GetPropertySet(name.Get(), set.Out());
-    CPropertyListener listener(set);
+    factory->GetPropertySet(name.Get(), warnings.Out());
+    CPropertyListener warningsListener(warnings);
     EXPECT_EQ(S_FALSE, factory->RemovePropertySet(name.Get()));
     user.Uses = 0;
     EXPECT_EQ(S_OK, factory->RemovePropertySet(name.Get()));
-    EXPECT_EQ((CList{"set going", "removed Warnings"}), Heard);
-    CloseSink(sink, source);
+    EXPECT_EQ((CList{"set going", "gone Warnings"}), Heard);
 }
 
 TEST_F(SimHost, UnitsConvertThroughTheBaseUnit)
@@ -485,4 +509,243 @@ TEST_F(SimHost, UnitsConvertThroughTheBaseUnit)
     EXPECT_EQ(S_OK, units->GetQuantityText(1, text.Out()));
     EXPECT_EQ(L"Speed", text.View());
     EXPECT_EQ(E_INVALIDARG, units->GetQuantityText(99, text.Out()));
+}
+
+TEST(SimSeries, SearchesAreStrictOrNearestAndLeaveTheirOutsWhenNothingIsFound)
+{
+    const struct { const char* Name; qvx::time Time; long Direction; HRESULT Status; long Record, Index; } rows[] = {
+        {"after a sample skips it", 1100, 0, S_OK, 1, 2},     {"before a sample skips it", 1100, 1, S_OK, 1, 0},
+        {"after, between samples", 1150, 0, S_OK, 1, 2},      {"before, between samples", 1150, 1, S_OK, 1, 1},
+        {"after, across the gap", 1400, 0, S_OK, 2, 0},       {"before, back across the gap", 2000, 1, S_OK, 1, 4},
+        {"nothing before the first", 1000, 1, S_FALSE, -9, -9}, {"nothing after the last", 2200, 0, S_FALSE, -9, -9},
+        {"after the smallest time", Min, 0, S_OK, 1, 0},      {"before the largest time", Max, 1, S_OK, 2, 2},
+        {"nothing after the largest", Max, 0, S_FALSE, -9, -9}, {"no such direction", 1100, 3, E_INVALIDARG, -9, -9},
+    };
+    auto series = SeriesOver(GappedData());
+    for (const auto& row : rows) {
+        long record = -9, index = -9;
+        EXPECT_EQ(row.Status, series->LocateSample(row.Time, row.Direction, 0, &record, &index)) << row.Name;
+        EXPECT_EQ(std::make_pair(row.Record, row.Index), std::make_pair(record, index)) << row.Name;
+    }
+    // Nearest counts a sample at the time, and takes the earlier one on a tie.
+    const struct { qvx::time Time; long Direction; HRESULT Status; qvx::time Found; } nearest[] = {
+        {1200, 2, S_OK, 1200}, {1149, 2, S_OK, 1100}, {1150, 2, S_OK, 1100}, {1151, 2, S_OK, 1200}, {-5, 2, S_OK, 1000},
+        {9999, 2, S_OK, 2200}, {1200, 0, S_OK, 1300}, {1200, 1, S_OK, 1100}, {2200, 0, E_FAIL, 42},
+        {1000, 1, E_FAIL, 42}};
+    for (const auto& row : nearest) {
+        qvx::time found = 42, sampleTime = 42;
+        double value = Unchanged;
+        EXPECT_EQ(row.Status, series->FindSample(row.Time, row.Direction, 0, &found, &value)) << row.Time;
+        EXPECT_EQ(row.Status, series->GetSampleTime(row.Time, row.Direction, 0, &sampleTime)) << row.Time;
+        EXPECT_EQ(row.Found, found) << row.Time;
+        EXPECT_EQ(row.Found, sampleTime) << row.Time;
+        if (row.Status != S_OK) { EXPECT_EQ(Unchanged, value) << row.Time; }
+    }
+    auto empty = SeriesOver(std::make_shared<CChannelData>());
+    qvx::time t = 0;
+    double v = Unchanged;
+    EXPECT_EQ(E_FAIL, empty->FindSample(0, 2, 0, &t, &v));
+    EXPECT_EQ(E_FAIL, empty->GetLatestValue(&v));
+    EXPECT_EQ(Unchanged, v);
+}
+
+TEST(SimSeries, ValueAtIsExactAtSamplesInterpolatedOrHeldBetweenAndFailsOutsideOrInAGap)
+{
+    const struct { qvx::time Time; long Mode; HRESULT Status; double Value; } rows[] = {
+        {1100, 2, S_OK, 10.0},    {1100, 1, S_OK, 10.0},    {1125, 2, S_FALSE, 12.5}, {1125, 1, S_FALSE, 10.0},
+        {1125, 7, S_FALSE, 10.0}, {1125, 0, S_FALSE, 20.0}, {1000, 2, S_OK, 0.0},     {2200, 2, S_OK, 120.0},
+        {2000, 2, S_OK, 100.0},   {999, 2, E_FAIL, Unchanged}, {2201, 1, E_FAIL, Unchanged},
+        {1700, 2, E_FAIL, Unchanged}, {1401, 1, E_FAIL, Unchanged}};   // the last two inside the gap
+    auto series = SeriesOver(GappedData());
+    for (const auto& row : rows) {
+        double value = Unchanged;
+        EXPECT_EQ(row.Status, series->GetValueAt(row.Time, row.Mode, 0, &value)) << row.Time << " mode " << row.Mode;
+        EXPECT_DOUBLE_EQ(row.Value, value) << row.Time << " mode " << row.Mode;
+    }
+}
+
+TEST(SimSeries, RecordsShowGapsCutsAndTimesAndTheirArraysStartAtAlternatingBounds)
+{
+    auto series = SeriesOver(GappedData());
+    CComPtr<IQvxDataRecords> records;
+    CComPtr<IQvxDataRecord> none;
+    long count = 0;
+    ASSERT_EQ(S_OK, series->GetRecords(records.Out()));
+    records->GetCount(&count);
+    EXPECT_EQ(2, count);
+    EXPECT_EQ(E_INVALIDARG, records->GetRecord(3, none.Out()));
+    EXPECT_EQ(RecordOf(series, 2).Get(), RecordOf(series, 2).Get());   // a record keeps its identity
+    EXPECT_EQ("new, periodic from 1000 every 100; values from 1: 0 10 20 30 40; times 1000 1100 1200 1300 1400",
+              Describe(RecordOf(series, 1)));
+    EXPECT_EQ("new, periodic from 2000 every 100; values from 0: 100 110 120; times 2000 2100 2200",
+              Describe(RecordOf(series, 2)));
+    auto data = std::make_shared<CChannelData>();
+    for (qvx::time t : {10, 25, 45}) data->Append(t, double(t), false, 0, false);
+    auto aperiodic = SeriesOver(data);
+    EXPECT_EQ("new, aperiodic from 10; values from 1: 10 25 45; times 10 25 45", Describe(RecordOf(aperiodic, 1)));
+    long record = 0, index = 0;
+    aperiodic->LocateSample(25, 0, 0, &record, &index);
+    EXPECT_EQ(2, index);
+    double v = 0;
+    EXPECT_EQ(S_FALSE, aperiodic->GetValueAt(35, 2, 0, &v));
+    EXPECT_DOUBLE_EQ(35.0, v);
+
+    // A long run is cut into records that continue: between them the value is interpolated.
+    data = std::make_shared<CChannelData>();
+    const size_t n = CChannelData::RecordLength + 3;
+    for (size_t i = 0; i < n; ++i) data->Append(qvx::time(i) * 10, double(i), true, 10, false);
+    auto cut = SeriesOver(data);
+    VARIANT_BOOL continuous = VARIANT_FALSE;
+    ASSERT_EQ(S_OK, RecordOf(cut, 2)->GetIsContinuous(&continuous));
+    EXPECT_EQ(VARIANT_TRUE, continuous);
+    EXPECT_EQ(S_FALSE, cut->GetValueAt(qvx::time(CChannelData::RecordLength - 1) * 10 + 5, 2, 0, &v));
+    EXPECT_DOUBLE_EQ(double(CChannelData::RecordLength) - 0.5, v);
+    EXPECT_EQ(S_OK, cut->GetLatestValue(&v));
+    EXPECT_EQ(double(n - 1), v);
+}
+
+TEST(SimSeries, TheBalanceOfArraysSeesWhatIsLeftLockedOrNotDestroyed)
+{
+    CComPtr<IQvxDataRecord> record = RecordOf(SeriesOver(GappedData()), 1);
+    CHostArrays::Reset();
+    CSafeArray values, times;
+    ASSERT_EQ(S_OK, record->GetValues(values.Out()));
+    ASSERT_EQ(S_OK, record->GetTimes(times.Out()));
+    ASSERT_EQ(S_OK, SafeArrayLock(values.Get()));
+    EXPECT_EQ(DISP_E_ARRAYISLOCKED, SafeArrayDestroy(values.Get()));
+    times = CSafeArray();
+    // The figures as a test reads them from the host's call counts.
+    const auto figures = [] {
+        std::vector<LONG> values;
+        for (const wchar_t* name : {L"Arrays.HandedOut", L"Arrays.Destroyed", L"Arrays.Outstanding", L"Arrays.Locked"})
+            values.push_back(CHostCalls::CallCount(name));
+        return values;
+    };
+    EXPECT_EQ((std::vector<LONG>{2, 1, 1, 1}), figures());
+    SafeArrayUnlock(values.Get());
+    values = CSafeArray();
+    EXPECT_EQ((std::vector<LONG>{2, 2, 0, 0}), figures());
+    EXPECT_TRUE(CHostArrays::Balance().Balanced());
+}
+
+TEST(SimSeries, TimeOfAValueOnAMonotonicSeries)
+{
+    const struct { double Value; long Mode, Flag; HRESULT Status; qvx::time Time; } rows[] = {
+        {15.0, 2, 0, S_OK, 150},  {15.0, 6, 0, S_OK, 200},  {10.0, 2, 0, S_OK, 100},     {-1.0, 2, 0, E_FAIL, -1},
+        {-1.0, 2, 1, S_FALSE, 0}, {25.0, 2, 1, S_FALSE, 200}, {std::nan(""), 2, 0, E_INVALIDARG, -1},
+        {5.0, 3, 0, E_INVALIDARG, -1}};
+    auto data = std::make_shared<CChannelData>();
+    for (int i = 0; i < 3; ++i) data->Append(i * 100, i * 10.0, true, 100, false);
+    auto series = SeriesOver(data);
+    for (const auto& row : rows) {
+        qvx::time t = -1;
+        EXPECT_EQ(row.Status, series->FindTimeOfValue(row.Value, row.Mode, row.Flag, &t)) << row.Value;
+        EXPECT_EQ(row.Time, t) << row.Value << " mode " << row.Mode;
+    }
+}
+
+TEST(SimRecording, PeriodicChannelsGeneratedOnesTooLieOnTheirPeriodAndRepeatForASeed)
+{
+    const auto& car = *CChannelTable::Car();
+    // Generated in two steps, numbered on; the last one faster.
+    auto table = std::make_shared<const CChannelTable>(CChannelTable(car, 2, 1000), 1, 10000);
+    ASSERT_EQ(car.Size() + 2, size_t(table->Find(L"generated 3")));
+    const qvx::time start = 1'000'000'000;
+    CRecording a(5, start, 10 * Second, false, table), b(5, start, 10 * Second, false, table),
+        c(6, start, 10 * Second, false, table);
+    std::vector<OLE_COLOR> colours;
+    for (size_t i = 0; i < table->Size(); ++i) {
+        const CChannelDefinition& d = (*table)[i];
+        EXPECT_EQ(colours.end(), std::find(colours.begin(), colours.end(), d.Color)) << d.Name;
+        colours.push_back(d.Color);
+        if (d.Sampling != CSampling::Periodic) continue;
+        const auto& records = a.Channel(i)->Records();
+        EXPECT_EQ(size_t(10 * Second / d.Period + 1), a.Channel(i)->SampleCount()) << d.Name;
+        EXPECT_EQ(std::make_pair(start, d.Period), std::make_pair(records[0].Start, records[0].Period)) << d.Name;
+        if (i < car.Size()) continue;
+        EXPECT_EQ(records[0].Values, b.Channel(i)->Records()[0].Values) << d.Name;
+        EXPECT_NE(records[0].Values, c.Channel(i)->Records()[0].Values) << d.Name;
+        EXPECT_EQ(i + 1 < table->Size() ? Second / 1000 : Second / 10000, d.Period) << d.Name;
+        // Records of the host's own length, continuing; a waveform that swings within -1..1.
+        EXPECT_EQ(CChannelData::RecordLength, records[0].Count());
+        EXPECT_TRUE(records[1].Continuous);
+        double low = 0, high = 0;
+        for (const auto& record : records) {
+            for (double v : record.Values) low = std::min(low, v), high = std::max(high, v);
+        }
+        EXPECT_TRUE(low < -0.5 && high > 0.5 && low >= -1.0 && high <= 1.0) << d.Name << ' ' << low << ' ' << high;
+    }
+    EXPECT_NE(a.Channel(car.Size())->Records()[0].Values, a.Channel(car.Size() + 1)->Records()[0].Values);
+    EXPECT_EQ(a.Channel(Find(L"Speed"))->Records()[0].Values, b.Channel(Find(L"Speed"))->Records()[0].Values);
+    EXPECT_NE(a.Channel(Find(L"Speed"))->Records()[0].Values, c.Channel(Find(L"Speed"))->Records()[0].Values);
+}
+
+TEST(SimRecording, DistanceGrowsAtTheSpeedAndLapsFallWhereItPassesEachLapLength)
+{
+    CRecording recording(3, 0, 200 * Second, false);
+    auto distance = recording.Channel(Find(L"Distance"));
+    CChannelData::CPosition at, next;
+    ASSERT_TRUE(distance->First(at));
+    for (next = at; distance->Next(next); at = next) ASSERT_LE(distance->ValueOf(at), distance->ValueOf(next));
+    ASSERT_GE(recording.LapCount(), 2);
+    auto series = SeriesOver(distance), speed = SeriesOver(recording.Channel(Find(L"Speed")));
+    double d0 = 0, d1 = 0, v = 0;
+    for (long lap = 1; lap <= recording.LapCount(); ++lap) {
+        series->GetValueAt(recording.LapTime(lap), 2, 0, &d0);
+        EXPECT_NEAR(lap * CTrackModel::LapLength, d0, 1.0) << lap;   // within one sample at top speed
+    }
+    for (qvx::time t = 5 * Second; t < 55 * Second; t += 7 * Second) {
+        series->GetValueAt(t - Second / 10, 2, 0, &d0);
+        series->GetValueAt(t + Second / 10, 2, 0, &d1);
+        speed->GetValueAt(t, 2, 0, &v);
+        EXPECT_NEAR(v, (d1 - d0) / 0.2, 1.5) << t;
+    }
+}
+
+TEST(SimRecording, ChannelsOfTheirOwnKind)
+{
+    CRecording recording(1, 0, 70 * Second, false);
+    // GPS drop-outs: records that do not continue, more than a period apart.
+    const auto& gps = recording.Channel(Find(L"GPS speed"))->Records();
+    ASSERT_GE(gps.size(), 3u);
+    EXPECT_FALSE(gps[1].Continuous);
+    EXPECT_GT(gps[1].First() - gps[0].Last(), gps[0].Period);
+    // Fuel flow: NaN while the injectors are cut.
+    const auto& fuel = recording.Channel(Find(L"Fuel flow"))->Records()[0].Values;
+    const auto nan = std::count_if(fuel.begin(), fuel.end(), [](double v) { return std::isnan(v); });
+    EXPECT_TRUE(nan > 0 && size_t(nan) < fuel.size()) << nan;
+    // Tyre pressure: aperiodic, 0.2 to 1.4 s apart.
+    const auto& tyre = recording.Channel(Find(L"Tyre pressure FL"))->Records()[0];
+    ASSERT_FALSE(tyre.Periodic);
+    ASSERT_GE(tyre.Times.size(), 40u);
+    for (size_t i = 1; i < tyre.Times.size(); ++i) {
+        EXPECT_GE(tyre.Times[i] - tyre.Times[i - 1], 2 * Second / 10);
+        EXPECT_LE(tyre.Times[i] - tyre.Times[i - 1], 14 * Second / 10);
+    }
+}
+
+TEST(SimRecording, LiveAdvanceReportsTheSpanOfNewSamplesAndOffersWarningsFromTheirFirst)
+{
+    CRecording recording(1, 500, 0, true);
+    const size_t speed = Find(L"Speed"), warnings = 2;
+    EXPECT_EQ(1u, recording.Channel(speed)->SampleCount());   // the sample at the start
+    CRecording::CAdvance step = recording.Advance(Second);
+    ASSERT_EQ(1u, step.Channels.size());
+    const auto& span = step.Channels[0];
+    EXPECT_EQ(std::make_tuple(speed, 500 + Second / 100, 500 + Second), std::tie(span.Index, span.From, span.To));
+    EXPECT_EQ(101u, recording.Channel(speed)->SampleCount());
+    // Channels that nobody uses are made when first asked for, complete.
+    EXPECT_EQ(1001u, recording.Channel(Find(L"RPM"))->SampleCount());
+
+    ASSERT_STREQ(L"Warnings", EventDefinitions()[warnings].Name);
+    EXPECT_TRUE(recording.IsEventSetOffered(0));
+    EXPECT_FALSE(recording.IsEventSetOffered(warnings));
+    bool offered = false;
+    for (int i = 0; i < 600 && !offered; ++i) {
+        for (size_t set : recording.Advance(Second).OfferedSets) offered |= set == warnings;
+    }
+    ASSERT_TRUE(offered);
+    const auto& events = recording.EventSet(warnings)->Events();
+    ASSERT_FALSE(events.empty());
+    EXPECT_LE(events.back().Time, recording.End());
 }

@@ -1,8 +1,10 @@
 #pragma once
-// Tests that drive the substitute host: its ticks and tasks, a region that records what the items
-// it listens to tell it, and the host itself with the counts and faults it keeps for a test.
+// For tests that drive the substitute host: a region that records what the items it listens to
+// tell it, the host with the counts and faults it keeps, and a chart attached to it.
 #include <gtest/gtest.h>
+#include <algorithm>
 #include <vector>
+#include "items/DataSelectionDataItem.h"
 #include "tests/ChartFrameTestSupport.h"
 #include "QvxSim.h"
 
@@ -29,9 +31,7 @@ public:
     }
     bool HeardAny(DWORD bits) const
     {
-        for (DWORD flags : Heard)
-            if (flags & bits) return true;
-        return false;
+        return std::any_of(Heard.begin(), Heard.end(), [bits](DWORD flags) { return (flags & bits) != 0; });
     }
     std::vector<DWORD> Heard;
     int Removed = 0;
@@ -42,10 +42,7 @@ class CListeningRegion : public CRecordingRegion
 {
 public:
     explicit CListeningRegion(CDataItemBase* item) : CRecordingRegion(nullptr), Item(item) { Item->AddListener(this); }
-    ~CListeningRegion() override
-    {
-        if (Item) Item->RemoveListener(this);
-    }
+    ~CListeningRegion() override { if (Item) Item->RemoveListener(this); }
     void OnDataItemRemoved(CDataItemBase* item) override
     {
         Item = nullptr;
@@ -74,11 +71,8 @@ protected:
         Sim->GetCallCount(CBstr(operation).Get(), &count);
         return count;
     }
-    // From now on the host answers `operation` with `status`.
-    void Fault(const wchar_t* operation, HRESULT status)
-    {
-        ASSERT_EQ(S_OK, Sim->SetFault(CBstr(operation).Get(), status));
-    }
+    // From now on the host answers operation `name` with `status`.
+    void Fault(const wchar_t* name, HRESULT status) { ASSERT_EQ(S_OK, Sim->SetFault(CBstr(name).Get(), status)); }
     // How many notification sinks are advised on the host's objects; -1 if unknown.
     long SinkCount()
     {
@@ -91,12 +85,6 @@ protected:
     CComPtr<IQvxOrvid> Host;
     CComPtr<IQvxSimulation> Sim;
 };
-
-} // namespace qvxtest
-
-#include "items/DataSelectionDataItem.h"
-
-namespace qvxtest {
 
 // The chart control made as its class factory makes it and attached to the substitute host
 // through COM, as a host attaches it: the host's run state and cursor reach it through the host's
@@ -146,10 +134,7 @@ protected:
         Elapsed += ticks;
     }
     // The host runs or pauses all its views; the chart hears it from the host.
-    void HostRuns(bool running)
-    {
-        ASSERT_EQ(S_OK, Sim->SetRunning(SessionTask, running ? VARIANT_TRUE : VARIANT_FALSE));
-    }
+    void HostRuns(bool on) { ASSERT_EQ(S_OK, Sim->SetRunning(SessionTask, on ? VARIANT_TRUE : VARIANT_FALSE)); }
     // The local pause command: the chart's wish to run is inverted and the mode chosen again.
     void LocalPause()
     {

@@ -1,16 +1,16 @@
-// Statistics calculators against series with exactly known samples: edges, breaks, values that
-// are not finite, full bins, what is read again after a change, the arrays that are read, and a
-// randomized comparison with a computation over all samples.
+// The statistics calculators and the record and distance walks beneath them, over series with
+// exactly known samples; every test ends with each array it was handed destroyed and unlocked.
 #include <gtest/gtest.h>
 #include <algorithm>
 #include <cmath>
 #include <functional>
 #include <limits>
-#include <memory>
 #include <random>
+#include <sstream>
 #include <utility>
 #include "sim/HostArrays.h"
 #include "statistics/DistanceCursor.h"
+#include "statistics/RecordWalker.h"
 #include "statistics/StatisticsCalculator.h"
 #include "tests/TestSeries.h"
 
@@ -35,7 +35,17 @@ std::vector<double> Ramp(int count, double first = 0.0)
     return values;
 }
 
-// The results of a calculation, and the counts of the bins when they come from a calculator.
+// Distances 0, 10, 30 at 0, 10, 20 (aperiodic, arrays from 1), continued by a periodic record of
+// 40, 60 at 30, 40 (arrays from -2), then after a break 100, 110 at 100, 110.
+CTestSeriesPtr ThreeRecords()
+{
+    auto series = CTestSeries::Create();
+    series->AddAperiodic({0, 10, 20}, {0.0, 10.0, 30.0}, true, 1);
+    series->AddPeriodic(30, 10, {40.0, 60.0}, true, -2);
+    series->AddPeriodic(100, 10, {100.0, 110.0}, false);
+    return series;
+}
+
 struct CResult
 {
     bool Valid = false;
@@ -53,12 +63,18 @@ CResult ResultOf(const Calculator& c)
     return r;
 }
 
-template <class Calculator>
-CResult CalculateOnce(IQvxData2* series, LONG binSize, qvx::time from, qvx::time to)
+// "minimum@time maximum@time mean m gap bins n n", or "none" without a result; the mean to six
+// digits, and the counts of the bins only when asked.
+std::string Text(const CResult& r, bool mean, bool bins)
 {
-    Calculator c(binSize);
-    c.Calculate(series, from, to);
-    return ResultOf(c);
+    std::ostringstream text;
+    if (!r.Valid) text << "none";
+    if (r.Valid) text << r.Minimum << '@' << r.MinimumTime << ' ' << r.Maximum << '@' << r.MaximumTime;
+    if (r.Valid && mean) text << " mean " << r.Mean;
+    if (r.Valid && r.HasGap) text << " gap";
+    if (bins) text << " bins";
+    for (LONG count : bins ? r.Counts : std::vector<LONG>{}) text << ' ' << count;
+    return text.str();
 }
 
 // Equal, NaN to NaN too; the mean within rounding, and only when asked, as is the break flag.
@@ -72,25 +88,47 @@ bool Matches(const CResult& c, const CResult& e, bool mean, bool gap)
         && (!gap || c.HasGap == e.HasGap);
 }
 
-std::string Describe(const CResult& c, const CResult& e)
+template <class Calculator>
+CResult CalculateOnce(IQvxData2* series, LONG binSize, qvx::time from, qvx::time to)
 {
-    char text[300];
-    snprintf(text, sizeof text, "got valid %d min %g@%lld max %g@%lld mean %g gap %d; expected %d %g@%lld %g@%lld %g %d",
-             int(c.Valid), c.Minimum, (long long)c.MinimumTime, c.Maximum, (long long)c.MaximumTime, c.Mean,
-             int(c.HasGap), int(e.Valid), e.Minimum, (long long)e.MinimumTime, e.Maximum,
-             (long long)e.MaximumTime, e.Mean, int(e.HasGap));
+    Calculator c(binSize);
+    c.Calculate(series, from, to);
+    return ResultOf(c);
+}
+
+// The result of one calculation as text; the mean of min-max bins means nothing and is left out.
+template <class Calculator, bool Mean>
+std::string TextOnce(IQvxData2* series, LONG binSize, qvx::time from, qvx::time to)
+{
+    return Text(CalculateOnce<Calculator>(series, binSize, from, to), Mean, true);
+}
+
+// The values handed out since the counts were reset, and the records they came from.
+std::string Reads(const CTestSeries& series)
+{
+    std::string text = std::to_string(series.ValuesHandedOut) + " values from records";
+    for (LONG record : series.RecordsFetched) text += ' ' + std::to_string(record);
     return text;
 }
 
-// The results of a calculator and of a fresh one over the same range must agree.
-template <class Calculator>
-void ExpectSameAsFresh(const Calculator& c, IQvxData2* series, qvx::time from, qvx::time to, LONG binSize)
+// The walk as text: "time=value" for each sample, "|" before a break, "?" for a record that
+// could not be read, "!" for a failure.
+std::string Walk(IQvxDataRecords* records, LONG number, LONG index, int stopAfterRecords)
 {
-    const CResult fresh = CalculateOnce<Calculator>(series, binSize, from, to);
-    EXPECT_TRUE(Matches(ResultOf(c), fresh, true, true)) << Describe(ResultOf(c), fresh);
+    CRecordWalker walker;
+    if (!walker.Begin(records, number, index)) return "!";
+    std::string text;
+    for (int r = 0; r < stopAfterRecords; ++r) {
+        const CRecordWalker::Status status = walker.Next();
+        if (status == CRecordWalker::Ended) break;
+        if (status == CRecordWalker::Failed) return text + "!";
+        text += status == CRecordWalker::Unreadable ? "? " : walker.BreakBefore ? "| " : "";
+        for (LONG i = walker.First; status == CRecordWalker::Opened && i < walker.Count; ++i)
+            text += std::to_string(walker.TimeOf(i)) + "=" + std::to_string(int(walker.Values[i])) + " ";
+    }
+    return text;
 }
 
-// Every test ends with each array that the series handed out destroyed and none left locked.
 class StatisticsCalculator : public ::testing::Test
 {
 protected:
@@ -98,38 +136,23 @@ protected:
     void TearDown() override
     {
         const CArrayBalance balance = CHostArrays::Balance();
-        EXPECT_TRUE(balance.Watching);
-        EXPECT_EQ(balance.Outstanding(), 0) << "arrays not destroyed, of " << balance.HandedOut;
-        EXPECT_EQ(balance.Locked, 0) << "arrays left locked";
+        EXPECT_TRUE(balance.Balanced()) << balance.HandedOut << " arrays handed out, " << balance.Destroyed
+                                        << " destroyed, " << balance.Locked << " left locked";
     }
 };
+using RecordWalker = StatisticsCalculator;
+using DistanceWalk = StatisticsCalculator;
 
 } // namespace
 
 TEST_F(StatisticsCalculator, ResultsOfOneCalculation)
 {
-    using CRunOf = CResult (*)(IQvxData2*, LONG, qvx::time, qvx::time);
-    // Mean NaN: not checked; Counts: of the bins.
-    struct CRow
-    {
-        const char* Name;
-        std::function<void(CTestSeries&)> Fill;
-        CRunOf Run;
-        LONG BinSize;
-        qvx::time From, To;
-        BOOL Valid;
-        double Minimum;
-        qvx::time MinimumTime;
-        double Maximum;
-        qvx::time MaximumTime;
-        double Mean;
-        BOOL HasGap;
-        std::vector<LONG> Counts;
-    };
+    using CRunOf = std::string (*)(IQvxData2*, LONG, qvx::time, qvx::time);
     const auto aperiodic = [](std::vector<qvx::time> t, std::vector<double> v) {
         return [t, v](CTestSeries& s) { s.AddAperiodic(t, v); };
     };
     const auto periodic = [](std::vector<double> v) { return [v](CTestSeries& s) { s.AddPeriodic(0, 10, v); }; };
+    const auto tied = [](std::vector<double> v) { return [v](CTestSeries& s) { s.AddPeriodic(0, 1, v); }; };
     const auto broken = [](CTestSeries& s) {
         s.AddPeriodic(0, 10, {1.0, 1.0, 1.0, 1.0});
         s.AddPeriodic(100, 10, {3.0, 3.0, 3.0, 3.0}, false);
@@ -138,53 +161,43 @@ TEST_F(StatisticsCalculator, ResultsOfOneCalculation)
         s.AddAperiodic({5, 10, 20}, {3.0, -1.0, 4.0}, true, 1);
         s.AddPeriodic(30, 10, {2.0, 8.0, 0.0}, true, -3);
     };
-    const auto tied = [](const std::vector<double>& v) { return [v](CTestSeries& s) { s.AddPeriodic(0, 1, v); }; };
-    const std::vector<double> ties{5.0, 1.0, 9.0, 1.0, 9.0, 5.0, 1.0}, odd{NaN, 3.0, Inf, -2.0, NaN, 7.0, -Inf, 1.0};
-    const CRunOf finite = CalculateOnce<CFiniteMinMax>, all = CalculateOnce<CAllMinMax>,
-                 linear = CalculateOnce<CLinearTime>, hold = CalculateOnce<CHoldTime>;
-    const CRow rows[] = {
-        {"an empty series", [](CTestSeries&) {}, finite, 1000, 0, 1000, FALSE, 0, 0, 0, 0, NaN, FALSE, {}},
-        {"a range that ends before it starts", periodic({4.0, -3.0}), linear, 150, 0, -100, FALSE, 0, 0, 0, 0, NaN,
-         FALSE, {}},
-        {"the whole time axis", aperiodic({-50, -40, -30}, {4.0, -3.0, 8.0}), linear, 150, INT64_MIN, INT64_MAX, TRUE,
-         -3.0, -40, 8.0, -30, NaN, FALSE, {3}},
-        {"one sample in the range", aperiodic({10, 50, 90}, {1.0, 5.0, 9.0}), linear, 150, 40, 60, TRUE, 5.0, 50, 5.0,
-         50, 5.0, FALSE, {1}},
+    const std::vector<double> ties{5.0, 1.0, 9.0, 1.0, 9.0, 5.0, 1.0}, odd{NaN, 3.0, Inf, -2.0, NaN, 1e308, -Inf, 1.0};
+    const CRunOf finite = TextOnce<CFiniteMinMax, false>, all = TextOnce<CAllMinMax, false>,
+                 linear = TextOnce<CLinearTime, true>, hold = TextOnce<CHoldTime, true>;
+    using CFill = std::function<void(CTestSeries&)>;
+    struct { const char* Name; CFill Fill; CRunOf Run; LONG Bin; qvx::time From, To; const char* Result; } rows[] = {
+        {"an empty series", [](CTestSeries&) {}, finite, 1000, 0, 1000, "none bins"},
+        {"a range that ends before it starts", periodic({4.0, -3.0}), linear, 150, 0, -100, "none bins"},
+        {"the whole time axis", aperiodic({-50, -40, -30}, {4.0, -3.0, 8.0}), linear, 150, INT64_MIN, INT64_MAX,
+         "-3@-40 8@-30 mean 1.5 bins 3"},
+        {"one sample inside", aperiodic({10, 50, 90}, {1.0, 5.0, 9.0}), linear, 150, 40, 60, "5@50 5@50 mean 5 bins 1"},
         // The two interpolated edges make one bin.
-        {"a range between two samples", aperiodic({0, 100}, {0.0, 10.0}), linear, 150, 20, 60, TRUE, 2.0, 20, 6.0, 60,
-         4.0, FALSE, {2}},
-        {"held values", periodic({0.0, 10.0, 10.0}), hold, 150, 0, 20, TRUE, 0.0, 0, 10.0, 10, 5.0, FALSE, {3}},
-        // The edge at 5 is a linear 5 even for held values, held to 20.
-        {"held values from an edge", periodic({0.0, 10.0, 10.0}), hold, 150, 5, 20, TRUE, 5.0, 5, 10.0, 10,
-         (5.0 * 5 + 10.0 * 10) / 15, FALSE, {3}},
-        {"values that are not finite left out", periodic(odd), finite, 1000, 0, 70, TRUE, -2.0, 30, 7.0, 50, NaN,
-         FALSE, {4}},
+        {"between two samples", aperiodic({0, 100}, {0.0, 10.0}), linear, 150, 20, 60, "2@20 6@60 mean 4 bins 2"},
+        {"held values", periodic({0.0, 10.0, 10.0}), hold, 150, 0, 20, "0@0 10@10 mean 5 bins 3"},
+        // The edge at 5 is a linear 5 even for held values, held to 10: (5 * 5 + 10 * 10) / 15.
+        {"held values from an edge", periodic({0.0, 10.0, 10.0}), hold, 150, 5, 20, "5@5 10@10 mean 8.33333 bins 3"},
+        {"values that are not finite left out", periodic(odd), finite, 1000, 0, 70, "-2@30 1e+308@50 bins 4"},
         // A NaN first in the bin is replaced by no comparison.
-        {"values that are not finite taken in", periodic(odd), all, 1000, 0, 70, TRUE, NaN, 0, NaN, 0, NaN, FALSE, {8}},
-        {"only NaN", periodic({NaN, NaN, NaN}), finite, 1000, 0, 20, FALSE, 0, 0, 0, 0, NaN, FALSE, {}},
-        {"ties in one bin", tied(ties), finite, 100, 0, 6, TRUE, 1.0, 1, 9.0, 2, NaN, FALSE, {7}},
-        {"ties across bins", tied(ties), finite, 2, 0, 6, TRUE, 1.0, 1, 9.0, 2, NaN, FALSE, {2, 2, 2, 2, 2, 2}},
-        {"arrays from any lower bound", bounds, finite, 1000, 0, 50, TRUE, -1.0, 10, 8.0, 40, NaN, FALSE, {6}},
+        {"values that are not finite taken in", periodic(odd), all, 1000, 0, 70, "nan@0 nan@0 bins 8"},
+        {"only NaN", periodic({NaN, NaN, NaN}), finite, 1000, 0, 20, "none bins"},
+        {"ties in one bin", tied(ties), finite, 100, 0, 6, "1@1 9@2 bins 7"},
+        {"ties across bins", tied(ties), finite, 2, 0, 6, "1@1 9@2 bins 2 2 2 2 2 2"},
+        {"arrays from any lower bound", bounds, finite, 1000, 0, 50, "-1@10 8@40 bins 6"},
         // A new bin after the break; the stretch of the break counts for nothing in the mean.
-        {"a record that does not continue", broken, linear, 150, 0, 130, TRUE, 1.0, 0, 3.0, 100, 2.0, TRUE, {4, 4}},
-        {"a range that starts inside a break", broken, linear, 150, 50, 130, TRUE, 3.0, 100, 3.0, 100, 3.0, TRUE, {4}},
+        {"a record that does not continue", broken, linear, 150, 0, 130, "1@0 3@100 mean 2 gap bins 4 4"},
+        {"a range that starts inside a break", broken, linear, 150, 50, 130, "3@100 3@100 mean 3 gap bins 4"},
+        {"a range inside one record", broken, linear, 150, 100, 130, "3@100 3@100 mean 3 bins 4"},
         // A bin full at its last sample shares it with the next: no hole in the integral.
-        {"a bin full at its last sample", periodic(Ramp(8, 1.0)), linear, 4, 0, 40, TRUE, 1.0, 0, 5.0, 40, 3.0, FALSE,
-         {4, 2}},
-        {"a range inside one record", broken, linear, 150, 100, 130, TRUE, 3.0, 100, 3.0, 100, 3.0, FALSE, {4}},
+        {"a bin full at its last sample", periodic(Ramp(8, 1.0)), linear, 4, 0, 40, "1@0 5@40 mean 3 bins 4 2"},
     };
-    for (const CRow& row : rows) {
+    for (const auto& row : rows) {
         auto series = CTestSeries::Create();
         row.Fill(*series);
-        const CResult run = row.Run(series, row.BinSize, row.From, row.To);
-        const CResult expected{bool(row.Valid), row.Minimum, row.Maximum, row.Mean, row.MinimumTime, row.MaximumTime,
-                               bool(row.HasGap), row.Counts};
-        EXPECT_TRUE(Matches(run, expected, !std::isnan(row.Mean), true)) << row.Name << ": " << Describe(run, expected);
-        EXPECT_EQ(row.Counts, run.Counts) << row.Name;
+        EXPECT_EQ(row.Result, row.Run(series, row.Bin, row.From, row.To)) << row.Name;
     }
 }
 
-TEST_F(StatisticsCalculator, SecondCalculateWithoutChangeReadsNothingAndKeepsTheResults)
+TEST_F(StatisticsCalculator, SecondCalculateWithoutChangeReadsNothingAndANullSeriesEmptiesTheBins)
 {
     auto series = CTestSeries::Create();
     series->AddPeriodic(0, 10, Ramp(100));
@@ -195,35 +208,23 @@ TEST_F(StatisticsCalculator, SecondCalculateWithoutChangeReadsNothingAndKeepsThe
     calculator.Mean = 1234.0;
     series->ResetCounts();
     calculator.Calculate(series, 0, 990);
-    EXPECT_EQ(series->ValuesHandedOut, 0);
-    EXPECT_TRUE(series->RecordsFetched.empty());
-    EXPECT_EQ(series->ValueQueries, 0);
-    EXPECT_EQ(series->SampleTimeQueries, 2);
-    EXPECT_TRUE(calculator.Valid);
-    EXPECT_EQ(calculator.Mean, 1234.0);
-    EXPECT_EQ(calculator.Maximum, 99.0);
-    // A null series empties the bins.
+    EXPECT_EQ("0 values from records", Reads(*series));
+    EXPECT_EQ(std::make_pair(0, 2), std::make_pair(series->ValueQueries, series->SampleTimeQueries));
+    EXPECT_EQ("0@0 99@990 mean 1234", Text(ResultOf(calculator), true, false));
     calculator.Calculate(nullptr, 0, 990);
-    EXPECT_FALSE(calculator.Valid);
-    EXPECT_TRUE(calculator.Bins.empty());
+    EXPECT_EQ("none bins", Text(ResultOf(calculator), true, true));
 }
 
 TEST_F(StatisticsCalculator, InvalidateDropsTheBinsThatTheSpanTouchesAndOnlyTheirGapIsRead)
 {
-    struct CRow
-    {
-        const char* Name;
-        qvx::time From, To;
-        std::vector<qvx::time> Left;   // StartTime of the bins that stay
-        std::vector<LONG> Read;        // records read by the next Calculate
+    // 21 samples in records of 5: bins [0..90], [90..180], [180..200], named by their starts.
+    const struct { const char* Name; qvx::time From, To; std::vector<qvx::time> Left; const char* Read; } rows[] = {
+        {"the middle of three bins", 120, 140, {0, 180}, "10 values from records 3 4"},
+        {"a sample that two bins share", 180, 180, {0}, "11 values from records 3 4 5"},
+        {"beyond all bins", 300, 400, {0, 90, 180}, "0 values from records"},
     };
-    // 21 samples in records of 5: bins [0..90], [90..180], [180..200].
-    const CRow rows[] = {
-        {"the middle of three bins", 120, 140, {0, 180}, {3, 4}},
-        {"a sample that two bins share", 180, 180, {0}, {3, 4, 5}},
-        {"beyond all bins", 300, 400, {0, 90, 180}, {}},
-    };
-    for (const CRow& row : rows) {
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.Name);
         auto series = CTestSeries::Create();
         for (int r = 0; r < 4; ++r) series->AddPeriodic(r * 50, 10, Ramp(5, r * 5.0), true, 1);
         series->AddPeriodic(200, 10, {20.0}, true, 1);
@@ -234,12 +235,14 @@ TEST_F(StatisticsCalculator, InvalidateDropsTheBinsThatTheSpanTouchesAndOnlyThei
         calculator.Invalidate(row.From, row.To);
         std::vector<qvx::time> left;
         for (const auto& bin : calculator.Bins) left.push_back(bin->StartTime);
-        EXPECT_EQ(row.Left, left) << row.Name;
+        EXPECT_EQ(row.Left, left);
         series->ResetCounts();
         calculator.Calculate(series, 0, 200);
-        EXPECT_EQ(row.Read, series->RecordsFetched) << row.Name;
-        SCOPED_TRACE(row.Name);
-        if (!row.Read.empty()) ExpectSameAsFresh(calculator, series, 0, 200, 10);
+        EXPECT_EQ(row.Read, Reads(*series));
+        // Bins left over a change that was not reported keep the old values; else as a fresh calculator, bin for bin.
+        if (row.Left.size() == 3) continue;
+        const CResult fresh = CalculateOnce<CFiniteMinMax>(series, 10, 0, 200);
+        EXPECT_EQ(Text(fresh, false, true), Text(ResultOf(calculator), false, true));
     }
 }
 
@@ -253,15 +256,12 @@ TEST_F(StatisticsCalculator, DroppedBinsAreFoldedAgainWhenNothingNewIsRead)
     calculator.Calculate(series, 0, 100);
     ASSERT_EQ(calculator.Bins.size(), 2u);
     ASSERT_EQ(calculator.Minimum, -100.0);
-    // The host drops its samples up to 60 and reports that span; there is nothing to read there.
+    // The host drops its samples up to 60 and reports that span: the bin from 65 on is all that is left.
     series->Records.clear();
     series->AddPeriodic(70, 10, {1.0, 2.0, 3.0, 4.0});
     calculator.Invalidate(0, 60);
     calculator.Calculate(series, 0, 100);
-    ASSERT_TRUE(calculator.Valid);
-    ASSERT_EQ(calculator.Bins.size(), 1u);
-    EXPECT_EQ(calculator.Minimum, calculator.Bins[0]->Minimum);
-    EXPECT_GT(calculator.Minimum, -100.0);
+    EXPECT_EQ("-49.5@65 4@100 bins 5", Text(ResultOf(calculator), false, true));
 }
 
 TEST_F(StatisticsCalculator, LiveDataReadsOnlyNewSamplesAndASlidingStartOnlyTheFirstGap)
@@ -275,46 +275,36 @@ TEST_F(StatisticsCalculator, LiveDataReadsOnlyNewSamplesAndASlidingStartOnlyTheF
     calculator.Invalidate(10000, 12490);
     series->ResetCounts();
     calculator.Calculate(series, 0, 12490);
-    EXPECT_EQ(calculator.Maximum, 5000.0);
-    EXPECT_EQ(calculator.MaximumTime, 10000);
     // The new samples fill records 11 to 13, and nothing before them is read again.
-    EXPECT_EQ(series->ValuesHandedOut, 250);
-    EXPECT_EQ(series->RecordsFetched, (std::vector<LONG>{11, 12, 13}));
-
+    EXPECT_EQ("250 values from records 11 12 13", Reads(*series));
+    EXPECT_EQ("0@0 5000@10000", Text(ResultOf(calculator), false, false));
     // The bins from 2970 on stay; 2500..2970 lies in record 3.
     series->ResetCounts();
     calculator.Calculate(series, 2500, 12490);
-    EXPECT_EQ(series->RecordsFetched, (std::vector<LONG>{3}));
+    EXPECT_EQ("100 values from records 3", Reads(*series));
     EXPECT_EQ(calculator.Bins.front()->StartTime, 2500);
-    EXPECT_EQ(calculator.Minimum, 250.0);
-    ExpectSameAsFresh(calculator, series, 2500, 12490, 100);
+    EXPECT_EQ("250@2500 5000@10000", Text(ResultOf(calculator), false, false));
+    const CResult fresh = CalculateOnce<CFiniteMinMax>(series, 100, 2500, 12490);
+    EXPECT_EQ(Text(fresh, true, false), Text(ResultOf(calculator), true, false));
 }
 
 TEST_F(StatisticsCalculator, AnUnreadRecordEndsTheReadWithoutAnEdgeAndIsReadAtTheNextCalculate)
 {
-    struct CRow
-    {
-        const char* Name;
-        LONG CTestSeries::*Fault;
-        LONG Record;
-        qvx::time ReadUpTo;
-    };
-    const CRow rows[] = {{"values that fail", &CTestSeries::FailingValuesRecord, 3, 190},
-                         {"an empty array of values", &CTestSeries::EmptyValuesRecord, 2, 90}};
-    for (const CRow& row : rows) {
+    struct { const char* Name; LONG CTestSeries::*Fault; LONG Record; qvx::time End; const char* Result; } rows[] = {
+        {"values that fail", &CTestSeries::FailingValuesRecord, 3, 190, "0@0 19@190"},
+        {"an empty array of values", &CTestSeries::EmptyValuesRecord, 2, 90, "0@0 9@90"}};
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.Name);
         auto series = CTestSeries::Create();
         for (int r = 0; r < 5; ++r) series->AddPeriodic(r * 100, 10, Ramp(10, r * 10.0));
         (*series).*row.Fault = row.Record;
         CFiniteMinMax calculator(1000);
         calculator.Calculate(series, 0, 490);
-        ASSERT_TRUE(calculator.Valid);
-        EXPECT_EQ(calculator.Bins.back()->EndTime, row.ReadUpTo);
-        EXPECT_EQ(calculator.Maximum, row.ReadUpTo / 10);
+        EXPECT_EQ(row.Result, Text(ResultOf(calculator), false, false));
+        EXPECT_EQ(calculator.Bins.back()->EndTime, row.End);
         (*series).*row.Fault = 0;
         calculator.Calculate(series, 0, 490);
-        EXPECT_EQ(calculator.Maximum, 49.0);
-        EXPECT_EQ(calculator.MaximumTime, 490);
+        EXPECT_EQ("0@0 49@490", Text(ResultOf(calculator), false, false));
     }
 }
 
@@ -329,9 +319,7 @@ TEST_F(StatisticsCalculator, FailingSearchesAndRecordsNeverCrash)
         calculator.Calculate(series, 0, 90);
         series->Failing.clear();
         calculator.Calculate(series, 0, 90);
-        EXPECT_TRUE(calculator.Valid && calculator.Minimum == 0.0 && calculator.Maximum == 9.0
-                    && std::abs(calculator.Mean - 4.5) < 1e-12)
-            << operation;
+        EXPECT_EQ("0@0 9@90 mean 4.5", Text(ResultOf(calculator), true, false)) << operation;
     }
 }
 
@@ -343,14 +331,11 @@ TEST_F(StatisticsCalculator, DistanceCalculatorsIntegrateOverDistance)
     series->AddPeriodic(0, 10, {0.0, 10.0, 10.0});
     DistanceCursor cursor;
     cursor.SetData(distance);
-
     CLinearDistance linear(150, &cursor);
     linear.Calculate(series, 0, 20);
     ASSERT_TRUE(linear.Valid);
-    EXPECT_DOUBLE_EQ(linear.Bins[0]->StartX, 0.0);
-    EXPECT_DOUBLE_EQ(linear.Bins[0]->EndX, 40.0);
+    EXPECT_EQ(std::make_pair(0.0, 40.0), std::make_pair(linear.Bins[0]->StartX, linear.Bins[0]->EndX));
     EXPECT_DOUBLE_EQ(linear.Mean, (5.0 * 10 + 10.0 * 30) / 40);
-
     CHoldDistance hold(150, &cursor);
     hold.Calculate(series, 0, 20);
     EXPECT_DOUBLE_EQ(hold.Mean, 10.0 * 30 / 40);
@@ -359,16 +344,98 @@ TEST_F(StatisticsCalculator, DistanceCalculatorsIntegrateOverDistance)
     EXPECT_DOUBLE_EQ(hold.Bins[0]->StartX, 5.0);
 }
 
+TEST_F(RecordWalker, WalksRecordsInPlaceAndLeavesNoArrayBehind)
+{
+    const struct { const char* Name; LONG Number, Index; const char* Failing; LONG FailingValues; int StopAfter;
+                   const char* Walk; } rows[] = {
+        {"the whole series", 1, 0, nullptr, 0, 9, "0=0 10=10 20=30 30=40 40=60 | 100=100 110=110 "},
+        {"from inside the first record", 1, 2, nullptr, 0, 9, "20=30 30=40 40=60 | 100=100 110=110 "},
+        {"entered inside a record after a break, no break shows", 3, 1, nullptr, 0, 9, "110=110 "},
+        {"entered at the start of a record after a break", 3, 0, nullptr, 0, 9, "| 100=100 110=110 "},
+        {"a record whose values fail is passed", 1, 0, nullptr, 2, 9, "0=0 10=10 20=30 ? | 100=100 110=110 "},
+        {"an aperiodic record without times is unreadable", 1, 0, "GetTimes", 0, 9, "? 30=40 40=60 | 100=100 110=110 "},
+        {"a record that can not be fetched ends the walk", 1, 0, "GetRecord", 0, 9, "!"},
+        {"a break that can not be asked ends the walk", 2, 0, "GetIsContinuous", 0, 9, "!"},
+        {"no count, no walk", 1, 0, "GetCount", 0, 9, "!"},
+        {"a walk left with a record open", 1, 0, nullptr, 0, 2, "0=0 10=10 20=30 30=40 40=60 "},
+    };
+    for (const auto& row : rows) {
+        auto series = ThreeRecords();
+        if (row.Failing) series->Failing = {row.Failing};
+        series->FailingValuesRecord = row.FailingValues;
+        CComPtr<IQvxDataRecords> records;
+        ASSERT_EQ(series->GetRecords(records.Out()), S_OK);
+        EXPECT_EQ(row.Walk, Walk(records, row.Number, row.Index, row.StopAfter)) << row.Name;
+    }
+}
+
+TEST_F(DistanceWalk, LookupsAloneAndInOneIncreasingWalk)
+{
+    // In increasing time, so that one cursor can walk them all.
+    const struct { const char* Name; qvx::time Time; DistanceCursor::Result Status; double Distance; } rows[] = {
+        {"before the data", -5, DistanceCursor::BeforeFirstSample, 0},
+        {"at a sample", 10, DistanceCursor::HasValue, 10.0},
+        {"within a record", 15, DistanceCursor::HasValue, 20.0},
+        {"at the last sample of a record", 20, DistanceCursor::HasValue, 30.0},
+        {"across continuous records", 25, DistanceCursor::HasValue, 35.0},
+        {"in a periodic record", 35, DistanceCursor::HasValue, 50.0},
+        {"inside a break", 70, DistanceCursor::BeforeFirstSample, 0},
+        {"after a break", 105, DistanceCursor::HasValue, 105.0},
+        {"after the data", 200, DistanceCursor::NoValue, 0},
+        {"long after the data", 300, DistanceCursor::NoValue, 0},
+    };
+    auto series = ThreeRecords(), walked = ThreeRecords();
+    DistanceCursor walk;
+    walk.SetData(walked);
+    for (const auto& row : rows) {
+        DistanceCursor alone;
+        alone.SetData(series);
+        for (DistanceCursor* cursor : {&alone, &walk}) {
+            double distance = 0;
+            EXPECT_EQ(row.Status, cursor->TimeToDistance(row.Time, distance)) << row.Name;
+            if (row.Status == DistanceCursor::HasValue) { EXPECT_DOUBLE_EQ(row.Distance, distance) << row.Name; }
+        }
+    }
+    EXPECT_EQ(walk.SampleIndex, -1);
+    // The walk fetched each record once and asked for no single value.
+    EXPECT_EQ("7 values from records 1 2 3", Reads(*walked));
+    EXPECT_EQ(walked->ValueQueries, 0);
+    // Without data there is no value.
+    DistanceCursor none;
+    double distance = -1;
+    EXPECT_EQ(none.TimeToDistance(5, distance), DistanceCursor::NoValue);
+    none.SetData(nullptr);
+    EXPECT_EQ(none.TimeToDistance(5, distance), DistanceCursor::NoValue);
+    EXPECT_EQ(distance, -1);
+}
+
+TEST_F(DistanceWalk, ADroppedOrUnreadableRecordStartsANewWalk)
+{
+    auto series = ThreeRecords();
+    DistanceCursor cursor, fresh;
+    cursor.SetData(series);
+    fresh.SetData(series);
+    double distance = 0;
+    // The walk starts from the last sample up to the time: at a record's first sample, in that record.
+    ASSERT_EQ(cursor.TimeToDistance(100, distance), DistanceCursor::HasValue);
+    EXPECT_EQ("2 values from records 3", Reads(*series));
+    cursor.DropRecord();
+    // A new walk may go back in time, and knows the sample before the time.
+    EXPECT_EQ(cursor.TimeToDistance(15, distance), DistanceCursor::HasValue);
+    EXPECT_DOUBLE_EQ(distance, 20.0);
+    series->Failing = {"GetValues"};
+    EXPECT_EQ(fresh.TimeToDistance(15, distance), DistanceCursor::NoValue);
+    EXPECT_FALSE(fresh.Walk.Record);
+    series->Failing.clear();
+    EXPECT_EQ(fresh.TimeToDistance(15, distance), DistanceCursor::HasValue);
+    EXPECT_DOUBLE_EQ(distance, 20.0);
+}
+
 // A computation over all samples of a range, as the calculators define it: the samples in the
 // range, with an interpolated sample at each edge where the series has a value; one sample alone
 // when only one lies in the range and no edges are asked. Values that are not finite are left
 // out, and so is a single sample after the last break of the range when others come before it.
-struct CPoint
-{
-    qvx::time Time;
-    double Value;
-    bool AfterBreak;
-};
+struct CPoint { qvx::time Time; double Value; bool AfterBreak; };
 
 CResult BruteForce(const CTestSeries& series, qvx::time from, qvx::time to, bool alone)
 {
@@ -378,10 +445,7 @@ CResult BruteForce(const CTestSeries& series, qvx::time from, qvx::time to, bool
         const CSeriesRecord& record = series.Records[r];
         const bool breakBefore = r > 0 && !record.Continuous;
         // A break that follows a sample in the range, toward a record that starts after `from`.
-        if (breakBefore) {
-            const CSeriesRecord& before = series.Records[r - 1];
-            if (before.TimeAt(before.Size() - 1) <= to && record.TimeAt(0) > from) hasGap = true;
-        }
+        if (breakBefore && series.Records[r - 1].Last() <= to && record.TimeAt(0) > from) hasGap = true;
         for (size_t i = 0; i < record.Size(); ++i) {
             const qvx::time t = record.TimeAt(i);
             if (t >= from && t <= to) samples.push_back({t, record.Values[i], breakBefore && i == 0});
@@ -390,15 +454,15 @@ CResult BruteForce(const CTestSeries& series, qvx::time from, qvx::time to, bool
     std::vector<CPoint> points;
     if (alone && samples.size() == 1) {
         points = samples;
-        const CPoint& only = samples.front();
         CSamplePosition next;
-        hasGap = series.FirstAfter(only.Time, next) && next.Index == 0 && !series.Records[next.Record].Continuous;
+        hasGap = series.FirstAfter(points[0].Time, next) && next.Index == 0 && !series.Records[next.Record].Continuous;
     } else {
         double value = 0;
         if (series.ValueAt(from, 2, value) && (samples.empty() || samples.front().Time != from))
             points.push_back({from, value, false});
         points.insert(points.end(), samples.begin(), samples.end());
-        const bool anyFinite = std::any_of(points.begin(), points.end(), [](const CPoint& p) { return std::isfinite(p.Value); });
+        const bool anyFinite =
+            std::any_of(points.begin(), points.end(), [](const CPoint& p) { return std::isfinite(p.Value); });
         if (anyFinite && series.ValueAt(to, 2, value) && (points.empty() || points.back().Time != to))
             points.push_back({to, value, false});
     }
@@ -413,12 +477,8 @@ CResult BruteForce(const CTestSeries& series, qvx::time from, qvx::time to, bool
     }
     points = std::move(finite);
     if (points.size() > 1 && points.back().AfterBreak) points.pop_back();
-    CResult e;
-    if (points.empty()) return e;
-    e.Valid = true;
-    e.HasGap = hasGap;
-    e.Minimum = e.Maximum = points[0].Value;
-    e.MinimumTime = e.MaximumTime = points[0].Time;
+    if (points.empty()) return CResult();
+    CResult e{true, points[0].Value, points[0].Value, 0, points[0].Time, points[0].Time, hasGap, {}};
     double integral = 0;
     qvx::time extent = 0;
     for (size_t i = 0; i < points.size(); ++i) {
@@ -475,16 +535,13 @@ void RunRandomComparison(unsigned seed, double nanShare, bool mean)
         const LONG binSize = 2 + LONG(random() % 6);
         Calculator calculator(binSize);
         for (int step = 0; step < 30; ++step) {
-            const qvx::time first = series->Records.front().TimeAt(0);
-            const CSeriesRecord& lastRecord = series->Records.back();
-            const qvx::time last = lastRecord.TimeAt(lastRecord.Size() - 1);
-            std::uniform_int_distribution<qvx::time> anyTime(first - 100, last + 100);
+            const qvx::time last = series->Records.back().Last();
+            std::uniform_int_distribution<qvx::time> anyTime(series->Records.front().TimeAt(0) - 100, last + 100);
             const int action = int(random() % 10);
             if (action == 0) {
                 // New values for a run of samples; the change is reported with its neighbours, on
                 // which interpolated edges depend.
-                const size_t r = random() % series->Records.size();
-                CSeriesRecord& record = series->Records[r];
+                CSeriesRecord& record = series->Records[random() % series->Records.size()];
                 const size_t i = random() % record.Size();
                 record.Values[i] = double(int(random() % 41) - 20);
                 CSamplePosition before, after;
@@ -498,24 +555,20 @@ void RunRandomComparison(unsigned seed, double nanShare, bool mean)
                 // Live data: a few samples more at the end.
                 const std::vector<double> more(1 + random() % 5, double(int(random() % 41) - 20));
                 series->Append(more.data(), more.size(), 1 + random() % 9, 1000);
-                const qvx::time newEnd = series->TimeOf({series->Records.size() - 1, series->Records.back().Size() - 1});
-                calculator.Invalidate(last + 1, newEnd);
+                calculator.Invalidate(last + 1, series->Records.back().Last());
                 continue;
             }
             qvx::time from = anyTime(random), to = anyTime(random);
             if (from > to) std::swap(from, to);
             calculator.Calculate(series, from, to);
-            const CResult alone = BruteForce(*series, from, to, true);
-            const CResult edges = BruteForce(*series, from, to, false);
+            const CResult alone = BruteForce(*series, from, to, true), got = ResultOf(calculator),
+                          fresh = CalculateOnce<Calculator>(series, binSize, from, to);
+            SCOPED_TRACE("seed " + std::to_string(seed) + " round " + std::to_string(round) + " range "
+                         + std::to_string(from) + ".." + std::to_string(to) + ": " + Text(alone, mean, false));
             // With one sample in the range, bins left from earlier ranges may bring the edges in.
-            const CResult got = ResultOf(calculator);
-            EXPECT_TRUE(Matches(got, alone, mean, false) || Matches(got, edges, mean, false))
-                << "seed " << seed << " round " << round << " step " << step << " range " << from << ".." << to
-                << ": " << Describe(got, alone);
-            const CResult fresh = CalculateOnce<Calculator>(series, binSize, from, to);
-            EXPECT_TRUE(Matches(fresh, alone, mean, nanShare == 0.0))
-                << "seed " << seed << " round " << round << " step " << step << " fresh range " << from << ".." << to
-                << ": " << Describe(fresh, alone);
+            const CResult edges = BruteForce(*series, from, to, false);
+            EXPECT_TRUE(Matches(got, alone, mean, false) || Matches(got, edges, mean, false)) << Text(got, mean, false);
+            EXPECT_TRUE(Matches(fresh, alone, mean, nanShare == 0.0)) << "fresh " << Text(fresh, mean, false);
         }
     }
 }

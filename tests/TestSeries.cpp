@@ -73,10 +73,7 @@ public:
 
     CTestSeriesPtr Series;
 
-    STDMETHODIMP GetCount(LONG* count) override
-    {
-        return Answer(count, !Series->Fails("GetCount"), Series->Records.size());
-    }
+    STDMETHODIMP GetCount(LONG* n) override { return Answer(n, !Series->Fails("GetCount"), Series->Records.size()); }
     STDMETHODIMP GetRecord(LONG number, IQvxDataRecord** record) override
     {
         if (!record) return E_POINTER;
@@ -109,7 +106,8 @@ CSeriesRecord& CTestSeries::AddPeriodic(qvx::time start, qvx::time period, std::
 CSeriesRecord& CTestSeries::AddAperiodic(std::vector<qvx::time> times, std::vector<double> values, bool continuous,
                                          LONG lowerBound)
 {
-    return Records.emplace_back(CSeriesRecord{continuous, false, 0, 0, std::move(times), std::move(values), lowerBound});
+    return Records.emplace_back(
+        CSeriesRecord{continuous, false, 0, 0, std::move(times), std::move(values), lowerBound});
 }
 
 void CTestSeries::Append(const double* values, size_t count, qvx::time period, size_t recordSize)
@@ -118,7 +116,7 @@ void CTestSeries::Append(const double* values, size_t count, qvx::time period, s
         const bool extends = !Records.empty() && Records.back().Periodic && Records.back().Period == period
                              && Records.back().Size() < recordSize;
         if (!extends) {
-            const qvx::time start = Records.empty() ? 0 : TimeOf({Records.size() - 1, Records.back().Size() - 1}) + period;
+            const qvx::time start = Records.empty() ? 0 : Records.back().Last() + period;
             AddPeriodic(start, period, {}).Values.reserve(recordSize);
         }
         Records.back().Values.push_back(values[i]);
@@ -127,9 +125,8 @@ void CTestSeries::Append(const double* values, size_t count, qvx::time period, s
 
 bool CTestSeries::FirstAfter(qvx::time time, CSamplePosition& at) const
 {
-    const auto record = std::partition_point(Records.begin(), Records.end(), [time](const CSeriesRecord& r) {
-        return r.TimeAt(r.Size() - 1) <= time;
-    });
+    const auto record =
+        std::partition_point(Records.begin(), Records.end(), [time](const auto& r) { return r.Last() <= time; });
     if (record == Records.end()) return false;
     size_t index = 0;
     if (record->Periodic) {
@@ -143,9 +140,8 @@ bool CTestSeries::FirstAfter(qvx::time time, CSamplePosition& at) const
 
 bool CTestSeries::LastBefore(qvx::time time, CSamplePosition& at) const
 {
-    const auto after = std::partition_point(Records.begin(), Records.end(), [time](const CSeriesRecord& r) {
-        return r.TimeAt(0) < time;
-    });
+    const auto after =
+        std::partition_point(Records.begin(), Records.end(), [time](const auto& r) { return r.TimeAt(0) < time; });
     if (after == Records.begin()) return false;
     const auto record = after - 1;
     size_t index = 0;
@@ -177,9 +173,8 @@ bool CTestSeries::ValueAt(qvx::time time, LONG mode, double& value) const
 
 void CTestSeries::ResetCounts()
 {
-    ValuesHandedOut = 0;
+    ValuesHandedOut = ValueQueries = SampleTimeQueries = 0;
     RecordsFetched.clear();
-    ValueQueries = SampleTimeQueries = 0;
 }
 
 STDMETHODIMP CTestSeries::GetRecords(IQvxDataRecords** records)

@@ -1,8 +1,6 @@
 #pragma once
-// A host series with exactly known samples, for the tests and benchmarks of what reads series:
-// records over vectors (periodic or aperiodic, continuous or after a break, any lower bound of
-// their arrays), the host's strict searches and interpolation, counts of what was handed out,
-// and calls that fail on demand.
+// A host series with exactly known samples for what reads series: records over vectors with any
+// lower bound, the host's strict searches, counts of what was handed out, calls that fail on demand.
 #include <windows.h>
 #include <set>
 #include <string>
@@ -15,29 +13,23 @@ namespace qvxtest {
 // One unbroken run of samples.
 struct CSeriesRecord
 {
-    // False: a break lies between this record and the one before.
-    bool Continuous = true;
+    bool Continuous = true;   // false: a break lies between this record and the one before
     bool Periodic = false;
-    qvx::time Start = 0;
-    qvx::time Period = 0;
-    // Of an aperiodic record.
-    std::vector<qvx::time> Times;
+    qvx::time Start = 0, Period = 0;
+    std::vector<qvx::time> Times;   // of an aperiodic record
     std::vector<double> Values;
-    // Of the arrays that the record hands out.
-    LONG LowerBound = 0;
+    LONG LowerBound = 0;   // of the arrays that the record hands out
 
     size_t Size() const noexcept { return Values.size(); }
     qvx::time TimeAt(size_t index) const noexcept
     {
         return Periodic ? Start + qvx::time(index) * Period : Times[index];
     }
+    qvx::time Last() const noexcept { return TimeAt(Size() - 1); }
 };
 
 // A sample of the series: record (from 0) and index within it.
-struct CSamplePosition
-{
-    size_t Record = 0, Index = 0;
-};
+struct CSamplePosition { size_t Record = 0, Index = 0; };
 
 class CTestSeries : public CComRoot, public IQvxData2
 {
