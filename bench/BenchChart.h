@@ -14,12 +14,13 @@ public:
     CRTCGraphRegion* Graph() { return GraphRegion.get(); }
 };
 
-// A new substitute host; false when it is not registered.
+// A new substitute host; false when it is not registered. It does not watch the allocator for
+// its balance of arrays, which a host in use does not do either.
 inline bool StartBenchHost(CComPtr<IQvxOrvid>& host, CComPtr<IQvxSimulation>& sim)
 {
     return SUCCEEDED(CoCreateInstance(CLSID_QvxSimulatedHost, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IQvxOrvid),
                                       host.OutVoid()))
-           && SUCCEEDED(host.As(sim));
+           && SUCCEEDED(host.As(sim)) && SUCCEEDED(sim->WatchArrays(VARIANT_FALSE));
 }
 
 // A new chart in `control`, given its layout and attached to the host's live task; null when a

@@ -4,10 +4,10 @@
 // control paints itself into a DIB through IViewObject. Figures per frame, by phase: the window
 // filling (0-60 s), moving while the held history grows (60-300 s), and with the full history
 // (300-360 s): time (median and 95th percentile), the mean CPU time of this thread, samples read
-// from the host, vertices stored, and the share of one core that 60 frames a second take. Once a
-// second a second chart on the same host rebuilds every trace and paints everything, as a chart
-// that rebuilds at every change of the time range would. A last run compares frames at 20 s and
-// at 3000 s of history held.
+// from the host, vertices stored, and the share of one core that 60 frames a second take. A
+// second run over the same timeline has, beside the live chart, one that rebuilds every trace
+// and paints everything once a second, as a chart that rebuilds at every change of the time
+// range would. A last run compares frames at 20 s, 70 s and 3000 s of history held.
 #include <windows.h>
 #include <algorithm>
 #include <chrono>
@@ -91,6 +91,13 @@ public:
         });
         return count;
     }
+    // The plot's columns that the last paint drew again.
+    long ColumnsDrawn()
+    {
+        long columns = 0;
+        for (const CColumns& c : Chart->Graph()->PlotLayer.Drawn) columns += c.To - c.From + 1;
+        return columns;
+    }
     // The plot was drawn whole, not only where it changed.
     bool DrewWhole()
     {
@@ -116,9 +123,14 @@ struct CFrames
 {
     std::vector<double> Micros;
     std::vector<double> Host;
-    double Cpu = 0.0;
+    // This thread's CPU time before the phase's first frame and after its last. The thread's
+    // clock ticks in 10 ms steps: read around each frame it would only sample, so the phase is
+    // read as a whole, the few counts between frames with it.
+    double CpuFirst = 0.0;
+    double CpuLast = 0.0;
     long long Read = 0;
     long long Vertices = 0;
+    long long Columns = 0;
     long Frames = 0;
     long Whole = 0;
 
@@ -129,6 +141,7 @@ struct CFrames
         return values[std::min(values.size() - 1, size_t(p * double(values.size())))];
     }
     double Percentile(double p) { return Percentile(Micros, p); }
+    double Cpu() const { return Frames ? (CpuLast - CpuFirst) / double(Frames) : 0.0; }
 };
 
 // A phase of the run, measured over its last `Measured` ticks before `To`.
@@ -138,17 +151,22 @@ struct CPhase
     qvx::time Measured, To;
 };
 
-// One run of `count` generated channels at `rate` Hz: the host advanced to `length`, figures for
-// each phase; with `rebuildToo` a second chart gives the figures of rebuilding every frame.
-bool Run(int count, int rate, qvx::time history, qvx::time length, const std::vector<CPhase>& phases, bool rebuildToo)
+// One run of `count` generated channels at `rate` Hz, the host advanced to `length`, with the
+// live chart's figures for each phase. Given `kept`, the figures of an earlier such run, it
+// measures instead a second chart on the same host that rebuilds and paints everything once a
+// second, as a chart that rebuilds at every change of the time range would, against them: its
+// paints would spoil the live chart's CPU time, which is read a phase at a time.
+bool Run(int count, int rate, qvx::time history, qvx::time length, const std::vector<CPhase>& phases,
+         std::vector<CFrames>& incremental, const std::vector<CFrames>* kept = nullptr)
 {
     CComPtr<IQvxOrvid> host;
     CComPtr<IQvxSimulation> sim;
     if (!StartBenchHost(host, sim) || FAILED(sim->AddGeneratedChannels(count, rate))) return false;
     CMeasuredChart live, rebuilt;
-    if (!live.Make(host, count, history) || (rebuildToo && !rebuilt.Make(host, count, history))) return false;
+    if (!live.Make(host, count, history) || (kept && !rebuilt.Make(host, count, history))) return false;
 
-    std::vector<CFrames> incremental(phases.size()), everyFrame(phases.size());
+    incremental.assign(phases.size(), CFrames());
+    std::vector<CFrames> everyFrame(phases.size());
     qvx::time elapsed = 0;
     for (long frame = 1; elapsed < length; ++frame) {
         // Frames of 1/60 s in the measured stretches; between them the host runs on by up to a
@@ -161,28 +179,28 @@ bool Run(int count, int rate, qvx::time history, qvx::time length, const std::ve
             for (const CPhase& phase : phases)
                 if (phase.To - phase.Measured > elapsed) step = std::min(step, phase.To - phase.Measured - elapsed);
         }
+        CFrames* f = p == phases.size() ? nullptr : &incremental[p];
+        if (f && f->Frames == 0) f->CpuFirst = ThreadMicros();
         const long long readBefore = live.SamplesRead();
-        const double cpuBefore = ThreadMicros();
         const Clock::time_point start = Clock::now();
         sim->Advance(step);
         const double host = Micros(Clock::now() - start);
         live.Paint();
         const double micros = Micros(Clock::now() - start);
-        const double cpu = ThreadMicros() - cpuBefore;
         elapsed += step;
-        if (p == phases.size()) {
-            if (rebuildToo) rebuilt.Paint();
+        if (!f) {
+            if (kept) rebuilt.Paint();
             continue;
         }
-        CFrames& f = incremental[p];
-        f.Micros.push_back(micros);
-        f.Host.push_back(host);
-        f.Cpu += cpu;
-        f.Read += live.SamplesRead() - readBefore;
-        f.Vertices += live.Vertices();
-        f.Whole += live.DrewWhole() ? 1 : 0;
-        ++f.Frames;
-        if (rebuildToo && frame % FramesPerSecond == 0) {
+        f->Micros.push_back(micros);
+        f->Host.push_back(host);
+        f->Read += live.SamplesRead() - readBefore;
+        f->Vertices += live.Vertices();
+        f->Whole += live.DrewWhole() ? 1 : 0;
+        f->Columns += live.ColumnsDrawn();
+        ++f->Frames;
+        f->CpuLast = ThreadMicros();
+        if (kept && frame % FramesPerSecond == 0) {
             rebuilt.RebuildEverything();
             const long long was = rebuilt.SamplesRead();
             const Clock::time_point before = Clock::now();
@@ -195,30 +213,37 @@ bool Run(int count, int rate, qvx::time history, qvx::time length, const std::ve
     }
     const double appended = double(count) * rate / FramesPerSecond;
     for (size_t p = 0; p < phases.size(); ++p) {
+        if (kept) {
+            CFrames f = (*kept)[p];
+            CFrames& d = everyFrame[p];
+            if (f.Frames == 0 || d.Frames == 0) continue;
+            const double median = f.Percentile(0.5), full = d.Percentile(0.5);
+            std::printf("    %-36s rebuilt and painted whole: %8.0f us median, %9.0f samples read a frame; the kept "
+                        "picture wins %.0fx in time, %.0fx in samples\n",
+                        phases[p].Name, full, double(d.Read) / double(d.Frames), full / std::max(median, 1.0),
+                        double(d.Read) / double(d.Frames) / std::max(double(f.Read) / double(f.Frames), 1.0));
+            continue;
+        }
         CFrames& f = incremental[p];
         if (f.Frames == 0) continue;
-        const double median = f.Percentile(0.5);
-        std::printf("    %-36s %7.0f us median %7.0f p95 (host's advance %5.0f), %7.0f us CPU | %7.0f samples read (%.0f appended), %7.0f "
-                    "vertices a frame, %ld of %ld frames drawn whole | %5.1f%% of a core at 60 frames/s\n",
-                    phases[p].Name, median, f.Percentile(0.95), CFrames::Percentile(f.Host, 0.5), f.Cpu / double(f.Frames), double(f.Read) / double(f.Frames),
-                    appended, double(f.Vertices) / double(f.Frames), f.Whole, f.Frames, f.Cpu / double(f.Frames) * FramesPerSecond / 1e4);
-        CFrames& d = everyFrame[p];
-        if (d.Frames == 0) continue;
-        const double full = d.Percentile(0.5);
-        std::printf("    %-36s rebuilt and painted whole: %8.0f us median, %9.0f samples read a frame; the kept "
-                    "picture wins %.0fx in time, %.0fx in samples\n",
-                    "", full, double(d.Read) / double(d.Frames), full / std::max(median, 1.0),
-                    double(d.Read) / double(d.Frames) / std::max(double(f.Read) / double(f.Frames), 1.0));
+        std::printf("    %-36s %7.0f us median %7.0f p95 (host's advance %5.0f), %7.0f us CPU | %7.0f samples read "
+                    "(%.0f appended), %7.0f vertices a frame, %4.1f columns drawn a frame, %ld of %ld frames "
+                    "drawn whole | %5.1f%% of a core at 60 frames/s\n",
+                    phases[p].Name, f.Percentile(0.5), f.Percentile(0.95), CFrames::Percentile(f.Host, 0.5), f.Cpu(),
+                    double(f.Read) / double(f.Frames), appended, double(f.Vertices) / double(f.Frames),
+                    double(f.Columns) / double(f.Frames), f.Whole, f.Frames, f.Cpu() * FramesPerSecond / 1e4);
     }
-    // What a paint costs when nothing is new: the axes, the fills and the copies around the plot.
-    std::printf("    %-36s %ld x %ld\n", "the whole picture", live.Size.cx, live.Size.cy);
-    CFrames still;
-    for (int i = 0; i < FramesPerSecond; ++i) {
-        const Clock::time_point start = Clock::now();
-        live.Paint();
-        still.Micros.push_back(Micros(Clock::now() - start));
+    if (!kept) {
+        // What a paint costs when nothing is new: the axes, the fills and the copies around the plot.
+        std::printf("    %-36s %ld x %ld\n", "the whole picture", live.Size.cx, live.Size.cy);
+        CFrames still;
+        for (int i = 0; i < FramesPerSecond; ++i) {
+            const Clock::time_point start = Clock::now();
+            live.Paint();
+            still.Micros.push_back(Micros(Clock::now() - start));
+        }
+        std::printf("    %-36s %7.0f us median\n", "a paint with nothing new", still.Percentile(0.5));
     }
-    std::printf("    %-36s %7.0f us median\n", "a paint with nothing new", still.Percentile(0.5));
     sim->Shutdown();
     return true;
 }
@@ -236,18 +261,30 @@ int RunTraceFrames(const std::string& only)
             if (!only.empty() && !(only == "--heaviest" && count == 32 && rate == 10000)) continue;
             std::printf("  control: %d channels x %d Hz overlaid, 60 s on a 1200 x 600 plot, 300 s of history\n", count,
                         rate);
-            if (!Run(count, rate, 300 * Second, 360 * Second, phases, true))
+            std::vector<CFrames> kept, unused;
+            if (!Run(count, rate, 300 * Second, 360 * Second, phases, kept) ||
+                !Run(count, rate, 300 * Second, 360 * Second, phases, unused, &kept))
                 std::printf("    the run could not be set up\n");
         }
     }
     if (!only.empty() && only != "--history") return 0;
     // 32 x 1 kHz: 3000 s of 32 x 10 kHz would be more samples than the substitute host holds.
+    // Ten seconds of frames each. The window fills until 60 s and moves after, so the like for
+    // like comparison of history is the moving window at 70 s against the one at 3000 s.
     std::printf("  control: 32 channels x 1000 Hz with 3000 s of history held\n");
-    if (!Run(32, 1000, 3000 * Second, 3001 * Second,
-             {{"at 20 s of history", Second, 21 * Second},
-              {"at 61 s, the window just full", Second, 62 * Second},
-              {"at 3000 s of history", Second, 3001 * Second}},
-             false))
+    std::vector<CFrames> f;
+    if (!Run(32, 1000, 3000 * Second, 3000 * Second,
+             {{"10-20 s of history, window filling", 10 * Second, 20 * Second},
+              {"60-70 s, the window moving", 10 * Second, 70 * Second},
+              {"2990-3000 s of history", 10 * Second, 3000 * Second}},
+             f)) {
         std::printf("    the run could not be set up\n");
+        return 0;
+    }
+    const auto change = [](double now, double was) { return 100.0 * (now / std::max(was, 1.0) - 1.0); };
+    std::printf("    %-36s median %+.0f%%, CPU %+.0f%% against the moving window at 70 s; median %+.0f%%, CPU %+.0f%% "
+                "against the filling one at 20 s\n",
+                "at 3000 s", change(f[2].Percentile(0.5), f[1].Percentile(0.5)), change(f[2].Cpu(), f[1].Cpu()),
+                change(f[2].Percentile(0.5), f[0].Percentile(0.5)), change(f[2].Cpu(), f[0].Cpu()));
     return 0;
 }

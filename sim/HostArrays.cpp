@@ -1,5 +1,6 @@
 #include "sim/HostArrays.h"
 #include <objidl.h>
+#include <atomic>
 #include <cstring>
 #include <map>
 #include <mutex>
@@ -97,11 +98,17 @@ public:
     STDMETHODIMP_(void) PostHeapMinimize() override {}
 };
 
+// Whether the watch is wanted, and whether it stands.
+std::atomic<bool> Wanted{true};
+std::atomic<bool> Started{false};
+
 // Watches the allocator from the first array on; only one watch can hold a process. The watch
 // is never revoked, so the module that holds it stays loaded for the life of the process.
 bool StartWatching()
 {
+    if (!Wanted) return false;
     static const bool watching = [] {
+        Started = true;
         static CAllocatorWatch watch;
         HMODULE self = nullptr;
         if (!GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
@@ -143,6 +150,13 @@ HRESULT CHostArrays::Make(VARTYPE type, LONG lowerBound, const void* items, ULON
     }
     *out = array;
     return S_OK;
+}
+
+bool CHostArrays::Watch(bool watch)
+{
+    if (!watch && Started) return false;
+    Wanted = watch;
+    return true;
 }
 
 CArrayBalance CHostArrays::Balance()

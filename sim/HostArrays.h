@@ -29,6 +29,9 @@ public:
     // holding a copy of `items`.
     static HRESULT Make(VARTYPE type, LONG lowerBound, const void* items, ULONG count, SAFEARRAY** out);
     static CArrayBalance Balance();
+    // Whether to watch the allocator from the next array on (the default); false when the watch
+    // already stands and `watch` is false, as it cannot be taken back.
+    static bool Watch(bool watch);
     // Starts counting afresh; arrays handed out earlier count no more.
     static void Reset();
     // The balance's figures under the names "Arrays.HandedOut", "Arrays.Destroyed",

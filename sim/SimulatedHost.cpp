@@ -1,4 +1,5 @@
 #include "sim/SimulatedHost.h"
+#include "sim/HostArrays.h"
 #include <type_traits>
 #include "sim/TrackModel.h"
 
@@ -506,6 +507,11 @@ STDMETHODIMP CSimulatedHost::SetLateDelivery(VARIANT_BOOL late)
 {
     CNotifier::SetLateDelivery(late != VARIANT_FALSE);
     return S_OK;
+}
+
+STDMETHODIMP CSimulatedHost::WatchArrays(VARIANT_BOOL watch)
+{
+    return CHostArrays::Watch(watch != VARIANT_FALSE) ? S_OK : E_UNEXPECTED;
 }
 
 STDMETHODIMP CSimulatedHost::AddGeneratedChannels(long count, long rate)

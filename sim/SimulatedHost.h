@@ -134,6 +134,7 @@ public:
     STDMETHODIMP RepeatDataChanges(long taskId, long index, long count, VARIANT_BOOL reversed) override;
     STDMETHODIMP SetLateDelivery(VARIANT_BOOL late) override;
     STDMETHODIMP AddGeneratedChannels(long count, long rate) override;
+    STDMETHODIMP WatchArrays(VARIANT_BOOL watch) override;
 
 private:
     HRESULT BuildTasks();

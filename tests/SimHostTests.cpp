@@ -628,6 +628,30 @@ TEST(SimSeries, TheBalanceOfArraysSeesWhatIsLeftLockedOrNotDestroyed)
     EXPECT_TRUE(CHostArrays::Balance().Balanced());
 }
 
+// Each test runs in a process of its own, where no array has been made yet.
+TEST(SimSeries, AHostThatDoesNotWatchTheAllocatorHandsOutArraysButCannotTellTheirBalance)
+{
+    CObjectPtr<CSimulatedHost> host = MakeHost();
+    ASSERT_EQ(S_OK, host->WatchArrays(VARIANT_FALSE));
+    CComPtr<IQvxDataRecord> record = RecordOf(SeriesOver(GappedData()), 1);
+    const auto handOut = [&] {
+        CHostArrays::Reset();
+        CSafeArray values;
+        EXPECT_EQ(S_OK, record->GetValues(values.Out()));
+        values = CSafeArray();
+        return CHostArrays::Balance();
+    };
+    const CArrayBalance unwatched = handOut();
+    EXPECT_EQ(1, unwatched.HandedOut);
+    EXPECT_FALSE(unwatched.Watching);
+    EXPECT_FALSE(unwatched.Balanced());
+    // Wanted again, the watch stands from the next array on, for good.
+    ASSERT_EQ(S_OK, host->WatchArrays(VARIANT_TRUE));
+    EXPECT_TRUE(handOut().Balanced());
+    EXPECT_EQ(E_UNEXPECTED, host->WatchArrays(VARIANT_FALSE));
+    EXPECT_EQ(S_OK, host->WatchArrays(VARIANT_TRUE));
+}
+
 TEST(SimSeries, TimeOfAValueOnAMonotonicSeries)
 {
     const struct { double Value; long Mode, Flag; HRESULT Status; qvx::time Time; } rows[] = {
