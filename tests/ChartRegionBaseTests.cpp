@@ -6,7 +6,6 @@
 #include <string>
 #include "control/ChartDrawInfo.h"
 #include "control/ChartRegionBase.h"
-#include "control/ResizeCallback.h"
 #include "control/RootLayout.h"
 #include "items/DataItemBase.h"
 #include "tests/ChartFrameTestSupport.h"
@@ -144,13 +143,6 @@ TEST(ChartRegionBase, DrawRecalculatesOnlyWhenDirtyAndRemovalTakesTheFirstEntry)
 
 namespace {
 
-class CNoResize : public CResizeCallback
-{
-public:
-    void GetResizeRange(CResizeRegion&, int&, int&) override {}
-    void OnResizeDone(CResizeRegion&) override {}
-};
-
 class RootLayoutTest : public testing::Test
 {
 protected:
@@ -175,14 +167,13 @@ protected:
     CComPtr<IFontDisp> Font = CreateChartFont();
     CTestDrawOwner Owner;
     HWND Cell = nullptr;
-    CNoResize Callback;
     // The graph of a real chart, which gives it its owner and task.
     COleScope Ole;
     CComPtr<IQvxLinnographCtl4> Control;
     CTestChartCtl* Chart = CreateTestChart(Control);
     CRTCGraphRegion& Graph = *Chart->GraphRegion;
     CRTCCursorsRegion Cursors{&Cell};
-    CResizeRegion Resize{&Cell, Callback};
+    CResizeRegion Resize{&Cell, *Chart};
     CRootLayout Layout;
     int Minimum = 0, Maximum = 0;
 };
