@@ -394,8 +394,9 @@ TEST_F(InPlaceControl, ObjectRectsAndExtentPlaceTheWindowThatPaintsThroughTheDra
     HDC screen = GetDC(nullptr);
     const int dpiX = GetDeviceCaps(screen, LOGPIXELSX), dpiY = GetDeviceCaps(screen, LOGPIXELSY);
     ReleaseDC(nullptr, screen);
-    SIZEL extent{5080, 2540};   // two inches by one
-    for (int twice = 0; twice < 2; ++twice) ASSERT_EQ(S_OK, Object->SetExtent(DVASPECT_CONTENT, &extent));
+    // Two inches by one, twice, then a hundredth of a millimetre more: the same pixels.
+    SIZEL extent{5080, 2540}, nearly{5081, 2540};
+    for (SIZEL* size : {&extent, &extent, &nearly}) ASSERT_EQ(S_OK, Object->SetExtent(DVASPECT_CONTENT, size));
     ASSERT_EQ(1u, Site.PositionRequests.size());
     RECT wanted{30, 40, 30 + 2 * dpiX, 40 + dpiY}, client{};
     EXPECT_TRUE(EqualRect(&wanted, &Site.PositionRequests[0]));
