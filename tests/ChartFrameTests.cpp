@@ -256,13 +256,6 @@ TEST_F(ChartFrame, BordersFollowAppearanceAndBorderStyle)
 // The helper alone: the inner rectangle of each kind of border, and what an update takes.
 TEST(ControlBorderHelper, InnerRectangleOfEachKindOfBorderAndWhatAnUpdateTakes)
 {
-    const auto update = [](CControlBorderHelper& border, DWORD parts, int32_t appearance, int32_t style, RECT outer) {
-        CControlBorderHelper::CUpdate given;
-        given.Appearance = appearance;
-        given.BorderStyle = style;
-        given.OuterRect = outer;
-        border.Update(parts, given);
-    };
     const RECT outer{0, 0, 80, 50}, wider{0, 0, 120, 50};
     const struct
     {
@@ -277,16 +270,16 @@ TEST(ControlBorderHelper, InnerRectangleOfEachKindOfBorderAndWhatAnUpdateTakes)
     };
     for (const auto& row : rows) {
         CControlBorderHelper border;
-        update(border, CControlBorderHelper::LayoutUpdate, row.Appearance, row.BorderStyle, outer);
+        border.Update(CControlBorderHelper::LayoutUpdate, {nullptr, row.Appearance, row.BorderStyle, 0, outer});
         EXPECT_FALSE(border.HasTheme()) << row.Name;
         EXPECT_TRUE(SameRect(row.Inner, border.GetInnerRect())) << row.Name;
     }
     // A resize brings the rectangle, not the border style that came with it, and keeps the style.
     CControlBorderHelper border;
-    update(border, CControlBorderHelper::ResizeUpdate, 0, 1, outer);
+    border.Update(CControlBorderHelper::ResizeUpdate, {nullptr, 0, 1, 0, outer});
     EXPECT_TRUE(SameRect(outer, border.GetOuterRect()) && SameRect(outer, border.GetInnerRect()));
-    update(border, CControlBorderHelper::LayoutUpdate, 0, 1, outer);
-    update(border, CControlBorderHelper::ResizeUpdate, 0, 0, wider);
+    border.Update(CControlBorderHelper::LayoutUpdate, {nullptr, 0, 1, 0, outer});
+    border.Update(CControlBorderHelper::ResizeUpdate, {nullptr, 0, 0, 0, wider});
     EXPECT_TRUE(SameRect(Deflated(wider, 1, 1), border.GetInnerRect()));
 }
 
