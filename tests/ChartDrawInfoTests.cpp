@@ -15,29 +15,27 @@ namespace {
 
 constexpr OLE_COLOR SystemColour(int index) { return 0x80000000u | index; }
 
-// Paints with each brush and pen of the context, and expects each pixel in the colour it stands
-// for; the context's text and background colours too.
-void ExpectPaints(CChartDrawInfo& info, const CDibSurface& canvas, COLORREF back, COLORREF fore, COLORREF grid,
-                  COLORREF activeGrid)
+// What the context paints: its background and text colours, the grid's paint colour, then a pixel
+// of each brush (back, fore, grid) and each pen (grid, active grid, fore).
+std::vector<COLORREF> Painted(CChartDrawInfo& info, const CDibSurface& canvas)
 {
     HDC dc = info.hdcOut;
-    EXPECT_EQ(GetBkColor(dc), back);
-    EXPECT_EQ(GetTextColor(dc), fore);
-    EXPECT_EQ(info.GetGridPaintColour(), grid);
+    std::vector<COLORREF> painted{GetBkColor(dc), GetTextColor(dc), info.GetGridPaintColour()};
     int x = 0, y = 20;
-    for (const auto& [brush, colour] : {std::pair{HBRUSH(info.BackBrush), back}, {info.ForeBrush, fore}, {info.GridBrush, grid}}) {
+    for (HBRUSH brush : {info.BackBrush.Get(), info.ForeBrush.Get(), info.GridBrush.Get()}) {
         const RECT area{x, 0, x + 10, 10};
         FillRect(dc, &area, brush);
-        EXPECT_EQ(canvas.Pixel(x + 5, 5), colour) << "brush at " << x;
+        painted.push_back(canvas.Pixel(x + 5, 5));
         x += 10;
     }
-    for (const auto& [pen, colour] : {std::pair{HPEN(info.GridPen), grid}, {info.ActiveGridPen, activeGrid}, {info.ForePen, fore}}) {
+    for (HPEN pen : {info.GridPen.Get(), info.ActiveGridPen.Get(), info.ForePen.Get()}) {
         SelectObject(dc, pen);
         MoveToEx(dc, 0, y, nullptr);
         LineTo(dc, 30, y);
-        EXPECT_EQ(canvas.Pixel(5, y), colour) << "pen at " << y;
+        painted.push_back(canvas.Pixel(5, y));
         y += 2;
     }
+    return painted;
 }
 
 LOGFONTW FontOf(HFONT font)
@@ -102,59 +100,83 @@ TEST_F(ChartDrawInfoTest, PaintsInTheColoursThatTheOwnerAndTheTargetGive)
         CChartDrawInfo info(canvas.Dc(), row.Paper ? printer.Get() : canvas.Dc(), owner, 7);
         EXPECT_EQ(info.PointSize, 7);
         EXPECT_EQ(owner.SchemeAsked, row.SchemeAsked);
-        ExpectPaints(info, canvas, row.PaintBack, row.PaintFore, row.PaintGrid, row.PaintActiveGrid);
+        const COLORREF back = row.PaintBack, fore = row.PaintFore, grid = row.PaintGrid;
+        EXPECT_EQ((std::vector<COLORREF>{back, fore, grid, back, fore, grid, grid, row.PaintActiveGrid, fore}),
+                  Painted(info, canvas));
     }
 }
 
-// Without a font object, or with an object that is no font, the normal font is null and the
-// derived ones are made all the same from an unset height.
-TEST_F(ChartDrawInfoTest, DerivedFontsFollowTheNormalFont)
+// The derived fonts follow the normal font; without a font object, or with an object that is no
+// font, the normal font is null and the derived ones are made all the same from an unset height.
+// The font keeps its physical size on paper, and text is measured on the reference context.
+TEST_F(ChartDrawInfoTest, FontsFollowTheNormalFontAndTheReferenceContext)
 {
     CComPtr<IFontDisp> font = qvxtest::CreateChartFont();
     ASSERT_TRUE(font);
     Owner.FontObject = font.Get();
-    CChartDrawInfo info(Canvas.Dc(), Canvas.Dc(), Owner, 0);
-    ASSERT_TRUE(info.Font);
-    ASSERT_NE(info.hFontNormal, nullptr);
-    const LOGFONTW normal = FontOf(info.hFontNormal);
-    EXPECT_STREQ(normal.lfFaceName, L"Arial");
-    struct CRow
+    int screenHeight = 0;
     {
-        HFONT Font;
-        const wchar_t* Face;
-        LONG Angle;
-    };
-    for (const CRow& row : {CRow{info.hFontRotate90, L"Arial", 900}, CRow{info.hFontRotate270, L"Arial", 2700},
-                            CRow{info.hFontSymbol, L"Symbol", 0}, CRow{info.hFontSymbolRotate90, L"Symbol", 900}}) {
-        const LOGFONTW derived = FontOf(row.Font);
-        EXPECT_STREQ(derived.lfFaceName, row.Face);
-        EXPECT_TRUE(derived.lfEscapement == row.Angle && derived.lfOrientation == row.Angle) << row.Angle;
-        EXPECT_EQ(derived.lfHeight, normal.lfHeight);
+        CChartDrawInfo info(Canvas.Dc(), Canvas.Dc(), Owner, 0);
+        ASSERT_TRUE(info.Font && info.hFontNormal);
+        const LOGFONTW normal = FontOf(info.hFontNormal);
+        EXPECT_STREQ(normal.lfFaceName, L"Arial");
+        screenHeight = std::abs(normal.lfHeight);
+        for (const auto& [derived, face, angle] : {std::tuple{info.hFontRotate90.Get(), L"Arial", 900},
+                                                   {info.hFontRotate270.Get(), L"Arial", 2700},
+                                                   {info.hFontSymbol.Get(), L"Symbol", 0},
+                                                   {info.hFontSymbolRotate90.Get(), L"Symbol", 900}}) {
+            const LOGFONTW made = FontOf(derived);
+            EXPECT_STREQ(made.lfFaceName, face);
+            EXPECT_TRUE(made.lfEscapement == angle && made.lfOrientation == angle) << angle;
+            EXPECT_EQ(made.lfHeight, normal.lfHeight);
+        }
+        EXPECT_EQ(FontOf(info.hFontSymbol).lfCharSet, SYMBOL_CHARSET);
     }
-    EXPECT_EQ(FontOf(info.hFontSymbol).lfCharSet, SYMBOL_CHARSET);
+    // A tiny font on the output context, the chart's on the reference: only the latter counts.
+    CDeviceContext printer = qvxtest::CreateTestPrinterDC();
+    ASSERT_TRUE(printer);
+    CFontHandle tiny(CreateFontW(-6, 0, 0, 0, FW_NORMAL, 0, 0, 0, ANSI_CHARSET, 0, 0, 0, 0, L"Arial"));
+    CChartDrawInfo info(Canvas.Dc(), printer, Owner, 0);
+    SelectObject(info.hdcOut, tiny);
+    SelectObject(info.hdcRef, info.hFontNormal);
+    // The ratio is that of the truncated HIMETRIC-per-pixel steps: 26 at 96 dpi, 8 at 300 dpi.
+    const double ratio = static_cast<double>(2540 / 96) / (2540 / GetDeviceCaps(printer, LOGPIXELSY));
+    EXPECT_NEAR(std::abs(FontOf(info.hFontNormal).lfHeight) / double(screenHeight), ratio, 0.25);
+    const wchar_t text[] = L"Time: 12.5";
+    SIZE measured{}, onReference{}, onOutput{};
+    EXPECT_TRUE(info.GetTextExtent(text, measured));
+    GetTextExtentPoint32W(printer, text, static_cast<int>(wcslen(text)), &onReference);
+    GetTextExtentPoint32W(Canvas.Dc(), text, static_cast<int>(wcslen(text)), &onOutput);
+    EXPECT_TRUE(measured.cx == onReference.cx && measured.cy == onReference.cy && measured.cx != onOutput.cx);
+    EXPECT_FALSE(info.GetTextExtent(nullptr, measured));
+    EXPECT_EQ(measured.cx, 0);
 
     CComPtr<IStream> notAFont;
     ASSERT_EQ(CreateStreamOnHGlobal(nullptr, TRUE, notAFont.Out()), S_OK);
     for (IUnknown* object : {static_cast<IUnknown*>(nullptr), static_cast<IUnknown*>(notAFont.Get())}) {
         Owner.FontObject = object;
         CChartDrawInfo fontless(Canvas.Dc(), Canvas.Dc(), Owner, 0);
-        EXPECT_FALSE(fontless.Font);
-        EXPECT_EQ(fontless.hFontNormal, nullptr);
+        EXPECT_TRUE(!fontless.Font && !fontless.hFontNormal);
         EXPECT_EQ(GetObjectType(fontless.hFontRotate90), static_cast<DWORD>(OBJ_FONT));
     }
 }
 
 // Teardown puts both contexts back, deletes everything it made, and leaves the normal font to
-// the font object, which lets it go only when it changes.
+// the font object, which lets it go only when it changes. One context for both is saved once.
 TEST_F(ChartDrawInfoTest, TeardownPutsBothContextsBackAndDeletesWhatItMade)
 {
     CDeviceContext printer = qvxtest::CreateTestPrinterDC();
     ASSERT_TRUE(printer);
     HDC out = Canvas.Dc();
-    const HGDIOBJ pen = GetCurrentObject(out, OBJ_PEN), brush = GetCurrentObject(out, OBJ_BRUSH),
-                  font = GetCurrentObject(out, OBJ_FONT), refFont = GetCurrentObject(printer, OBJ_FONT);
     SetBkMode(out, OPAQUE);
-    const int outLevel = SaveLevel(out), refLevel = SaveLevel(printer);
+    // What a paint may change on the two contexts: selections, background mode and save levels.
+    const auto state = [&] {
+        return std::vector<INT_PTR>{INT_PTR(GetCurrentObject(out, OBJ_PEN)), INT_PTR(GetCurrentObject(out, OBJ_BRUSH)),
+                                    INT_PTR(GetCurrentObject(out, OBJ_FONT)),
+                                    INT_PTR(GetCurrentObject(printer, OBJ_FONT)), GetBkMode(out), SaveLevel(out),
+                                    SaveLevel(printer)};
+    };
+    const std::vector<INT_PTR> before = state();
     CComPtr<IFontDisp> chartFont = qvxtest::CreateChartFont();
     Owner.FontObject = chartFont.Get();
     chartFont->AddRef();
@@ -164,8 +186,7 @@ TEST_F(ChartDrawInfoTest, TeardownPutsBothContextsBackAndDeletesWhatItMade)
     {
         CChartDrawInfo info(out, printer, Owner, 0);
         EXPECT_EQ(GetCurrentObject(out, OBJ_PEN), info.ForePen.Get());
-        EXPECT_EQ(SaveLevel(out), outLevel + 1);
-        EXPECT_EQ(SaveLevel(printer), refLevel + 1);
+        EXPECT_TRUE(SaveLevel(out) == before[5] + 1 && SaveLevel(printer) == before[6] + 1);
         owned = {info.ForeBrush.Get(), info.BackBrush.Get(), info.GridBrush.Get(), info.ForePen.Get(),
                  info.GridPen.Get(), info.ActiveGridPen.Get(), info.hFontRotate90.Get(),
                  info.hFontRotate270.Get(), info.hFontSymbol.Get(), info.hFontSymbolRotate90.Get()};
@@ -177,54 +198,14 @@ TEST_F(ChartDrawInfoTest, TeardownPutsBothContextsBackAndDeletesWhatItMade)
         SelectObject(printer, info.hFontSymbol);
         SetBkMode(out, TRANSPARENT);
     }
-    EXPECT_EQ(GetCurrentObject(out, OBJ_PEN), pen);
-    EXPECT_EQ(GetCurrentObject(out, OBJ_BRUSH), brush);
-    EXPECT_EQ(GetCurrentObject(out, OBJ_FONT), font);
-    EXPECT_EQ(GetCurrentObject(printer, OBJ_FONT), refFont);
-    EXPECT_EQ(GetBkMode(out), OPAQUE);
-    EXPECT_EQ(SaveLevel(out), outLevel);
-    EXPECT_EQ(SaveLevel(printer), refLevel);
+    EXPECT_EQ(before, state());
     for (HGDIOBJ object : owned) EXPECT_EQ(GetObjectType(object), 0u) << object;
     EXPECT_EQ(GetObjectType(normal), static_cast<DWORD>(OBJ_FONT));
     chartFont->AddRef();
     EXPECT_EQ(chartFont->Release(), references);
-    // One context for both is saved once.
     {
         CChartDrawInfo info(out, out, Owner, 0);
-        EXPECT_EQ(SaveLevel(out), outLevel + 1);
+        EXPECT_EQ(SaveLevel(out), before[5] + 1);
     }
-    EXPECT_EQ(SaveLevel(out), outLevel);
-}
-
-// The font keeps its physical size on paper, and text is measured on the reference context.
-TEST_F(ChartDrawInfoTest, FontSizeAndTextFollowTheReferenceContext)
-{
-    CDeviceContext printer = qvxtest::CreateTestPrinterDC();
-    ASSERT_TRUE(printer);
-    CComPtr<IFontDisp> font = qvxtest::CreateChartFont();
-    Owner.FontObject = font.Get();
-    int screenHeight = 0;
-    {
-        CChartDrawInfo info(Canvas.Dc(), Canvas.Dc(), Owner, 0);
-        screenHeight = std::abs(FontOf(info.hFontNormal).lfHeight);
-    }
-    // A tiny font on the output context, the chart's on the reference: only the latter counts.
-    CFontHandle tiny(CreateFontW(-6, 0, 0, 0, FW_NORMAL, 0, 0, 0, ANSI_CHARSET, 0, 0, 0, 0, L"Arial"));
-    CChartDrawInfo info(Canvas.Dc(), printer, Owner, 0);
-    SelectObject(info.hdcOut, tiny);
-    SelectObject(info.hdcRef, info.hFontNormal);
-    // The ratio is that of the truncated HIMETRIC-per-pixel steps: 26 at 96 dpi, 8 at 300 dpi.
-    const double ratio = static_cast<double>(2540 / 96) / (2540 / GetDeviceCaps(printer, LOGPIXELSY));
-    EXPECT_NEAR(std::abs(FontOf(info.hFontNormal).lfHeight) / double(screenHeight), ratio, 0.25);
-
-    const wchar_t text[] = L"Time: 12.5";
-    SIZE measured{}, onReference{}, onOutput{};
-    EXPECT_TRUE(info.GetTextExtent(text, measured));
-    GetTextExtentPoint32W(printer, text, static_cast<int>(wcslen(text)), &onReference);
-    GetTextExtentPoint32W(Canvas.Dc(), text, static_cast<int>(wcslen(text)), &onOutput);
-    EXPECT_TRUE(measured.cx == onReference.cx && measured.cy == onReference.cy);
-    EXPECT_NE(measured.cx, onOutput.cx);
-
-    EXPECT_FALSE(info.GetTextExtent(nullptr, measured));
-    EXPECT_EQ(measured.cx, 0);
+    EXPECT_EQ(SaveLevel(out), before[5]);
 }

@@ -11,100 +11,67 @@ using namespace qvxtest;
 namespace {
 
 constexpr COLORREF Background = RGB(0x44, 0x88, 0xCC);
-constexpr COLORREF SchemeBorderGrey = 0xD0D0D0;
-
-class ChartFrameAcceptance : public testing::Test
-{
-protected:
-    void TearDown() override
-    {
-        if (Object) {
-            Object->Close(OLECLOSE_NOSAVE);
-            Object->SetClientSite(nullptr);
-        }
-        Object = nullptr;
-        Control = nullptr;
-    }
-
-    // What a container does, in its order, and the control's first paint on the screen.
-    void Embed(const std::function<void(IQvxLinnographCtl4*)>& configure)
-    {
-        ASSERT_EQ(S_OK, CoCreateInstance(CLSID_LinnographCtl, nullptr, CLSCTX_INPROC_SERVER, IID_IQvxLinnographCtl4,
-                                         Control.OutVoid()));
-        Object = Query<IOleObject>(Control);
-        ASSERT_TRUE(Object);
-        Site.Position = RECT{0, 0, 240, 120};
-        ASSERT_EQ(S_OK, Object->SetClientSite(&Site));
-        ASSERT_EQ(S_OK, InitNew(Control));
-        configure(Control);
-        ASSERT_EQ(S_OK, Object->DoVerb(OLEIVERB_INPLACEACTIVATE, nullptr, &Site, 0, Container.Window, &Site.Position));
-        Window = FindControlWindow(Container.Window);
-        ASSERT_TRUE(Window);
-        ASSERT_TRUE(PumpUntilPainted(Window));
-        Shown = CaptureWindow(Window);
-    }
-
-    // Every pixel of the window against a picture the test drew itself.
-    void ExpectWindowShows(const CDibSurface& expected)
-    {
-        for (int i = 0; i < 240 * 120; ++i)
-            ASSERT_EQ(expected.Pixel(i % 240, i / 240), Shown->Pixel(i % 240, i / 240)) << i % 240 << "," << i / 240;
-    }
-
-    COleScope Ole;
-    CContainerWindow Container;
-    CTestSite Site{Container.Window};
-    CComPtr<IQvxLinnographCtl4> Control;
-    CComPtr<IOleObject> Object;
-    HWND Window = nullptr;
-    std::unique_ptr<CDibSurface> Shown;
-};
+constexpr COLORREF SchemeBackground = 0x203040;
 
 } // namespace
 
-// No border by default, and the divider draws nothing while the mouse is elsewhere: without its
-// grid the window is the background colour, the property's or else the scheme's.
-TEST_F(ChartFrameAcceptance, TheEmptyChartFillsTheWindowInItsBackgroundColour)
+// Without its grid the chart is its background colour: the property's, or else the scheme's that
+// the container answers. The divider draws nothing while the mouse is elsewhere. A flat border is
+// one pixel of the scheme's border grey; a three-dimensional one is the theme's frame round the
+// background, or else the sunken edge.
+TEST(ChartFrameAcceptance, TheEmptyChartFillsTheWindowInItsBackgroundWithinItsBorder)
 {
-    Site.Ambients[11].vt = VT_I4;
-    Site.Ambients[11].lVal = 0x203040;
-    Embed([](IQvxLinnographCtl4* control) { control->put_ShowGrid(VARIANT_FALSE); });
-    ExpectWindowShows(CDibSurface(240, 120, 0x203040));
-    ASSERT_EQ(S_OK, Control->put_BackColor(Background));
-    ASSERT_TRUE(PumpUntilPainted(Window));
-    Shown = CaptureWindow(Window);
-    ExpectWindowShows(CDibSurface(240, 120, Background));
-}
+    const struct
+    {
+        const char* Name;
+        OLE_COLOR Back;
+        long Appearance, Style;
+    } rows[] = {{"the scheme's background", 0xFFFFFFFF, 0, 0}, {"the property's background", Background, 0, 0},
+                {"a flat border", Background, 0, 1}, {"a three-dimensional border", Background, 1, 1}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.Name);
+        COleScope ole;
+        CContainerWindow container;
+        CTestSite site{container.Window};
+        site.Ambients[11].vt = VT_I4;
+        site.Ambients[11].lVal = SchemeBackground;
+        site.Position = RECT{0, 0, 240, 120};
+        // What a container does, in its order.
+        CComPtr<IQvxLinnographCtl4> control = CreateControl();
+        CComPtr<IOleObject> object = Query<IOleObject>(control);
+        ASSERT_TRUE(object);
+        ASSERT_EQ(S_OK, object->SetClientSite(&site));
+        ASSERT_EQ(S_OK, InitNew(control));
+        control->put_ShowGrid(VARIANT_FALSE);
+        control->put_Appearance(row.Appearance);
+        control->put_BorderStyle(row.Style);
+        ASSERT_EQ(S_OK, object->DoVerb(OLEIVERB_INPLACEACTIVATE, nullptr, &site, 0, container.Window, &site.Position));
+        HWND window = FindControlWindow(container.Window);
+        ASSERT_TRUE(window && PumpUntilPainted(window));
+        // A colour put in place repaints the window.
+        ASSERT_EQ(S_OK, control->put_BackColor(row.Back));
+        ASSERT_TRUE(PumpUntilPainted(window));
+        auto shown = CaptureWindow(window);
 
-// A flat border is one pixel of the border colour; a three-dimensional one is the theme's frame
-// round the chart's background, or else the sunken edge.
-TEST_F(ChartFrameAcceptance, BordersAreDrawnRoundTheBackground)
-{
-    for (long appearance : {0, 1}) {
-        SCOPED_TRACE(appearance);
-        TearDown();
-        Embed([appearance](IQvxLinnographCtl4* control) {
-            control->put_BackColor(Background);
-            control->put_ShowGrid(VARIANT_FALSE);
-            control->put_Appearance(appearance);
-            control->put_BorderStyle(1);
-        });
-        CDibSurface expected(240, 120, Background);
+        // The picture the test draws itself.
+        CDibSurface expected(240, 120, row.Back == Background ? Background : SchemeBackground);
         RECT all{0, 0, 240, 120};
-        HTHEME theme = appearance && IsThemeActive() && IsAppThemed() ? OpenThemeData(Window, L"EDIT") : nullptr;
-        if (!appearance) {
-            CGdiObject<HBRUSH> grey(CreateSolidBrush(SchemeBorderGrey));
+        HTHEME theme = row.Appearance && IsThemeActive() && IsAppThemed() ? OpenThemeData(window, L"EDIT") : nullptr;
+        if (row.Style && !row.Appearance) {
+            CGdiObject<HBRUSH> grey(CreateSolidBrush(0xD0D0D0));
             FrameRect(expected.Dc(), &all, grey);
         } else if (theme) {
             RECT content{};
             ASSERT_EQ(S_OK, GetThemeBackgroundContentRect(theme, nullptr, 1, 1, &all, &content));
             ExcludeClipRect(expected.Dc(), content.left, content.top, content.right, content.bottom);
             DrawThemeBackground(theme, expected.Dc(), 1, 1, &all, nullptr);
-            SelectClipRgn(expected.Dc(), nullptr);
             CloseThemeData(theme);
-        } else {
+        } else if (row.Style) {
             DrawEdge(expected.Dc(), &all, EDGE_SUNKEN, BF_RECT);
         }
-        ExpectWindowShows(expected);
+        for (int i = 0; i < 240 * 120; ++i)
+            ASSERT_EQ(expected.Pixel(i % 240, i / 240), shown->Pixel(i % 240, i / 240)) << i % 240 << "," << i / 240;
+        object->Close(OLECLOSE_NOSAVE);
+        object->SetClientSite(nullptr);
     }
 }

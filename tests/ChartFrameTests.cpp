@@ -1,13 +1,12 @@
-// The chart frame, linked: the tree that construction builds, the paint path with its kept back
-// buffer, paper and metafiles, the border, the repaint contract through a live window, the
-// properties that lay the root out again, the message chain and the teardown.
+// The chart frame, linked: the tree that construction builds, the paint path with its back buffer,
+// paper and metafiles, the border, the repaint contract through a live window, and the teardown.
 #include <gtest/gtest.h>
 #include <cstring>
 #include <functional>
-#include <tuple>
 #include <utility>
 #include "tests/ChartFrameTestSupport.h"
 #include "tests/ChartTestSupport.h"
+#include "tests/SimTestSupport.h"
 #include "interaction/FlashingTraceManager.h"
 #include "items/ItemFlags.h"
 #include "items/RTCTaskDataItem.h"
@@ -20,21 +19,7 @@ constexpr COLORREF Untouched = RGB(1, 2, 3);
 constexpr COLORREF Teal = RGB(0x33, 0x99, 0x99);
 constexpr COLORREF Red = RGB(0xFF, 0, 0);
 constexpr COLORREF SchemeBorderGrey = 0xD0D0D0;
-
-// A region that listens to an item and keeps a dirty bit of its own for each change.
-class CRecordingRegion : public CChartRegionBase
-{
-public:
-    static constexpr DWORD DirtyData = 0x4;
-    using CChartRegionBase::CChartRegionBase;
-    void OnDataItemChanged(CDataItemBase* item, DWORD flags) override
-    {
-        Heard.push_back(flags);
-        DirtyBits |= DirtyData;
-        CChartRegionBase::OnDataItemChanged(item, flags);
-    }
-    std::vector<DWORD> Heard;
-};
+constexpr DWORD DirtyAll = CChartRegionBase::DirtyAll;
 
 // A chart in which a test may run an action in the middle of a paint, where a lazy read would.
 class CNestingChart : public CTestChartCtl
@@ -64,7 +49,7 @@ protected:
     CNestingChart* Chart = nullptr;
 };
 
-// The chart in place in a container's window, 240 by 120 pixels.
+// The chart in place in a container's window, 240 by 120 pixels, painted once.
 class ChartInPlace : public ChartFrame
 {
 protected:
@@ -74,6 +59,15 @@ protected:
         Site.Position = RECT{0, 0, 240, 120};
         ChartFrame::SetUp();
         ASSERT_EQ(S_OK, Query<IOleObject>(Control)->SetClientSite(&Site));
+        ASSERT_EQ(S_OK, Control->put_BackColor(Teal));
+        ASSERT_EQ(S_OK, Control->put_BorderStyle(1));
+        ASSERT_EQ(S_OK, Query<IOleObject>(Control)->DoVerb(OLEIVERB_INPLACEACTIVATE, nullptr, &Site, 0,
+                                                            Container.Window, &Site.Position));
+        Window = Chart->Window;
+        ASSERT_TRUE(Window);
+        ASSERT_TRUE(PumpUntilPainted(Window));
+        Root = Chart->Bounds;
+        ASSERT_TRUE(SameRect(Root, Deflated(Client(), 1, 1)));
     }
     void TearDown() override
     {
@@ -81,15 +75,6 @@ protected:
             object->Close(OLECLOSE_NOSAVE);
             object->SetClientSite(nullptr);
         }
-    }
-    // In-place activation, and the first paint.
-    void Activate()
-    {
-        ASSERT_EQ(S_OK, Query<IOleObject>(Control)->DoVerb(OLEIVERB_INPLACEACTIVATE, nullptr, &Site, 0,
-                                                            Container.Window, &Site.Position));
-        Window = Chart->Window;
-        ASSERT_TRUE(Window);
-        ASSERT_TRUE(PumpUntilPainted(Window));
     }
     // Whether the window's update area is exactly `rect`; an empty `rect` asks for none at all.
     bool UpdateAreaIs(const RECT& rect) const
@@ -101,11 +86,7 @@ protected:
         return IsRectEmpty(&rect) ? kind == NULLREGION : kind == SIMPLEREGION && SameRect(box, rect);
     }
     // The root's rectangle, one column and one row larger: what a repaint of the root invalidates.
-    RECT RootArea() const
-    {
-        const RECT& root = Chart->Bounds;
-        return RECT{root.left, root.top, root.right + 1, root.bottom + 1};
-    }
+    RECT RootArea() const { return RECT{Root.left, Root.top, Root.right + 1, Root.bottom + 1}; }
     RECT Client() const
     {
         RECT client{};
@@ -116,6 +97,7 @@ protected:
     CContainerWindow Container;
     CTestSite Site{Container.Window};
     HWND Window = nullptr;
+    RECT Root{};
 };
 
 } // namespace
@@ -126,24 +108,15 @@ TEST_F(ChartFrame, ConstructionBuildsTheTreeUnderTheRoot)
 {
     CRTCTaskDataItem* task = Chart->GetTaskDataItem();
     ASSERT_TRUE(task);
-    EXPECT_EQ(task, Chart->TaskItem.get());
-    EXPECT_EQ(task->GetOwner(), static_cast<CBaseChartCtl*>(Chart));
-    EXPECT_EQ(task->GetDataTimeSpan(), 200'000'000);
+    EXPECT_TRUE(task->GetOwner() == static_cast<CBaseChartCtl*>(Chart) && task->GetDataTimeSpan() == 200'000'000);
     // The graph and its x axis listen first, then the flashing-trace manager, the root last.
     ASSERT_EQ(task->Listeners.size(), 4u);
     EXPECT_EQ(task->Listeners[0], static_cast<CChartRegionBase*>(Chart->GraphRegion.get()));
     EXPECT_EQ(task->Listeners[2], static_cast<CChartRegionBase*>(Chart->FlashManager.get()));
     EXPECT_EQ(task->Listeners[3], static_cast<CChartRegionBase*>(Chart));
-
-    // The three children share the control's window cell.
-    for (CChartRegionBase* child : {static_cast<CChartRegionBase*>(Chart->GraphRegion.get()),
-                                    static_cast<CChartRegionBase*>(Chart->CursorsRegion.get()),
-                                    static_cast<CChartRegionBase*>(Chart->ResizeRegion.get())})
-        EXPECT_TRUE(child && child->WindowRef == &Chart->Window);
     CComPtr<IFontDisp> font;
     ASSERT_EQ(S_OK, Control->get_Font(font.Out()));
     EXPECT_TRUE(SameObject(Chart->GetFontObject(), font));
-
     // Release lets the zoom stack go: only this test's reference is left.
     CComPtr<IQvxZoomStack> stack = task->GetZoomStack();
     ASSERT_TRUE(stack);
@@ -152,30 +125,11 @@ TEST_F(ChartFrame, ConstructionBuildsTheTreeUnderTheRoot)
     EXPECT_EQ(0u, stack.Detach()->Release());
 }
 
-// A control that has not been initialised has nothing to save: construction's own change of the
-// task reaches no listener, since the root listens only from its last step.
-TEST(ChartFrameCreation, TheActiveChangeOfTheTaskNeedsSavingAndTellsNoSink)
-{
-    COleScope ole;
-    CComPtr<IQvxLinnographCtl4> fresh;
-    CTestChartCtl* chart = CreateTestChart(fresh);
-    ASSERT_TRUE(chart);
-    CComPtr<IPersistStreamInit> persist = Query<IPersistStreamInit>(fresh);
-    EXPECT_EQ(S_FALSE, persist->IsDirty());
-    CAdviseSink sink;
-    CDataAdvise advise(fresh, &sink);
-    ASSERT_EQ(S_OK, advise.Result);
-    chart->TaskItem->NotifyChange(TaskTimeRangeStale | TaskOrderChanged, 1);
-    EXPECT_EQ(S_FALSE, persist->IsDirty());
-    chart->TaskItem->NotifyChange(TaskActiveStale, 1);
-    EXPECT_EQ(S_OK, persist->IsDirty());
-    EXPECT_EQ(0, sink.DataChanges);
-}
-
 // A zoom stack that cannot be made fails the creation with E_FAIL, whatever the stack's class
-// answered (a host would take its error for the control's own), and leaves nothing alive; only
-// a lack of memory is told as such.
-TEST(ChartFrameCreation, FailsCleanlyWithoutAZoomStack)
+// answered (a host would take its error for the control's own), and leaves nothing alive; only a
+// lack of memory is told as such. A chart made and not initialised has nothing to save, and
+// construction's own change of the task reaches no listener: the root listens from its last step.
+TEST(ChartFrameCreation, FailsCleanlyWithoutAZoomStackAndStartsClean)
 {
     COleScope ole;
     const std::pair<HRESULT, HRESULT> rows[] = {{E_ACCESSDENIED, E_FAIL}, {E_NOINTERFACE, E_FAIL},
@@ -199,48 +153,73 @@ TEST(ChartFrameCreation, FailsCleanlyWithoutAZoomStack)
         EXPECT_EQ(objects, CComModule::Instance().ObjectCount());
     }
     ASSERT_EQ(S_OK, CoRevokeClassObject(cookie));
+
     CComPtr<IQvxLinnographCtl4> made;
-    EXPECT_NE(nullptr, CreateTestChart(made));
+    CTestChartCtl* chart = CreateTestChart(made);
+    ASSERT_TRUE(chart);
+    CComPtr<IPersistStreamInit> persist = Query<IPersistStreamInit>(made);
+    EXPECT_EQ(S_FALSE, persist->IsDirty());
+    CAdviseSink sink;
+    CDataAdvise advise(made, &sink);
+    ASSERT_EQ(S_OK, advise.Result);
+    chart->TaskItem->NotifyChange(TaskTimeRangeStale | TaskOrderChanged, 1);
+    EXPECT_EQ(S_FALSE, persist->IsDirty());
+    chart->TaskItem->NotifyChange(TaskActiveStale, 1);
+    EXPECT_EQ(S_OK, persist->IsDirty());
+    EXPECT_EQ(0, sink.DataChanges);
 }
 
 // --- the paint path ---
 
-TEST_F(ChartFrame, PaintsTheEmptyChartThroughAKeptBackBuffer)
+// The back buffer is kept while the size holds; bounds away from the origin lay the regions out
+// where the target has them; paper is painted directly, with the panel in inches.
+TEST_F(ChartFrame, PaintsThroughAKeptBackBufferAndPaperDirectly)
 {
     ASSERT_EQ(S_OK, Control->put_BackColor(Teal));
     CDibSurface surface(200, 100, Untouched);
     ASSERT_EQ(S_OK, Paint(surface.Dc(), RECTL{0, 0, 200, 100}));
-    EXPECT_TRUE(Teal == surface.Pixel(0, 0) && Teal == surface.Pixel(199, 99) && Teal == surface.Pixel(100, 50));
+    EXPECT_EQ("111", Inked(surface, Teal, {{0, 0}, {199, 99}, {100, 50}}));
     const HBITMAP first = Chart->BackBufferBitmap;
     const HDC firstContext = Chart->BackBufferDC;
     EXPECT_TRUE(first && Chart->BackBufferSize.cx == 200 && Chart->BackBufferSize.cy == 100);
-    // The same size again: the same buffer.
     ASSERT_EQ(S_OK, Paint(surface.Dc(), RECTL{0, 0, 200, 100}));
     EXPECT_TRUE(first == Chart->BackBufferBitmap.Get() && firstContext == Chart->BackBufferDC.Get());
-
-    // Another size: a new buffer of that size.
     surface.Fill(Untouched);
     ASSERT_EQ(S_OK, Paint(surface.Dc(), RECTL{0, 0, 150, 80}));
-    EXPECT_NE(first, Chart->BackBufferBitmap.Get());
     BITMAP made{};
     ASSERT_TRUE(GetObjectW(Chart->BackBufferBitmap, sizeof made, &made));
-    EXPECT_TRUE(made.bmWidth == 150 && made.bmHeight == 80);
-    for (const auto& [x, y, colour] : {std::tuple{149, 79, Teal}, {150, 40, Untouched}, {75, 80, Untouched}})
-        EXPECT_EQ(colour, surface.Pixel(x, y)) << x << "," << y;
+    EXPECT_TRUE(first != Chart->BackBufferBitmap.Get() && made.bmWidth == 150 && made.bmHeight == 80);
+    EXPECT_EQ("100", Inked(surface, Teal, {{149, 79}, {150, 40}, {75, 80}}));
 
-    // Bounds away from the origin: the regions are laid out where the target has them. The panel
-    // is the 1.25 inches at the right (auto-sizing would give it its minimum without groups).
+    // The panel is the 1.25 inches at the right (auto-sizing would give it its minimum without groups).
     ASSERT_EQ(S_OK, Control->put_AutoSizeCursorValues(VARIANT_FALSE));
     CDibSurface wide(300, 200, Untouched);
     ASSERT_EQ(S_OK, Paint(wide.Dc(), RECTL{40, 30, 240, 130}));
     EXPECT_TRUE(SameRect(Chart->GraphRegion->Bounds, RECT{40, 30, 240 - 120, 130}));
     EXPECT_EQ(240 - 120 + 1, Chart->CursorsRegion->Bounds.left);
     EXPECT_TRUE(SameRect(Chart->ResizeRegion->Bounds, RECT{118, 30, 122, 130}));
-    for (const auto& [x, y, colour] : {std::tuple{40, 30, Teal}, {239, 129, Teal}, {39, 30, Untouched},
-                                       {240, 129, Untouched}, {239, 130, Untouched}})
-        EXPECT_EQ(colour, wide.Pixel(x, y)) << x << "," << y;
+    EXPECT_EQ("11000", Inked(wide, Teal, {{40, 30}, {239, 129}, {39, 30}, {240, 129}, {239, 130}}));
     // Without a window the root goes back to the window's rectangle, which is none.
     EXPECT_TRUE(IsRectEmpty(&Chart->Bounds));
+
+    // Paper: the printer is the reference, the pixels land in a surface that the test can read.
+    CDeviceContext printer = CreateTestPrinterDC();
+    ASSERT_TRUE(printer) << "no printer in this prefix";
+    ASSERT_EQ(S_OK, Control->put_BackColor(0));
+    CDibSurface paper(1200, 600, Untouched);
+    RECTL bounds{0, 0, 1200, 600};
+    ASSERT_EQ(S_OK, Query<IViewObject>(Control)->Draw(DVASPECT_CONTENT, -1, nullptr, nullptr, printer, paper.Dc(),
+                                                      &bounds, nullptr, nullptr, 0));
+    EXPECT_EQ(200, Chart->BackBufferSize.cx) << "no back buffer for paper";
+    EXPECT_EQ("11", Inked(paper, RGB(255, 255, 255), {{600, 300}, {1199, 599}})) << "a black chart prints white";
+    EXPECT_EQ(1200 - GetDeviceCaps(printer, LOGPIXELSX) * 5 / 4 + 1, Chart->CursorsRegion->Bounds.left);
+    EXPECT_TRUE(SameRect(Chart->BorderHelper().GetOuterRect(), RECT{}));
+    // The next screen paint lays out for the screen again.
+    CDibSurface screen(1200, 600, Untouched);
+    ASSERT_EQ(S_OK, Paint(screen.Dc(), bounds));
+    EXPECT_EQ(RGB(0, 0, 0), screen.Pixel(600, 300));
+    EXPECT_EQ(1200 - 120 + 1, Chart->CursorsRegion->Bounds.left);
+    EXPECT_TRUE(SameRect(Chart->ResizeRegion->Bounds, RECT{1078, 0, 1082, 600}));
 }
 
 // The root is what the border leaves of the control; without the panel the graph is laid out on
@@ -265,74 +244,58 @@ TEST_F(ChartFrame, BordersFollowAppearanceAndBorderStyle)
         CDibSurface surface(100, 60, Untouched);
         ASSERT_EQ(S_OK, Control->put_Appearance(row.Appearance));
         ASSERT_EQ(S_OK, Control->put_BorderStyle(row.Style));
-        if (row.Corner == Red) {
-            ASSERT_EQ(S_OK, Control->put_BorderColor(Red));
-        }
+        ASSERT_EQ(S_OK, Control->put_BorderColor(row.Corner == Red ? Red : 0xFFFFFFFF));
         ASSERT_EQ(S_OK, Paint(surface.Dc(), RECTL{0, 0, 100, 60}));
         EXPECT_TRUE(SameRect(Chart->GraphRegion->Bounds, Deflated(RECT{0, 0, 100, 60}, row.Dx, row.Dy)));
-        EXPECT_EQ(row.Corner, surface.Pixel(0, 0));
-        EXPECT_EQ(row.Corner, surface.Pixel(0, 30));
-        EXPECT_EQ(Teal, surface.Pixel(row.Dx, row.Dy));
-        EXPECT_EQ(Teal, surface.Pixel(99 - row.Dx, 59 - row.Dy));
+        EXPECT_EQ("11", Inked(surface, row.Corner, {{0, 0}, {0, 30}}));
+        EXPECT_EQ("11", Inked(surface, Teal, {{row.Dx, row.Dy}, {99 - row.Dx, 59 - row.Dy}}));
     }
     EXPECT_FALSE(Chart->BorderHelper().HasTheme());
 }
 
-TEST_F(ChartFrame, PaperIsPaintedDirectlyWithThePanelInInches)
+// The helper alone: the inner rectangle of each kind of border, and what an update takes.
+TEST(ControlBorderHelper, InnerRectangleOfEachKindOfBorderAndWhatAnUpdateTakes)
 {
-    CDeviceContext printer = CreateTestPrinterDC();
-    ASSERT_TRUE(printer) << "no printer in this prefix";
-    const int printerDpi = GetDeviceCaps(printer, LOGPIXELSX);
-    ASSERT_EQ(S_OK, Control->put_BackColor(0));
-    ASSERT_EQ(S_OK, Control->put_AutoSizeCursorValues(VARIANT_FALSE));
-
-    // The printer is the reference; the pixels land in a surface that the test can read.
-    CDibSurface paper(1200, 600, Untouched);
-    RECTL bounds{0, 0, 1200, 600};
-    ASSERT_EQ(S_OK, Query<IViewObject>(Control)->Draw(DVASPECT_CONTENT, -1, nullptr, nullptr, printer, paper.Dc(),
-                                                      &bounds, nullptr, nullptr, 0));
-    EXPECT_FALSE(Chart->BackBufferBitmap) << "no back buffer for paper";
-    // A black chart prints on white paper.
-    EXPECT_TRUE(RGB(255, 255, 255) == paper.Pixel(600, 300) && RGB(255, 255, 255) == paper.Pixel(1199, 599));
-    // The panel keeps its 1.25 inches at the printer's resolution.
-    EXPECT_EQ(1200 - printerDpi * 5 / 4 + 1, Chart->CursorsRegion->Bounds.left);
-    // The root is back on the screen's rectangle, which is none without a window.
-    EXPECT_TRUE(SameRect(Chart->BorderHelper().GetOuterRect(), RECT{}));
-
-    // The next screen paint lays out for the screen again.
-    CDibSurface screen(1200, 600, Untouched);
-    ASSERT_EQ(S_OK, Paint(screen.Dc(), bounds));
-    EXPECT_EQ(RGB(0, 0, 0), screen.Pixel(600, 300));
-    EXPECT_EQ(1200 - 120 + 1, Chart->CursorsRegion->Bounds.left);
-    EXPECT_TRUE(SameRect(Chart->ResizeRegion->Bounds, RECT{1078, 0, 1082, 600}));
-    EXPECT_TRUE(Chart->BackBufferBitmap);
+    const RECT outer{0, 0, 80, 50}, wider{0, 0, 120, 50};
+    const struct
+    {
+        const char* Name;
+        int32_t Appearance, BorderStyle;
+        RECT Inner;
+    } rows[] = {
+        {"no border style, no border", 1, 0, outer},
+        {"flat", 0, 1, Deflated(outer, 1, 1)},
+        {"any appearance but 1 is flat", 2, 1, Deflated(outer, 1, 1)},
+        {"any style but 0 is a border", 1, -1, Deflated(outer, GetSystemMetrics(SM_CXEDGE), GetSystemMetrics(SM_CYEDGE))},
+    };
+    for (const auto& row : rows) {
+        CControlBorderHelper border;
+        border.Update(CControlBorderHelper::LayoutUpdate, {nullptr, row.Appearance, row.BorderStyle, 0, outer});
+        EXPECT_FALSE(border.HasTheme()) << row.Name;
+        EXPECT_TRUE(SameRect(row.Inner, border.GetInnerRect())) << row.Name;
+    }
+    // A resize brings the rectangle, not the border style that came with it, and keeps the style.
+    CControlBorderHelper border;
+    border.Update(CControlBorderHelper::ResizeUpdate, {nullptr, 0, 1, 0, outer});
+    EXPECT_TRUE(SameRect(outer, border.GetOuterRect()) && SameRect(outer, border.GetInnerRect()));
+    border.Update(CControlBorderHelper::LayoutUpdate, {nullptr, 0, 1, 0, outer});
+    border.Update(CControlBorderHelper::ResizeUpdate, {nullptr, 0, 0, 0, wider});
+    EXPECT_TRUE(SameRect(Deflated(wider, 1, 1), border.GetInnerRect()));
 }
 
-TEST_F(ChartInPlace, AMetafilePaintLeavesTheWindowInvalidated)
+// A metafile is drawn directly and leaves the window to be painted in its own size; a paint for
+// another target that makes the window paint itself half way leaves the outer paint whole.
+TEST_F(ChartInPlace, PaintsForOtherTargetsLeaveTheWindowsBufferAndLayout)
 {
-    ASSERT_EQ(S_OK, Control->put_BackColor(Teal));
-    ASSERT_EQ(S_OK, Control->put_BorderStyle(1));
-    Activate();
-    const RECT root = Chart->Bounds;
-    ASSERT_TRUE(SameRect(root, Deflated(Client(), 1, 1)));
     const HBITMAP buffer = Chart->BackBufferBitmap;
     ASSERT_TRUE(buffer);
     auto picture = DrawPicture(Control, 400, 300, Untouched);
     ASSERT_TRUE(picture);
     EXPECT_EQ(Teal, picture->Pixel(200, 150));
-    // The layout is the window's again, and the window is to be painted in its own size; the
-    // picture was drawn directly, so the window's buffer is as it was.
-    EXPECT_TRUE(SameRect(Chart->Bounds, root));
+    EXPECT_TRUE(SameRect(Chart->Bounds, Root));
     EXPECT_TRUE(UpdateAreaIs(RootArea()));
     EXPECT_TRUE(buffer == Chart->BackBufferBitmap.Get() && Chart->BackBufferSize.cx == 240);
-}
 
-// A paint for another target that makes the window paint itself half way: the window's paint
-// must not take away the surface that the outer paint still draws into.
-TEST_F(ChartInPlace, AWindowPaintInsideAPaintOfAnotherSizeLeavesTheOuterPaintWhole)
-{
-    ASSERT_EQ(S_OK, Control->put_BackColor(Teal));
-    Activate();
     CDibSurface expected(300, 150, Untouched), surface(300, 150, Untouched);
     ASSERT_EQ(S_OK, Paint(expected.Dc(), RECTL{0, 0, 300, 150}));
     bool nested = false;
@@ -348,69 +311,52 @@ TEST_F(ChartInPlace, AWindowPaintInsideAPaintOfAnotherSizeLeavesTheOuterPaintWho
 
 // --- the repaint contract ---
 
-TEST_F(ChartInPlace, ATaskChangeRepaintsTheRootAtTheNextPaint)
+// A task change repaints the root at the next paint, the cursor's bit alone asks for none, and a
+// task attached repaints the whole window; layout properties dirty the root and invalidate it.
+TEST_F(ChartInPlace, TaskChangesAndLayoutPropertiesRepaintTheRoot)
 {
-    ASSERT_EQ(S_OK, Control->put_BackColor(Teal));
-    ASSERT_EQ(S_OK, Control->put_BorderStyle(1));
-    Activate();
-    const RECT root = Chart->Bounds;
     CRecordingRegion listener(&Chart->Window);
-    listener.SetBounds(RECT{10, 10, 40, 30});
-    listener.DirtyBits = 0;
     Chart->TaskItem->AddListener(&listener);
-
     // A colour changed behind the chart's back shows only once something repaints.
     Chart->BackColor = Red;
     Chart->TaskItem->NotifyChange(TaskTimeRangeStale, 1);
-    EXPECT_EQ(CRecordingRegion::DirtyData, listener.DirtyBits);
+    EXPECT_EQ(std::vector<DWORD>{TaskTimeRangeStale}, listener.Heard);
     EXPECT_TRUE(UpdateAreaIs(RootArea()));
     EXPECT_EQ(Teal, CaptureWindow(Window)->Pixel(120, 60));
     ASSERT_TRUE(PumpUntilPainted(Window));
     auto shown = CaptureWindow(Window);
-    EXPECT_TRUE(Red == shown->Pixel(120, 60) && Red == shown->Pixel(root.left, root.top));
+    EXPECT_EQ("11", Inked(*shown, Red, {{120, 60}, {Root.left, Root.top}}));
     EXPECT_EQ(SchemeBorderGrey, shown->Pixel(0, 0));
-
-    // The cursor's bit alone asks for no paint.
     Chart->TaskItem->NotifyChange(TaskCursorStale, 1);
     EXPECT_TRUE(UpdateAreaIs(RECT{}));
     Chart->TaskItem->RemoveListener(&listener);
-    // A task attached or cleared repaints the whole window, border and all.
     Chart->OnTaskAttached(nullptr);
     EXPECT_TRUE(UpdateAreaIs(Client()));
-}
+    ASSERT_TRUE(PumpUntilPainted(Window));
 
-// --- properties that lay the root out again ---
-
-TEST_F(ChartInPlace, LayoutPropertiesDirtyTheRootAndInvalidateIt)
-{
-    ASSERT_EQ(S_OK, Control->put_BorderStyle(1));
-    Activate();
-    const RECT root = Chart->Bounds;
     ASSERT_EQ(S_OK, Control->put_ShowCursorValues(VARIANT_FALSE));
-    EXPECT_EQ(CChartRegionBase::DirtyAll, Chart->DirtyBits);
+    EXPECT_EQ(DirtyAll, Chart->DirtyBits);
     EXPECT_TRUE(UpdateAreaIs(RootArea()));
     ASSERT_TRUE(PumpUntilPainted(Window));
-    EXPECT_TRUE(SameRect(Chart->GraphRegion->Bounds, root)) << "without the panel the graph has the whole root";
-
+    EXPECT_TRUE(SameRect(Chart->GraphRegion->Bounds, Root)) << "without the panel the graph has the whole root";
     ASSERT_EQ(S_OK, Control->put_ShowCursorValues(VARIANT_TRUE));
     ASSERT_EQ(S_OK, Control->put_AutoSizeCursorValues(VARIANT_FALSE));
-    EXPECT_EQ(CChartRegionBase::DirtyAll, Chart->CursorsRegion->DirtyBits);
+    EXPECT_EQ(DirtyAll, Chart->CursorsRegion->DirtyBits);
     ASSERT_TRUE(PumpUntilPainted(Window));
     ASSERT_EQ(S_OK, Control->put_VerticalSplitPos(1.0));
-    EXPECT_EQ(CChartRegionBase::DirtyAll, Chart->DirtyBits);
+    EXPECT_EQ(DirtyAll, Chart->DirtyBits);
     EXPECT_TRUE(UpdateAreaIs(RootArea()));
     ASSERT_TRUE(PumpUntilPainted(Window));
-    EXPECT_EQ(root.right - 96, Chart->GraphRegion->Bounds.right);
-    EXPECT_TRUE(SameRect(Chart->ResizeRegion->Bounds, RECT{root.right - 98, root.top, root.right - 94, root.bottom}));
-
-    Chart->CursorsRegion->DirtyBits = 0;
-    Chart->DirtyBits = 0;
+    EXPECT_EQ(Root.right - 96, Chart->GraphRegion->Bounds.right);
+    EXPECT_TRUE(SameRect(Chart->ResizeRegion->Bounds, RECT{Root.right - 98, Root.top, Root.right - 94, Root.bottom}));
+    Chart->CursorsRegion->DirtyBits = Chart->DirtyBits = 0;
     ASSERT_EQ(S_OK, Control->putref_Font(CreateChartFont()));
-    EXPECT_EQ(CChartRegionBase::DirtyAll, Chart->DirtyBits);
-    EXPECT_EQ(CChartRegionBase::DirtyAll, Chart->CursorsRegion->DirtyBits);
+    EXPECT_EQ(DirtyAll, Chart->DirtyBits & Chart->CursorsRegion->DirtyBits);
 }
 
-TEST_F(ChartFrame, VerticalSplitPosStaysWithinThePanelsLimits)
+// The split stays within the panel's limits. Either span flags the task item without the event
+// bit; a shorter data span keeps the zooms, a longer one undoes them.
+TEST_F(ChartFrame, TheSplitKeepsThePanelsLimitsAndTheSpansFlagTheTaskItem)
 {
     CWindowDC screen(nullptr);
     const double dpi = GetDeviceCaps(screen, LOGPIXELSX);
@@ -425,12 +371,7 @@ TEST_F(ChartFrame, VerticalSplitPosStaysWithinThePanelsLimits)
         ASSERT_EQ(S_OK, Control->get_VerticalSplitPos(&inches));
         EXPECT_DOUBLE_EQ(kept, inches) << given;
     }
-}
 
-// Either span flags the task item without the event bit; a shorter data span keeps the zooms, a
-// longer one undoes them.
-TEST_F(ChartFrame, TimeSpansFlagTheTaskItemAndALongerDataSpanUndoesTheZooms)
-{
     CRecordingRegion listener(&Chart->Window);
     Chart->TaskItem->AddListener(&listener);
     using Put = HRESULT (STDMETHODCALLTYPE IQvxLinnographCtl4::*)(INT64);
@@ -452,62 +393,49 @@ TEST_F(ChartFrame, TimeSpansFlagTheTaskItemAndALongerDataSpanUndoesTheZooms)
     }
 }
 
-// --- the message chain ---
+// --- the message chain and the divider ---
 
-TEST_F(ChartInPlace, TheMessageChainTakesWhatTheFrameHandles)
+TEST_F(ChartInPlace, TheMessageChainTakesWhatTheFrameHandlesAndTheDividerDropsInches)
 {
-    Activate();
     // A paint of the window's own size is no reason to lay out again, nor to paint again.
     const DWORD before = Chart->GraphRegion->DirtyBits;
     InvalidateRect(Window, nullptr, FALSE);
     ASSERT_TRUE(PumpUntilPainted(Window));
-    EXPECT_EQ(before, Chart->GraphRegion->DirtyBits);
-    EXPECT_EQ(0u, Chart->DirtyBits);
-    EXPECT_TRUE(UpdateAreaIs(RECT{}));
-    // Nothing is erased: the paint covers every pixel.
+    EXPECT_TRUE(before == Chart->GraphRegion->DirtyBits && 0u == Chart->DirtyBits && UpdateAreaIs(RECT{}));
+    // Nothing is erased: the paint covers every pixel. A reflected control message gets the
+    // system's answer to the message that it reflects.
     HDC context = GetDC(Window);
-    EXPECT_EQ(1, SendMessageW(Window, WM_ERASEBKGND, reinterpret_cast<WPARAM>(context), 0));
-    // A reflected control message gets the system's answer to the message that it reflects.
-    const auto colour = [&](UINT message) {
+    const auto send = [&](UINT message) {
         return SendMessageW(Window, message, reinterpret_cast<WPARAM>(context), reinterpret_cast<LPARAM>(Window));
     };
-    const LRESULT reflected = colour(OCM_CTLCOLORSTATIC);
-    EXPECT_EQ(DefWindowProcW(Window, WM_CTLCOLORSTATIC, reinterpret_cast<WPARAM>(context),
-                             reinterpret_cast<LPARAM>(Window)),
-              reflected);
-    EXPECT_NE(0, reflected);
+    EXPECT_EQ(1, send(WM_ERASEBKGND));
+    const LRESULT reflected = send(OCM_CTLCOLORSTATIC);
+    EXPECT_TRUE(reflected != 0 && reflected == DefWindowProcW(Window, WM_CTLCOLORSTATIC,
+                                                              reinterpret_cast<WPARAM>(context),
+                                                              reinterpret_cast<LPARAM>(Window)));
     ReleaseDC(Window, context);
 
-    // A new size reaches the border's outer rectangle.
-    SetWindowPos(Window, nullptr, 0, 0, 200, 90, SWP_NOZORDER | SWP_NOMOVE | SWP_NOACTIVATE);
-    EXPECT_TRUE(SameRect(Chart->ClientRect, RECT{0, 0, 200, 90}));
-    EXPECT_TRUE(SameRect(Chart->BorderHelper().GetOuterRect(), RECT{0, 0, 200, 90}));
-    ASSERT_TRUE(PumpUntilPainted(Window));
-    EXPECT_TRUE(SameRect(Chart->Bounds, RECT{0, 0, 200, 90}));
-}
-
-// --- the divider ---
-
-TEST_F(ChartInPlace, TheDividerDropsThePanelWidthInInches)
-{
-    Activate();
-    const RECT root = Chart->Bounds;
     CResizeRegion& divider = *Chart->ResizeRegion;
     int lowest = 0, highest = 0;
     Chart->GetResizeRange(divider, lowest, highest);
-    EXPECT_TRUE(lowest < root.right - 48 && root.right - 48 < highest);
+    EXPECT_TRUE(lowest < Root.right - 48 && Root.right - 48 < highest);
     CAdviseSink sink;
     CDataAdvise advise(Control, &sink);
-    divider.DragPosition = root.right - 48;
+    divider.DragPosition = Root.right - 48;
     Chart->OnResizeDone(divider);
     EXPECT_EQ(1, sink.DataChanges) << "the layout is modified";
     double inches = 0;
     VARIANT_BOOL autoSize = VARIANT_TRUE;
     ASSERT_EQ(S_OK, Control->get_VerticalSplitPos(&inches));
     ASSERT_EQ(S_OK, Control->get_AutoSizeCursorValues(&autoSize));
-    EXPECT_DOUBLE_EQ(0.5, inches);
-    EXPECT_EQ(VARIANT_FALSE, autoSize);
-    EXPECT_EQ(CChartRegionBase::DirtyAll, Chart->DirtyBits);
+    EXPECT_TRUE(inches == 0.5 && autoSize == VARIANT_FALSE && Chart->DirtyBits == DirtyAll);
     ASSERT_TRUE(PumpUntilPainted(Window));
-    EXPECT_EQ(root.right - 48 + 1, Chart->CursorsRegion->Bounds.left);
+    EXPECT_EQ(Root.right - 48 + 1, Chart->CursorsRegion->Bounds.left);
+
+    // A new size reaches the border's outer rectangle.
+    SetWindowPos(Window, nullptr, 0, 0, 200, 90, SWP_NOZORDER | SWP_NOMOVE | SWP_NOACTIVATE);
+    EXPECT_TRUE(SameRect(Chart->ClientRect, RECT{0, 0, 200, 90}));
+    EXPECT_TRUE(SameRect(Chart->BorderHelper().GetOuterRect(), RECT{0, 0, 200, 90}));
+    ASSERT_TRUE(PumpUntilPainted(Window));
+    EXPECT_TRUE(SameRect(Chart->Bounds, Deflated(RECT{0, 0, 200, 90}, 1, 1)));
 }

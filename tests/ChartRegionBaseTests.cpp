@@ -1,11 +1,17 @@
-// The region base and the repaint contract: a data change sets dirty bits and invalidates the
-// region's rectangle, grown by its inclusive last column and row, without erasing; it never paints.
+// The region base and the repaint contract: a change sets dirty bits and invalidates the region's
+// rectangle and its last column and row, without erasing or painting. The root's split between the
+// graph, the cursor values panel and the divider, kept in inches and within the limits.
 #include <gtest/gtest.h>
+#include <cmath>
 #include <string>
 #include "control/ChartDrawInfo.h"
 #include "control/ChartRegionBase.h"
-#include "tests/ChartTestSupport.h"
+#include "control/RootLayout.h"
 #include "items/DataItemBase.h"
+#include "tests/ChartFrameTestSupport.h"
+#include "tests/ChartTestSupport.h"
+
+using namespace qvxtest;
 
 namespace {
 
@@ -33,7 +39,7 @@ public:
         RECT box{};
         GetUpdateRect(Handle, &box, FALSE);
         const int kind = GetUpdateRgn(Handle, region, FALSE);
-        return kind == NULLREGION ? "none" : kind == SIMPLEREGION ? qvxtest::RectText(box) : "complex";
+        return kind == NULLREGION ? "none" : kind == SIMPLEREGION ? RectText(box) : "complex";
     }
 
     HWND Handle = nullptr;
@@ -43,10 +49,10 @@ private:
     static LRESULT CALLBACK Procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
     {
         auto* self = reinterpret_cast<CTestWindow*>(GetWindowLongPtrW(window, GWLP_USERDATA));
-        if (self) (message == WM_ERASEBKGND ? self->Erases : message == WM_PAINT ? self->Paints : self->Other)++;
+        if (self && message == WM_ERASEBKGND) ++self->Erases;
+        if (self && message == WM_PAINT) ++self->Paints;
         return DefWindowProcW(window, message, wParam, lParam);
     }
-    int Other = 0;
 };
 
 // A region that keeps its own dirty bit for a change, as every listening region does.
@@ -68,85 +74,206 @@ public:
     int Recalculations = 0;
 };
 
-class ChartRegionBaseTest : public testing::Test
-{
-protected:
-    ChartRegionBaseTest() { Region.SetBounds(RECT{10, 20, 30, 40}); }
-    ~ChartRegionBaseTest() override { Item.RemoveListener(&Region); }
-
-    CTestWindow Window;
-    HWND Cell = Window.Handle;
-    CListeningRegion Region{&Cell};
-    CDataItemBase Item;
-    const std::string Area = qvxtest::RectText({10, 20, 31, 41});   // the bounds and their last column and row
-};
-
 } // namespace
 
 // New bounds mark the region dirty without invalidating; a change sets the region's dirty bit and
 // invalidates its rectangle with the last column and row, without erasing and without painting,
-// and bit 31 alone asks for no paint.
-TEST_F(ChartRegionBaseTest, BoundsAndChangesDirtyAndInvalidateOnly)
-{
-    for (const RECT& bounds : {RECT{10, 20, 30, 40}, RECT{11, 20, 30, 40}}) {
-        Region.DirtyBits = 0;
-        Region.SetBounds(bounds);
-        EXPECT_EQ(bounds.left == 10 ? 0u : CChartRegionBase::DirtyBounds, Region.DirtyBits);
-    }
-    Region.SetBounds(RECT{10, 20, 30, 40});
-    EXPECT_EQ("none", Window.Update());
-
-    Item.AddListener(&Region);
-    Region.DirtyBits = 0;
-    Item.NotifyChange(0x80000000, 1);
-    EXPECT_EQ("none", Window.Update());
-    Item.NotifyChange(0x1, 1);
-    EXPECT_EQ(Region.DirtyBits, CListeningRegion::DirtyData);
-    EXPECT_EQ(Area, Window.Update());
-    EXPECT_EQ(0, Window.Paints + Region.Recalculations);
-    UpdateWindow(Window.Handle);
-    EXPECT_EQ(1, Window.Paints);
-    EXPECT_EQ(0, Window.Erases);
-    Item.NotifyChange(0x80000001, 1);
-    EXPECT_EQ(Area, Window.Update());
-    // The count would see an erase: a window invalidated with erasing gets one.
-    InvalidateRect(Window.Handle, nullptr, TRUE);
-    UpdateWindow(Window.Handle);
-    EXPECT_EQ(Window.Erases, 1);
-}
-
-TEST(ChartRegionBase, FollowsTheWindowCellAndDoesNothingWithoutAWindow)
+// and bit 31 alone asks for no paint. The region follows its window cell; without a window it
+// does nothing.
+TEST(ChartRegionBase, BoundsAndChangesDirtyAndInvalidateOnly)
 {
     HWND cell = nullptr;
-    CChartRegionBase region(&cell);
-    EXPECT_EQ(region.DirtyBits, CChartRegionBase::DirtyAll);
-    region.SetBounds(RECT{5, 5, 9, 9});
+    CListeningRegion region(&cell);
+    CDataItemBase item;
+    EXPECT_EQ(CChartRegionBase::DirtyAll, region.DirtyBits);
+    region.SetBounds(RECT{10, 20, 30, 40});
     region.Invalidate();
     CChartRegionBase(nullptr).Invalidate();
     CTestWindow window;
     cell = window.Handle;
+    for (const RECT& bounds : {RECT{10, 20, 30, 40}, RECT{11, 20, 30, 40}}) {
+        region.DirtyBits = 0;
+        region.SetBounds(bounds);
+        EXPECT_EQ(bounds.left == 10 ? 0u : CChartRegionBase::DirtyBounds, region.DirtyBits);
+    }
+    region.SetBounds(RECT{10, 20, 30, 40});
+    EXPECT_EQ("none", window.Update());
     region.Invalidate();
-    EXPECT_EQ(qvxtest::RectText({5, 5, 10, 10}), window.Update());
+    EXPECT_EQ(RectText({10, 20, 31, 41}), window.Update());
+    ValidateRect(window.Handle, nullptr);
+
+    item.AddListener(&region);
+    region.DirtyBits = 0;
+    item.NotifyChange(0x80000000, 1);
+    EXPECT_EQ("none", window.Update());
+    item.NotifyChange(0x1, 1);
+    EXPECT_EQ(region.DirtyBits, CListeningRegion::DirtyData);
+    EXPECT_EQ(RectText({10, 20, 31, 41}), window.Update());
+    EXPECT_EQ(0, window.Paints + region.Recalculations);
+    UpdateWindow(window.Handle);
+    EXPECT_TRUE(window.Paints == 1 && window.Erases == 0);
+    // The count would see an erase: a window invalidated with erasing gets one.
+    InvalidateRect(window.Handle, nullptr, TRUE);
+    UpdateWindow(window.Handle);
+    EXPECT_EQ(1, window.Erases);
+    item.RemoveListener(&region);
 }
 
 // Draw recalculates only when dirty; removal takes out the first entry and keeps the order.
-TEST_F(ChartRegionBaseTest, DrawRecalculatesOnlyWhenDirtyAndRemovalTakesTheFirstEntry)
+TEST(ChartRegionBase, DrawRecalculatesOnlyWhenDirtyAndRemovalTakesTheFirstEntry)
 {
-    qvxtest::CTestDrawOwner owner;
+    HWND cell = nullptr;
+    CListeningRegion region(&cell);
+    CTestDrawOwner owner;
     CDibSurface canvas(8, 8);
     CChartDrawInfo info(canvas.Dc(), canvas.Dc(), owner, 0);
-    Region.Draw(info);
-    Region.Draw(info);
-    EXPECT_EQ(Region.Recalculations, 1);
-    EXPECT_EQ(Region.DirtyBits, 0u);
+    region.Draw(info);
+    region.Draw(info);
+    EXPECT_TRUE(region.Recalculations == 1 && region.DirtyBits == 0u);
+    CDataItemBase item;
+    CChartRegionBase a(&cell), b(&cell);
+    for (CChartRegionBase* listener : {&a, static_cast<CChartRegionBase*>(&region), &b,
+                                       static_cast<CChartRegionBase*>(&region)})
+        item.AddListener(listener);
+    region.OnDataItemRemoved(&item);
+    EXPECT_EQ(item.Listeners, (std::vector<CDataItemListener*>{&a, &b, &region}));
+    region.OnDataItemRemoved(nullptr);
+    item.Listeners.clear();
+}
 
-    CChartRegionBase a(&Cell), b(&Cell);
-    Item.AddListener(&a);
-    Item.AddListener(&Region);
-    Item.AddListener(&b);
-    Item.AddListener(&Region);
-    Region.OnDataItemRemoved(&Item);
-    EXPECT_EQ(Item.Listeners, (std::vector<CDataItemListener*>{&a, &b, &Region}));
-    Region.OnDataItemRemoved(nullptr);
-    Item.Listeners.clear();
+namespace {
+
+class RootLayoutTest : public testing::Test
+{
+protected:
+    RootLayoutTest() { Owner.FontObject = Font.Get(); }
+    void SetUp() override
+    {
+        ASSERT_EQ(GetDeviceCaps(Screen, LOGPIXELSX), 96);
+        CChartDrawInfo info(Screen, Screen, Owner, 0);
+        Cursors.GetWidthLimits(info, Minimum, Maximum);
+        // The panel's limits on the screen with the chart's font: 21 and its widest content.
+        ASSERT_EQ(21, Minimum);
+        ASSERT_GT(Maximum, 120);
+    }
+    // Lays the children out in a root of the given width, on `ref` (the screen by default).
+    void Arrange(int width, bool show = true, std::optional<int> contentWidth = std::nullopt, HDC ref = nullptr)
+    {
+        CChartDrawInfo info(Screen, ref ? ref : Screen.Get(), Owner, 0);
+        Layout.Arrange(info, RECT{0, 0, width, 300}, show, contentWidth, Graph, Cursors, Resize);
+    }
+
+    CDeviceContext Screen{CreateCompatibleDC(nullptr)};
+    CComPtr<IFontDisp> Font = CreateChartFont();
+    CTestDrawOwner Owner;
+    HWND Cell = nullptr;
+    // The graph of a real chart, which gives it its owner and task.
+    COleScope Ole;
+    CComPtr<IQvxLinnographCtl4> Control;
+    CTestChartCtl* Chart = CreateTestChart(Control);
+    CRTCGraphRegion& Graph = *Chart->GraphRegion;
+    CRTCCursorsRegion Cursors{&Cell};
+    CResizeRegion Resize{&Cell, *Chart};
+    CRootLayout Layout;
+    int Minimum = 0, Maximum = 0;
+};
+
+} // namespace
+
+// Where the graph ends for each width, wish in inches and content: the panel is 1.25 inches
+// (120 pixels) unless its limits or the graph's eighth of an inch (12 pixels) say otherwise.
+TEST_F(RootLayoutTest, TheGraphEndsWhereThePanelsWidthAndTheLimitsSay)
+{
+    const struct
+    {
+        const char* Name;
+        int Width;
+        double Inches;
+        std::optional<int> Content;
+        int GraphRight;
+    } rows[] = {
+        {"wide", 1000, 1.25, {}, 880}, {"narrow", 400, 1.25, {}, 280},
+        {"a fraction that would round down (201)", 201, 1.25, {}, 81},
+        {"a fraction that would round down (235)", 235, 1.25, {}, 115},
+        {"a fraction that would round down (1917)", 1917, 1.25, {}, 1797},
+        {"room for the graph's minimum only", 100, 1.25, {}, 12},
+        {"just room for the panel's minimum", 43, 1.25, {}, 12}, {"less than both minimums", 30, 1.25, {}, 12},
+        {"less than the graph's minimum", 5, 1.25, {}, 5}, {"no width", 0, 1.25, {}, 0},
+        {"a panel wider than its maximum", 2000, 10, {}, 2000 - Maximum},
+        {"a panel narrower than its minimum", 2000, 0.1, {}, 2000 - Minimum},
+        {"content that fits", 1000, 1.25, 150, 850}, {"no content", 1000, 1.25, 0, 1000 - Minimum},
+        {"content beyond the maximum", 1000, 1.25, 5000, 1000 - Maximum},
+    };
+    for (const auto& row : rows) {
+        Layout.VerticalSplitInches = row.Inches;
+        Arrange(row.Width, true, row.Content);
+        EXPECT_EQ(row.GraphRight, Graph.Bounds.right) << row.Name;
+        EXPECT_EQ(row.GraphRight + 1, Cursors.Bounds.left) << row.Name;
+        EXPECT_EQ(row.Width, Cursors.Bounds.right) << row.Name;
+        // Auto-sizing leaves the wish in inches alone.
+        EXPECT_EQ(row.Inches, Layout.VerticalSplitInches) << row.Name;
+    }
+    Layout.VerticalSplitInches = 1.25;
+    Arrange(1000);
+    EXPECT_DOUBLE_EQ(0.12, Layout.SplitFraction);
+    EXPECT_EQ(RectText({878, 0, 882, 300}), RectText(Resize.Bounds));
+    Arrange(5);
+    EXPECT_EQ(0.0, Layout.SplitFraction);
+}
+
+// Without inches the fraction rules, and no width keeps it; a hidden panel or paper leave no
+// divider; an unchanged layout leaves the children clean.
+TEST_F(RootLayoutTest, TheFractionAHiddenPanelPaperAndAnUnchangedLayout)
+{
+    EXPECT_TRUE(Layout.SplitFraction == 0.3 && Layout.VerticalSplitInches == 1.25);
+    Arrange(400);
+    const double fraction = Layout.SplitFraction;
+    Arrange(0);
+    EXPECT_EQ(fraction, Layout.SplitFraction);
+    Layout.VerticalSplitInches = 0;
+    Arrange(0);
+    EXPECT_TRUE(std::isfinite(Layout.SplitFraction));
+    Layout.SplitFraction = 0.25;
+    Arrange(800);
+    EXPECT_DOUBLE_EQ(200.0 / 96, Layout.VerticalSplitInches);
+    EXPECT_EQ(600, Graph.Bounds.right);
+
+    Layout.VerticalSplitInches = 1.25;
+    Arrange(1000, false);
+    EXPECT_TRUE(Graph.Bounds.right == 1000 && Cursors.Bounds.left == 0 && IsRectEmpty(&Resize.Bounds));
+    CDeviceContext printer = CreateTestPrinterDC();
+    ASSERT_TRUE(printer);
+    Arrange(3000, true, std::nullopt, printer);
+    EXPECT_EQ(3000 - GetDeviceCaps(printer, LOGPIXELSX) * 5 / 4, Graph.Bounds.right);
+    EXPECT_TRUE(IsRectEmpty(&Resize.Bounds));
+
+    Arrange(1000);
+    Graph.DirtyBits = Cursors.DirtyBits = Resize.DirtyBits = 0;
+    Arrange(1000);
+    EXPECT_EQ(0u, Graph.DirtyBits | Cursors.DirtyBits | Resize.DirtyBits);
+    Arrange(1001);
+    EXPECT_EQ(std::vector<DWORD>(3, CChartRegionBase::DirtyBounds),
+              (std::vector<DWORD>{Graph.DirtyBits, Cursors.DirtyBits, Resize.DirtyBits}));
+}
+
+// The graph's minimum raises the divider's low end; with no room for both the divider stays. A drop
+// keeps the panel's width in inches.
+TEST_F(RootLayoutTest, TheDividerMovesWithinThePanelsLimitsAndDropsInInches)
+{
+    CChartDrawInfo info(Screen, Screen, Owner, 0);
+    const struct
+    {
+        int Width, Position, Lowest, Highest;
+    } rows[] = {{1000, 880, 1000 - Maximum, 1000 - Minimum}, {200, 150, 12, 200 - Minimum}, {30, 17, 17, 17}};
+    for (const auto& row : rows) {
+        int lowest = 0, highest = 0;
+        CRootLayout::GetResizeRange(info, RECT{0, 0, row.Width, 300}, Graph, Cursors, row.Position, lowest, highest);
+        EXPECT_EQ(std::make_pair(row.Lowest, row.Highest), std::make_pair(lowest, highest)) << row.Width;
+    }
+    Layout.ResizeDone(RECT{0, 0, 1000, 300}, 760, 96);
+    EXPECT_DOUBLE_EQ(2.5, Layout.VerticalSplitInches);
+    Arrange(600);
+    EXPECT_EQ(360, Graph.Bounds.right);
+    Layout.ResizeDone(RECT{0, 0, 1000, 300}, 904, 0);
+    EXPECT_DOUBLE_EQ(1.0, Layout.VerticalSplitInches);
 }

@@ -46,24 +46,15 @@ public:
     STDMETHODIMP_(ULONG) Release() override { return --Refs; }
 };
 
-class ComObject : public testing::Test
-{
-protected:
-    void SetUp() override
-    {
-        CSample::Released = 0;
-        CSample::Construction = S_OK;
-    }
-    const LONG Before = CComModule::Instance().ObjectCount();
-};
-
 // One identity through every interface, the first row of the table being the controlling
-// unknown; the last release of any interface ends the object once.
-TEST_F(ComObject, OneIdentityAndTheLastReleaseOfAnyInterfaceEndsTheObjectOnce)
+// unknown; the last release of any interface ends the object once, and a failed FinalConstruct
+// leaves nothing behind.
+TEST(ComObject, OneIdentityAndTheLastReleaseOfAnyInterfaceEndsTheObjectOnce)
 {
+    const LONG before = CComModule::Instance().ObjectCount();
     CComPtr<IPersistStreamInit> object;
     ASSERT_EQ(S_OK, CComObject<CSample>::CreateInstance(object));
-    EXPECT_EQ(Before + 1, CComModule::Instance().ObjectCount());
+    EXPECT_EQ(before + 1, CComModule::Instance().ObjectCount());
     EXPECT_EQ(S_FALSE, CComModule::Instance().CanUnloadNow());
     CComPtr<IUnknown> a, b;
     CComPtr<IPersist> persist;
@@ -81,29 +72,26 @@ TEST_F(ComObject, OneIdentityAndTheLastReleaseOfAnyInterfaceEndsTheObjectOnce)
     EXPECT_EQ(0, CSample::Released);
     persist = nullptr;
     EXPECT_EQ(1, CSample::Released);
-    EXPECT_EQ(Before, CComModule::Instance().ObjectCount());
-}
+    EXPECT_EQ(before, CComModule::Instance().ObjectCount());
 
-TEST_F(ComObject, AFailedFinalConstructLeavesNothingBehind)
-{
     CSample::Construction = E_UNEXPECTED;
-    CComPtr<IPersist> object;
-    EXPECT_EQ(E_UNEXPECTED, CComObject<CSample>::CreateInstance(object));
-    EXPECT_FALSE(object);
-    EXPECT_EQ(Before, CComModule::Instance().ObjectCount());
+    EXPECT_EQ(E_UNEXPECTED, CComObject<CSample>::CreateInstance(persist));
+    EXPECT_FALSE(persist);
+    EXPECT_EQ(before, CComModule::Instance().ObjectCount());
 }
 
-TEST_F(ComObject, AnAggregateDelegatesToTheOuterCountAndIdentity)
+// An aggregate must be asked for IUnknown first; its interfaces count on the outer object and
+// answer with the outer identity.
+TEST(ComObject, AnAggregateDelegatesToTheOuterCountAndIdentity)
 {
     COuter outer;
     void* inner = nullptr;
-    // An aggregate must be asked for IUnknown first.
     EXPECT_EQ(CLASS_E_NOAGGREGATION, CComObject<CSample>::Create(&outer, IID_IPersist, &inner));
     ASSERT_EQ(S_OK, CComObject<CSample>::Create(&outer, IID_IUnknown, &inner));
     outer.Inner = CComPtr<IUnknown>::Adopt(static_cast<IUnknown*>(inner));
     CComPtr<IPersist> persist;
     ASSERT_EQ(S_OK, outer.QueryInterface(IID_IPersist, persist.OutVoid()));
-    EXPECT_EQ(2u, outer.Refs);   // the interface's reference went to the outer object
+    EXPECT_EQ(2u, outer.Refs);
     CComPtr<IUnknown> identity;
     ASSERT_EQ(S_OK, persist->QueryInterface(IID_IUnknown, identity.OutVoid()));
     EXPECT_EQ(static_cast<IUnknown*>(&outer), identity.Get());

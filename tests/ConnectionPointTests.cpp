@@ -20,19 +20,13 @@ public:
     CConnectionPoint Notify{*this, IID_IPropertyNotifySink};
     CConnectionPoint Advise{*this, IID_IAdviseSink};
 
-    // Tells every property sink.
-    bool Fire(DISPID id)
+    // Tells every property sink, or asks each until one refuses.
+    bool Fire(DISPID id, bool ask = false)
     {
-        return Notify.ForEachSink<IPropertyNotifySink>([id](IPropertyNotifySink* sink) {
+        return Notify.ForEachSink<IPropertyNotifySink>([id, ask](IPropertyNotifySink* sink) {
+            if (ask) return sink->OnRequestEdit(id) == S_OK;
             sink->OnChanged(id);
             return true;
-        });
-    }
-    // Asks every property sink until one refuses.
-    bool Ask(DISPID id)
-    {
-        return Notify.ForEachSink<IPropertyNotifySink>([id](IPropertyNotifySink* sink) {
-            return sink->OnRequestEdit(id) == S_OK;
         });
     }
 
@@ -67,8 +61,8 @@ protected:
 };
 
 // Cookies are distinct and never zero, and a sink may connect twice; sinks of another interface
-// and null arguments are refused.
-TEST_F(ConnectionPoints, AdviseGivesDistinctCookiesAndRefusesWhatItCannotHold)
+// and null arguments are refused. The points come in order and keep their container alive.
+TEST_F(ConnectionPoints, AdviseGivesDistinctCookiesAndThePointsKeepTheirContainer)
 {
     const DWORD first = Advise(A), second = Advise(B);
     EXPECT_TRUE(first != 0 && first != second && A.Refs == 1);
@@ -82,7 +76,6 @@ TEST_F(ConnectionPoints, AdviseGivesDistinctCookiesAndRefusesWhatItCannotHold)
     Point->Unadvise(second);
     Point->Unadvise(again);
     EXPECT_EQ(0u, B.Refs);
-
     CComPtr<IConnectionPoint> advise, none;
     ASSERT_EQ(S_OK, Container->FindConnectionPoint(IID_IAdviseSink, advise.Out()));
     DWORD cookie = 7;
@@ -91,10 +84,8 @@ TEST_F(ConnectionPoints, AdviseGivesDistinctCookiesAndRefusesWhatItCannotHold)
     EXPECT_EQ(E_POINTER, Point->Advise(nullptr, &cookie));
     EXPECT_EQ(E_POINTER, Point->Advise(&A, nullptr));
     EXPECT_EQ(CONNECT_E_NOCONNECTION, Container->FindConnectionPoint(IID_IDispatch, none.Out()));
-}
+    advise = nullptr;
 
-TEST_F(ConnectionPoints, PointsComeInOrderAndKeepTheirContainerAlive)
-{
     CComPtr<IEnumConnectionPoints> points;
     ASSERT_EQ(S_OK, Container->EnumConnectionPoints(points.Out()));
     IConnectionPoint* found[2] = {};
@@ -108,7 +99,6 @@ TEST_F(ConnectionPoints, PointsComeInOrderAndKeepTheirContainerAlive)
     }
     EXPECT_EQ(S_FALSE, points->Skip(1));
     points = nullptr;
-
     CComPtr<IConnectionPointContainer> back;
     ASSERT_EQ(S_OK, Point->GetConnectionPointContainer(back.Out()));
     EXPECT_EQ(Container.Get(), back.Get());
@@ -123,45 +113,41 @@ TEST_F(ConnectionPoints, PointsComeInOrderAndKeepTheirContainerAlive)
     EXPECT_EQ(0u, A.Refs);
 }
 
+// An enumerator lists the connections as they were when it was made, and a clone keeps its place;
+// both let go of what they held.
 TEST_F(ConnectionPoints, EnumeratesConnectionsAsTheyWere)
 {
     const DWORD cookies[] = {Advise(A), Advise(B)};
-    CComPtr<IEnumConnections> list;
+    CComPtr<IEnumConnections> list, copy;
     ASSERT_EQ(S_OK, Point->EnumConnections(list.Out()));
-    Advise(C);   // after the enumerator was made: not in it
+    Advise(C);
     CONNECTDATA data[3] = {};
     ULONG fetched = 0;
-    EXPECT_EQ(S_OK, list->Next(1, data, nullptr));
-    EXPECT_EQ(cookies[0], data[0].dwCookie);
-    EXPECT_EQ(static_cast<IUnknown*>(&A), data[0].pUnk);
-    data[0].pUnk->Release();
-    CComPtr<IEnumConnections> copy;
+    const auto next = [&](IEnumConnections* from, ULONG count, HRESULT result, DWORD cookie, IUnknown* sink) {
+        EXPECT_EQ(result, from->Next(count, data, &fetched));
+        ASSERT_EQ(1u, fetched);
+        EXPECT_TRUE(cookie == data[0].dwCookie && sink == data[0].pUnk) << cookie;
+        data[0].pUnk->Release();
+    };
+    next(list, 1, S_OK, cookies[0], &A);
     ASSERT_EQ(S_OK, list->Clone(copy.Out()));
-    EXPECT_EQ(S_FALSE, list->Next(3, data, &fetched));
-    ASSERT_EQ(1u, fetched);
-    EXPECT_EQ(cookies[1], data[0].dwCookie);
-    data[0].pUnk->Release();
-    // The clone kept the position of the original when cloned.
-    EXPECT_EQ(S_OK, copy->Next(1, data, &fetched));
-    EXPECT_EQ(cookies[1], data[0].dwCookie);
-    data[0].pUnk->Release();
+    next(list, 3, S_FALSE, cookies[1], &B);
+    next(copy, 1, S_OK, cookies[1], &B);
     ASSERT_EQ(S_OK, list->Reset());
     EXPECT_EQ(S_FALSE, list->Skip(5));
     EXPECT_EQ(S_FALSE, list->Next(1, data, &fetched));
     EXPECT_EQ(0u, fetched);
     EXPECT_EQ(E_POINTER, list->Next(2, data, nullptr));
-    list = nullptr;
-    copy = nullptr;
-    // The enumerators let go of what they held: the point's references remain.
-    EXPECT_EQ(1u, A.Refs);
-    EXPECT_EQ(1u, B.Refs);
+    list = copy = nullptr;
+    EXPECT_TRUE(A.Refs == 1 && B.Refs == 1);
 }
 
+// A sink that leaves, drops the next one and brings in a new one in its call: the walk goes on
+// with those still connected. A walk stops when a call says so.
 TEST_F(ConnectionPoints, FiringSurvivesSinksLeavingDuringTheWalkAndStopsWhenACallSaysSo)
 {
     const DWORD first = Advise(A), second = Advise(B);
     Advise(C);
-    // The first leaves, drops the second and brings in a new one.
     A.OnChange = [&](DISPID) {
         Point->Unadvise(first);
         Point->Unadvise(second);
@@ -174,9 +160,8 @@ TEST_F(ConnectionPoints, FiringSurvivesSinksLeavingDuringTheWalkAndStopsWhenACal
     A.OnChange = nullptr;
     EXPECT_TRUE(Source->Fire(4));
     EXPECT_EQ(1u, D.Changes.size());
-    // A walk stops when a call says so.
     C.EditAnswer = S_FALSE;
-    EXPECT_FALSE(Source->Ask(1));
+    EXPECT_FALSE(Source->Fire(1, true));
     EXPECT_TRUE(C.EditRequests.size() == 1 && D.EditRequests.empty());
 }
 

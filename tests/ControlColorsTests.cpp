@@ -1,6 +1,7 @@
 // The colour-scheme lookup: the container's ambient answer, else the fallback table.
 #include <gtest/gtest.h>
 #include <map>
+#include <string>
 #include "com/AutomationTypes.h"
 #include "control/ControlColors.h"
 
@@ -11,11 +12,7 @@ class CAmbient : public IDispatch
 {
 public:
     std::map<DISPID, CVariant> Answers;
-    DISPID Id = 0;
-    WORD Flags = 0;
-    LCID Locale = 0;
-    UINT Arguments = 99;
-    bool IidNull = false;
+    std::string Asked;
 
     STDMETHODIMP QueryInterface(REFIID, void** out) override { *out = nullptr; return E_NOINTERFACE; }
     STDMETHODIMP_(ULONG) AddRef() override { return 2; }
@@ -26,8 +23,9 @@ public:
     STDMETHODIMP Invoke(DISPID id, REFIID iid, LCID locale, WORD flags, DISPPARAMS* parameters, VARIANT* result,
                         EXCEPINFO*, UINT*) override
     {
-        Id = id, Flags = flags, Locale = locale, IidNull = IsEqualIID(iid, IID_NULL);
-        Arguments = parameters ? parameters->cArgs : 99;
+        Asked = std::to_string(id) + (flags == DISPATCH_PROPERTYGET ? " get" : " other")
+                + (locale == LOCALE_USER_DEFAULT ? " user" : " other") + (IsEqualIID(iid, IID_NULL) ? " null " : " iid ")
+                + std::to_string(parameters ? int(parameters->cArgs) : -1);
         auto found = Answers.find(id);
         return found == Answers.end() ? DISP_E_MEMBERNOTFOUND : VariantCopy(result, &found->second);
     }
@@ -39,7 +37,8 @@ public:
 };
 
 // A number from the container wins, a system colour translated; a member that is missing, not a
-// number or not a valid colour leaves the fallback table's entry, and index 14 is no colour.
+// number or not a valid colour leaves the fallback table's entry, and index 14 is no colour. The
+// container is asked for a property, without arguments.
 TEST(ControlColors, TheContainersAnswerElseTheFallbackTable)
 {
     CAmbient ambient;
@@ -64,10 +63,8 @@ TEST(ControlColors, TheContainersAnswerElseTheFallbackTable)
         EXPECT_EQ(row.Fallback, CControlColors::LookUpColour(nullptr, row.Index)) << row.Index;
         EXPECT_EQ(row.Answered, CControlColors::LookUpColour(&ambient, row.Index)) << row.Index;
     }
-    // The container is asked for a property, without arguments.
     CControlColors::LookUpColour(&ambient, 11);
-    EXPECT_TRUE(ambient.Id == 11 && ambient.Flags == DISPATCH_PROPERTYGET && ambient.Arguments == 0);
-    EXPECT_TRUE(ambient.Locale == LOCALE_USER_DEFAULT && ambient.IidNull);
+    EXPECT_EQ("11 get user null 0", ambient.Asked);
 }
 
 } // namespace

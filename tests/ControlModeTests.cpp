@@ -1,6 +1,5 @@
-// The real-time task item over the substitute host: the live window that follows the data's end
-// by half seconds, the span that the zoom stack retains, and the control modes (no task, running,
-// local pause, global pause) with the cursor that each of them gives, driven through the control.
+// The real-time task item over the substitute host: the live window that follows the data's end by
+// half seconds, the span that the zoom stack retains, and the control modes with their cursors.
 #include <gtest/gtest.h>
 #include <algorithm>
 #include <functional>
@@ -34,7 +33,7 @@ public:
     IQvxTask* Chosen = nullptr;
 };
 
-// A task item over time settings of the test's own: the live window's arithmetic.
+// A task item over time settings of the test's own, attached as the control attaches the live task.
 class RTCTask : public testing::Test, protected CTestHost
 {
 protected:
@@ -44,12 +43,7 @@ protected:
         ASSERT_EQ(S_OK, CComObject<CChoosingChart>::CreateInstance(Owner));
         Chart = static_cast<CChoosingChart*>(Owner.Get());
         Task = std::make_unique<CRTCTaskDataItem>(Chart, Settings);
-    }
-
-    // The live task as the control attaches it, its recording holding `length` of data.
-    void AttachLiveOfLength(qvx::time length)
-    {
-        ASSERT_EQ(S_OK, Sim->Advance(length));
+        ASSERT_EQ(S_OK, Sim->Advance(30 * Second));
         Attached = TaskOfHost(Host, SessionTask);
         ASSERT_TRUE(Attached);
         ASSERT_EQ(S_OK, CoCreateInstance(CLSID_QvxZoomStack, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IQvxZoomStack),
@@ -61,9 +55,9 @@ protected:
         Task->NotifyChange(TaskCursorStale | TaskSelectionsStale | TaskControlModeStale, 1);
         Task->RebuildDataSelections();
         ASSERT_EQ(S_OK, Task->SetZoomStack(Stack));
-        ASSERT_TRUE(Task->GetActiveSelection());
         // The chart's selection is a window of at most the historic span over the data.
-        ASSERT_EQ(std::min(length, HistoricDataTimeSpan), Task->GetActiveSelection()->GetLength());
+        ASSERT_TRUE(Task->GetActiveSelection());
+        ASSERT_EQ(30 * Second, Task->GetActiveSelection()->GetLength());
     }
     Pair Range()
     {
@@ -86,10 +80,22 @@ protected:
 
 } // namespace
 
-// --- the live window ---
-
-TEST_F(RTCTask, TheLiveWindowEndsAtTheNextHalfSecondStrictlyAfterTheDataAndStandsAtZeroUntilFilled)
+// A zoomed window inside the data stays put, and one past it ends at the data with its width kept.
+// Unzoomed, the window ends at the next half second strictly after the data and stands at zero
+// until it is filled; a wider window is read from the control at the next update.
+TEST_F(RTCTask, TheLiveWindowFollowsTheDataByHalfSecondsAndAZoomStaysInsideIt)
 {
+    const std::pair<Pair, Pair> zooms[] = {{{10 * Second, 20 * Second}, {10 * Second, 20 * Second}},
+                                           {{-2 * Second, 5 * Second}, {-2 * Second, 5 * Second}},
+                                           {{25 * Second, 45 * Second}, {10 * Second, 30 * Second}},
+                                           {{5 * Second, 40 * Second}, {0, 35 * Second}}};
+    for (const auto& [zoom, window] : zooms) {
+        ASSERT_EQ(S_OK, Stack->PushTimeZoom(zoom.first, zoom.second));
+        EXPECT_EQ(window, Range()) << zoom.first;
+        EXPECT_EQ(30 * Second, Task->GetFullTimeSpan());
+    }
+    ASSERT_EQ(S_OK, Stack->PopAll());
+
     const struct
     {
         const char* Name;
@@ -102,8 +108,7 @@ TEST_F(RTCTask, TheLiveWindowEndsAtTheNextHalfSecondStrictlyAfterTheDataAndStand
         {"one tick past", 10 * Second, 100 * Second + Tick, {90 * Second + HalfSecond, 100 * Second + HalfSecond}},
         {"filled", 100 * Second, 130 * Second + Second / 5, {30 * Second + HalfSecond, 130 * Second + HalfSecond}},
     };
-    AttachLiveOfLength(rows[0].Length);
-    qvx::time elapsed = rows[0].Length;
+    qvx::time elapsed = 30 * Second;
     for (const auto& row : rows) {
         DataTimeSpan = row.Span;
         if (row.Length > elapsed) {
@@ -115,32 +120,9 @@ TEST_F(RTCTask, TheLiveWindowEndsAtTheNextHalfSecondStrictlyAfterTheDataAndStand
         EXPECT_EQ(row.Window, Range()) << row.Name;
         EXPECT_EQ(row.Length, Task->GetFullTimeSpan()) << row.Name;
     }
-    // A wider window is read from the control at the next update.
     DataTimeSpan = 120 * Second;
     EXPECT_EQ(Pair(10 * Second + HalfSecond, 130 * Second + HalfSecond), Range());
 }
-
-TEST_F(RTCTask, AZoomedWindowInsideTheDataStaysPutAndOnePastItEndsAtTheDataWithItsWidthKept)
-{
-    const struct
-    {
-        const char* Name;
-        Pair Zoom, Window;
-    } rows[] = {
-        {"inside", {10 * Second, 20 * Second}, {10 * Second, 20 * Second}},
-        {"from before zero, inside", {-2 * Second, 5 * Second}, {-2 * Second, 5 * Second}},
-        {"past the end", {25 * Second, 45 * Second}, {10 * Second, 30 * Second}},
-        {"wider than the data", {5 * Second, 40 * Second}, {0, 35 * Second}},
-    };
-    AttachLiveOfLength(30 * Second);
-    for (const auto& row : rows) {
-        ASSERT_EQ(S_OK, Stack->PushTimeZoom(row.Zoom.first, row.Zoom.second));
-        EXPECT_EQ(row.Window, Range()) << row.Name;
-        EXPECT_EQ(30 * Second, Task->GetFullTimeSpan()) << row.Name;
-    }
-}
-
-// --- the control modes, through the control ---
 
 namespace {
 
@@ -215,8 +197,8 @@ TEST_F(LiveChart, EachModeSaysWhatTheChartShowsAndWhoseCursorItHolds)
         EXPECT_TRUE(row.Running == mode.IsRunning() && row.Held == mode.IsLocallyHeld());
         EXPECT_TRUE(!row.Running == mode.HasCursors() && !row.Running == mode.HasScrollBars()
                     && !row.Running == mode.ValuesAtCursor());
-        EXPECT_EQ(row.Status, std::wstring(mode.GetStatusText().View()));
-        EXPECT_EQ(row.Label, std::wstring(mode.GetTimeLabel().View()));
+        EXPECT_EQ(std::wstring(row.Status) + row.Label, std::wstring(mode.GetStatusText().View())
+                                                            + std::wstring(mode.GetTimeLabel().View()));
         // No cursor while running; a local pause starts where the host's stands and moves a
         // private one; the host's pause moves the host's. Either pause counts across the offset.
         const qvx::time expected = row.Running ? 0 : 50 * Second + HostToAbsolute(0) - ChartToAbsolute(0);
@@ -258,7 +240,9 @@ TEST_F(LiveChart, TheLocalPauseWorksOnlyWhileTheHostRunsAndTheHostsRunEndsIt)
     }
 }
 
-TEST_F(LiveChart, APausedCursorStaysInsideTheDataAndTheWindow)
+// A paused cursor stays inside the data and the window; a pause after a run reads the host's
+// cursor again, and only once.
+TEST_F(LiveChart, APausedCursorStaysInsideTheDataAndAPauseReadsTheHostsCursorOnce)
 {
     LocalPause();
     const Pair live = Range();
@@ -275,13 +259,22 @@ TEST_F(LiveChart, APausedCursorStaysInsideTheDataAndTheWindow)
     Task().SetCursorChecked(-Second);
     Task().SetCursorChecked(Shown()->GetLength() + Tick);
     EXPECT_EQ(host, HostCursor()) << "the host's cursor stays inside the selection";
+
+    HostRuns(true);
+    ASSERT_EQ(S_OK, HostTask()->SetCursorTime(70 * Second));
+    HostRuns(false);
+    ASSERT_EQ(S_OK, Sim->ResetCallCounts());
+    EXPECT_EQ(HostToAbsolute(70 * Second), ChartToAbsolute(Task().GetCursorTime()));
+    EXPECT_EQ(HostToAbsolute(70 * Second), ChartToAbsolute(Task().GetCursorTime()));
+    EXPECT_EQ(1, Calls(L"IQvxTask.GetCursorTime"));
 }
 
+// The range where the host paused is kept as a zoom, and the chart follows the stack's zooms until
+// the host runs again; a local pause freezes the stack at the range it shows.
 TEST_F(LiveChart, InTheHostsPauseTheStacksZoomsAreFollowedAndItsRunFollowsTheDataAgain)
 {
     const Pair live = Range();
     HostRuns(false);
-    // The range where it stood is kept as a zoom; the chart follows the stack's zooms.
     const auto zoomed = [&] {
         VARIANT_BOOL read = 0;
         EXPECT_EQ(S_OK, Task().GetZoomStack()->GetIsZoomed(&read));
@@ -297,7 +290,6 @@ TEST_F(LiveChart, InTheHostsPauseTheStacksZoomsAreFollowedAndItsRunFollowsTheDat
     HostRuns(true);
     EXPECT_EQ(VARIANT_FALSE, zoomed());
     EXPECT_EQ(live, Range());
-    // A local pause freezes the stack at the range it shows, and running frees it again.
     const qvx::time span = StackSpan();
     LocalPause();
     EXPECT_EQ(live.second, StackSpan());
@@ -305,6 +297,8 @@ TEST_F(LiveChart, InTheHostsPauseTheStacksZoomsAreFollowedAndItsRunFollowsTheDat
     EXPECT_EQ(span, StackSpan());
 }
 
+// Paused by the host, a trace takes data up to the end of its selection and no further; the
+// newest value of a running trace is read once after data arrived.
 TEST_F(LiveChart, OnlyARunningTraceTakesDataBeyondTheEndOfItsSelection)
 {
     Task().GetOrdering()->SetNames({CBstr(L"Speed")});
@@ -322,26 +316,11 @@ TEST_F(LiveChart, OnlyARunningTraceTakesDataBeyondTheEndOfItsSelection)
         const bool taken = running || !beyond;
         EXPECT_EQ(taken, bool(trace->HasNewData)) << name;
         EXPECT_TRUE(taken || heard.Heard.empty()) << name;
-        if (!running) continue;
-        // The newest value is read once after data arrived.
-        double latest = 0.0;
-        ASSERT_EQ(S_OK, Sim->ResetCallCounts());
-        EXPECT_EQ(S_OK, trace->GetLatestValue(latest));
-        EXPECT_EQ(S_OK, trace->GetLatestValue(latest));
-        EXPECT_EQ(1, Calls(L"IQvxData2.GetLatestValue"));
     }
-}
-
-TEST_F(LiveChart, APauseAfterARunReadsTheHostsCursorAgainAndOnlyOnce)
-{
-    HostRuns(false);
-    ASSERT_EQ(S_OK, HostTask()->SetCursorTime(40 * Second));
-    EXPECT_EQ(HostToAbsolute(40 * Second), ChartToAbsolute(Task().GetCursorTime()));
-    HostRuns(true);
-    ASSERT_EQ(S_OK, HostTask()->SetCursorTime(70 * Second));
-    HostRuns(false);
+    auto* trace = static_cast<CRTCTraceDataItem*>(Task().GetOrdering()->GetItems().at(0)->GetTraces().at(0));
+    double latest = 0.0;
     ASSERT_EQ(S_OK, Sim->ResetCallCounts());
-    EXPECT_EQ(HostToAbsolute(70 * Second), ChartToAbsolute(Task().GetCursorTime()));
-    EXPECT_EQ(HostToAbsolute(70 * Second), ChartToAbsolute(Task().GetCursorTime()));
-    EXPECT_EQ(1, Calls(L"IQvxTask.GetCursorTime"));
+    EXPECT_EQ(S_OK, trace->GetLatestValue(latest));
+    EXPECT_EQ(S_OK, trace->GetLatestValue(latest));
+    EXPECT_EQ(1, Calls(L"IQvxData2.GetLatestValue"));
 }

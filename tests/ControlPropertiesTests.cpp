@@ -30,11 +30,16 @@ CComPtr<IFontDisp> MakeFont(const wchar_t* name, LONGLONG size)
     return font;
 }
 
-LONGLONG FontSize(IFontDisp* font)
+// A font's size and, when asked, its face name, as one text.
+std::wstring FontText(IFontDisp* font, bool withName = false)
 {
     CY size{};
-    if (CComPtr<IFont> details = Query<IFont>(font)) details->get_Size(&size);
-    return size.int64;
+    CBstr name;
+    if (CComPtr<IFont> details = Query<IFont>(font)) {
+        details->get_Size(&size);
+        if (withName) details->get_Name(name.Out());
+    }
+    return std::wstring(name.View()) + L" " + std::to_wstring(size.int64);
 }
 
 HRESULT IsDirty(IUnknown* control)
@@ -60,8 +65,6 @@ CComPtr<IFontDisp> Read(Control4* control, HRESULT (STDMETHODCALLTYPE C::*get)(I
 }
 
 } // namespace
-
-// --- stock properties ---
 
 // Each stock property asks the sinks first: refused, it keeps its value, tells nobody and leaves
 // the control clean; accepted, it is stored, announced, and the control is modified.
@@ -113,15 +116,15 @@ TEST_F(ControlProperties, StockPropertiesAskAnnounceAndModify)
         CDataAdvise advise(control, &data);
         EXPECT_EQ(S_OK, row.Change(control));
         EXPECT_TRUE(row.Changed(control));
-        EXPECT_EQ(std::vector<DISPID>{row.Id}, sink.EditRequests);
-        EXPECT_EQ(std::vector<DISPID>{row.Id}, sink.Changes);
+        EXPECT_TRUE(sink.EditRequests == std::vector<DISPID>{row.Id} && sink.Changes == std::vector<DISPID>{row.Id});
         EXPECT_EQ(S_OK, IsDirty(control));
         EXPECT_EQ(1, data.DataChanges);
     }
 }
 
-// Every getter: its value on a new control, and E_POINTER for a null pointer.
-TEST_F(ControlProperties, DefaultsAndNullOutPointers)
+// Every getter: its value on a new control, and E_POINTER for a null pointer. The font is Arial of
+// eight points; put keeps a clone of the caller's font, putref the object itself.
+TEST_F(ControlProperties, DefaultsNullOutPointersAndTheFont)
 {
     const auto expect = [](auto get, auto value) {
         return [get, value](Control4* c) {
@@ -156,26 +159,18 @@ TEST_F(ControlProperties, DefaultsAndNullOutPointers)
     CComPtr<Control4> fresh = CreateControl();
     EXPECT_FALSE(Read(fresh.Get(), &Control4::get_Font));
     EXPECT_EQ(0xFFFFFFFFu, Read(fresh.Get(), &Control4::get_ActiveTraceGridColor));
-}
 
-TEST_F(ControlProperties, FontIsArialEightPointsAndPutKeepsACloneWhilePutrefKeepsTheObject)
-{
+    // The system may substitute the face and round the size: compare with fonts asked for alike.
     CComPtr<IFontDisp> font = Read(Control.Get(), &Control4::get_Font);
     ASSERT_TRUE(font);
-    // The system may substitute the face and round the size: compare with fonts asked for alike.
-    CBstr name, expectedName;
-    Query<IFont>(font)->get_Name(name.Out());
-    Query<IFont>(MakeFont(L"Arial", 80'000))->get_Name(expectedName.Out());
-    EXPECT_EQ(expectedName.View(), name.View());
-    EXPECT_EQ(FontSize(MakeFont(L"Arial", 80'000)), FontSize(font));
-    EXPECT_NE(FontSize(MakeFont(L"Arial", 120'000)), FontSize(font));
-
+    EXPECT_EQ(FontText(MakeFont(L"Arial", 80'000), true), FontText(font, true));
+    EXPECT_NE(FontText(MakeFont(L"Arial", 120'000)), FontText(font));
     CComPtr<IFontDisp> given = MakeFont(L"Courier New", 200'000);
     Query<IFont>(given)->put_Bold(TRUE);
     ASSERT_EQ(S_OK, Control->put_Font(given));
     CComPtr<IFontDisp> kept = Read(Control.Get(), &Control4::get_Font);
     EXPECT_FALSE(SameObject(kept, given));
-    EXPECT_EQ(FontSize(given), FontSize(kept));
+    EXPECT_EQ(FontText(given), FontText(kept));
     Query<IFont>(given)->put_Bold(FALSE);
     BOOL bold = FALSE;
     Query<IFont>(kept)->get_Bold(&bold);
@@ -185,18 +180,17 @@ TEST_F(ControlProperties, FontIsArialEightPointsAndPutKeepsACloneWhilePutrefKeep
     EXPECT_EQ(E_INVALIDARG, Control->put_Font(nullptr));
     EXPECT_EQ(E_INVALIDARG, Control->putref_Font(nullptr));
     ASSERT_EQ(S_OK, Control->put_Caption(nullptr));
-    CBstr caption;
     ASSERT_EQ(S_OK, Control->get_Caption(caption.Out()));
     EXPECT_EQ(0u, caption.Length());
 }
 
-// --- own properties ---
-
-TEST_F(ControlProperties, VariantBoolIsTrueOnlyAtMinusOne)
+// A VARIANT_BOOL is true only at -1. The spans take 1 to 9999 seconds, and the historic span is
+// never below the data span; a refusal comes with error information.
+TEST_F(ControlProperties, BooleansAndTimeSpansKeepTheirRules)
 {
-    using Put = HRESULT (STDMETHODCALLTYPE Control4::*)(VARIANT_BOOL);
-    using Get = HRESULT (STDMETHODCALLTYPE Control4::*)(VARIANT_BOOL*);
-    for (const auto& [put, get] : {std::pair<Put, Get>{&Control4::put_TabStop, &Control4::get_TabStop},
+    using PutBool = HRESULT (STDMETHODCALLTYPE Control4::*)(VARIANT_BOOL);
+    using GetBool = HRESULT (STDMETHODCALLTYPE Control4::*)(VARIANT_BOOL*);
+    for (const auto& [put, get] : {std::pair<PutBool, GetBool>{&Control4::put_TabStop, &Control4::get_TabStop},
                                    {&Control4::put_Enabled, &Control4::get_Enabled},
                                    {&Control4::put_ShowCursorValues, &Control4::get_ShowCursorValues},
                                    {&Control4::put_AutoSizeCursorValues, &Control4::get_AutoSizeCursorValues}}) {
@@ -205,11 +199,7 @@ TEST_F(ControlProperties, VariantBoolIsTrueOnlyAtMinusOne)
             EXPECT_EQ(read, Read(Control.Get(), get)) << given;
         }
     }
-}
 
-// The spans take 1 to 9999 seconds, and the historic span is never below the data span.
-TEST_F(ControlProperties, TimeSpansKeepTheirLimitsAndTheirOrder)
-{
     using Put = HRESULT (STDMETHODCALLTYPE Control4::*)(INT64);
     const Put data = &Control4::put_DataTimeSpan, historic = &Control4::put_HistoricDataTimeSpan;
     constexpr INT64 Longest = 99'990'000'000;
@@ -237,6 +227,14 @@ TEST_F(ControlProperties, TimeSpansKeepTheirLimitsAndTheirOrder)
         EXPECT_EQ(row.Data, Read(Control.Get(), &Control4::get_DataTimeSpan)) << row.Name;
         EXPECT_EQ(row.Historic, Read(Control.Get(), &Control4::get_HistoricDataTimeSpan)) << row.Name;
     }
+    // A refusal through the vtable leaves error information of the interface behind.
+    SetErrorInfo(0, nullptr);
+    ASSERT_EQ(E_INVALIDARG, Control->put_DataTimeSpan(1));
+    CComPtr<IErrorInfo> error;
+    GUID interfaceId{};
+    ASSERT_EQ(S_OK, GetErrorInfo(0, error.Out()));
+    ASSERT_EQ(S_OK, error->GetGUID(&interfaceId));
+    EXPECT_TRUE(IsEqualGUID(IID_IQvxLinnographCtl4, interfaceId));
 }
 
 // What each own property tells the property sinks and whether it leaves the control modified.
@@ -277,34 +275,8 @@ TEST_F(ControlProperties, OwnPropertiesAnnounceAndModifyAsTheirContractsSay)
     }
 }
 
-// --- late binding ---
-
-// Reading and writing by name are the script's; here, what a refusal leaves behind: an exception
-// through IDispatch, and error information of the interface through the vtable.
-TEST_F(ControlProperties, RefusalsComeWithErrorInformation)
-{
-    CVariant span;
-    V_VT(&span) = VT_I8;
-    V_I8(&span) = 5;
-    DISPID named = DISPID_PROPERTYPUT;
-    DISPPARAMS put{&span, &named, 1, 1};
-    EXCEPINFO exception{};
-    CComPtr<IDispatch> dispatch = Query<IDispatch>(Control);
-    EXPECT_EQ(DISP_E_EXCEPTION, dispatch->Invoke(50, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_PROPERTYPUT, &put,
-                                                 nullptr, &exception, nullptr));
-    EXPECT_EQ(E_INVALIDARG, exception.scode);
-    for (BSTR text : {exception.bstrSource, exception.bstrDescription, exception.bstrHelpFile}) SysFreeString(text);
-    SetErrorInfo(0, nullptr);
-    ASSERT_EQ(E_INVALIDARG, Control->put_DataTimeSpan(1));
-    CComPtr<IErrorInfo> error;
-    ASSERT_EQ(S_OK, GetErrorInfo(0, error.Out()));
-    GUID interfaceId{};
-    ASSERT_EQ(S_OK, error->GetGUID(&interfaceId));
-    EXPECT_TRUE(IsEqualGUID(IID_IQvxLinnographCtl4, interfaceId));
-}
-
-// --- categories and pages ---
-
+// The categories by name and the pages in order; the control fires no events of its own, so its
+// event point takes no sink.
 TEST_F(ControlProperties, PropertiesMapToNamedCategoriesAndPages)
 {
     CComPtr<ICategorizeProperties> categories = Query<ICategorizeProperties>(Control);
@@ -339,7 +311,6 @@ TEST_F(ControlProperties, PropertiesMapToNamedCategoriesAndPages)
     ASSERT_EQ(6u, pages.cElems);
     for (ULONG i = 0; i < 6; ++i) EXPECT_TRUE(IsEqualCLSID(*expected[i], pages.pElems[i])) << i;
     CoTaskMemFree(pages.pElems);
-    // The control fires no events of its own: its event point takes no sink.
     CPropertySink notEvents;
     EXPECT_EQ(CONNECT_E_CANNOTCONNECT, CConnection(Control, DIID__IQvxLinnographCtlEvents, &notEvents).Result);
 }

@@ -1,7 +1,8 @@
-// The control's OLE surface, driven through COM as a container drives it: creation and
-// aggregation, in-place activation on a real window, drawing, extent, hit tests, persistence
-// and advises.
+// The control's OLE surface, driven through COM as a container drives it: creation, aggregation,
+// in-place activation on a real window, drawing, extent, persistence and advises; the module's
+// unloading, version, type library and string table.
 #include "tests/OleTestSupport.h"
+#include <shlwapi.h>
 #include <cstring>
 #include <initializer_list>
 #include <tuple>
@@ -85,7 +86,7 @@ protected:
 
 } // namespace
 
-// --- creation and description ---
+// --- creation, extent and drawing without a window or a site ---
 
 TEST_F(OleControl, AnswersEveryInterfaceWithOneIdentityAndAggregates)
 {
@@ -104,7 +105,6 @@ TEST_F(OleControl, AnswersEveryInterfaceWithOneIdentityAndAggregates)
     }
     CComPtr<IUnknown> none;
     EXPECT_EQ(E_NOINTERFACE, Control->QueryInterface(IID_IClassFactory, none.OutVoid()));
-
     // Aggregated, it counts on the outer object and answers with the outer identity.
     COuter outer;
     ASSERT_EQ(S_OK, CoCreateInstance(CLSID_LinnographCtl, &outer, CLSCTX_INPROC_SERVER, IID_IUnknown,
@@ -120,8 +120,6 @@ TEST_F(OleControl, AnswersEveryInterfaceWithOneIdentityAndAggregates)
     outer.Inner = nullptr;
 }
 
-// --- extent ---
-
 TEST_F(OleControl, ExtentStartsAt5080AndIsKeptInHimetricForContentOnly)
 {
     SIZEL size{}, negative{-1, 10}, icon{100, 100}, wanted{1234, 4321};
@@ -131,16 +129,12 @@ TEST_F(OleControl, ExtentStartsAt5080AndIsKeptInHimetricForContentOnly)
     EXPECT_EQ(E_FAIL, Object->SetExtent(DVASPECT_ICON, &icon));
     EXPECT_EQ(E_POINTER, Object->SetExtent(DVASPECT_CONTENT, nullptr));
     ASSERT_EQ(S_OK, Object->SetExtent(DVASPECT_CONTENT, &wanted));
-    ASSERT_EQ(S_OK, Object->GetExtent(DVASPECT_CONTENT, &size));
-    EXPECT_TRUE(size.cx == 1234 && size.cy == 4321);
     CComPtr<IViewObject2> view = Query<IViewObject2>(Control);
     ASSERT_EQ(S_OK, view->GetExtent(DVASPECT_CONTENT, -1, nullptr, &size));
-    EXPECT_EQ(1234, size.cx);
+    EXPECT_TRUE(size.cx == 1234 && size.cy == 4321);
     EXPECT_EQ(E_FAIL, view->GetExtent(DVASPECT_CONTENT, 1, nullptr, &size));
     EXPECT_EQ(E_FAIL, view->GetExtent(DVASPECT_THUMBNAIL, -1, nullptr, &size));
 }
-
-// --- drawing without a window or a site ---
 
 // The back colour fills exactly the bounds, through the back buffer and into a metafile alike;
 // logical bounds are converted and the context is left as it was.
@@ -222,7 +216,9 @@ TEST_F(OleControl, DrawReadsATargetDeviceOnlyWithinItsSize)
 
 // --- advises and persistence ---
 
-TEST_F(OleControl, ViewAndDataAdviseSinksHearOfChangesUntilTheyLeave)
+// View and data sinks hear of changes until they leave; frozen events (which nest) skip the
+// property sinks, neither asking nor telling them.
+TEST_F(OleControl, SinksHearOfChangesUntilTheyLeaveAndNotWhileEventsAreFrozen)
 {
     CAdviseSink view, data;
     CComPtr<IViewObject> viewObject = Query<IViewObject>(Control);
@@ -233,15 +229,31 @@ TEST_F(OleControl, ViewAndDataAdviseSinksHearOfChangesUntilTheyLeave)
         connection = advise.Cookie;
         ASSERT_EQ(S_OK, Control->put_ForeColor(Red));
         ASSERT_EQ(S_OK, Control->put_Appearance(1));
-        EXPECT_EQ(1, view.ViewChanges);
-        EXPECT_EQ(2, data.DataChanges);
+        EXPECT_TRUE(view.ViewChanges == 1 && data.DataChanges == 2);
         ASSERT_EQ(S_OK, viewObject->SetAdvise(DVASPECT_CONTENT, 0, nullptr));
     }
     ASSERT_EQ(S_OK, Control->put_ForeColor(White));
-    EXPECT_EQ(1, view.ViewChanges);
-    EXPECT_EQ(2, data.DataChanges);
+    EXPECT_TRUE(view.ViewChanges == 1 && data.DataChanges == 2);
     EXPECT_EQ(OLE_E_NOCONNECTION, Query<IDataObject>(Control)->DUnadvise(connection));
     EXPECT_EQ(0u, view.Refs + data.Refs);
+
+    CPropertySink sink;
+    CConnection connected(Control, IID_IPropertyNotifySink, &sink);
+    ASSERT_EQ(S_OK, connected.Result);
+    CComPtr<IOleControl> control = Query<IOleControl>(Control);
+    ASSERT_EQ(S_OK, control->FreezeEvents(TRUE));
+    ASSERT_EQ(S_OK, control->FreezeEvents(TRUE));
+    sink.EditAnswer = S_FALSE;   // not asked while frozen
+    ASSERT_EQ(S_OK, Control->put_BackColor(Red));
+    ASSERT_EQ(S_OK, control->FreezeEvents(FALSE));
+    ASSERT_EQ(S_OK, Control->put_BackColor(White));
+    EXPECT_TRUE(sink.EditRequests.empty() && sink.Changes.empty());
+    OLE_COLOR colour = 0;
+    ASSERT_EQ(S_OK, Control->get_BackColor(&colour));
+    EXPECT_EQ(White, colour);
+    ASSERT_EQ(S_OK, control->FreezeEvents(FALSE));
+    EXPECT_EQ(S_FALSE, Control->put_BackColor(Red));
+    EXPECT_EQ(std::vector<DISPID>{DISPID_BACKCOLOR}, sink.EditRequests);
 }
 
 // Either InitNew counts as the one initialisation and leaves the control to be saved.
@@ -261,27 +273,6 @@ TEST_F(OleControl, InitNewHappensOnceThroughEitherPersistence)
         EXPECT_EQ(E_UNEXPECTED, stream->InitNew());
         EXPECT_EQ(CO_E_ALREADYINITIALIZED, storage->InitNew(file));
     }
-}
-
-TEST_F(OleControl, FrozenEventsSkipPropertyNotifications)
-{
-    CPropertySink sink;
-    CConnection connection(Control, IID_IPropertyNotifySink, &sink);
-    ASSERT_EQ(S_OK, connection.Result);
-    CComPtr<IOleControl> control = Query<IOleControl>(Control);
-    ASSERT_EQ(S_OK, control->FreezeEvents(TRUE));
-    ASSERT_EQ(S_OK, control->FreezeEvents(TRUE));
-    sink.EditAnswer = S_FALSE;   // not asked while frozen
-    ASSERT_EQ(S_OK, Control->put_BackColor(Red));
-    ASSERT_EQ(S_OK, control->FreezeEvents(FALSE));
-    ASSERT_EQ(S_OK, Control->put_BackColor(White));
-    EXPECT_TRUE(sink.EditRequests.empty() && sink.Changes.empty());
-    OLE_COLOR colour = 0;
-    ASSERT_EQ(S_OK, Control->get_BackColor(&colour));
-    EXPECT_EQ(White, colour);
-    ASSERT_EQ(S_OK, control->FreezeEvents(FALSE));
-    EXPECT_EQ(S_FALSE, Control->put_BackColor(Red));
-    EXPECT_EQ(std::vector<DISPID>{DISPID_BACKCOLOR}, sink.EditRequests);
 }
 
 TEST_F(OleControl, QuickActivateTakesTheSiteAndThePropertySinkAndAnswersItsStatus)
@@ -310,20 +301,22 @@ TEST_F(OleControl, QuickActivateTakesTheSiteAndThePropertySinkAndAnswersItsStatu
 
 // --- in place ---
 
-// In-place activation makes one child window where the site says; UI activation tells the site and
-// the frame; closing deactivates, saves when asked and tells the advise sinks.
-TEST_F(InPlaceControl, ActivationUIActivationAndClose)
+// In-place activation makes one child window where the site says; the verbs answer by their
+// contract; UI activation tells the site and the frame; focus leaving is told to the control
+// site; closing deactivates, saves when asked and tells the advise sinks.
+TEST_F(InPlaceControl, ActivationVerbsUIActivationAndClose)
 {
     CAdviseSink sink;
     DWORD connection = 0;
     ASSERT_EQ(S_OK, Object->Advise(&sink, &connection));
+    EXPECT_EQ(E_NOTIMPL, Activate(OLEIVERB_OPEN));
+    EXPECT_EQ(E_NOTIMPL, Activate(-99));
     ASSERT_EQ(S_OK, Activate());
     EXPECT_TRUE(Site.InPlaceActivations == 1 && Site.WindowContexts == 1 && Site.UIActivations == 0);
     HWND window = FindControlWindow(Container.Window), reported = nullptr;
     ASSERT_TRUE(window);
     ASSERT_EQ(S_OK, Query<IOleWindow>(Control)->GetWindow(&reported));
-    EXPECT_EQ(window, reported);
-    EXPECT_EQ(Container.Window, GetParent(window));
+    EXPECT_TRUE(window == reported && Container.Window == GetParent(window));
     EXPECT_EQ(DWORD(WS_CHILD | WS_VISIBLE | WS_CLIPSIBLINGS | WS_CLIPCHILDREN),
               DWORD(GetWindowLongPtrW(window, GWL_STYLE)));
     EXPECT_EQ(DWORD(CS_VREDRAW | CS_HREDRAW | CS_DBLCLKS), DWORD(GetClassLongPtrW(window, GCL_STYLE)));
@@ -331,15 +324,19 @@ TEST_F(InPlaceControl, ActivationUIActivationAndClose)
     RECTL rect{};
     ASSERT_EQ(S_OK, Query<IViewObjectEx>(Control)->GetRect(DVASPECT_CONTENT, &rect));
     EXPECT_TRUE(Site.Position.left == rect.left && Site.Position.bottom == rect.bottom);
+    ASSERT_EQ(S_OK, Activate(OLEIVERB_HIDE));
+    EXPECT_FALSE(IsWindowVisible(window));
     // Activating again makes no second window.
     ASSERT_EQ(S_OK, Activate(OLEIVERB_SHOW));
-    EXPECT_EQ(1, Site.InPlaceActivations);
+    EXPECT_TRUE(IsWindowVisible(window) && Site.InPlaceActivations == 1);
 
-    ASSERT_EQ(S_OK, Activate(OLEIVERB_UIACTIVATE));
+    EXPECT_EQ(OLEOBJ_S_INVALIDVERB, Activate(7));   // an unknown verb UI-activates
     EXPECT_EQ(1, Site.UIActivations);
     ASSERT_EQ(std::vector<bool>{true}, Site.ActiveObjects);
     EXPECT_TRUE(SameObject(Site.LastActiveObject, Control));
     EXPECT_TRUE(window == GetFocus() && Site.FocusGained == 1);
+    SetFocus(Container.Window);
+    EXPECT_EQ(1, Site.FocusLost);
     ASSERT_EQ(S_OK, InPlace->UIDeactivate());
     EXPECT_EQ(1, Site.UIDeactivations);
     EXPECT_EQ((std::vector<bool>{true, false}), Site.ActiveObjects);
@@ -352,27 +349,10 @@ TEST_F(InPlaceControl, ActivationUIActivationAndClose)
     EXPECT_TRUE(Site.Saves == 1 && sink.Closes == 2);
     ASSERT_EQ(S_OK, Object->Unadvise(connection));
     EXPECT_EQ(0u, sink.Refs);
-}
-
-TEST_F(InPlaceControl, VerbsAndDeactivationAnswerByTheirContract)
-{
-    EXPECT_EQ(E_NOTIMPL, Activate(OLEIVERB_OPEN));
-    EXPECT_EQ(E_NOTIMPL, Activate(-99));
-    EXPECT_EQ(OLEOBJ_S_INVALIDVERB, Activate(7));
-    HWND window = FindControlWindow(Container.Window);
-    ASSERT_TRUE(window);
-    EXPECT_EQ(1, Site.UIActivations);
-    ASSERT_EQ(S_OK, Activate(OLEIVERB_HIDE));
-    EXPECT_FALSE(IsWindowVisible(window));
-    ASSERT_EQ(S_OK, Activate(OLEIVERB_SHOW));
-    EXPECT_TRUE(IsWindowVisible(window));
-    // Focus leaving the window is told to the control site.
-    SetFocus(Container.Window);
-    EXPECT_EQ(1, Site.FocusLost);
+    ASSERT_EQ(S_OK, Activate());
     ASSERT_EQ(S_OK, InPlace->InPlaceDeactivate());
-    EXPECT_FALSE(IsWindow(window));
     EXPECT_EQ(S_OK, InPlace->InPlaceDeactivate());
-    EXPECT_EQ(1, Site.InPlaceDeactivations);
+    EXPECT_EQ(2, Site.InPlaceDeactivations);
     // A site that refuses gets no window; without a site there is no activation.
     Site.CanActivate = S_FALSE;
     EXPECT_EQ(E_FAIL, Activate());
@@ -382,37 +362,14 @@ TEST_F(InPlaceControl, VerbsAndDeactivationAnswerByTheirContract)
 }
 
 // The object rectangles move and clip the window; a new extent asks the site for the position,
-// once.
-TEST_F(InPlaceControl, ObjectRectsAndExtentPlaceTheWindow)
-{
-    Site.FollowPositionRequests = true;
-    ASSERT_EQ(S_OK, Activate());
-    HWND window = FindControlWindow(Container.Window);
-    RECT moved{30, 40, 230, 140}, clip{0, 0, 130, 640}, visible{}, expected{0, 0, 100, 100};
-    ASSERT_EQ(S_OK, InPlace->SetObjectRects(&moved, &clip));
-    EXPECT_TRUE(IsPlaced(window, moved));
-    ASSERT_EQ(SIMPLEREGION, GetWindowRgnBox(window, &visible));
-    EXPECT_TRUE(EqualRect(&expected, &visible));
-    EXPECT_EQ(E_POINTER, InPlace->SetObjectRects(nullptr, &clip));
-
-    HDC screen = GetDC(nullptr);
-    const int dpiX = GetDeviceCaps(screen, LOGPIXELSX), dpiY = GetDeviceCaps(screen, LOGPIXELSY);
-    ReleaseDC(nullptr, screen);
-    SIZEL extent{5080, 2540};   // two inches by one
-    for (int twice = 0; twice < 2; ++twice) ASSERT_EQ(S_OK, Object->SetExtent(DVASPECT_CONTENT, &extent));
-    ASSERT_EQ(1u, Site.PositionRequests.size());
-    RECT wanted{30, 40, 30 + 2 * dpiX, 40 + dpiY}, client{};
-    EXPECT_TRUE(EqualRect(&wanted, &Site.PositionRequests[0]));
-    GetClientRect(window, &client);
-    EXPECT_EQ(2 * dpiX, client.right);
-}
-
-TEST_F(InPlaceControl, WindowPaintsAndForwardedMessagesTakeTheDrawPath)
+// once. The window paints, and forwarded messages take, the draw path; Enabled follows the window.
+TEST_F(InPlaceControl, ObjectRectsAndExtentPlaceTheWindowThatPaintsThroughTheDrawPath)
 {
     ASSERT_EQ(S_OK, Control->put_BackColor(Red));
     CComPtr<IOleInPlaceObjectWindowless> windowless = Query<IOleInPlaceObjectWindowless>(Control);
     LRESULT result = 7;
     EXPECT_EQ(S_FALSE, windowless->OnWindowMessage(WM_PAINT, 0, 0, &result)) << "no window yet";
+    Site.FollowPositionRequests = true;
     ASSERT_EQ(S_OK, Activate());
     HWND window = FindControlWindow(Container.Window);
     CDibSurface surface(100, 50, Untouched);
@@ -423,11 +380,28 @@ TEST_F(InPlaceControl, WindowPaintsAndForwardedMessagesTakeTheDrawPath)
     EXPECT_TRUE(result == 0 && Red == surface.Pixel(10, 10));
     EXPECT_EQ(S_FALSE, windowless->OnWindowMessage(WM_USER + 5, 0, 0, &result));
     EXPECT_EQ(E_POINTER, windowless->OnWindowMessage(WM_PAINT, 0, 0, nullptr));
-    // Enabled follows the window, true only at -1.
     for (const auto& [given, enabled] : {std::pair{VARIANT_FALSE, false}, {VARIANT_TRUE, true}, {1, false}}) {
         ASSERT_EQ(S_OK, Control->put_Enabled(VARIANT_BOOL(given)));
         EXPECT_EQ(enabled, IsWindowEnabled(window) != FALSE) << given;
     }
+
+    RECT moved{30, 40, 230, 140}, clip{0, 0, 130, 640}, visible{}, expected{0, 0, 100, 100};
+    ASSERT_EQ(S_OK, InPlace->SetObjectRects(&moved, &clip));
+    EXPECT_TRUE(IsPlaced(window, moved));
+    ASSERT_EQ(SIMPLEREGION, GetWindowRgnBox(window, &visible));
+    EXPECT_TRUE(EqualRect(&expected, &visible));
+    EXPECT_EQ(E_POINTER, InPlace->SetObjectRects(nullptr, &clip));
+    HDC screen = GetDC(nullptr);
+    const int dpiX = GetDeviceCaps(screen, LOGPIXELSX), dpiY = GetDeviceCaps(screen, LOGPIXELSY);
+    ReleaseDC(nullptr, screen);
+    // Two inches by one, twice, then a hundredth of a millimetre more: the same pixels.
+    SIZEL extent{5080, 2540}, nearly{5081, 2540};
+    for (SIZEL* size : {&extent, &extent, &nearly}) ASSERT_EQ(S_OK, Object->SetExtent(DVASPECT_CONTENT, size));
+    ASSERT_EQ(1u, Site.PositionRequests.size());
+    RECT wanted{30, 40, 30 + 2 * dpiX, 40 + dpiY}, client{};
+    EXPECT_TRUE(EqualRect(&wanted, &Site.PositionRequests[0]));
+    GetClientRect(window, &client);
+    EXPECT_EQ(2 * dpiX, client.right);
 }
 
 // The platform's own container calls InitNew before SetClientSite, then activates.
@@ -445,4 +419,82 @@ TEST_F(InPlaceControl, HostedByTheSystemsControlContainer)
     EXPECT_TRUE(client.right == 200 && client.bottom == 100);
     DestroyWindow(host);
     EXPECT_FALSE(IsWindow(window));
+}
+
+// --- the module ---
+
+namespace {
+
+class Module : public testing::Test
+{
+protected:
+    void SetUp() override { ASSERT_TRUE(Dll && CanUnloadNow && GetClassObject); }
+    CComPtr<IClassFactory> Factory()
+    {
+        CComPtr<IClassFactory> factory;
+        EXPECT_EQ(S_OK, GetClassObject(CLSID_LinnographCtl, IID_IClassFactory, factory.OutVoid()));
+        return factory;
+    }
+
+    COleScope Ole;
+    const std::wstring Path = [] {
+        wchar_t path[MAX_PATH] = {};
+        GetModuleFileNameW(nullptr, path, MAX_PATH);
+        std::wstring folder(path);
+        return folder.substr(0, folder.find_last_of(L'\\') + 1) + L"Linnograph.dll";
+    }();
+    HMODULE Dll = LoadLibraryW(Path.c_str());
+    HRESULT(STDAPICALLTYPE* CanUnloadNow)() =
+        reinterpret_cast<HRESULT(STDAPICALLTYPE*)()>(GetProcAddress(Dll, "DllCanUnloadNow"));
+    HRESULT(STDAPICALLTYPE* GetClassObject)(REFCLSID, REFIID, void**) =
+        reinterpret_cast<HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, void**)>(GetProcAddress(Dll, "DllGetClassObject"));
+};
+
+} // namespace
+
+TEST_F(Module, FactoriesObjectsLocksAndEnumeratorsKeepTheModuleLoaded)
+{
+    EXPECT_EQ(S_OK, CanUnloadNow());
+    CComPtr<IClassFactory> factory = Factory();
+    EXPECT_EQ(S_FALSE, CanUnloadNow());
+    CComPtr<IConnectionPointContainer> control;
+    ASSERT_EQ(S_OK, factory->CreateInstance(nullptr, IID_IConnectionPointContainer, control.OutVoid()));
+    ASSERT_EQ(S_OK, factory->LockServer(TRUE));
+    factory = nullptr;
+    CComPtr<IEnumConnectionPoints> points;
+    ASSERT_EQ(S_OK, control->EnumConnectionPoints(points.Out()));
+    control = nullptr;
+    EXPECT_EQ(S_FALSE, CanUnloadNow());
+    points = nullptr;
+    EXPECT_EQ(S_FALSE, CanUnloadNow()) << "still locked";
+    ASSERT_EQ(S_OK, Factory()->LockServer(FALSE));
+    EXPECT_EQ(S_OK, CanUnloadNow());
+}
+
+// Version 1.0 on Windows, the type library embedded with its id and the control, and the control
+// modes' texts in the string table.
+TEST_F(Module, DescribesItselfByVersionTypeLibraryAndStringTable)
+{
+    auto getVersion = reinterpret_cast<HRESULT(STDAPICALLTYPE*)(DLLVERSIONINFO*)>(GetProcAddress(Dll, "DllGetVersion"));
+    ASSERT_TRUE(getVersion);
+    DLLVERSIONINFO info{sizeof(info)};
+    ASSERT_EQ(S_OK, getVersion(&info));
+    EXPECT_TRUE(info.dwMajorVersion == 1 && info.dwMinorVersion == 0 && info.dwPlatformID == DLLVER_PLATFORM_WINDOWS);
+    EXPECT_EQ(E_POINTER, getVersion(nullptr));
+    CComPtr<ITypeLib> library;
+    ASSERT_EQ(S_OK, LoadTypeLibEx(Path.c_str(), REGKIND_NONE, library.Out()));
+    TLIBATTR* attributes = nullptr;
+    ASSERT_EQ(S_OK, library->GetLibAttr(&attributes));
+    EXPECT_TRUE(IsEqualGUID(LIBID_QvxLinnographLib, attributes->guid));
+    EXPECT_TRUE(attributes->wMajorVerNum == 1 && attributes->wMinorVerNum == 0);
+    library->ReleaseTLibAttr(attributes);
+    CComPtr<ITypeInfo> control;
+    EXPECT_EQ(S_OK, library->GetTypeInfoOfGuid(CLSID_LinnographCtl, control.Out()));
+    for (const auto& [id, expected] : {std::pair<UINT, const wchar_t*>{114, L"Elapsed Time: "}, {115, L"Running "},
+                                       {116, L"Local Pause "}, {120, L"Global Pause "}, {122, L"Time: "},
+                                       {11018, L"Time: "}}) {
+        wchar_t buffer[64] = {};
+        ASSERT_GT(LoadStringW(Dll, id, buffer, 64), 0) << id;
+        EXPECT_STREQ(expected, buffer) << id;
+    }
 }

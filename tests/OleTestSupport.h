@@ -1,8 +1,6 @@
 #pragma once
-// A minimal OLE container for tests: a client site with in-place site, frame, control site and
-// ambient properties on a real top-level window; notification sinks that record what they hear.
-// Surfaces to draw into are CDibSurface. Test objects live on the test's stack: their counts are
-// kept but they are never freed by Release.
+// A minimal OLE container on a real window for tests, and sinks that record what they hear. Test
+// objects live on the test's stack: their counts are kept but they are never freed by Release.
 #include <gtest/gtest.h>
 #include <windows.h>
 #include <ole2.h>
@@ -64,7 +62,6 @@ inline HRESULT InitNew(IUnknown* control)
     return persist ? persist->InitNew() : E_NOINTERFACE;
 }
 
-// A compound file in memory.
 inline CComPtr<IStorage> MemoryStorage()
 {
     CComPtr<ILockBytes> bytes;
@@ -92,7 +89,6 @@ public:
     HWND Window = nullptr;
 };
 
-// The control's window inside `parent`, if there is one.
 inline HWND FindControlWindow(HWND parent)
 {
     return FindWindowExW(parent, nullptr, ControlWindowClass, nullptr);
@@ -139,20 +135,14 @@ public:
     }
     STDMETHODIMP_(ULONG) AddRef() override { return ++Refs; }
     STDMETHODIMP_(ULONG) Release() override { return --Refs; }
-
-    // IOleClientSite
     STDMETHODIMP SaveObject() override { ++Saves; return S_OK; }
     STDMETHODIMP GetMoniker(DWORD, DWORD, IMoniker** moniker) override { *moniker = nullptr; return E_NOTIMPL; }
     STDMETHODIMP GetContainer(IOleContainer** container) override { *container = nullptr; return E_NOINTERFACE; }
     STDMETHODIMP ShowObject() override { return S_OK; }
     STDMETHODIMP OnShowWindow(BOOL) override { return S_OK; }
     STDMETHODIMP RequestNewObjectLayout() override { return E_NOTIMPL; }
-
-    // IOleWindow
     STDMETHODIMP GetWindow(HWND* window) override { *window = Parent; return S_OK; }
     STDMETHODIMP ContextSensitiveHelp(BOOL) override { return E_NOTIMPL; }
-
-    // IOleInPlaceSite
     STDMETHODIMP CanInPlaceActivate() override { return CanActivate; }
     STDMETHODIMP OnInPlaceActivate() override { ++InPlaceActivations; return S_OK; }
     STDMETHODIMP OnUIActivate() override { ++UIActivations; return S_OK; }
@@ -182,8 +172,6 @@ public:
         }
         return S_OK;
     }
-
-    // IOleInPlaceUIWindow, IOleInPlaceFrame
     STDMETHODIMP GetBorder(LPRECT) override { return E_NOTIMPL; }
     STDMETHODIMP RequestBorderSpace(LPCBORDERWIDTHS) override { return E_NOTIMPL; }
     STDMETHODIMP SetBorderSpace(LPCBORDERWIDTHS) override { return S_OK; }
@@ -199,8 +187,6 @@ public:
     STDMETHODIMP SetStatusText(LPCOLESTR) override { return S_OK; }
     STDMETHODIMP EnableModeless(BOOL) override { return S_OK; }
     STDMETHODIMP TranslateAccelerator(LPMSG, WORD) override { return S_FALSE; }
-
-    // IOleControlSite
     STDMETHODIMP OnControlInfoChanged() override { return S_OK; }
     STDMETHODIMP LockInPlaceActive(BOOL) override { return S_OK; }
     STDMETHODIMP GetExtendedControl(IDispatch** control) override { *control = nullptr; return E_NOTIMPL; }
@@ -209,7 +195,7 @@ public:
     STDMETHODIMP OnFocus(BOOL gained) override { ++(gained ? FocusGained : FocusLost); return S_OK; }
     STDMETHODIMP ShowPropertyFrame() override { return E_NOTIMPL; }
 
-    // IDispatch: the ambient properties
+    // The ambient properties, through IDispatch.
     STDMETHODIMP GetTypeInfoCount(UINT* count) override { *count = 0; return S_OK; }
     STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo** info) override { *info = nullptr; return E_NOTIMPL; }
     STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR*, UINT count, LCID, DISPID* ids) override

@@ -39,24 +39,6 @@ std::optional<std::wstring> Value(const std::wstring& path)
     return std::wstring(text);
 }
 
-struct CRegisteredClass
-{
-    const CLSID* Clsid;
-    std::wstring ProgId;
-    std::wstring Independent;
-    std::wstring DisplayName;
-    bool Control;
-};
-
-const CRegisteredClass Classes[] = {
-    {&CLSID_LinnographCtl, L"QvxLinnograph.LinnographCtl.1", L"QvxLinnograph.LinnographCtl",
-     L"Morvane Real-time Linnograph Display", true},
-    {&CLSID_LayoutPpg, L"Linnograph.LayoutPpg.1", L"Linnograph.LayoutPpg",
-     L"Morvane Real-time Linnograph Display Layout Property Page", false},
-    {&CLSID_DataPpg, L"Linnograph.DataPpg.1", L"Linnograph.DataPpg",
-     L"Morvane Real-time Linnograph Display Data Property Page", false},
-};
-
 std::wstring ModulePath()
 {
     wchar_t path[MAX_PATH] = {};
@@ -72,10 +54,7 @@ class Registration : public testing::Test
 protected:
     void SetUp() override { ASSERT_TRUE(Dll && Register && Unregister); }
     // Whatever happened, the prefix is left with the server registered.
-    void TearDown() override
-    {
-        if (Register) Register();
-    }
+    void TearDown() override { if (Register) Register(); }
 
     const std::wstring Path = ModulePath();
     HMODULE Dll = LoadLibraryW(Path.c_str());
@@ -85,17 +64,29 @@ protected:
 
 TEST_F(Registration, UnregisterRemovesEveryKeyAndRegisterPutsThemBackExactly)
 {
+    const struct
+    {
+        const CLSID* Clsid;
+        std::wstring ProgId, Independent, DisplayName;
+        bool Control;
+    } classes[] = {
+        {&CLSID_LinnographCtl, L"QvxLinnograph.LinnographCtl.1", L"QvxLinnograph.LinnographCtl",
+         L"Morvane Real-time Linnograph Display", true},
+        {&CLSID_LayoutPpg, L"Linnograph.LayoutPpg.1", L"Linnograph.LayoutPpg",
+         L"Morvane Real-time Linnograph Display Layout Property Page", false},
+        {&CLSID_DataPpg, L"Linnograph.DataPpg.1", L"Linnograph.DataPpg",
+         L"Morvane Real-time Linnograph Display Data Property Page", false},
+    };
     const std::wstring library = L"TypeLib\\" + GuidText(LIBID_QvxLinnographLib);
     ASSERT_EQ(S_OK, Unregister());
-    for (const CRegisteredClass& entry : Classes)
+    for (const auto& entry : classes)
         for (const std::wstring& key : {L"CLSID\\" + GuidText(*entry.Clsid), entry.ProgId, entry.Independent})
             EXPECT_FALSE(KeyExists(key)) << std::string(key.begin(), key.end());
     EXPECT_FALSE(KeyExists(library));
-    // Unregistering what is not registered is no failure.
-    EXPECT_EQ(S_OK, Unregister());
+    EXPECT_EQ(S_OK, Unregister()) << "unregistering what is not registered is no failure";
 
     ASSERT_EQ(S_OK, Register());
-    for (const CRegisteredClass& entry : Classes) {
+    for (const auto& entry : classes) {
         const std::wstring clsid = GuidText(*entry.Clsid), key = L"CLSID\\" + clsid;
         std::vector<std::pair<std::wstring, std::optional<std::wstring>>> values = {
             {key, entry.DisplayName}, {key + L"\\ProgID", entry.ProgId},
