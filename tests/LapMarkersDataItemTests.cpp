@@ -66,11 +66,15 @@ public:
     STDMETHODIMP Reserved1() override { return E_NOTIMPL; }
     STDMETHODIMP GetLapTime(long index, __int64* time) override
     {
-        return Give(index, &CLap::Time, &CLap::TimeFails, time);
+        if (index < 1 || index > long(Laps.size()) || Laps[index - 1].TimeFails) return E_FAIL;
+        *time = Laps[index - 1].Time;
+        return S_OK;
     }
     STDMETHODIMP GetLapNumber(long index, long* number) override
     {
-        return Give(index, &CLap::Number, &CLap::NumberFails, number);
+        if (index < 1 || index > long(Laps.size()) || Laps[index - 1].NumberFails) return E_FAIL;
+        *number = Laps[index - 1].Number;
+        return S_OK;
     }
     STDMETHODIMP Reserved4() override { return E_NOTIMPL; }
     STDMETHODIMP GetFirstTime(__int64*) override { return E_NOTIMPL; }
@@ -81,15 +85,6 @@ public:
 
     std::vector<CLap> Laps;
     int Counts = 0;
-
-private:
-    template <class T, class Out>
-    HRESULT Give(long index, T CLap::*field, bool CLap::*fails, Out* out)
-    {
-        if (index < 1 || index > long(Laps.size()) || Laps[index - 1].*fails) return E_FAIL;
-        *out = Laps[index - 1].*field;
-        return S_OK;
-    }
 };
 
 // A selection that hands out the test's lap object, or none.
