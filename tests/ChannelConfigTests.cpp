@@ -1,6 +1,5 @@
-// The channel configuration: channel names with keys and their two orders, and the control's
-// choice of channels by name and by group over the substitute host, as a host makes it through
-// IQvx1DChannelConfig2, with the task's ordering and the host's notifications following.
+// Keyed channel names and their orders, and the control's choice of channels by name and group
+// over the substitute host, with the task's ordering and the host's notifications following.
 #include <gtest/gtest.h>
 #include <climits>
 #include <string>
@@ -210,17 +209,13 @@ protected:
         EXPECT_EQ(names, Shown());
         EXPECT_EQ(names, Ordered());
     }
-    bool Selected(const wchar_t* name)
+    // "shown", "waiting" (a candidate beyond the limit), "off", or "selected only".
+    std::string Status(const wchar_t* name)
     {
-        VARIANT_BOOL selected = VARIANT_FALSE;
+        VARIANT_BOOL selected = VARIANT_FALSE, available = VARIANT_FALSE;
         EXPECT_EQ(S_OK, Config->IsChannelSelected(CBstr(name).Get(), &selected));
-        return selected == VARIANT_TRUE;
-    }
-    bool Available(const wchar_t* name)
-    {
-        VARIANT_BOOL available = VARIANT_FALSE;
         EXPECT_EQ(S_OK, Config->IsChannelAvailable(CBstr(name).Get(), &available));
-        return available == VARIANT_TRUE;
+        return selected ? (available ? "shown" : "selected only") : (available ? "waiting" : "off");
     }
     HRESULT AddName(const wchar_t* name) { return NamedList->Add(CBstr(name).Get()); }
     long Count(IQvxGroups* groups = nullptr)
@@ -301,27 +296,7 @@ TEST_F(ChannelConfig, AGroupsMembersComeAndGoWithItAndNamesOfferedElsewhereStay)
     EXPECT_EQ(4u, Shown().size());
 }
 
-TEST_F(ChannelConfig, ADeletedMemberStaysOffUntilItIsAddedAgain)
-{
-    CComPtr<IQvxGroup> dashboard = DefaultGroup(L"Dashboard");
-    ASSERT_EQ(S_OK, Groups->Add(dashboard));
-    Recorder->Heard.clear();
-    EXPECT_EQ(S_OK, Config->DeleteChannel(CBstr(L"RPM").Get()));
-    EXPECT_EQ((Names{L"shown", L"channels", L"list"}), Recorder->Heard);
-    EXPECT_FALSE(Selected(L"RPM") || Available(L"RPM"));
-    EXPECT_TRUE(Available(L"Brake"));
-    EXPECT_EQ(Shown(), Ordered());
-    long members = 0;
-    EXPECT_EQ(S_OK, dashboard->GetMemberCount(&members));
-    EXPECT_EQ(4, members);
-    // Unknown and empty names change nothing and are no error.
-    EXPECT_EQ(S_OK, Config->DeleteChannel(CBstr(L"No such channel").Get()));
-    EXPECT_EQ(S_OK, Config->DeleteChannel(nullptr));
-    EXPECT_EQ(3u, Shown().size());
-    ASSERT_EQ(S_OK, AddName(L"RPM"));
-    EXPECT_TRUE(Selected(L"RPM") && Available(L"RPM"));
-}
-
+// At most 32 are shown; a deleted one lets the next candidate on and stays off until added again.
 TEST_F(ChannelConfig, AtMost32AreShownAndADeletedOneLetsTheNextCandidateOn)
 {
     CComPtr<IQvxGroup> hundred;
@@ -333,20 +308,28 @@ TEST_F(ChannelConfig, AtMost32AreShownAndADeletedOneLetsTheNextCandidateOn)
     }
     ASSERT_EQ(S_OK, Groups->Add(hundred));
     ExpectShown(Names(members.begin(), members.begin() + 32));
-    EXPECT_TRUE(Available(L"C199"));
-    EXPECT_FALSE(Selected(L"C199"));
+    EXPECT_EQ("waiting", Status(L"C199"));
 
+    Recorder->Heard.clear();
     EXPECT_EQ(S_OK, Config->DeleteChannel(CBstr(L"C105").Get()));
+    EXPECT_EQ((Names{L"shown", L"channels", L"list"}), Recorder->Heard);
+    EXPECT_EQ("shown", Status(L"C132"));
+    EXPECT_EQ("off", Status(L"C105"));
+    long count = 0;
+    EXPECT_EQ(S_OK, hundred->GetMemberCount(&count));
+    EXPECT_EQ(100, count) << "the member stays in its group";
+    // Unknown and empty names change nothing and are no error.
+    EXPECT_EQ(S_OK, Config->DeleteChannel(CBstr(L"No such channel").Get()));
+    EXPECT_EQ(S_OK, Config->DeleteChannel(nullptr));
     EXPECT_EQ(32u, Shown().size());
-    EXPECT_TRUE(Selected(L"C132"));
-    EXPECT_FALSE(Selected(L"C105"));
     // A name added beyond the limit waits among the candidates; without the group it moves up.
     ASSERT_EQ(S_OK, AddName(L"Speed"));
-    EXPECT_FALSE(Selected(L"Speed"));
-    EXPECT_TRUE(Available(L"Speed"));
+    EXPECT_EQ("waiting", Status(L"Speed"));
     EXPECT_EQ(Shown(), Ordered());
     ASSERT_EQ(S_OK, Groups->RemoveAt(1));
     ExpectShown({L"Speed"});
+    ASSERT_EQ(S_OK, AddName(L"C105"));
+    EXPECT_EQ("shown", Status(L"C105"));
 }
 
 TEST_F(ChannelConfig, GroupsAreFoundAgainByNameWhenTheHostsDefaultsChange)
@@ -387,7 +370,7 @@ TEST_F(ChannelConfig, GroupsReorderThroughTheirOrderingAndAGroupThatGoesAwayTake
     ASSERT_EQ(S_OK, mine->AddMember(CBstr(L"Gear").Get()));
     ASSERT_EQ(S_OK, mine->AddMember(CBstr(L"RPM").Get()));
     ASSERT_EQ(S_OK, Groups->Add(mine));
-    EXPECT_TRUE(Selected(L"Gear"));
+    EXPECT_EQ("shown", Status(L"Gear"));
 
     CComPtr<IQvxOrdering> order = Query<IQvxOrdering>(Groups);
     EXPECT_EQ(DISP_E_BADINDEX, order->MoveItem(CBstr(L"Mine").Get(), 3));
@@ -407,8 +390,8 @@ TEST_F(ChannelConfig, GroupsReorderThroughTheirOrderingAndAGroupThatGoesAwayTake
     ASSERT_EQ(S_OK, stream->Seek(LARGE_INTEGER{}, STREAM_SEEK_SET, nullptr));
     ASSERT_EQ(S_OK, Query<IPersistStreamInit>(own)->Load(stream));
     EXPECT_EQ(1, Count(Groups));
-    EXPECT_FALSE(Selected(L"Gear"));
-    EXPECT_TRUE(Selected(L"RPM"));
+    EXPECT_EQ("off", Status(L"Gear"));
+    EXPECT_EQ("shown", Status(L"RPM"));
     EXPECT_EQ(Shown(), Ordered());
 }
 

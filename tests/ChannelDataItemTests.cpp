@@ -5,29 +5,6 @@
 
 using namespace qvxtest;
 
-TEST_F(ChannelItemTest, TheScaleIsTheDisplayRangeInTheQuantitysBaseUnit)
-{
-    Attach(ArchiveTask);
-    Show({L"Speed", L"Fuel flow"});
-    CChannelDataItem* speed = Channel(0);
-    EXPECT_EQ(L"km/h", std::wstring(speed->GetUnitText().View()));
-    EXPECT_EQ(0.0, speed->GetScaleMinimum(1));
-    EXPECT_DOUBLE_EQ(300.0 / 3.6, speed->GetScaleMaximum(1));
-    EXPECT_DOUBLE_EQ(36.0, speed->ToDisplayUnit(10.0));
-    EXPECT_EQ(L"l/h", std::wstring(Channel(1)->GetUnitText().View())) << "no quantity: the user type";
-    // A failing converter keeps the symbol that it gave.
-    Fault(L"GetUnitText", E_FAIL);
-    Set(L"Speed", L"Unit", VT_I4, 2);
-    EXPECT_EQ(2, speed->GetUnit());
-    EXPECT_EQ(L"km/h", std::wstring(speed->GetUnitText().View()));
-    // A burst of changes costs one read, and more than nine places read as nine.
-    for (double places : {4.0, 7.0, 12.0}) Set(L"Speed", L"Decimal places", VT_I4, places);
-    Sim->ResetCallCounts();
-    EXPECT_EQ(9, speed->GetDecimalPlaces());
-    EXPECT_EQ(9, speed->GetDecimalPlaces());
-    EXPECT_EQ(1, Calls(L"IQvxPropertySet.GetProperty"));
-}
-
 TEST_F(ChannelItemTest, AConstantChannelScalesToAHundredthOfItsUnitEitherSide)
 {
     // Five milliseconds of a channel sampled at 100 Hz hold one sample.
@@ -97,16 +74,22 @@ TEST_F(ChannelItemTest, APropertyChangeMakesEveryTraceBuildItsCalculatorAgainAnd
     EXPECT_EQ(live, Trace(0));
 }
 
-TEST_F(ChannelItemTest, YAxisPercentagesSwitchTheVerticalZoomOff)
+// The scale is the display range in the quantity's base unit; y-axis percentages switch the
+// vertical zoom off.
+TEST_F(ChannelItemTest, TheScaleIsInTheBaseUnitAndYAxisPercentagesSwitchTheVerticalZoomOff)
 {
     Attach(ArchiveTask);
-    Show({L"Speed"});
+    Show({L"Speed", L"Fuel flow"});
     CChannelDataItem* speed = Channel();
+    EXPECT_EQ(L"km/h", std::wstring(speed->GetUnitText().View()));
+    EXPECT_EQ(0.0, speed->GetScaleMinimum(1));
+    EXPECT_DOUBLE_EQ(300.0 / 3.6, speed->GetScaleMaximum(1));
+    EXPECT_DOUBLE_EQ(36.0, speed->ToDisplayUnit(10.0));
+    EXPECT_EQ(L"l/h", std::wstring(Channel(1)->GetUnitText().View())) << "no quantity: the user type";
     Task->PushYZoom({0.5, 1.0});
     const double bottom = speed->GetScaleMinimum(0), top = speed->GetScaleMaximum(0);
     const double middle = bottom + (top - bottom) * 0.5;
     EXPECT_DOUBLE_EQ(middle, speed->GetScaleMinimum(1));
-
     ASSERT_EQ(S_OK, speed->SetYPercentMinimum(20.0));
     ASSERT_EQ(S_OK, speed->SetYPercentMaximum(60.0));
     EXPECT_EQ(100.0, speed->GetYPercentMaximum()) << "while the percentages are off";
@@ -126,4 +109,15 @@ TEST_F(ChannelItemTest, YAxisPercentagesSwitchTheVerticalZoomOff)
     ASSERT_EQ(S_OK, speed->ClearDefaultYPercentEnabled());
     EXPECT_EQ(0.0, speed->GetDefaultYPercentMinimum());
     EXPECT_DOUBLE_EQ(middle, speed->GetScaleMinimum(1));
+    // A failing converter keeps the symbol that it gave.
+    Fault(L"GetUnitText", E_FAIL);
+    Set(L"Speed", L"Unit", VT_I4, 2);
+    EXPECT_EQ(2, speed->GetUnit());
+    EXPECT_EQ(L"km/h", std::wstring(speed->GetUnitText().View()));
+    // A burst of changes costs one read, and more than nine places read as nine.
+    for (double places : {4.0, 7.0, 12.0}) Set(L"Speed", L"Decimal places", VT_I4, places);
+    Sim->ResetCallCounts();
+    EXPECT_EQ(9, speed->GetDecimalPlaces());
+    EXPECT_EQ(9, speed->GetDecimalPlaces());
+    EXPECT_EQ(1, Calls(L"IQvxPropertySet.GetProperty"));
 }

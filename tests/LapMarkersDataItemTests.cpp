@@ -1,7 +1,5 @@
-// The lap-marker items over the substitute host and over lap objects of the tests' own: when they
-// read, what the list holds when the host fails, what a change of the markers marks stale in the
-// selection, when a new time range moves the live window, the watched transaction, and the sinks
-// that an item leaves behind.
+// The lap-marker items over the substitute host and over lap objects of the tests' own: reads,
+// failures, what a change marks stale, the live window, the watched transaction, left sinks.
 #include <gtest/gtest.h>
 #include <atomic>
 #include <thread>
@@ -22,8 +20,7 @@ constexpr long LiveIndex = 1;
 constexpr long SessionIndex = 2;
 const wchar_t* const NotSaved = L"The laps could not be saved.";
 
-// An item whose transaction the test gives, and whose failures are noted instead of shown unless
-// `ShowsFailures`.
+// An item whose transaction the test gives, and whose failures are noted unless `ShowsFailures`.
 template <class Item>
 class CTestLapMarkers : public Item
 {
@@ -159,6 +156,16 @@ void CompleteALap(IQvxSimulation* sim, IQvxDataSelection* live)
     ASSERT_GT(after, before);
 }
 
+// A list of markers as "index:number:name@time" entries.
+std::wstring Text(const std::list<LapMarker>& markers)
+{
+    std::wstring text;
+    for (const LapMarker& m : markers)
+        text += std::to_wstring(m.Index) + L":" + std::to_wstring(m.Number) + L":" + std::wstring(m.Name.View()) + L"@"
+                + std::to_wstring(m.Time) + L" ";
+    return text;
+}
+
 class LapMarkers : public testing::Test, protected CTestHost
 {
 protected:
@@ -172,8 +179,6 @@ protected:
         if (laps) host->LapObject = laps->Unknown();
         return host;
     }
-
-    HWND NoWindow = nullptr;
 };
 
 } // namespace
@@ -187,7 +192,6 @@ TEST_F(LapMarkers, ANewItemAsksNothingUntilTheFirstReadAndThenMirrorsTheHostOnce
     CLapMarkersDataItem markers(&selection);
     EXPECT_EQ(0, Calls(L"GetLaps"));
     EXPECT_EQ(sinks, SinkCount());
-
     const std::list<LapMarker>& list = markers.GetMarkers();
     EXPECT_EQ(1, Calls(L"GetLaps"));
     EXPECT_EQ(sinks + 1, SinkCount()) << "the item listens to the lap object from its first read on";
@@ -195,18 +199,16 @@ TEST_F(LapMarkers, ANewItemAsksNothingUntilTheFirstReadAndThenMirrorsTheHostOnce
     long count = 0;
     ASSERT_EQ(S_OK, laps->GetCount(&count));
     ASSERT_GE(count, 2) << "the session holds laps";
-    ASSERT_EQ(size_t(count), list.size());
-    long index = 1;
-    for (const LapMarker& marker : list) {
-        qvx::time time = 0;
+    std::list<LapMarker> host;
+    for (long index = 1; index <= count; ++index) {
+        LapMarker& lap = host.emplace_back(LapMarker{0, CBstr(), 0, int32_t(index)});
         long number = 0;
-        CBstr name;
-        ASSERT_EQ(S_OK, laps->GetLapTime(index, &time));
+        ASSERT_EQ(S_OK, laps->GetLapTime(index, &lap.Time));
         ASSERT_EQ(S_OK, laps->GetLapNumber(index, &number));
-        ASSERT_EQ(S_OK, laps->GetLapName(index, name.Out()));
-        EXPECT_TRUE(time == marker.Time && number == marker.Number && name.View() == marker.Name.View()) << index;
-        EXPECT_EQ(index++, marker.Index);
+        ASSERT_EQ(S_OK, laps->GetLapName(index, lap.Name.Out()));
+        lap.Number = number;
     }
+    EXPECT_EQ(Text(host), Text(list));
     // Nothing changed: the next read costs no host call.
     Sim->ResetCallCounts();
     EXPECT_EQ(&list, &markers.GetMarkers());
@@ -217,6 +219,7 @@ TEST_F(LapMarkers, ANewItemAsksNothingUntilTheFirstReadAndThenMirrorsTheHostOnce
     for (const LapMarker& marker : markers.GetMarkers()) EXPECT_TRUE(marker.Name.View().empty());
 }
 
+// New data without a new lap: the lap object reports only its time range.
 TEST_F(LapMarkers, NoLapsGiveAnEmptyListAndNoHostCallUntilALapIsCompleted)
 {
     CComPtr<IQvxDataSelection> live = HostSelection(LiveIndex);
@@ -224,7 +227,6 @@ TEST_F(LapMarkers, NoLapsGiveAnEmptyListAndNoHostCallUntilALapIsCompleted)
     CLapMarkersDataItem markers(&selection);
     Sim->ResetCallCounts();
     EXPECT_TRUE(markers.GetMarkers().empty());
-    // New data without a new lap: the lap object reports only its time range.
     ASSERT_EQ(S_OK, Sim->Advance(Second));
     EXPECT_TRUE(markers.GetMarkers().empty());
     EXPECT_EQ(1, Calls(L"IQvxLaps.GetCount"));
@@ -236,6 +238,7 @@ TEST_F(LapMarkers, NoLapsGiveAnEmptyListAndNoHostCallUntilALapIsCompleted)
     EXPECT_EQ(1, list.front().Index);
 }
 
+// A lap object that turns up later is found by no read: the item attaches once.
 TEST_F(LapMarkers, WithoutALapObjectOrCountTheListIsEmptyAndNotAskedForAgain)
 {
     const struct
@@ -251,7 +254,6 @@ TEST_F(LapMarkers, WithoutALapObjectOrCountTheListIsEmptyAndNotAskedForAgain)
         CLapMarkersDataItem markers(&selection);
         EXPECT_TRUE(markers.GetMarkers().empty()) << row.Name;
         EXPECT_EQ(0u, markers.Flags & (LapListStale | LapSourceStale)) << row.Name;
-        // A lap object that turns up later is found by no read: the item attaches once.
         CComPtr<CTestLaps> laps = MakeObject<CTestLaps, IQvxLaps>();
         laps->Laps = {{10 * Second, 1}};
         host->LapObject = laps->Unknown();
@@ -277,19 +279,12 @@ TEST_F(LapMarkers, NewMarkersMakeTheSelectionsSplitsAndSegmentsStaleAndATimeRang
     laps->Laps = {{10 * Second, 12}, {20 * Second, 2, true}, {30 * Second, 3, false, true}, {40 * Second, -4}};
     CDataSelectionDataItem selection(SelectionWith(laps), nullptr, 1);
     CLapMarkersDataItem markers(&selection);
-    const std::list<LapMarker>& list = markers.GetMarkers();
-    ASSERT_EQ(2u, list.size());
-    EXPECT_EQ(L"12", std::wstring(list.front().Name.View()));
-    EXPECT_EQ(1, list.front().Index);
-    EXPECT_EQ(4, list.back().Index) << "the others keep their index";
-    EXPECT_EQ(40 * Second, list.back().Time);
-    EXPECT_EQ(L"-4", std::wstring(list.back().Name.View()));
+    EXPECT_EQ(L"1:12:12@" + std::to_wstring(10 * Second) + L" 4:-4:-4@" + std::to_wstring(40 * Second) + L" ",
+              Text(markers.GetMarkers()));
     EXPECT_TRUE(IsEqualIID(laps->Iid, __uuidof(IQvxLapMarkersNotifications))) << "advised for the markers";
     CComPtr<IQvxLapMarkersNotifications> sink = laps->Notifications();
     ASSERT_TRUE(sink);
-    CRecordingRegion onSelection(&NoWindow), onMarkers(&NoWindow);
-    selection.AddListener(&onSelection);
-    markers.AddListener(&onMarkers);
+    CListeningRegion onSelection(&selection), onMarkers(&markers);
     laps->Laps = {{10 * Second, 1}};
     EXPECT_EQ(S_OK, sink->OnMarkersChanged(laps->Unknown()));
     EXPECT_EQ((std::vector<DWORD>{LapListStale}), onMarkers.Heard);
@@ -301,8 +296,6 @@ TEST_F(LapMarkers, NewMarkersMakeTheSelectionsSplitsAndSegmentsStaleAndATimeRang
     onMarkers.Heard.clear();
     EXPECT_EQ(S_OK, sink->OnTimeRangeChanged(nullptr, 0, 20 * Second));
     EXPECT_TRUE(onSelection.Heard.empty() && onMarkers.Heard.empty());
-    selection.RemoveListener(&onSelection);
-    markers.RemoveListener(&onMarkers);
 }
 
 namespace {
@@ -317,26 +310,18 @@ protected:
         Attach(SessionTask);
         ASSERT_TRUE(Shown());
         Shown()->GetLapMarkers()->GetMarkers();
-        Task().AddListener(&TaskListener);
-    }
-    void TearDown() override
-    {
-        Task().RemoveListener(&TaskListener);
-        LiveChartTest::TearDown();
     }
     // The live clock moves on, and the lap object reports the new time range.
     bool WindowMovesWithTheData()
     {
-        TaskListener.Heard.clear();
+        CListeningRegion task(&Task());
         const qvx::time end = Shown()->GetEndTime();
         Advance(2 * Second);
         const bool moved = Shown()->GetEndTime() != end;
-        EXPECT_EQ(moved, TaskListener.HeardAny(TaskWindowMoved));
-        EXPECT_EQ(moved, TaskListener.HeardAny(TaskLiveRangeStale));
+        EXPECT_EQ(moved, task.HeardAny(TaskWindowMoved));
+        EXPECT_EQ(moved, task.HeardAny(TaskLiveRangeStale));
         return moved;
     }
-
-    CRecordingRegion TaskListener{nullptr};
 };
 
 } // namespace
@@ -344,27 +329,35 @@ protected:
 TEST_F(RTCLapMarkers, NewMarkersMakeTheLiveSelectionsEventSetsStaleInstead)
 {
     CRTCDataSelectionDataItem* live = Shown();
-    CRecordingRegion onSelection(nullptr), onMarkers(nullptr);
-    live->AddListener(&onSelection);
-    live->GetLapMarkers()->AddListener(&onMarkers);
+    CListeningRegion onSelection(live), onMarkers(live->GetLapMarkers());
     CompleteALap(Sim, live->GetSelection());
     EXPECT_EQ((std::vector<DWORD>{LapListStale}), onMarkers.Heard);
     EXPECT_EQ(1, std::count(onSelection.Heard.begin(), onSelection.Heard.end(), SelectionEventSetsStale));
-    live->GetLapMarkers()->RemoveListener(&onMarkers);
-    live->RemoveListener(&onSelection);
 }
 
+// Running, the window and the visible range follow the data; in a local pause a refresh says only
+// that the window moved. The mode is brought up to date at the report itself. Neither an item
+// without a task nor one about to go with the selections moves. In the host's pause the wish to
+// run stays, but a moved window is not followed either.
 TEST_F(RTCLapMarkers, ANewTimeRangeMovesTheWindowOnlyWhileTheChartRunsAndHasATask)
 {
     EXPECT_TRUE(WindowMovesWithTheData()) << "running";
     EXPECT_EQ(DataEnd(), Shown()->GetEndTime());
+    Advance(120 * Second);
+    qvx::time minimum = 0, maximum = 0;
+    Task().GetTimeRange(minimum, maximum);
+    EXPECT_EQ(100 * Second, maximum - minimum);
+    EXPECT_EQ(CRTCTaskDataItem::NextHalfSecond(Shown()->GetLength()), maximum);
     LocalPause();
     EXPECT_FALSE(WindowMovesWithTheData()) << "local pause";
-    // The mode is brought up to date at the report itself.
+    {
+        CListeningRegion task(&Task());
+        Shown()->RefreshWindow();
+        EXPECT_EQ(std::vector<DWORD>{TaskWindowMoved}, task.Heard);
+    }
     Chart->Running = 1;
     Task().NotifyChange(TaskControlModeStale, 0);
     EXPECT_TRUE(WindowMovesWithTheData()) << "the wish to run again";
-    // Neither an item without a task nor one about to go with the selections moves.
     CRTCDataSelectionDataItem orphan(Shown()->GetSelection(), nullptr, LiveIndex);
     CRTCLapMarkersDataItem markers(&orphan);
     markers.GetMarkers();
@@ -375,8 +368,16 @@ TEST_F(RTCLapMarkers, ANewTimeRangeMovesTheWindowOnlyWhileTheChartRunsAndHasATas
     Advance(2 * Second);
     EXPECT_EQ(end, shown->GetEndTime()) << "selections stale";
     EXPECT_EQ(orphanEnd, orphan.GetEndTime()) << "no task";
+    HostRuns(false);
+    CListeningRegion task(&Task());
+    Advance(10 * Second);
+    Shown()->RefreshWindow();
+    EXPECT_TRUE(task.HeardAny(TaskWindowMoved));
+    EXPECT_FALSE(task.HeardAny(TaskLiveRangeStale));
 }
 
+// Start and progress change nothing; a late report reaches an item that watches nothing, and
+// takes nothing off twice.
 TEST_F(LapMarkers, TheEndOrFailureOfAWatchedTransactionTakesTheSinkOffOnce)
 {
     CDataSelectionDataItem selection(HostSelection(SessionIndex), nullptr, SessionIndex);
@@ -385,7 +386,6 @@ TEST_F(LapMarkers, TheEndOrFailureOfAWatchedTransactionTakesTheSinkOffOnce)
         CComPtr<CKeepingSourceObject> transaction;
         CComPtr<IQvxTransactionNotifications> sink = Watch(markers, transaction);
         ASSERT_TRUE(sink);
-        // Start and progress change nothing.
         EXPECT_EQ(S_OK, sink->OnTransactionStarted(nullptr));
         EXPECT_EQ(S_OK, sink->OnTransactionProgress(nullptr, 50));
         EXPECT_TRUE(transaction->Unadvised.empty());
@@ -394,7 +394,6 @@ TEST_F(LapMarkers, TheEndOrFailureOfAWatchedTransactionTakesTheSinkOffOnce)
         };
         EXPECT_EQ(S_OK, finish(NotSaved));
         EXPECT_EQ((std::vector<ULONG>{41}), transaction->Unadvised);
-        // A late report reaches an item that watches nothing, and takes nothing off twice.
         EXPECT_EQ(S_OK, finish(nullptr));
         EXPECT_EQ(1u, transaction->Unadvised.size());
     }
@@ -443,14 +442,14 @@ TEST_F(LapMarkers, AFailureShowsAnErrorBoxOverTheControlsWindow)
     chart->Window = nullptr;
 }
 
+// The host objects still hold the sinks: a late report calls nothing and succeeds.
 TEST_F(LapMarkers, AnItemThatGoesTakesItsSinksOffAndALateReportReachesNothing)
 {
     CDataSelectionDataItem session(HostSelection(SessionIndex), nullptr, SessionIndex);
     CComPtr<CTestLaps> laps = MakeObject<CTestLaps, IQvxLaps>();
     laps->Laps = {{10 * Second, 1}};
     CDataSelectionDataItem selection(SelectionWith(laps), nullptr, 1);
-    CRecordingRegion onSelection(&NoWindow);
-    selection.AddListener(&onSelection);
+    CListeningRegion onSelection(&selection);
     const long sinks = SinkCount();
     CComPtr<CKeepingSourceObject> transaction;
     CComPtr<IQvxTransactionNotifications> late;
@@ -460,13 +459,15 @@ TEST_F(LapMarkers, AnItemThatGoesTakesItsSinksOffAndALateReportReachesNothing)
         own.GetMarkers();
         late = Watch(markers, transaction);
         EXPECT_EQ(sinks + 1, SinkCount());
+        // The lap object found again: the transaction goes with the old one.
+        markers.NotifyChange(LapSourceStale, 0);
+        markers.GetMarkers();
+        EXPECT_EQ(1u, transaction->Unadvised.size());
     }
     EXPECT_EQ(sinks, SinkCount());
     EXPECT_EQ(1u, transaction->Unadvised.size());
     EXPECT_EQ((std::vector<ULONG>{41}), laps->Unadvised);
-    // The host objects still hold the sinks: a late report calls nothing and succeeds.
     EXPECT_EQ(S_OK, late->OnTransactionFailed(nullptr, CBstr(L"late").Get()));
     EXPECT_EQ(S_OK, laps->Notifications()->OnMarkersChanged(nullptr));
     EXPECT_TRUE(onSelection.Heard.empty());
-    selection.RemoveListener(&onSelection);
 }

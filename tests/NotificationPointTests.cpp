@@ -1,7 +1,5 @@
-// The control's notification points as a host reaches them through IQvxNotifications: the
-// points' numbers, cookies, refused cookies, reuse of freed entries, advising by the text of an
-// interface id, and firing that survives sinks leaving in the middle. The points are fired on an
-// object of their own, and reached through COM on the registered control.
+// The control's notification points through IQvxNotifications: cookies, refusals, reuse of
+// freed entries, advising by name, and firings that survive sinks and owners leaving.
 #include <gtest/gtest.h>
 #include <cstring>
 #include <functional>
@@ -17,8 +15,8 @@
 
 namespace {
 
-// An object with the control's six points, fired directly. Its memory is filled with a pattern
-// rather than handed back when it is released, so that a firing that outlives it fails at once.
+// The control's six points, fired directly. Its memory is filled with a pattern rather than
+// freed when it is released, so that a firing that outlives it fails at once.
 class CPointOwner : public CComRoot, public CControlNotificationPoints
 {
 public:
@@ -31,8 +29,8 @@ public:
 using Names = std::vector<std::string>;
 Names Heard;
 
-// A host's sink for every notification that the control sends. It records each call under its
-// own name, can run an action inside a call, and answers with Result.
+// A host's sink for every notification of the control: it records each call under its name, can
+// act inside a call, and answers with Result.
 class CRecorder : public CComRoot,
                   public IQvxControlNotifications2,
                   public IQvx1DChannelConfigNotifications,
@@ -217,12 +215,12 @@ TEST_F(NotificationPoints, EachNotificationReachesItsPointsAndAnswersWithTheLast
     EXPECT_EQ(E_ABORT, Owner->Fire_OnActiveChanged(nullptr));
 
     Heard.clear();
-    CComPtr<CRecorder> channels = MakeRecorder("c"), events = MakeRecorder("e"), navigate = MakeRecorder("n"),
-                       selection = MakeRecorder("s");
-    AdviseOn(IID_IQvx1DChannelConfigNotifications, channels);
-    AdviseOn(IID_IQvxEventsConfigNotifications, events);
-    AdviseOn(IID_IQvxNavigateToPropertiesNotifications, navigate);
-    AdviseOn(IID_IQvxSingleDataSelectionControlNotifications, selection);
+    std::vector<CComPtr<CRecorder>> sinks;
+    for (const auto& [name, iid] : {std::pair<const char*, const IID*>{"c", &IID_IQvx1DChannelConfigNotifications},
+                                    {"e", &IID_IQvxEventsConfigNotifications},
+                                    {"n", &IID_IQvxNavigateToPropertiesNotifications},
+                                    {"s", &IID_IQvxSingleDataSelectionControlNotifications}})
+        AdviseOn(*iid, sinks.emplace_back(MakeRecorder(name)));
     Owner->Fire_OnChannelListChanged(nullptr);
     Owner->Fire_OnShownChannelsChanged(nullptr);
     Owner->Fire_OnEventsChanged(nullptr);

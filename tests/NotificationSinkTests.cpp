@@ -1,5 +1,5 @@
-// The notification sinks: forwarding by operation place, the answers they give the host, their
-// identity, their lifetime after the receiver has gone, and advising on one or many sources.
+// The notification sinks: forwarding by operation place, answers, identity, lifetime after the
+// receiver has gone, and advising on one or many sources.
 #include <gtest/gtest.h>
 #include <initializer_list>
 #include <string>
@@ -69,9 +69,11 @@ qvxtest::CTestSource* MakeSource(CComPtr<IUnknown>& holder)
     return static_cast<CTestSourceObject*>(reinterpret_cast<IQvxNotifications*>(holder.Get()));
 }
 
-void MakeSilent(CComPtr<IUnknown>& holder)
+CComPtr<IUnknown> MakeSilent()
 {
-    EXPECT_EQ(S_OK, CComObject<CSilentObject>::Create(nullptr, IID_IUnknown, holder.OutVoid()));
+    CComPtr<IUnknown> silent;
+    EXPECT_EQ(S_OK, CComObject<CSilentObject>::Create(nullptr, IID_IUnknown, silent.OutVoid()));
+    return silent;
 }
 
 class CTaskRecorder : public CTaskNotifications6Receiver
@@ -146,7 +148,8 @@ TEST_F(NotificationSinks, ASinkHasOneInterfaceAndOnceCutOffCallsNothingAndAnswer
     EXPECT_EQ(before, CComModule::Instance().ObjectCount());
 }
 
-TEST_F(NotificationSinks, OrvidOperationsSwapThePairsOfPlaces)
+// Orvid and group operations swap pairs of places; the group's removal query answers.
+TEST_F(NotificationSinks, OrvidAndGroupOperationsSwapPairsOfPlacesAndTheQueryAnswers)
 {
     class CRecorder : public COrvidNotifications4Receiver
     {
@@ -176,11 +179,8 @@ TEST_F(NotificationSinks, OrvidOperationsSwapThePairsOfPlaces)
     EXPECT_EQ((Names{"OnChannelDefaultsChanged", "Reserved1", "OnSelectionsChanged", "OnGroupDefaultsChanged",
                      "OnHostGoingAway", "Reserved7", "OnTimeFormatChanged", "OnEventPrioritiesChanged",
                      "OnEventDefaultsChanged", "OnTimeDigitsChanged", "Reserved16"}), Calls);
-}
-
-TEST_F(NotificationSinks, GroupOperationsSwapPairsAndTheQueryAnswers)
-{
-    class CRecorder : public CGroupNotifications2Receiver
+    Calls.clear();
+    class CGroupRecorder : public CGroupNotifications2Receiver
     {
     public:
         QVX_RECORD(OnGroupChanged, IQvxGroup*)
@@ -190,24 +190,23 @@ TEST_F(NotificationSinks, GroupOperationsSwapPairsAndTheQueryAnswers)
         QVX_RECORD(OnMemberAdded, IQvxGroup*, BSTR)
         QVX_RECORD(OnMemberRemoved, IQvxGroup*, BSTR)
         bool Answer = false;
-    } receiver;
-    using CSink = CGroupNotifications2Sink<CBaseMultiSourceSink<IQvxGroupNotifications2>>;
-    CComPtr<CSink> sink = CreateSink<CSink>(&receiver);
-    ASSERT_TRUE(sink);
-    IUnknown* host = sink->Unknown();
-    IQvxGroup* group = nullptr;
+    } group;
+    using CGroupSink = CGroupNotifications2Sink<CBaseMultiSourceSink<IQvxGroupNotifications2>>;
+    CComPtr<CGroupSink> groupSink = CreateSink<CGroupSink>(&group);
+    ASSERT_TRUE(groupSink);
+    IUnknown* host = groupSink->Unknown();
     CBstr name(L"Speed");
     CallSlots(host, {0, 1});
-    EXPECT_EQ(S_FALSE, CallSlot(host, 2, group));
-    receiver.Answer = true;
+    EXPECT_EQ(S_FALSE, CallSlot(host, 2, none));
+    group.Answer = true;
     CallSlots(host, {2, 3});
-    EXPECT_EQ(S_OK, CallSlot(host, 4, group, name.Get()));
-    EXPECT_EQ(S_OK, CallSlot(host, 5, group, name.Get()));
+    EXPECT_EQ(S_OK, CallSlot(host, 4, none, name.Get()));
+    EXPECT_EQ(S_OK, CallSlot(host, 5, none, name.Get()));
     EXPECT_EQ((Names{"OnGroupContentsChanged", "OnGroupChanged", "QueryGroupRemoval", "QueryGroupRemoval",
                      "OnGroupGoingAway", "OnMemberRemoved", "OnMemberAdded"}), Calls);
     // With the receiver gone the query lets the group go.
-    sink->Disconnect();
-    EXPECT_EQ(S_OK, CallSlot(host, 2, group));
+    groupSink->Disconnect();
+    EXPECT_EQ(S_OK, CallSlot(host, 2, none));
     EXPECT_EQ(7u, Calls.size());
 }
 
@@ -315,10 +314,9 @@ TEST_F(NotificationSinks, EveryOtherFamilyForwardsInOrder)
 TEST_F(NotificationSinks, SingleSourceAdvisesOnceAndForgetsItsCookieEvenWhenUnadviseFails)
 {
     CComPtr<CTaskSink> sink = CreateSink<CTaskSink>(&Task);
-    CComPtr<IUnknown> holder, silent;
+    CComPtr<IUnknown> holder;
     auto* source = MakeSource(holder);
-    MakeSilent(silent);
-    EXPECT_FALSE(sink->Advise(silent));
+    EXPECT_FALSE(sink->Advise(MakeSilent()));
     source->FailAdvise = true;
     EXPECT_FALSE(sink->Advise(holder) || sink->IsAdvised());
     source->FailAdvise = false;
@@ -350,17 +348,15 @@ TEST_F(NotificationSinks, MultiSourceAddsEachSourceOnceAndHoldsItUntilRemoved)
     } receiver;
     using CSink = CDataSelectionNotificationsSink<CBaseMultiSourceSink<IQvxDataSelectionNotifications>>;
     CComPtr<CSink> sink = CreateSink<CSink>(&receiver);
-    CComPtr<IUnknown> first, second, silent;
+    CComPtr<IUnknown> first, second;
     auto* a = MakeSource(first);
     auto* b = MakeSource(second);
-    MakeSilent(silent);
     CComPtr<IQvxNotifications> firstAgain;
-    ASSERT_EQ(S_OK, first->QueryInterface(__uuidof(IQvxNotifications), firstAgain.OutVoid()));
-
+    ASSERT_EQ(S_OK, firstAgain.QueryFrom(first, __uuidof(IQvxNotifications)));
     EXPECT_TRUE(sink->Add(first));
     EXPECT_FALSE(sink->Add(firstAgain));   // the same identity through another pointer
     EXPECT_EQ(1, a->Advises);
-    EXPECT_FALSE(sink->Add(silent));
+    EXPECT_FALSE(sink->Add(MakeSilent()));
     EXPECT_EQ(1u, sink->Count());
     EXPECT_FALSE(sink->Remove(second));
     EXPECT_TRUE(b->Unadvised.empty());

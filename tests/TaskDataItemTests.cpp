@@ -1,11 +1,10 @@
-// The task item over the substitute host: what it reads lazily and how often it asks, the zoom
-// stacks, the selection items and the active objects, and what it keeps when the host fails.
-// Task notifications reach the item through the control; here the test calls the receiver
-// operations as the control would.
+// The task item over the substitute host: lazy reads and their host calls, the zoom stacks, the
+// cursor, the selection items, the active objects, and what it keeps when the host fails.
 #include <gtest/gtest.h>
 #include <functional>
 #include "items/DataSelectionDataItem.h"
 #include "items/ItemFlags.h"
+#include "items/LapMarkersDataItem.h"
 #include "items/TraceDataItem.h"
 #include "tests/SimTestSupport.h"
 
@@ -26,6 +25,11 @@ public:
     int ActiveChanges = 0;
 };
 
+using Pair = std::pair<qvx::time, qvx::time>;
+using Indices = std::vector<long>;
+
+// The task notifications reach the item through the control; here the test calls the receiver
+// operations as the control would.
 class TaskDataItem : public testing::Test, protected CTestHost
 {
 protected:
@@ -66,7 +70,7 @@ protected:
                                          stack.OutVoid()));
         return stack;
     }
-    std::pair<qvx::time, qvx::time> Range()
+    Pair Range()
     {
         qvx::time minimum = -1, maximum = -1;
         Task->GetTimeRange(minimum, maximum);
@@ -79,6 +83,17 @@ protected:
         Attached->GetCursorTime(&time);
         return time;
     }
+    static Indices IndicesOf(const std::vector<CDataSelectionDataItem*>& selections)
+    {
+        Indices result;
+        for (CDataSelectionDataItem* selection : selections) result.push_back(selection->GetIndex());
+        return result;
+    }
+    void ExpectYZoom(double low, double high)
+    {
+        EXPECT_NEAR(low, Task->GetYZoom().Low, 1e-12);
+        EXPECT_NEAR(high, Task->GetYZoom().High, 1e-12);
+    }
 
     CComPtr<IQvxLinnographCtl4> Control;
     CHostedChart* Chart = nullptr;
@@ -89,11 +104,7 @@ protected:
     CRecordingRegion Listener{&NoWindow};
 };
 
-using Pair = std::pair<qvx::time, qvx::time>;
-
 } // namespace
-
-// --- construction, the zoom stack in use ---
 
 TEST_F(TaskDataItem, AGivenStackReplacesTheOwnOneUntilItIsTakenBackOrGoesAway)
 {
@@ -112,7 +123,6 @@ TEST_F(TaskDataItem, AGivenStackReplacesTheOwnOneUntilItIsTakenBackOrGoesAway)
     EXPECT_TRUE(Listener.Heard.empty());
     ASSERT_EQ(S_OK, stack->SetCursorCentred(VARIANT_TRUE));
     EXPECT_EQ(std::vector<DWORD>{TaskZoomStackChanged}, Listener.Heard);
-    // Something that is no zoom stack changes nothing.
     CAdviseSink notAStack;
     EXPECT_EQ(E_NOINTERFACE, Task->SetZoomStack(&notAStack));
     EXPECT_EQ(stack.Get(), Task->GetZoomStack());
@@ -124,8 +134,6 @@ TEST_F(TaskDataItem, AGivenStackReplacesTheOwnOneUntilItIsTakenBackOrGoesAway)
     EXPECT_EQ(Pair(0, 0), Range());
     EXPECT_FALSE(Task->HasTimeRange());
 }
-
-// --- laziness: notifications set bits, the next reader asks once ---
 
 TEST_F(TaskDataItem, ABurstOfNotificationsCostsOneReadAtTheNextAccess)
 {
@@ -166,7 +174,8 @@ TEST_F(TaskDataItem, ABurstOfNotificationsCostsOneReadAtTheNextAccess)
     }
 }
 
-// An unchanged range tells nobody; a zoom of the host's stack is read at once.
+// An unchanged range tells nobody; a zoom of the host's stack is read at once; a scroll moves the
+// zoomed view by a share of its width, up to the end of the data.
 TEST_F(TaskDataItem, ZoomsArePushedScrolledAndUndoneThroughTheStack)
 {
     Attach(ArchiveTask);
@@ -182,25 +191,20 @@ TEST_F(TaskDataItem, ZoomsArePushedScrolledAndUndoneThroughTheStack)
     EXPECT_EQ(Pair(10 * Second, 20 * Second), Range());
     EXPECT_EQ(0, Calls(L"IQvxZoomStack.GetTimeMinimum"));
     ASSERT_EQ(S_OK, Stack->Pop());
-    EXPECT_FALSE(Task->IsXZoomed());
     EXPECT_EQ(E_FAIL, Task->ScrollX(10)) << "unzoomed";
     Task->UndoZoom();
     Task->UndoAllZooms();
     EXPECT_EQ(0, Chart->Modified) << "nothing to undo";
     Task->PushTimeZoom(10 * Second, 50 * Second);
     Task->PushTimeZoom(20 * Second, 30 * Second);
-    EXPECT_EQ(2, Chart->Modified);
     EXPECT_TRUE(Task->IsXZoomed());
     Task->UndoZoom();
     EXPECT_EQ(Pair(10 * Second, 50 * Second), Range());
     Task->UndoAllZooms();
     EXPECT_EQ(Pair(0, 120 * Second), Range());
     EXPECT_FALSE(Task->IsZoomed());
+    Task->PushTimeZoom(30 * Second, 20 * Second);   // refused by the stack
     EXPECT_EQ(4, Chart->Modified);
-    // An inverted range is refused by the stack and marks nothing.
-    Task->PushTimeZoom(30 * Second, 20 * Second);
-    EXPECT_EQ(4, Chart->Modified);
-    // A scroll moves the zoomed view by a share of its width, up to the end of the data.
     Task->PushTimeZoom(10 * Second, 20 * Second);
     EXPECT_EQ(E_FAIL, Task->ScrollX(0));
     EXPECT_EQ(S_OK, Task->ScrollX(50));
@@ -224,32 +228,27 @@ TEST_F(TaskDataItem, ZoomsArePushedScrolledAndUndoneThroughTheStack)
     EXPECT_EQ(120 * Second, Task->GetFullTimeSpan()) << "a failed span keeps the last one";
 }
 
+// The vertical zoom scrolls within the whole range, keeping its width; it goes with the horizontal
+// one unless the stack keeps it, and with a new list of selections.
 TEST_F(TaskDataItem, TheVerticalZoomScrollsWithinTheWholeRangeAndReadsAsItWhenEmpty)
 {
-    EXPECT_EQ((CYZoom{0.0, 1.0}), Task->GetYZoom());
     Task->ReplaceYZoom({0.2, 0.4}, 1);
     Task->ScrollY(10);
-    EXPECT_EQ((CYZoom{0.0, 1.0}), Task->GetYZoom());
+    ExpectYZoom(0.0, 1.0);
     EXPECT_EQ(0, Chart->Modified);
     Task->PushYZoom({0.2, 0.4});
     EXPECT_TRUE(Task->IsZoomed());
     Listener.Heard.clear();
     Task->ScrollY(50);
-    EXPECT_NEAR(0.3, Task->GetYZoom().Low, 1e-12);
-    EXPECT_NEAR(0.5, Task->GetYZoom().High, 1e-12);
+    ExpectYZoom(0.3, 0.5);
     EXPECT_EQ(std::vector<DWORD>{TaskYZoomChanged}, Listener.Heard);
-    // At the top the width stays and High stays at 1.0; at the bottom Low stays at 0.0.
     Task->ScrollY(1000);
-    EXPECT_NEAR(0.8, Task->GetYZoom().Low, 1e-12);
-    EXPECT_EQ(1.0, Task->GetYZoom().High);
+    ExpectYZoom(0.8, 1.0);
     Task->ScrollY(-1000);
-    EXPECT_EQ(0.0, Task->GetYZoom().Low);
-    EXPECT_NEAR(0.2, Task->GetYZoom().High, 1e-12);
+    ExpectYZoom(0.0, 0.2);
     Task->PushYZoom({0.05, 0.1});
     Task->UndoZoomBothAxes();
-    EXPECT_NEAR(0.2, Task->GetYZoom().High, 1e-12);
-    // The vertical zoom goes with the horizontal one unless the stack keeps it, and with a new
-    // list of selections.
+    ExpectYZoom(0.0, 0.2);
     Attach(ArchiveTask);
     Task->PushTimeZoom(10 * Second, 20 * Second);
     Task->UndoAllZooms();
@@ -263,20 +262,20 @@ TEST_F(TaskDataItem, TheVerticalZoomScrollsWithinTheWholeRangeAndReadsAsItWhenEm
     EXPECT_TRUE(Task->GetYZoomLevels().empty());
 }
 
-// --- the cursor ---
-
+// A constrained cursor stays in the visible range; without a trace a step is a hundredth of it.
 TEST_F(TaskDataItem, AConstrainedCursorStaysInTheVisibleRangeAndStepsAHundredthWithoutATrace)
 {
     Task->SetCursor(5 * Second, 0);
     Attach(ArchiveTask);
     Task->PushTimeZoom(10 * Second, 20 * Second);
-    Task->SetCursor(5 * Second, 1);
-    EXPECT_EQ(10 * Second, HostCursor());
-    Task->SetCursor(50 * Second, 1);
-    EXPECT_EQ(20 * Second, HostCursor());
-    Task->SetCursor(50 * Second, 0);
-    EXPECT_EQ(50 * Second, HostCursor());
-    Task->SetCursor(15 * Second, 0);
+    const auto cursor = [&](qvx::time time, int constrain) {
+        Task->SetCursor(time, constrain);
+        return HostCursor();
+    };
+    EXPECT_EQ(10 * Second, cursor(5 * Second, 1));
+    EXPECT_EQ(20 * Second, cursor(50 * Second, 1));
+    EXPECT_EQ(50 * Second, cursor(50 * Second, 0));
+    cursor(15 * Second, 0);
     Task->NotifyChange(TaskCursorStale, 1);
     Task->CursorToNextSample();
     EXPECT_EQ(15 * Second + Second / 10, HostCursor());
@@ -287,37 +286,30 @@ TEST_F(TaskDataItem, AConstrainedCursorStaysInTheVisibleRangeAndStepsAHundredthW
     EXPECT_EQ(20 * Second, HostCursor());
 }
 
-// --- selections ---
-
+// The host's display order puts secondary selections last; without it selections come in host
+// order. A selection that the host lets go leaves the vectors at once, with its lap markers.
 TEST_F(TaskDataItem, SelectionsAreBuiltInDisplayOrderAndRebuiltWhenTheHostsListChanges)
 {
-    const auto indices = [&](const std::vector<CDataSelectionDataItem*>& selections) {
-        std::vector<long> result;
-        for (CDataSelectionDataItem* selection : selections) result.push_back(selection->GetIndex());
-        return result;
-    };
     Attach(SessionTask);
-    EXPECT_EQ((std::vector<long>{1, 2}), indices(Task->GetSelections()));
+    EXPECT_EQ((Indices{1, 2}), IndicesOf(Task->GetSelections()));
     EXPECT_EQ(200 * Second, Task->GetSelections()[1]->GetLength());
-    EXPECT_EQ(std::vector<long>{3}, indices(Task->GetSecondarySelections()));
-    // The host's display order puts secondary selections last.
+    EXPECT_EQ(Indices{3}, IndicesOf(Task->GetSecondarySelections()));
     ASSERT_EQ(S_OK, Sim->AddDataSelection(SessionTask, 7, 50 * Second, VARIANT_FALSE));
     Task->OnSelectionsChanged();
-    EXPECT_EQ((std::vector<long>{1, 2, 4}), indices(Task->GetSelections()));
-    // A selection that the host lets go leaves the vectors at once.
+    EXPECT_EQ((Indices{1, 2, 4}), IndicesOf(Task->GetSelections()));
     const long sinks = SinkCount();
+    Task->GetSelections()[1]->GetLapMarkers()->GetMarkers();
     ASSERT_EQ(S_OK, Sim->RemoveDataSelection(SessionTask, 2));
-    EXPECT_EQ(sinks - 1, SinkCount());
+    EXPECT_EQ(sinks - 1, SinkCount()) << "the selection's sink and its lap markers' went";
     EXPECT_TRUE(Task->Flags & TaskSelectionsStale);
     Task->OnSelectionsChanged();
-    EXPECT_EQ((std::vector<long>{1, 3}), indices(Task->GetSelections()));
-    EXPECT_EQ(std::vector<long>{2}, indices(Task->GetSecondarySelections()));
-    // Without the host's display order, selections come in host order.
+    EXPECT_EQ((Indices{1, 3}), IndicesOf(Task->GetSelections()));
+    EXPECT_EQ(Indices{2}, IndicesOf(Task->GetSecondarySelections()));
     Fault(L"IQvxTaskOrder.GetDisplayOrder", E_NOTIMPL);
     ASSERT_EQ(S_OK, Sim->AddDataSelection(SessionTask, 8, 60 * Second, VARIANT_TRUE));
     Task->OnSelectionsChanged();
-    EXPECT_EQ((std::vector<long>{1, 3}), indices(Task->GetSelections()));
-    EXPECT_EQ((std::vector<long>{2, 4}), indices(Task->GetSecondarySelections()));
+    EXPECT_EQ((Indices{1, 3}), IndicesOf(Task->GetSelections()));
+    EXPECT_EQ((Indices{2, 4}), IndicesOf(Task->GetSecondarySelections()));
     // The task's segment and split news reach every selection unless the list is stale.
     CDataSelectionDataItem* session = Task->GetSelections()[1];
     session->Flags = 0;
@@ -327,10 +319,25 @@ TEST_F(TaskDataItem, SelectionsAreBuiltInDisplayOrderAndRebuiltWhenTheHostsListC
     Task->NotifyChange(TaskSelectionsStale, 0);
     Task->OnEventSetsChanged();
     EXPECT_EQ(0u, session->Flags);
+    // A failing list leaves no items and the bit set; a selection that the host fails to give is
+    // skipped.
+    Sim->ClearFaults();
+    const long listed = SinkCount();
+    Fault(L"IQvxTask.GetDataSelections", E_FAIL);
+    Task->OnSelectionsChanged();
+    EXPECT_TRUE(Task->GetSelections().empty());
+    EXPECT_TRUE(Task->Flags & TaskSelectionsStale);
+    EXPECT_EQ(listed - 4, SinkCount());
+    Sim->ClearFaults();
+    EXPECT_EQ(2u, Task->GetSelections().size());
+    Fault(L"IQvxDataSelectionList.GetItem", E_FAIL);
+    Task->OnSelectionsChanged();
+    EXPECT_TRUE(Task->GetSelections().empty());
+    EXPECT_FALSE(Task->Flags & TaskSelectionsStale);
 }
 
-// --- the active objects ---
-
+// Without channels the active selection is the host's current one; the next passes over the
+// secondary selection and wraps.
 TEST_F(TaskDataItem, WithoutChannelsTheActiveSelectionIsTheHostsCurrentOneAndTheNextWraps)
 {
     Attach(SessionTask);
@@ -340,27 +347,24 @@ TEST_F(TaskDataItem, WithoutChannelsTheActiveSelectionIsTheHostsCurrentOneAndThe
     EXPECT_EQ(1, Chart->ActiveChanges);
     EXPECT_EQ(nullptr, Task->GetActiveChannel());
     ASSERT_EQ(S_OK, Attached->SetCursorTime(3 * Second));
-    Task->ActivateNextTrace();
-    EXPECT_EQ(2, Task->GetActiveSelection()->GetIndex());
+    const auto next = [&](bool forward) {
+        forward ? Task->ActivateNextTrace() : Task->ActivatePreviousTrace();
+        return Task->GetActiveSelection()->GetIndex();
+    };
+    EXPECT_EQ(2, next(true));
     EXPECT_EQ(3 * Second, HostCursor()) << "the cursor is put where the host has it";
-    // The secondary selection is passed over.
-    Task->ActivateNextTrace();
-    EXPECT_EQ(1, Task->GetActiveSelection()->GetIndex());
-    Task->ActivatePreviousTrace();
-    EXPECT_EQ(2, Task->GetActiveSelection()->GetIndex());
+    EXPECT_EQ(1, next(true));
+    EXPECT_EQ(2, next(false));
     // A host that refuses the change leaves the active objects as they were.
     Fault(L"SetCurrentDataSelection", E_FAIL);
-    Task->ActivateNextTrace();
+    EXPECT_EQ(2, next(true));
     EXPECT_FALSE(Task->Flags & TaskActiveStale);
-    EXPECT_EQ(2, Task->GetActiveSelection()->GetIndex());
     // The active selection going away is a change of the active objects.
     Listener.Heard.clear();
     ASSERT_EQ(S_OK, Sim->RemoveDataSelection(SessionTask, 2));
     ASSERT_FALSE(Listener.Heard.empty());
     EXPECT_EQ(TaskSelectionsStale | TaskActiveStale, Listener.Heard[0]);
 }
-
-// --- host failures ---
 
 TEST_F(TaskDataItem, AFailingHostKeepsTheLastValuesAndOnlyACursorIsAskedAgain)
 {
@@ -382,25 +386,6 @@ TEST_F(TaskDataItem, AFailingHostKeepsTheLastValuesAndOnlyACursorIsAskedAgain)
     Sim->ClearFaults();
     ASSERT_EQ(S_OK, Attached->SetCursorTime(6 * Second));
     EXPECT_EQ(6 * Second, Task->GetCursorTime());
-}
-
-TEST_F(TaskDataItem, AFailingSelectionListLeavesNoItemsAndTheBitSet)
-{
-    Attach(SessionTask);
-    ASSERT_EQ(2u, Task->GetSelections().size());
-    const long sinks = SinkCount();
-    Fault(L"IQvxTask.GetDataSelections", E_FAIL);
-    Task->OnSelectionsChanged();
-    EXPECT_TRUE(Task->GetSelections().empty());
-    EXPECT_TRUE(Task->Flags & TaskSelectionsStale);
-    EXPECT_EQ(sinks - 3, SinkCount());
-    Sim->ClearFaults();
-    EXPECT_EQ(2u, Task->GetSelections().size());
-    // A selection that the host fails to give is skipped.
-    Fault(L"IQvxDataSelectionList.GetItem", E_FAIL);
-    Task->OnSelectionsChanged();
-    EXPECT_TRUE(Task->GetSelections().empty());
-    EXPECT_FALSE(Task->Flags & TaskSelectionsStale);
 }
 
 // Without a host the time format stays stale for the first reader after.

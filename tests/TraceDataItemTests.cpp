@@ -1,5 +1,5 @@
 // The trace item over the substitute host: its hold on the host's channel, samples and values on
-// the chart's time axis, what a data change costs, colours, and the real-time trace.
+// the chart's time axis, what a data change costs, and colours.
 #include "tests/ChannelTestSupport.h"
 #include "items/RTCTaskDataItem.h"
 
@@ -27,17 +27,16 @@ TEST_F(ChannelItemTest, ATraceUsesAndSubscribesToItsChannelUntilItGoes)
     const long before = SinkCount();
     Show({L"Speed"});
     EXPECT_EQ(before + 5, SinkCount()) << "the property set's, and the data and offset sinks of two traces";
-    long uses = -1, subscribers = -1;
-    const auto use = [&] { return Sim->GetChannelUse(SessionTask, 2, CBstr(L"Speed").Get(), &uses, &subscribers); };
+    const auto use = [&] {
+        long uses = -1, subscribers = -1;
+        EXPECT_EQ(S_OK, Sim->GetChannelUse(SessionTask, 2, CBstr(L"Speed").Get(), &uses, &subscribers));
+        return std::pair(uses, subscribers);
+    };
     Task->InvalidateChannels();
     Channel()->GetTraces();
-    ASSERT_EQ(S_OK, use());
-    EXPECT_EQ(1, uses) << "traces made again take the place of the old ones";
-    EXPECT_EQ(1, subscribers);
+    EXPECT_EQ(std::pair(1L, 1L), use()) << "traces made again take the place of the old ones";
     Task->GetOrdering()->SetNames({});
-    ASSERT_EQ(S_OK, use());
-    EXPECT_EQ(0, uses);
-    EXPECT_EQ(0, subscribers);
+    EXPECT_EQ(std::pair(0L, 0L), use());
     EXPECT_EQ(before, SinkCount());
 }
 
@@ -67,7 +66,7 @@ TEST_F(ChannelItemTest, WithoutTheHostsChannelATraceHasNoDataAndTheChannelNoScal
     EXPECT_TRUE(speed->GetData());
 }
 
-TEST_F(ChannelItemTest, ValuesAreReadWithTheChannelsInterpolation)
+TEST_F(ChannelItemTest, ATraceReadsValuesFindsSamplesAndReadsItsOffsetAndSeriesOnceAfterAChange)
 {
     Attach(ArchiveTask);
     Set(L"Speed", L"Interpolation", VT_I4, 1);
@@ -89,15 +88,8 @@ TEST_F(ChannelItemTest, ValuesAreReadWithTheChannelsInterpolation)
     value = 5.0;
     EXPECT_TRUE(FAILED(speed->GetLinearValueAt(-Second, value)));
     EXPECT_EQ(5.0, value) << "outside the data the value stays";
-}
-
-// Samples are found on the chart's time axis; the value offset is asked again after the host
-// changed it, and a burst of data changes costs one fetch of the series.
-TEST_F(ChannelItemTest, ATraceFindsSamplesAndReadsItsOffsetAndSeriesOnceAfterAChange)
-{
-    Attach(ArchiveTask);
-    Show({L"Speed"});
-    CTraceDataItem* speed = Trace();
+    // Samples are found on the chart's time axis; the value offset is asked again after the host
+    // changed it, and a burst of data changes costs one fetch of the series.
     const auto from = [&](qvx::time time, LONG direction) {
         EXPECT_TRUE(SUCCEEDED(speed->SampleFrom(time, direction)));
         return time;
@@ -106,12 +98,9 @@ TEST_F(ChannelItemTest, ATraceFindsSamplesAndReadsItsOffsetAndSeriesOnceAfterACh
     EXPECT_EQ(Second, from(Second, 1));
     EXPECT_EQ(Second + Period, from(Second, 0));
     qvx::time t = Second + Period / 4;
-    EXPECT_TRUE(speed->SnapToSample(t));
-    EXPECT_EQ(Second, t);
-    EXPECT_TRUE(speed->ToLastSample(t));
-    EXPECT_EQ(120 * Second, t);
+    EXPECT_TRUE(speed->SnapToSample(t) && t == Second);
+    EXPECT_TRUE(speed->ToLastSample(t) && t == 120 * Second);
     EXPECT_FALSE(speed->ToPreviousSample(t = 0));
-
     EXPECT_EQ(0.0, speed->GetValueOffset());
     ASSERT_EQ(S_OK, Query<IQvxChannelOffset>(speed->GetProxy())->SetValueOffset(2.5));
     EXPECT_TRUE(speed->Flags & TraceValueOffsetStale);
@@ -150,11 +139,9 @@ TEST_F(ChannelItemTest, ADataChangeDropsOnlyTheBinsThatItTouches)
     const qvx::time from = trace->GetSelection()->GetStartTime() + 60 * Second, to = from + Second / 2;
     Change(trace, from, to);
     EXPECT_EQ(std::vector<DWORD>{ChannelRangeStale}, listener.Heard) << "the channel measures again";
-    EXPECT_EQ(from, trace->GetChangedFrom());
-    EXPECT_EQ(to, trace->GetChangedTo());
+    EXPECT_TRUE(from == trace->GetChangedFrom() && to == trace->GetChangedTo());
     Sim->ResetCallCounts();
-    EXPECT_EQ(low, rpm->GetScaleMinimum(0));
-    EXPECT_EQ(high, rpm->GetScaleMaximum(0));
+    EXPECT_TRUE(low == rpm->GetScaleMinimum(0) && high == rpm->GetScaleMaximum(0));
     EXPECT_GE(Calls(L"IQvxDataRecord.GetValues"), 1);
     EXPECT_LE(Calls(L"IQvxDataRecord.GetValues"), 2) << "only the records under the change are read";
 }
@@ -188,8 +175,7 @@ TEST_F(ChannelItemTest, NeitherADataChangeNorATraceMadeOrGoneReadsAPropertyOfThe
     CListeningRegion gone(Trace(1));
     ASSERT_EQ(S_OK, Sim->RemoveDataSelection(SessionTask, 2));
     EXPECT_EQ(1, gone.Removed);
-    EXPECT_FALSE(speed->Flags & ChannelTracesStale) << "the channel keeps its other trace";
-    EXPECT_TRUE(speed->Flags & ChannelRangeStale);
+    EXPECT_EQ(ChannelRangeStale, speed->Flags & (ChannelRangeStale | ChannelTracesStale)) << "keeps its other trace";
     EXPECT_EQ(0, Calls(L"IQvxPropertySet.GetProperty"));
     EXPECT_NE(fixedTop, speed->GetScaleMaximum(0));
 }
@@ -202,8 +188,7 @@ TEST_F(ChannelItemTest, AHiddenTraceIsHiddenAgainWhenItsChannelRebuildsItsTraces
     Task->OnSelectionsChanged();
     EXPECT_TRUE(Channel()->Flags & ChannelTracesStale);
     ASSERT_EQ(2u, Channel()->GetTraces().size());
-    EXPECT_TRUE(Trace(0)->Visible);
-    EXPECT_FALSE(Trace(1)->Visible);
+    EXPECT_TRUE(Trace(0)->Visible && !Trace(1)->Visible);
     // Also when the task makes its selections again first: the old items go before the traces,
     // which forget them.
     CTraceDataItem* session = Trace(1);
@@ -211,7 +196,7 @@ TEST_F(ChannelItemTest, AHiddenTraceIsHiddenAgainWhenItsChannelRebuildsItsTraces
     Task->GetSelections();
     EXPECT_EQ(nullptr, session->GetSelection());
     ASSERT_EQ(2u, Channel()->GetTraces().size());
-    EXPECT_FALSE(Trace(1)->Visible);
+    EXPECT_TRUE(Trace(0)->Visible && !Trace(1)->Visible);
 }
 
 TEST_F(ChannelItemTest, OneTraceShowsTheChannelsColourAndMoreShowTheirSelectionsGraded)
@@ -220,10 +205,13 @@ TEST_F(ChannelItemTest, OneTraceShowsTheChannelsColourAndMoreShowTheirSelections
     Chart->TraceGradation = 100;
     Show({L"Speed", L"RPM"});
     // The first channel shows the selections' colours (red and blue), the last one graded by 100.
-    EXPECT_EQ(COLORREF(0x0000FF), Trace(0, 0)->GetColor());
-    EXPECT_EQ(COLORREF(0xFF0000), Trace(1, 0)->GetColor());
-    EXPECT_EQ(RGB(255, 100, 100), Trace(0, 1)->GetColor());
-    EXPECT_EQ(RGB(100, 100, 255), Trace(1, 1)->GetColor());
+    const auto colours = [&] {
+        std::vector<COLORREF> all;
+        for (size_t place : {0, 1})
+            for (CTraceDataItem* trace : Channel(place)->GetTraces()) all.push_back(trace->GetColor());
+        return all;
+    };
+    EXPECT_EQ((std::vector<COLORREF>{0x0000FF, 0xFF0000, RGB(255, 100, 100), RGB(100, 100, 255)}), colours());
     CTraceDataItem* stale = Trace(0, 0);
     stale->NotifyChange(TraceColorChanged, 0);
     Channel(0)->NotifyChange(ChannelTracesStale, 0);
@@ -232,19 +220,17 @@ TEST_F(ChannelItemTest, OneTraceShowsTheChannelsColourAndMoreShowTheirSelections
 
     ASSERT_EQ(S_OK, Sim->RemoveDataSelection(SessionTask, 1));
     Task->InvalidateChannels();
-    EXPECT_EQ(COLORREF(0x0000FF), Trace(0, 0)->GetColor()) << "Speed's own colour";
-    EXPECT_EQ(COLORREF(0x00A5FF), Trace(0, 1)->GetColor()) << "RPM's own colour";
+    EXPECT_EQ((std::vector<COLORREF>{0x0000FF, 0x00A5FF}), colours()) << "the channels' own colours";
 }
 
+// 100 steps to white, one every 2.55: red and green climb by 1 and 0.5 a step; below the first
+// stop the colour itself.
 TEST(TraceGrade, RampsFromTheColourToWhite)
 {
-    EXPECT_EQ(COLORREF(0xFFFFFF), CTraceDataItem::Grade(0xFFFFFF, 0.0));
-    // 100 steps to white, one every 2.55: red and green climb by 1 and 0.5 a step.
     const COLORREF sky = RGB(155, 205, 255);
-    EXPECT_EQ(sky, CTraceDataItem::Grade(sky, 2.5));
-    EXPECT_EQ(RGB(156, 205, 255), CTraceDataItem::Grade(sky, 2.55));
-    EXPECT_EQ(RGB(194, 224, 255), CTraceDataItem::Grade(sky, 100.0));
-    EXPECT_EQ(RGB(254, 254, 255), CTraceDataItem::Grade(sky, 254.99));
-    EXPECT_EQ(COLORREF(0xFFFFFF), CTraceDataItem::Grade(sky, 255.0));
-    EXPECT_EQ(sky, CTraceDataItem::Grade(sky, -3.0)) << "below the first stop: the colour itself";
+    std::vector<COLORREF> graded;
+    for (double grade : {2.5, 2.55, 100.0, 254.99, 255.0, -3.0}) graded.push_back(CTraceDataItem::Grade(sky, grade));
+    EXPECT_EQ((std::vector<COLORREF>{sky, RGB(156, 205, 255), RGB(194, 224, 255), RGB(254, 254, 255), 0xFFFFFF, sky}),
+              graded);
+    EXPECT_EQ(COLORREF(0xFFFFFF), CTraceDataItem::Grade(0xFFFFFF, 0.0));
 }
