@@ -4,10 +4,11 @@
 // control paints itself into a DIB through IViewObject. Figures per frame, by phase: the window
 // filling (0-60 s), moving while the held history grows (60-300 s), and with the full history
 // (300-360 s): time (median and 95th percentile), the mean CPU time of this thread, samples read
-// from the host, vertices stored, and the share of one core that 60 frames a second take. A
-// second run over the same timeline has, beside the live chart, one that rebuilds every trace
-// and paints everything once a second, as a chart that rebuilds at every change of the time
-// range would. A last run compares frames at 20 s, 70 s and 3000 s of history held.
+// from the host, vertices stored, columns drawn, and the share of one core that 60 frames a
+// second take. A second run over the same timeline leaves the paint out, for the host's own
+// share; a third has, beside the live chart, one that rebuilds every trace and paints everything
+// once a second, as a chart that rebuilds at every change of the time range would. A last run
+// compares frames at 20 s, 70 s and 3000 s of history held.
 #include <windows.h>
 #include <algorithm>
 #include <chrono>
@@ -151,19 +152,29 @@ struct CPhase
     qvx::time Measured, To;
 };
 
-// One run of `count` generated channels at `rate` Hz, the host advanced to `length`, with the
-// live chart's figures for each phase. Given `kept`, the figures of an earlier such run, it
-// measures instead a second chart on the same host that rebuilds and paints everything once a
-// second, as a chart that rebuilds at every change of the time range would, against them: its
-// paints would spoil the live chart's CPU time, which is read a phase at a time.
-bool Run(int count, int rate, qvx::time history, qvx::time length, const std::vector<CPhase>& phases,
-         std::vector<CFrames>& incremental, const std::vector<CFrames>* kept = nullptr)
+// What a run measures: the live chart; beside it a second chart on the same host that rebuilds
+// and paints everything once a second, as a chart that rebuilds at every change of the time
+// range would (its paints would spoil the live chart's CPU time, which is read a phase at a
+// time); or the host's advance alone, the live chart hearing the news but not painting.
+enum class CMeasure
 {
+    Live,
+    Rebuilding,
+    Advance,
+};
+
+// One run of `count` generated channels at `rate` Hz, the host advanced to `length`, with its
+// figures for each phase; `kept` gives those of the live chart's run to compare with.
+bool Run(int count, int rate, qvx::time history, qvx::time length, const std::vector<CPhase>& phases,
+         std::vector<CFrames>& incremental, CMeasure measure = CMeasure::Live,
+         const std::vector<CFrames>* kept = nullptr)
+{
+    const bool rebuilding = measure == CMeasure::Rebuilding;
     CComPtr<IQvxOrvid> host;
     CComPtr<IQvxSimulation> sim;
     if (!StartBenchHost(host, sim) || FAILED(sim->AddGeneratedChannels(count, rate))) return false;
     CMeasuredChart live, rebuilt;
-    if (!live.Make(host, count, history) || (kept && !rebuilt.Make(host, count, history))) return false;
+    if (!live.Make(host, count, history) || (rebuilding && !rebuilt.Make(host, count, history))) return false;
 
     incremental.assign(phases.size(), CFrames());
     std::vector<CFrames> everyFrame(phases.size());
@@ -185,11 +196,11 @@ bool Run(int count, int rate, qvx::time history, qvx::time length, const std::ve
         const Clock::time_point start = Clock::now();
         sim->Advance(step);
         const double host = Micros(Clock::now() - start);
-        live.Paint();
+        if (measure != CMeasure::Advance || !f) live.Paint();
         const double micros = Micros(Clock::now() - start);
         elapsed += step;
         if (!f) {
-            if (kept) rebuilt.Paint();
+            if (rebuilding) rebuilt.Paint();
             continue;
         }
         f->Micros.push_back(micros);
@@ -200,7 +211,7 @@ bool Run(int count, int rate, qvx::time history, qvx::time length, const std::ve
         f->Columns += live.ColumnsDrawn();
         ++f->Frames;
         f->CpuLast = ThreadMicros();
-        if (kept && frame % FramesPerSecond == 0) {
+        if (rebuilding && frame % FramesPerSecond == 0) {
             rebuilt.RebuildEverything();
             const long long was = rebuilt.SamplesRead();
             const Clock::time_point before = Clock::now();
@@ -213,7 +224,16 @@ bool Run(int count, int rate, qvx::time history, qvx::time length, const std::ve
     }
     const double appended = double(count) * rate / FramesPerSecond;
     for (size_t p = 0; p < phases.size(); ++p) {
-        if (kept) {
+        if (measure == CMeasure::Advance && kept) {
+            const CFrames& f = (*kept)[p];
+            const CFrames& a = incremental[p];
+            if (f.Frames == 0 || a.Frames == 0) continue;
+            std::printf("    %-36s the host's advance alone: %5.0f us CPU a frame, which leaves the chart %5.1f%% of a "
+                        "core\n",
+                        phases[p].Name, a.Cpu(), (f.Cpu() - a.Cpu()) * FramesPerSecond / 1e4);
+            continue;
+        }
+        if (rebuilding && kept) {
             CFrames f = (*kept)[p];
             CFrames& d = everyFrame[p];
             if (f.Frames == 0 || d.Frames == 0) continue;
@@ -233,7 +253,7 @@ bool Run(int count, int rate, qvx::time history, qvx::time length, const std::ve
                     double(f.Read) / double(f.Frames), appended, double(f.Vertices) / double(f.Frames),
                     double(f.Columns) / double(f.Frames), f.Whole, f.Frames, f.Cpu() * FramesPerSecond / 1e4);
     }
-    if (!kept) {
+    if (measure == CMeasure::Live) {
         // What a paint costs when nothing is new: the axes, the fills and the copies around the plot.
         std::printf("    %-36s %ld x %ld\n", "the whole picture", live.Size.cx, live.Size.cy);
         CFrames still;
@@ -263,7 +283,8 @@ int RunTraceFrames(const std::string& only)
                         rate);
             std::vector<CFrames> kept, unused;
             if (!Run(count, rate, 300 * Second, 360 * Second, phases, kept) ||
-                !Run(count, rate, 300 * Second, 360 * Second, phases, unused, &kept))
+                !Run(count, rate, 300 * Second, 360 * Second, phases, unused, CMeasure::Advance, &kept) ||
+                !Run(count, rate, 300 * Second, 360 * Second, phases, unused, CMeasure::Rebuilding, &kept))
                 std::printf("    the run could not be set up\n");
         }
     }
