@@ -142,6 +142,8 @@ void CBaseChartCtl::Draw(CChartDrawInfo& info)
     Border.Update(CControlBorderHelper::PaintUpdate, update);
     Border.DrawBorder(info.hdcOut);
     if (GraphRegion) GraphRegion->Draw(info);
+    // The panel and the divider lie beside the plot. The graph's layer may still hold the plot's
+    // pixels (CPlotLayer::Flush): whatever comes to paint over the plot copies them first.
     if (ShowCursorValues && CursorsRegion) CursorsRegion->Draw(info);
     // Last, so that the divider lies on top of both.
     if (ResizeRegion) ResizeRegion->Draw(info);

@@ -80,7 +80,9 @@ public:
     // Set by the graph region while its traces write straight into its DIB section.
     CDIBSection* TraceDib;
     // Painting into the control's own back buffer, which a later paint may build on: the graph
-    // keeps its plot in a layer and draws again only what changed.
+    // keeps its plot in a layer and draws again only what changed. The layer's pixels may then
+    // still be in the layer alone when the paint ends (CPlotLayer::Pending): the caller copies
+    // them to the target itself, rather than through the back buffer.
     bool RetainedPlot = false;
 
 private:

@@ -198,8 +198,19 @@ HRESULT CLinnographCtl::OnDraw(const DrawDescription& draw)
         CBaseChartCtl::Draw(info);
     }
     if (!direct && surface) {
-        BitBlt(target, bounds.left, bounds.top, bounds.right - bounds.left + 1, bounds.bottom - bounds.top + 1,
-               surface, bounds.left, bounds.top, SRCCOPY);
+        // The graph's layer goes to the target itself, when nothing was painted over it: the
+        // back buffer brings the rest.
+        CPlotLayer* layer = GraphRegion && GraphRegion->PlotLayer.Pending() ? &GraphRegion->PlotLayer : nullptr;
+        {
+            const CSavedDC saved(target);
+            if (layer) {
+                const RECT& plot = GraphRegion->GraphRect;
+                ExcludeClipRect(target, plot.left, plot.top, plot.right + 1, plot.bottom + 1);
+            }
+            BitBlt(target, bounds.left, bounds.top, bounds.right - bounds.left + 1, bounds.bottom - bounds.top + 1,
+                   surface, bounds.left, bounds.top, SRCCOPY);
+        }
+        if (layer) layer->Flush(target);
     }
 
     const RECT& outer = Border.GetOuterRect();

@@ -233,6 +233,7 @@ void CGraphRegion::DrawCursors(CChartDrawInfo& info, BOOL repaint)
     const bool primaryVisible = onGraph(x1);
     const bool secondVisible = two && onGraph(x2);
     if (!primaryVisible && !two) return;
+    PlotLayer.Flush(info.hdcOut);
 
     const int h = GetDeviceCaps(info.hdcRef, LOGPIXELSX) / 16;
     const CCursorLayout layout = LayOutCursors(GraphRect, h, x1, x2, two);

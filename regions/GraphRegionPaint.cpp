@@ -89,6 +89,8 @@ void CGraphRegion::Draw(CChartDrawInfo& info)
         scene.Paint(info.hdcOut);
     SceneStorage.swap(scene.Items);
     if (selection) {
+        // What paints over the plot copies the layer under it first, as the cursors do; the
+        // events and the offset mode paint nothing there yet.
         Events->Draw(info);
         if (!IsEmpty(GraphRect) && OffsetMode.OffsetState == 1) DrawCursors(info, FALSE);
         OffsetMode.Draw(info);

@@ -45,6 +45,7 @@ void CPlotLayer::Reset()
     FreeBuffer(Dc, Bitmap, OldBitmap);
     Valid = false;
     Origin = 0;
+    PendingCopy = false;
     Painted.clear();
 }
 
@@ -79,8 +80,7 @@ void CPlotLayer::Paint(CChartDrawInfo& info, const RECT& rect, const CPlotScene&
     const LONG wrap = rect.left + size.cx - Origin;
     DrawPart(info, rect, scene, Origin, rect.left, wrap - 1);
     if (Origin > 0) DrawPart(info, rect, scene, Origin - size.cx, wrap, rect.right);
-    BitBlt(info.hdcOut, rect.left, rect.top, size.cx - Origin, size.cy, Dc, Origin, 0, SRCCOPY);
-    if (Origin > 0) BitBlt(info.hdcOut, wrap, rect.top, Origin, size.cy, Dc, 0, 0, SRCCOPY);
+    PendingCopy = true;
 
     for (const CPlotItem& item : scene.Items)
         if (item.IsTrace) item.Trace.Region->MarkPainted();
@@ -88,6 +88,16 @@ void CPlotLayer::Paint(CChartDrawInfo& info, const RECT& rect, const CPlotScene&
     Rect = rect;
     Back = info.BackColour;
     Valid = true;
+}
+
+void CPlotLayer::Flush(HDC dc)
+{
+    if (!PendingCopy) return;
+    PendingCopy = false;
+    const LONG width = Rect.right - Rect.left + 1, height = Rect.bottom - Rect.top + 1;
+    const LONG wrap = Rect.left + width - Origin;
+    BitBlt(dc, Rect.left, Rect.top, width - Origin, height, Dc, Origin, 0, SRCCOPY);
+    if (Origin > 0) BitBlt(dc, wrap, Rect.top, Origin, height, Dc, 0, 0, SRCCOPY);
 }
 
 void CPlotLayer::DrawPart(CChartDrawInfo& info, const RECT& rect, const CPlotScene& scene, LONG offset, LONG from,

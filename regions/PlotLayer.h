@@ -72,9 +72,12 @@ public:
 class CPlotLayer
 {
 public:
-    // Paints `scene` over `rect` (right and bottom inclusive) of info.hdcOut, drawing again only
-    // what changed since the last Paint; the layer's pixels then go to hdcOut.
+    // Brings the layer up to `scene` over `rect` (right and bottom inclusive), drawing again only
+    // what changed since the last Paint. Its pixels are then pending: Flush copies them.
     void Paint(CChartDrawInfo& info, const RECT& rect, const CPlotScene& scene);
+    // Copies the pending pixels to `dc`, in the coordinates that Paint was given.
+    void Flush(HDC dc);
+    bool Pending() const noexcept { return PendingCopy; }
     // Forgets the picture: the next Paint draws everything.
     void Reset();
 
@@ -98,6 +101,7 @@ private:
     RECT Rect{};
     // The bitmap's column that holds the plot's first one.
     LONG Origin = 0;
+    bool PendingCopy = false;
     COLORREF Back = 0;
     bool Valid = false;
     // The scene the layer holds.
