@@ -103,7 +103,8 @@ int Run()
 // The line traces' figures (LiveTraceBench.cpp); `only` names one run, or is empty for all.
 int RunTraceFrames(const std::string& only);
 
-// "--history" runs the long-history comparison alone, "--heaviest" the 32 x 10 kHz run alone.
+// "--history" runs the long-history comparison alone, "--heaviest" the 32 x 10 kHz run alone,
+// "--odd-width" that run's live chart on a plot of 1183 columns.
 int main(int argc, char** argv)
 {
     if (FAILED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED))) return 1;
