@@ -123,7 +123,7 @@ void CLineTraceRegion::ClearPoints()
 {
     RebuiltSincePaint = true;
     Folder.Clear();
-    BuiltStart = 0;
+    BuiltColumn = 0;
     BuiltSpan = 0;
     NeedBuild = TRUE;
 }
@@ -195,21 +195,32 @@ bool CLineTraceRegion::GetMapping(CMapping& m)
     if (!(hi > lo)) return false;
     m.A = double(Bounds.top - Bounds.bottom) / (hi - lo);
     m.B = (double(Bounds.bottom) * hi - double(Bounds.top) * lo) / (hi - lo);
+    // Rounded down, also before time 0.
+    const __int128 scaled = __int128(m.Start) * m.Width;
+    m.Column = scaled / m.Span;
+    __int128 offset = scaled % m.Span;
+    if (offset < 0) {
+        --m.Column;
+        offset += m.Span;
+    }
+    m.Offset = qvx::time(offset);
     return true;
 }
 
 qvx::time CLineTraceRegion::CMapping::X(qvx::time time) const noexcept
 {
-    // Whole columns from the view start, rounded down: a view moved by whole columns moves
-    // every x by exactly as many, so shifted and rebuilt points agree. Any time of a recording
-    // fits in 64 bits, which divide several times faster; times far off take the wide way.
+    // The time's column on the grid from time 0, counted from the view start's, rounded down:
+    // wherever the view moves, every x moves by the same whole number of columns, so shifted
+    // and rebuilt points agree. Any time of a recording fits in 64 bits, which divide several
+    // times faster; times far off take the wide way.
     std::int64_t delta, product, result;
-    if (!__builtin_sub_overflow(time, Start, &delta) && !__builtin_mul_overflow(delta, std::int64_t(Width), &product)) {
+    if (!__builtin_sub_overflow(time, Start, &delta) && !__builtin_mul_overflow(delta, std::int64_t(Width), &product) &&
+        !__builtin_add_overflow(product, Offset, &product)) {
         std::int64_t columns = product / Span;
         if (product % Span != 0 && product < 0) --columns;
         if (!__builtin_add_overflow(columns, std::int64_t(Left), &result)) return result;
     }
-    const __int128 scaled = (__int128(time) - Start) * Width;
+    const __int128 scaled = (__int128(time) - Start) * Width + Offset;
     __int128 columns = scaled / Span;
     if (scaled % Span != 0 && scaled < 0) --columns;
     columns += Left;
@@ -223,17 +234,16 @@ void CLineTraceRegion::FitToView(const CMapping& m)
         ClearPoints();
         return;
     }
-    const qvx::time delta = m.Start - BuiltStart;
-    if (delta == 0) return;
-    const __int128 scaled = __int128(delta) * m.Width;
-    if (delta < 0 || scaled % m.Span != 0 || scaled / m.Span >= m.Width) {
+    const __int128 moved = m.Column - BuiltColumn;
+    if (moved == 0) return;
+    if (moved < 0 || moved >= m.Width) {
         ClearPoints();
         return;
     }
     // The line into the left edge starts one column outside it.
-    const auto columns = std::int32_t(scaled / m.Span);
+    const auto columns = std::int32_t(moved);
     Folder.ShiftLeft(columns, m.Left - 1);
-    BuiltStart = m.Start;
+    BuiltColumn = m.Column;
     ShiftedColumns += columns;
     DataRight -= columns;
     if (ChangedFrom != LONG_MAX) {
@@ -334,7 +344,7 @@ void CLineTraceRegion::Fold(const CMapping& m)
     } else {
         Folder.Clear();
         Folder.Begin();
-        BuiltStart = m.Start;
+        BuiltColumn = m.Column;
         BuiltSpan = m.Span;
         RebuiltSincePaint = true;
     }

@@ -111,9 +111,9 @@ public:
     BOOL NeedBuild = TRUE;
     // The x of the newest sample, or the right of Bounds: painting stops there.
     LONG DataRight = 32767;
-    // The view start (absolute) and span that the stored pixels belong to; Span 0 when nothing
-    // is stored.
-    qvx::time BuiltStart = 0;
+    // The column of the view start on the grid of columns from time 0, and the span, that the
+    // stored pixels belong to; Span 0 when nothing is stored.
+    __int128 BuiltColumn = 0;
     qvx::time BuiltSpan = 0;
     // The time of the last sample read, absolute; where the next build goes on.
     qvx::time ReadTime = 0;
@@ -131,6 +131,10 @@ protected:
         LONG Width;
         double A;
         double B;
+        // Columns stand on one grid from time 0, Span / Width ticks each, wherever the view
+        // starts: Start lies in the grid's column Column, Offset ticks (times Width) into it.
+        __int128 Column;
+        qvx::time Offset;
         // The pixel column of an absolute time.
         qvx::time X(qvx::time time) const noexcept;
     };
