@@ -204,7 +204,7 @@ HRESULT CLinnographCtl::OnDraw(const DrawDescription& draw)
         {
             const CSavedDC saved(target);
             if (layer) {
-                const RECT& plot = GraphRegion->GraphRect;
+                const RECT& plot = layer->Area();
                 ExcludeClipRect(target, plot.left, plot.top, plot.right + 1, plot.bottom + 1);
             }
             BitBlt(target, bounds.left, bounds.top, bounds.right - bounds.left + 1, bounds.bottom - bounds.top + 1,

@@ -78,6 +78,8 @@ public:
     // Copies the pending pixels to `dc`, in the coordinates that Paint was given.
     void Flush(HDC dc);
     bool Pending() const noexcept { return PendingCopy; }
+    // The rectangle that the last Paint was given, right and bottom inclusive.
+    const RECT& Area() const noexcept { return Rect; }
     // Forgets the picture: the next Paint draws everything.
     void Reset();
 

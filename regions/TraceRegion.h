@@ -1,8 +1,9 @@
 #pragma once
 // Trace regions: one trace (a channel in a data selection) drawn into its channel's band. The
 // line traces read the host's samples in place, fold them by pixel column and keep the result
-// as polylines in device pixels; new samples extend them, and a view that moved by whole pixel
-// columns shifts them, so that each sample is read once however long the chart runs.
+// as polylines in device pixels; new samples extend them, and a view that moved shifts them by
+// the whole columns its start crossed on a grid of columns from time 0, so that each sample is
+// read once however long the chart runs.
 #include <windows.h>
 #include <climits>
 #include "control/ChartRegionBase.h"
@@ -13,7 +14,6 @@
 class CChannelDataItem;
 class CChartDrawInfo;
 class CDataSelectionDataItem;
-class CPlotScene;
 class CRecordWalker;
 class CTaskDataItem;
 class CTraceDataItem;
@@ -139,8 +139,8 @@ protected:
         qvx::time X(qvx::time time) const noexcept;
     };
     bool GetMapping(CMapping& mapping);
-    // Shifts the stored points to a view that moved by whole columns, or clears them when it
-    // moved otherwise or the span changed.
+    // Shifts the stored points left by the columns the view's start moved on, or clears them when
+    // it moved back or by a whole width or more, or the span changed.
     void FitToView(const CMapping& mapping);
     // Feeds the walker's records to AddSample from the sample after `after` on; false when the
     // build is to stop.
