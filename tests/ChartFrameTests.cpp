@@ -280,7 +280,8 @@ TEST_F(ChartInPlace, TaskChangesAndLayoutPropertiesRepaintTheRoot)
     EXPECT_EQ(DirtyAll, Chart->CursorsRegion->DirtyBits);
 }
 
-// The split stays within the panel's limits. A span flags the task item without the event bit; a shorter data span keeps the zooms, a longer one undoes them.
+// The split stays within the panel's limits. A span flags the task item without the event bit; a
+// shorter data span keeps the zooms, a longer one undoes them.
 TEST_F(ChartFrame, TheSplitKeepsThePanelsLimitsAndTheSpansFlagTheTaskItem)
 {
     CWindowDC screen(nullptr);
