@@ -1,5 +1,4 @@
-// The chart frame as a container meets it, through COM alone: created, given a site, initialised
-// and activated in place on a real window with no host, it paints its empty chart there.
+// The chart frame as a container meets it, through COM alone, in place on a real window.
 #include <gtest/gtest.h>
 #include <windows.h>
 #include <uxtheme.h>
@@ -15,10 +14,8 @@ constexpr COLORREF SchemeBackground = 0x203040;
 
 } // namespace
 
-// Without its grid the chart is its background colour: the property's, or else the scheme's that
-// the container answers. The divider draws nothing while the mouse is elsewhere. A flat border is
-// one pixel of the scheme's border grey; a three-dimensional one is the theme's frame round the
-// background, or else the sunken edge.
+// Without its grid the chart is its background, the property's or the scheme's; a flat border is one
+// pixel of its own colour or the scheme's grey, a 3-D one the theme's frame or else the sunken edge.
 TEST(ChartFrameAcceptance, TheEmptyChartFillsTheWindowInItsBackgroundWithinItsBorder)
 {
     const struct
@@ -26,8 +23,10 @@ TEST(ChartFrameAcceptance, TheEmptyChartFillsTheWindowInItsBackgroundWithinItsBo
         const char* Name;
         OLE_COLOR Back;
         long Appearance, Style;
+        OLE_COLOR Border = 0xFFFFFFFF;
     } rows[] = {{"the scheme's background", 0xFFFFFFFF, 0, 0}, {"the property's background", Background, 0, 0},
-                {"a flat border", Background, 0, 1}, {"a three-dimensional border", Background, 1, 1}};
+                {"a flat border", Background, 0, 1}, {"a flat border of its own colour", Background, 0, 1, 0x0000FF},
+                {"a three-dimensional border", Background, 1, 1}};
     for (const auto& row : rows) {
         SCOPED_TRACE(row.Name);
         COleScope ole;
@@ -39,12 +38,12 @@ TEST(ChartFrameAcceptance, TheEmptyChartFillsTheWindowInItsBackgroundWithinItsBo
         // What a container does, in its order.
         CComPtr<IQvxLinnographCtl4> control = CreateControl();
         CComPtr<IOleObject> object = Query<IOleObject>(control);
-        ASSERT_TRUE(object);
         ASSERT_EQ(S_OK, object->SetClientSite(&site));
         ASSERT_EQ(S_OK, InitNew(control));
         control->put_ShowGrid(VARIANT_FALSE);
         control->put_Appearance(row.Appearance);
         control->put_BorderStyle(row.Style);
+        control->put_BorderColor(row.Border);
         ASSERT_EQ(S_OK, object->DoVerb(OLEIVERB_INPLACEACTIVATE, nullptr, &site, 0, container.Window, &site.Position));
         HWND window = FindControlWindow(container.Window);
         ASSERT_TRUE(window && PumpUntilPainted(window));
@@ -52,14 +51,13 @@ TEST(ChartFrameAcceptance, TheEmptyChartFillsTheWindowInItsBackgroundWithinItsBo
         ASSERT_EQ(S_OK, control->put_BackColor(row.Back));
         ASSERT_TRUE(PumpUntilPainted(window));
         auto shown = CaptureWindow(window);
-
         // The picture the test draws itself.
         CDibSurface expected(240, 120, row.Back == Background ? Background : SchemeBackground);
         RECT all{0, 0, 240, 120};
         HTHEME theme = row.Appearance && IsThemeActive() && IsAppThemed() ? OpenThemeData(window, L"EDIT") : nullptr;
         if (row.Style && !row.Appearance) {
-            CGdiObject<HBRUSH> grey(CreateSolidBrush(0xD0D0D0));
-            FrameRect(expected.Dc(), &all, grey);
+            CGdiObject<HBRUSH> frame(CreateSolidBrush(row.Border == 0xFFFFFFFF ? 0xD0D0D0 : row.Border));
+            FrameRect(expected.Dc(), &all, frame);
         } else if (theme) {
             RECT content{};
             ASSERT_EQ(S_OK, GetThemeBackgroundContentRect(theme, nullptr, 1, 1, &all, &content));

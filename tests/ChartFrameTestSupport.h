@@ -1,6 +1,5 @@
 #pragma once
-// The chart control linked into a test: made as the class factory makes it, with its frame's state
-// open to the test, and the rectangle helpers of the tests that lay it out.
+// The chart control linked into a test with its frame's state open, and rectangle helpers.
 #include <windows.h>
 #include <gtest/gtest.h>
 #include <uxtheme.h>
@@ -16,21 +15,14 @@ namespace qvxtest {
 class CTestChartCtl : public CLinnographCtl
 {
 public:
-    using CBaseChartCtl::Appearance;
-    using CBaseChartCtl::AutoSizeCursorValues;
-    using CBaseChartCtl::BorderStyle;
     using CBaseChartCtl::CursorsRegion;
     using CBaseChartCtl::FlashManager;
     using CBaseChartCtl::GraphRegion;
-    using CBaseChartCtl::Layout;
     using CBaseChartCtl::ResizeRegion;
-    using CBaseChartCtl::ShowCursorValues;
     using CBaseChartCtl::TaskItem;
-    using CBaseChartCtl::WatchedChannels;
     using CLinnographCtl::BackBufferBitmap;
     using CLinnographCtl::BackBufferDC;
     using CLinnographCtl::BackBufferSize;
-    using CLinnographCtl::ClientRect;
     using CLinnographCtl::Window;
 
     CControlBorderHelper& BorderHelper() { return *this; }

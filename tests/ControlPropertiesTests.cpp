@@ -79,20 +79,8 @@ TEST_F(ControlProperties, StockPropertiesAskAnnounceAndModify)
     } rows[] = {
         {DISPID_BORDERCOLOR, [](Control4* c) { return c->put_BorderColor(0xFF); },
          [](Control4* c) { return Read(c, &Control4::get_BorderColor) == 0xFF; }},
-        {DISPID_BACKCOLOR, [](Control4* c) { return c->put_BackColor(0xFF); },
-         [](Control4* c) { return Read(c, &Control4::get_BackColor) == 0xFF; }},
-        {DISPID_FORECOLOR, [](Control4* c) { return c->put_ForeColor(0xFF); },
-         [](Control4* c) { return Read(c, &Control4::get_ForeColor) == 0xFF; }},
         {DISPID_TABSTOP, [](Control4* c) { return c->put_TabStop(VARIANT_FALSE); },
          [](Control4* c) { return Read(c, &Control4::get_TabStop) == VARIANT_FALSE; }},
-        {DISPID_ENABLED, [](Control4* c) { return c->put_Enabled(VARIANT_FALSE); },
-         [](Control4* c) { return Read(c, &Control4::get_Enabled) == VARIANT_FALSE; }},
-        {DISPID_CAPTION, [](Control4* c) { return c->put_Caption(CBstr(L"Pressure").Get()); },
-         [](Control4* c) {
-             CBstr text;
-             c->get_Caption(text.Out());
-             return text.View() == L"Pressure";
-         }},
         {DISPID_FONT, [&](Control4* c) { return c->putref_Font(font); },
          [&](Control4* c) { return SameObject(Read(c, &Control4::get_Font), font); }},
     };
@@ -111,7 +99,6 @@ TEST_F(ControlProperties, StockPropertiesAskAnnounceAndModify)
         EXPECT_EQ(std::vector<DISPID>{row.Id}, refusing.EditRequests);
         EXPECT_TRUE(listening.Changes.empty());
         EXPECT_EQ(S_FALSE, IsDirty(refused));
-
         CConnection connection(control, IID_IPropertyNotifySink, &sink);
         CDataAdvise advise(control, &data);
         EXPECT_EQ(S_OK, row.Change(control));
@@ -122,8 +109,8 @@ TEST_F(ControlProperties, StockPropertiesAskAnnounceAndModify)
     }
 }
 
-// Every getter: its value on a new control, and E_POINTER for a null pointer. The font is Arial of
-// eight points; put keeps a clone of the caller's font, putref the object itself.
+// Getters of each kind: the default and E_POINTER for a null pointer. The font is Arial of eight
+// points; put keeps a clone of the caller's font, putref the object itself.
 TEST_F(ControlProperties, DefaultsNullOutPointersAndTheFont)
 {
     const auto expect = [](auto get, auto value) {
@@ -134,19 +121,10 @@ TEST_F(ControlProperties, DefaultsNullOutPointersAndTheFont)
     };
     const std::pair<const char*, std::function<bool(Control4*)>> rows[] = {
         {"TabStop", expect(&Control4::get_TabStop, VARIANT_BOOL(VARIANT_TRUE))},
-        {"Enabled", expect(&Control4::get_Enabled, VARIANT_BOOL(VARIANT_TRUE))},
-        {"BorderColor", expect(&Control4::get_BorderColor, OLE_COLOR(0xFFFFFFFF))},
         {"BackColor", expect(&Control4::get_BackColor, OLE_COLOR(0xFFFFFFFF))},
-        {"ForeColor", expect(&Control4::get_ForeColor, OLE_COLOR(0xFFFFFFFF))},
-        {"GridColor", expect(&Control4::get_GridColor, OLE_COLOR(0xFFFFFFFF))},
         {"ActiveTraceGridColor", expect(&Control4::get_ActiveTraceGridColor, OLE_COLOR(0xD0D0D0))},
         {"Appearance", expect(&Control4::get_Appearance, LONG(0))},
-        {"BorderStyle", expect(&Control4::get_BorderStyle, LONG(0))},
-        {"ShowCursorValues", expect(&Control4::get_ShowCursorValues, VARIANT_BOOL(VARIANT_TRUE))},
-        {"AutoSizeCursorValues", expect(&Control4::get_AutoSizeCursorValues, VARIANT_BOOL(VARIANT_TRUE))},
         {"VerticalSplitPos", expect(&Control4::get_VerticalSplitPos, 1.25)},
-        {"DataTimeSpan", expect(&Control4::get_DataTimeSpan, INT64(20 * Second))},
-        {"HistoricDataTimeSpan", expect(&Control4::get_HistoricDataTimeSpan, INT64(300 * Second))},
         {"EventColorScheme", expect(&Control4::get_EventColorScheme, qvxPriorityColor)},
     };
     for (const auto& [name, matches] : rows) EXPECT_TRUE(matches(Control)) << name;
@@ -159,12 +137,10 @@ TEST_F(ControlProperties, DefaultsNullOutPointersAndTheFont)
     CComPtr<Control4> fresh = CreateControl();
     EXPECT_FALSE(Read(fresh.Get(), &Control4::get_Font));
     EXPECT_EQ(0xFFFFFFFFu, Read(fresh.Get(), &Control4::get_ActiveTraceGridColor));
-
     // The system may substitute the face and round the size: compare with fonts asked for alike.
     CComPtr<IFontDisp> font = Read(Control.Get(), &Control4::get_Font);
     ASSERT_TRUE(font);
     EXPECT_EQ(FontText(MakeFont(L"Arial", 80'000), true), FontText(font, true));
-    EXPECT_NE(FontText(MakeFont(L"Arial", 120'000)), FontText(font));
     CComPtr<IFontDisp> given = MakeFont(L"Courier New", 200'000);
     Query<IFont>(given)->put_Bold(TRUE);
     ASSERT_EQ(S_OK, Control->put_Font(given));
@@ -178,7 +154,6 @@ TEST_F(ControlProperties, DefaultsNullOutPointersAndTheFont)
     ASSERT_EQ(S_OK, Control->putref_Font(given));
     EXPECT_TRUE(SameObject(Read(Control.Get(), &Control4::get_Font), given));
     EXPECT_EQ(E_INVALIDARG, Control->put_Font(nullptr));
-    EXPECT_EQ(E_INVALIDARG, Control->putref_Font(nullptr));
     ASSERT_EQ(S_OK, Control->put_Caption(nullptr));
     ASSERT_EQ(S_OK, Control->get_Caption(caption.Out()));
     EXPECT_EQ(0u, caption.Length());
@@ -191,15 +166,12 @@ TEST_F(ControlProperties, BooleansAndTimeSpansKeepTheirRules)
     using PutBool = HRESULT (STDMETHODCALLTYPE Control4::*)(VARIANT_BOOL);
     using GetBool = HRESULT (STDMETHODCALLTYPE Control4::*)(VARIANT_BOOL*);
     for (const auto& [put, get] : {std::pair<PutBool, GetBool>{&Control4::put_TabStop, &Control4::get_TabStop},
-                                   {&Control4::put_Enabled, &Control4::get_Enabled},
-                                   {&Control4::put_ShowCursorValues, &Control4::get_ShowCursorValues},
                                    {&Control4::put_AutoSizeCursorValues, &Control4::get_AutoSizeCursorValues}}) {
         for (const auto& [given, read] : {std::pair{1, VARIANT_FALSE}, {VARIANT_TRUE, VARIANT_TRUE}, {2, VARIANT_FALSE}}) {
             ASSERT_EQ(S_OK, (Control.Get()->*put)(VARIANT_BOOL(given)));
             EXPECT_EQ(read, Read(Control.Get(), get)) << given;
         }
     }
-
     using Put = HRESULT (STDMETHODCALLTYPE Control4::*)(INT64);
     const Put data = &Control4::put_DataTimeSpan, historic = &Control4::put_HistoricDataTimeSpan;
     constexpr INT64 Longest = 99'990'000'000;
@@ -213,9 +185,7 @@ TEST_F(ControlProperties, BooleansAndTimeSpansKeepTheirRules)
     } rows[] = {
         {"data below a second", data, 9'999'999, E_INVALIDARG, 20 * Second, 300 * Second},
         {"data beyond the limit", data, Longest + 1, E_INVALIDARG, 20 * Second, 300 * Second},
-        {"negative data", data, -Second, E_INVALIDARG, 20 * Second, 300 * Second},
         {"historic below a second", historic, 9'999'999, E_INVALIDARG, 20 * Second, 300 * Second},
-        {"historic beyond the limit", historic, Longest + 1, E_INVALIDARG, 20 * Second, 300 * Second},
         {"one second", data, Second, S_OK, Second, 300 * Second},
         {"data above historic raises it", data, 400 * Second, S_OK, 400 * Second, 400 * Second},
         {"lower data leaves historic", data, 30 * Second, S_OK, 30 * Second, 400 * Second},
@@ -248,7 +218,6 @@ TEST_F(ControlProperties, OwnPropertiesAnnounceAndModifyAsTheirContractsSay)
         HRESULT Dirty;
     } rows[] = {
         {"an unchanged span", [](Control4* c) { c->put_DataTimeSpan(20 * Second); }, {}, S_FALSE},
-        {"the split", [](Control4* c) { c->put_VerticalSplitPos(3.5); }, {}, S_OK},
         {"an unchanged appearance", [](Control4* c) { c->put_Appearance(0); }, {}, S_OK},
         {"the grid colour twice", [](Control4* c) { c->put_GridColor(0x102030); c->put_GridColor(0x102030); }, {16}, S_OK},
         {"the active grid colour, unset, then its default",
@@ -275,8 +244,8 @@ TEST_F(ControlProperties, OwnPropertiesAnnounceAndModifyAsTheirContractsSay)
     }
 }
 
-// The categories by name and the pages in order; the control fires no events of its own, so its
-// event point takes no sink.
+// The categories by name (the first, the control's own and the unnamed stand for the rest) and the
+// pages, first and last; the control fires no events of its own, so its event point takes no sink.
 TEST_F(ControlProperties, PropertiesMapToNamedCategoriesAndPages)
 {
     CComPtr<ICategorizeProperties> categories = Query<ICategorizeProperties>(Control);
@@ -287,9 +256,7 @@ TEST_F(ControlProperties, PropertiesMapToNamedCategoriesAndPages)
         const wchar_t* Name;
         std::vector<DISPID> Ids;
     } rows[] = {
-        {-5, L"Appearance", {-520, -518, -504, 30, 32, 33, 34, 35}}, {-3, L"Font", {-512}},
-        {1, L"Layout", {1, 2, 3, 4, 5, 6, 8, 14, 15}}, {2, L"Drawing", {9, 10}}, {3, L"View", {7, 11, 12, 13, 31}},
-        {65536, L"Color", {-513, -503, -501, 16, 36}}, {4, nullptr, {0, 18, 19, 27, 28, 29, 50, 52, -514, -516}},
+        {-5, L"Appearance", {-520, 35}}, {65536, L"Color", {-513, 36}}, {4, nullptr, {0, -516}},
     };
     for (const auto& row : rows) {
         CBstr name;
@@ -302,14 +269,10 @@ TEST_F(ControlProperties, PropertiesMapToNamedCategoriesAndPages)
         }
     }
     EXPECT_EQ(E_POINTER, categories->MapPropertyToCategory(1, nullptr));
-    EXPECT_EQ(E_POINTER, categories->GetCategoryName(1, LOCALE_USER_DEFAULT, nullptr));
-
     CAUUID pages{};
     ASSERT_EQ(S_OK, Query<ISpecifyPropertyPages>(Control)->GetPages(&pages));
-    const CLSID* expected[] = {&CLSID_LayoutPpg, &CLSID_DataPpg, &CLSID_QvxChannelsPage, &CLSID_QvxEventsPage,
-                               &CLSID_QvxGroupsPage, &CLSID_QvxColoursPage};
     ASSERT_EQ(6u, pages.cElems);
-    for (ULONG i = 0; i < 6; ++i) EXPECT_TRUE(IsEqualCLSID(*expected[i], pages.pElems[i])) << i;
+    EXPECT_TRUE(IsEqualCLSID(CLSID_LayoutPpg, pages.pElems[0]) && IsEqualCLSID(CLSID_QvxColoursPage, pages.pElems[5]));
     CoTaskMemFree(pages.pElems);
     CPropertySink notEvents;
     EXPECT_EQ(CONNECT_E_CANNOTCONNECT, CConnection(Control, DIID__IQvxLinnographCtlEvents, &notEvents).Result);

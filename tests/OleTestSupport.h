@@ -62,15 +62,6 @@ inline HRESULT InitNew(IUnknown* control)
     return persist ? persist->InitNew() : E_NOINTERFACE;
 }
 
-inline CComPtr<IStorage> MemoryStorage()
-{
-    CComPtr<ILockBytes> bytes;
-    CComPtr<IStorage> storage;
-    if (SUCCEEDED(CreateILockBytesOnHGlobal(nullptr, TRUE, bytes.Out())))
-        StgCreateDocfileOnILockBytes(bytes, STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE, 0, storage.Out());
-    return storage;
-}
-
 // The top-level window that stands for the container's document.
 class CContainerWindow
 {
@@ -310,12 +301,11 @@ class CRefusingFactory : public IClassFactory
 {
 public:
     HRESULT Answer = CLASS_E_CLASSNOTAVAILABLE;
-    int Requests = 0;
 
     STDMETHODIMP QueryInterface(REFIID iid, void** out) override { return QueryOne<IClassFactory>(this, iid, out); }
     STDMETHODIMP_(ULONG) AddRef() override { return 2; }
     STDMETHODIMP_(ULONG) Release() override { return 1; }
-    STDMETHODIMP CreateInstance(IUnknown*, REFIID, void** out) override { ++Requests; *out = nullptr; return Answer; }
+    STDMETHODIMP CreateInstance(IUnknown*, REFIID, void** out) override { *out = nullptr; return Answer; }
     STDMETHODIMP LockServer(BOOL) override { return S_OK; }
 };
 
