@@ -1,7 +1,6 @@
 // The data-selection items over the substitute host: the real-time window on whole pixel columns,
 // the control's choice of its one selection, the waiting listener, and the historic item.
 #include <gtest/gtest.h>
-#include <algorithm>
 #include "items/DataSelectionDataItem.h"
 #include "items/ItemFlags.h"
 #include "items/LapMarkersDataItem.h"

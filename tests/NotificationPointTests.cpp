@@ -238,14 +238,18 @@ TEST_F(NotificationPoints, SinksThatComeAndGoDuringAFiring)
 // object, so every sink of both points is still told, and the object goes when it is done.
 TEST_F(NotificationPoints, AnOwnerLetGoDuringAFiringLivesUntilItEnds)
 {
-    CComPtr<CRecorder> a = MakeRecorder("a"), b = MakeRecorder("b");
-    AdviseOn(IID_IQvxControlNotifications, a);
-    AdviseOn(IID_IQvxControlNotifications2, b);
-    const LONG objects = CComModule::Instance().ObjectCount();
-    a->During = [&] { Notifications = nullptr; };
-    Owner->Fire_OnTaskChanged(OwnerAsControl(), nullptr);
-    EXPECT_EQ((Names{"a:task", "b:task"}), Heard);
-    EXPECT_EQ(objects - 1, CComModule::Instance().ObjectCount());
+    for (bool onePoint : {false, true}) {
+        SetUp();
+        CComPtr<CRecorder> a = MakeRecorder("a"), b = MakeRecorder("b");
+        AdviseOn(onePoint ? IID_IQvxControlNotifications2 : IID_IQvxControlNotifications, a);
+        AdviseOn(IID_IQvxControlNotifications2, b);
+        const LONG objects = CComModule::Instance().ObjectCount();
+        a->During = [&] { Notifications = nullptr; };
+        if (onePoint) Owner->Fire_OnEventSetsChanged(OwnerAsControl());
+        else Owner->Fire_OnTaskChanged(OwnerAsControl(), nullptr);
+        EXPECT_EQ(onePoint ? (Names{"a:eventsets", "b:eventsets"}) : (Names{"a:task", "b:task"}), Heard);
+        EXPECT_EQ(objects - 1, CComModule::Instance().ObjectCount());
+    }
 }
 
 TEST_F(NotificationPoints, APointHoldsAtMost65535Sinks)
@@ -277,7 +281,6 @@ protected:
     CComPtr<IQvxNotifications> Control;
 };
 
-// The points' order is the one that the tests above read through their cookies.
 TEST_F(ControlNotificationPoints, TheControlOffersItsPointsAlsoByNameAndLetsGoOfItsSinksWhenItGoes)
 {
     CComPtr<CRecorder> sink = MakeRecorder("a");
