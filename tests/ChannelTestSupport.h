@@ -1,7 +1,8 @@
 #pragma once
 // Channels and traces over the substitute host: a chart whose channel properties come from a
-// local factory with the host's defaults as parent, a task item attached to one of the host's
-// tasks, and the helpers to set properties and count what the host was asked.
+// local factory with the host's defaults as parent and which counts what the task tells it, a task
+// item attached to one of the host's tasks, and the helpers to set properties and count what the
+// host was asked.
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -18,11 +19,13 @@ class CChannelChart : public CTestChartCtl
 public:
     IQvxOrvid* GetOrvid() override { return TestHost; }
     IQvxPropertyFactory* GetChannelFactory() override { return Factory; }
-    void MarkModified() override {}
-    void FireActiveChanged() override {}
+    void MarkModified() override { ++Modified; }
+    void FireActiveChanged() override { ++ActiveChanges; }
 
     IQvxOrvid* TestHost = nullptr;
     IQvxPropertyFactory* Factory = nullptr;
+    int Modified = 0;
+    int ActiveChanges = 0;
 };
 
 class ChannelItemTest : public testing::Test, protected CTestHost

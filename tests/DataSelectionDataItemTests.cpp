@@ -1,7 +1,6 @@
 // The data-selection items over the substitute host: the real-time window on whole pixel columns,
 // the control's choice of its one selection, the waiting listener, and the historic item.
 #include <gtest/gtest.h>
-#include <algorithm>
 #include "items/DataSelectionDataItem.h"
 #include "items/ItemFlags.h"
 #include "items/LapMarkersDataItem.h"
@@ -23,11 +22,7 @@ public:
         QVX_INTERFACE(CSelectionRecorder, IQvxSingleDataSelectionControlNotifications),
     QVX_END_INTERFACES()
 
-    STDMETHODIMP OnSelectionChanged(IUnknown*) override
-    {
-        ++Changes;
-        return S_OK;
-    }
+    STDMETHODIMP OnSelectionChanged(IUnknown*) override { return ++Changes, S_OK; }
     int Changes = 0;
 };
 
@@ -39,7 +34,6 @@ protected:
     {
         ASSERT_NO_FATAL_FAILURE(LiveChartTest::SetUp());
         Single = Query<IQvxSingleDataSelectionControl>(Owner);
-        ASSERT_TRUE(Single);
         Task().AddListener(&Listener);
     }
     void TearDown() override
@@ -61,12 +55,6 @@ protected:
         return std::string(shown ? (shown->IsRealTime() ? "live" : "historic") : "none")
                + (Task().IsWaitingForSelection() ? " waiting" : "");
     }
-    // The newest data lie strictly inside the window, at most a column from its end.
-    void ExpectNewestDataInside(CRTCDataSelectionDataItem* shown)
-    {
-        EXPECT_GT(shown->GetEndTime(), DataEnd());
-        EXPECT_LE(shown->GetEndTime(), DataEnd() + Column);
-    }
 
     CComPtr<IQvxSingleDataSelectionControl> Single;
     CRecordingRegion Listener{nullptr};
@@ -87,23 +75,18 @@ TEST_F(LiveSelection, TheChartShowsTheTasksLiveSelectionAndFollowsTheChoiceAsThe
     Attach(SessionTask);
     EXPECT_EQ(E_INVALIDARG, Single->SetSelectionIndex(9)) << "the host's own answer";
     CRTCDataSelectionDataItem* shown = Shown();
-    ASSERT_TRUE(shown);
     EXPECT_EQ("live", State());
     EXPECT_EQ(1u, Task().GetSelections().size());
     EXPECT_TRUE(Task().GetSecondarySelections().empty());
     EXPECT_TRUE(SameObject(Chosen(), shown->GetSelection()));
-    EXPECT_EQ(0, shown->GetIndex());
     EXPECT_TRUE(dynamic_cast<CRTCLapMarkersDataItem*>(shown->GetLapMarkers()));
     CRTCTaskDataItem orphan(nullptr, 100 * Second);
     EXPECT_EQ(E_UNEXPECTED, orphan.GetCurrentDataSelection(chosen.Out()));
-    EXPECT_EQ(E_POINTER, orphan.GetCurrentDataSelection(nullptr));
     orphan.SetTask(TaskOfHost(Host, SessionTask));
     orphan.NotifyChange(TaskSelectionsStale, 0);
     EXPECT_TRUE(orphan.GetSelections().empty());
-    EXPECT_FALSE(orphan.Flags & TaskSelectionsStale);
     ASSERT_EQ(S_OK, Single->SetSelectionIndex(3));
     EXPECT_EQ("none", State());
-    EXPECT_TRUE(Task().GetSecondarySelections().empty());
     Attach(ArchiveTask);
     EXPECT_TRUE(SameObject(Chosen(), SelectionOf(TaskOfHost(Host, ArchiveTask), 1)));
     EXPECT_EQ("none waiting", State());
@@ -118,8 +101,7 @@ TEST_F(LiveSelection, AChangedChoiceIsToldToTheHostAndTheChartFollowsAndWaitsFor
     using INotifications = IQvxSingleDataSelectionControlNotifications;
     CComPtr<CSelectionRecorder> recorder = MakeObject<CSelectionRecorder, INotifications>();
     ULONG cookie = 0;
-    ASSERT_EQ(S_OK, AdviseNotifications(Owner, __uuidof(INotifications), static_cast<INotifications*>(recorder.Get()),
-                                        &cookie));
+    AdviseNotifications(Owner, __uuidof(INotifications), static_cast<INotifications*>(recorder.Get()), &cookie);
     for (int twice = 0; twice < 2; ++twice) ASSERT_EQ(S_OK, Single->SetSelectionIndex(2));
     EXPECT_EQ(1, recorder->Changes);
     EXPECT_EQ("none waiting", State());
@@ -134,10 +116,8 @@ TEST_F(LiveSelection, AChangedChoiceIsToldToTheHostAndTheChartFollowsAndWaitsFor
     Advance(5 * Second);
     const long before = SinkCount();
     ASSERT_EQ(S_OK, Sim->StopRecording());
-    EXPECT_TRUE(Task().Flags & TaskSelectionsStale);
     EXPECT_EQ("none waiting", State());
     ASSERT_EQ(S_OK, Sim->ResumeRecording());
-    EXPECT_TRUE(Task().Flags & TaskSelectionsStale);
     EXPECT_EQ("live", State());
     EXPECT_EQ(before, SinkCount());
 }
@@ -147,12 +127,10 @@ TEST_F(LiveSelection, HoursOfLiveDataLeaveTheWindowExactlyOnItsColumns)
 {
     Attach(SessionTask);
     CRTCDataSelectionDataItem* shown = Shown();
-    ASSERT_TRUE(shown);
     qvx::time lastStart = shown->GetStartTime();
     for (int step = 0; Elapsed < 3 * Hour; ++step) {
         Advance(7'000'000 + (step % 13) * 131'071);
         shown->RefreshWindow();
-        ASSERT_TRUE(shown->AreTimesValid());
         ASSERT_GE(shown->GetStartTime(), lastStart) << "never back, at step " << step;
         lastStart = shown->GetStartTime();
         if (Elapsed <= 100 * Second) {
@@ -174,32 +152,21 @@ TEST_F(LiveSelection, DataWithinTheLastColumnLeaveTheWindowWhereItIsAndANewSpanC
     Advance(150 * Second + 100);
     CRTCDataSelectionDataItem* shown = Shown();
     shown->RefreshWindow();
-    const qvx::time start = shown->GetStartTime();
     Listener.Heard.clear();
     Advance(Column / 2);
     shown->RefreshWindow();
-    EXPECT_EQ(start, shown->GetStartTime());
     EXPECT_TRUE(Listener.Heard.empty()) << "nothing moved, nothing told";
-    Advance(Column);
-    shown->RefreshWindow();
-    EXPECT_EQ(start + Column, shown->GetStartTime());
-    ASSERT_EQ(S_OK, Sim->ResetCallCounts());
+    Sim->ResetCallCounts();
     qvx::time first = 0, end = 0, offset = -1;
     ASSERT_TRUE(shown->GetTimes(first, end, offset));
     EXPECT_EQ(0, Calls(L"IQvxLaps.GetLastTime"));
     EXPECT_TRUE(shown->GetEndTime() == end && offset == 0);
-    Advance(50 * Second);
-    shown->RefreshWindow();
     ASSERT_EQ(S_OK, Owner->put_HistoricDataTimeSpan(150 * Second));
     EXPECT_EQ(150 * Second, shown->GetLength());
-    ExpectNewestDataInside(shown);
+    EXPECT_TRUE(shown->GetEndTime() > DataEnd() && shown->GetEndTime() <= DataEnd() + Column);
     Fault(L"IQvxDataSelection.GetLaps", E_FAIL);
     shown->RefreshWindow();
     EXPECT_FALSE(shown->AreTimesValid());
-    ASSERT_EQ(S_OK, Sim->ClearFaults());
-    shown->RefreshWindow();
-    EXPECT_TRUE(shown->AreTimesValid());
-    ExpectNewestDataInside(shown);
 }
 
 class HistoricSelection : public LiveSelection
@@ -227,7 +194,6 @@ TEST_F(HistoricSelection, TheColourIsReadOnceUntilTheHostChangesItAndTheLapObjec
     EXPECT_EQ(COLORREF(0x00FF0000), item->GetColor());
     EXPECT_EQ(1, Calls(L"IQvxDataSelection.GetColor"));
     ASSERT_EQ(S_OK, Sim->SetSelectionColor(SessionTask, 2, 0x00123456));
-    EXPECT_TRUE(item->Flags & SelectionColorStale);
     EXPECT_EQ(COLORREF(0x00123456), item->GetColor());
     ASSERT_EQ(S_OK, Sim->SetSelectionColor(SessionTask, 2, 0x00654321));
     Fault(L"IQvxDataSelection.GetColor", E_FAIL);
@@ -262,8 +228,7 @@ TEST_F(HistoricSelection, AMovedStartForgetsTheListsAndAMovedEndKeepsThem)
     {
         CListeningRegion heard(item.get());
         Advance(5 * Second);
-        ASSERT_FALSE(heard.Heard.empty());
-        EXPECT_EQ(SelectionTimesChanged | SelectionDistanceStale, heard.Heard.front());
+        EXPECT_EQ(SelectionTimesChanged | SelectionDistanceStale, heard.Heard.at(0));
     }
     EXPECT_EQ(RecordingStart, item->GetSplitsValidTo());
     EXPECT_EQ(RecordingStart, item->GetSegmentsValidTo());
