@@ -137,9 +137,14 @@ TEST(ChartRegionBase, BoundsAndChangesDirtyAndInvalidateOnly)
     EXPECT_EQ(0, window.Paints);
     UpdateWindow(window.Handle);
     EXPECT_TRUE(window.Paints == 1 && window.Erases == 0);
+    // The item's end takes the region's first entry out and keeps the order of the rest.
+    CChartRegionBase other(&cell);
+    item.AddListener(&other);
+    item.AddListener(&region);
     region.OnDataItemRemoved(&item);
-    EXPECT_FALSE(item.HasListener(&region));
+    EXPECT_EQ(item.Listeners, (std::vector<CDataItemListener*>{&other, &region}));
     region.OnDataItemRemoved(nullptr);
+    item.Listeners.clear();
 }
 
 // Where the graph ends for each width, wish in inches and content: the panel is 1.25 inches

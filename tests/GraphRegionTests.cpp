@@ -88,11 +88,6 @@ protected:
         const RECT& graph = Graph().GraphRect;
         Middle = MAKELPARAM((graph.left + graph.right) / 2, (graph.top + graph.bottom) / 2);
     }
-    void TearDown() override
-    {
-        SetKeys({});
-        GraphTest::TearDown();
-    }
     // The keys that GetKeyState sees held.
     static void SetKeys(const std::vector<int>& keys)
     {
