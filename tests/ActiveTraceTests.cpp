@@ -1,6 +1,5 @@
-// The active trace: the active channel's trace of the host's current selection, chosen by the
-// user or stepped through, the cursor that stands on its samples, and the zoom that keeps its value
-// in view.
+// The active trace, chosen or stepped through; the cursor on its samples; the zoom that keeps its
+// value in view.
 #include <gtest/gtest.h>
 #include <cmath>
 #include <limits>
@@ -49,9 +48,8 @@ protected:
 
 } // namespace
 
-// The active channel's trace of the current selection; choosing a trace makes its selection
-// current unless the host refuses, and stepping runs through every trace of every channel and
-// wraps.
+// Choosing a trace makes its selection current unless the host refuses; stepping runs through
+// every trace of every channel and wraps.
 TEST_F(ActiveTrace, IsTheActiveChannelsTraceOfTheCurrentSelectionWhichChoosingOrSteppingChanges)
 {
     CChannelDataItem* active = Task->GetActiveChannel();
@@ -59,23 +57,19 @@ TEST_F(ActiveTrace, IsTheActiveChannelsTraceOfTheCurrentSelectionWhichChoosingOr
     EXPECT_EQ(active->GetTraces()[Session], Task->GetActiveTrace());
     EXPECT_EQ(Task->GetSelections()[Session], Task->GetActiveSelection());
     Task->SetActiveTrace(Channel(0), Trace(Live, 0));
-    EXPECT_EQ(1, Current());
-    EXPECT_EQ(Trace(Live, 0), Task->GetActiveTrace());
+    EXPECT_TRUE(Current() == 1 && Task->GetActiveTrace() == Trace(Live, 0));
     const std::pair<size_t, size_t> order[] = {{0, Session}, {1, Live}, {1, Session}, {0, Live}};
     for (const auto& [channel, selection] : order) {
         Task->ActivateNextTrace();
         ASSERT_EQ(Trace(selection, channel), Task->GetActiveTrace()) << channel << "," << selection;
     }
     Task->ActivatePreviousTrace();
-    EXPECT_EQ(Trace(Session, 1), Task->GetActiveTrace());
-    EXPECT_EQ(2, Current());
-
+    EXPECT_TRUE(Current() == 2 && Task->GetActiveTrace() == Trace(Session, 1));
     Task->SetActiveTrace(Channel(1), Trace(Live, 1));
     // A host that refuses keeps the current selection; only the channel changes.
     Fault(L"IQvxTask.SetCurrentDataSelection", E_FAIL);
     Task->SetActiveTrace(Channel(0), Trace(Session, 0));
-    EXPECT_EQ(1, Current());
-    EXPECT_EQ(Trace(Live, 0), Task->GetActiveTrace());
+    EXPECT_TRUE(Current() == 1 && Task->GetActiveTrace() == Trace(Live, 0));
     // A change of a selection's channels makes every channel rebuild its traces.
     for (CChannelDataItem* channel : Task->GetOrdering()->GetItems()) channel->Flags = 0;
     Task->OnChannelsChanged();
@@ -83,8 +77,7 @@ TEST_F(ActiveTrace, IsTheActiveChannelsTraceOfTheCurrentSelectionWhichChoosingOr
     // No channel shown: no trace, and the selection is the current one.
     Show({});
     Task->SetActiveChannel(nullptr);
-    EXPECT_EQ(nullptr, Task->GetActiveTrace());
-    EXPECT_EQ(Task->GetSelections()[Live], Task->GetActiveSelection());
+    EXPECT_TRUE(!Task->GetActiveTrace() && Task->GetActiveSelection() == Task->GetSelections()[Live]);
 }
 
 TEST_F(ActiveTrace, TheActiveTraceIsFoundAgainWhenATraceBeforeItGoes)
@@ -126,18 +119,15 @@ TEST_F(ActiveTrace, TheCursorStepsFromSampleToSampleAndItsValueIsKeptInView)
     Task->CursorToLastSample();
     EXPECT_EQ(last, HostCursor());
     EXPECT_GT(last, 190 * Second);
-
     Task->PushTimeZoom(50 * Second, 60 * Second);
     Task->NotifyChange(TaskTimeRangeStale, 0);
     ASSERT_TRUE(Task->HasTimeRange());
     Task->SetCursor(5 * Second, 1);
     const qvx::time cursor = HostCursor();
-    EXPECT_GE(cursor, 50 * Second);
-    EXPECT_TRUE(OnSample(Task->GetActiveTrace(), cursor));
+    EXPECT_TRUE(cursor >= 50 * Second && OnSample(Task->GetActiveTrace(), cursor)) << cursor;
     qvx::time before = cursor;
     ASSERT_TRUE(Task->GetActiveTrace()->ToPreviousSample(before));
     EXPECT_LT(before, 50 * Second) << "the first sample inside the range";
-
     Set(L"Speed", L"Display minimum", VT_R8, 0.0);
     Set(L"Speed", L"Display maximum", VT_R8, 400.0);
     CChannelDataItem* speed = Task->GetOrdering()->GetItems().at(size_t(Task->GetOrdering()->IndexOf(L"Speed") - 1));
@@ -159,19 +149,17 @@ TEST_F(ActiveTrace, TheCursorStepsFromSampleToSampleAndItsValueIsKeptInView)
     EXPECT_EQ(centred, Task->GetYZoom());
 }
 
-// The task writes times in the host's format; a difference counts from the second cursor.
-TEST_F(ChannelItemTest, TimesAreWrittenInTheHostsFormat)
+// A difference of times is signed, in the host's format.
+TEST_F(ChannelItemTest, TimeDifferencesAreSignedInTheHostsFormat)
 {
     wchar_t separator[4] = {};
     ASSERT_GT(GetLocaleInfoW(LOCALE_USER_DEFAULT, LOCALE_SDECIMAL, separator, 4), 0);
-    const std::wstring dp(separator);
-    ASSERT_EQ(S_OK, Sim->SetTimeFormat(1));
+    Sim->SetTimeFormat(1);
     Task->NotifyChange(TaskTimeFormatStale, 0);
-    EXPECT_EQ(L"01:15" + dp + L"4 min:sec", std::wstring(Task->FormatTime(754 * Second / 10, 1, false, false, true)));
-    ASSERT_EQ(S_OK, Sim->SetTimeFormat(0));
-    Task->NotifyChange(TaskTimeFormatStale, 0);
-    EXPECT_EQ(L"+2" + dp + L"5", std::wstring(Task->FormatTimeDifference(25 * Second / 10, 3, false, true, false)));
-    EXPECT_EQ(L"-2" + dp + L"500", std::wstring(Task->FormatTimeDifference(-25 * Second / 10, 3, false, false, false)));
+    EXPECT_EQ(L"+00:02" + std::wstring(separator) + L"5",
+              std::wstring(Task->FormatTimeDifference(25 * Second / 10, 3, false, true, false)));
+    EXPECT_EQ(L"-00:02" + std::wstring(separator) + L"500 min:sec",
+              std::wstring(Task->FormatTimeDifference(-25 * Second / 10, 3, false, false, true)));
 }
 
 // A NaN at the cursor leaves the vertical zoom and the scales as they were; a zoom or scale end
@@ -195,7 +183,6 @@ TEST_F(ChannelItemTest, NoNumberReachesTheVerticalZoomOrTheScales)
     Task->EnsureActiveValueVisible();
     EXPECT_EQ((CYZoom{0.9, 1.0}), Task->GetYZoom());
     EXPECT_TRUE(std::isfinite(Channel()->GetScaleMinimum(1)) && std::isfinite(Channel()->GetScaleMaximum(1)));
-
     const double nan = std::numeric_limits<double>::quiet_NaN(), inf = std::numeric_limits<double>::infinity();
     for (const CYZoom& zoom : {CYZoom{nan, 0.5}, CYZoom{0.5, inf}, CYZoom{-inf, 0.5}}) {
         Task->ClearYZoom();

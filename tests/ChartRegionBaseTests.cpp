@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <cmath>
 #include <string>
+#include <tuple>
 #include "control/ChartDrawInfo.h"
 #include "control/ChartRegionBase.h"
 #include "control/RootLayout.h"
@@ -41,7 +42,6 @@ public:
         const int kind = GetUpdateRgn(Handle, region, FALSE);
         return kind == NULLREGION ? "none" : kind == SIMPLEREGION ? RectText(box) : "complex";
     }
-
     HWND Handle = nullptr;
     int Paints = 0, Erases = 0;
 
@@ -66,20 +66,46 @@ public:
         DirtyBits |= DirtyData;
         CChartRegionBase::OnDataItemChanged(item, flags);
     }
-    void Recalculate(CChartDrawInfo& info) override
+};
+
+class RootLayoutTest : public testing::Test
+{
+protected:
+    RootLayoutTest() { Owner.FontObject = Font.Get(); }
+    void SetUp() override
     {
-        ++Recalculations;
-        CChartRegionBase::Recalculate(info);
+        ASSERT_EQ(GetDeviceCaps(Screen, LOGPIXELSX), 96);
+        CChartDrawInfo info(Screen, Screen, Owner, 0);
+        Cursors.GetWidthLimits(info, Minimum, Maximum);
+        // The panel's limits on the screen with the chart's font: 21 and its widest content.
+        ASSERT_EQ(21, Minimum);
+        ASSERT_GT(Maximum, 120);
     }
-    int Recalculations = 0;
+    // Lays the children out in a root of the given width, on `ref` (the screen by default).
+    void Arrange(int width, bool show = true, std::optional<int> contentWidth = std::nullopt, HDC ref = nullptr)
+    {
+        CChartDrawInfo info(Screen, ref ? ref : Screen.Get(), Owner, 0);
+        Layout.Arrange(info, RECT{0, 0, width, 300}, show, contentWidth, Graph, Cursors, Resize);
+    }
+    CDeviceContext Screen{CreateCompatibleDC(nullptr)};
+    CComPtr<IFontDisp> Font = CreateChartFont();
+    CTestDrawOwner Owner;
+    HWND Cell = nullptr;
+    // The graph of a real chart, which gives it its owner and task.
+    COleScope Ole;
+    CComPtr<IQvxLinnographCtl4> Control;
+    CTestChartCtl* Chart = CreateTestChart(Control);
+    CRTCGraphRegion& Graph = *Chart->GraphRegion;
+    CRTCCursorsRegion Cursors{&Cell};
+    CResizeRegion Resize{&Cell, *Chart};
+    CRootLayout Layout;
+    int Minimum = 0, Maximum = 0;
 };
 
 } // namespace
 
-// New bounds mark the region dirty without invalidating; a change sets the region's dirty bit and
-// invalidates its rectangle with the last column and row, without erasing and without painting,
-// and bit 31 alone asks for no paint. The region follows its window cell; without a window it
-// does nothing.
+// New bounds only mark the region dirty; a change also invalidates its rectangle with the last
+// column and row, without erasing or painting, unless bit 31 stands alone. No window, no work.
 TEST(ChartRegionBase, BoundsAndChangesDirtyAndInvalidateOnly)
 {
     HWND cell = nullptr;
@@ -101,7 +127,6 @@ TEST(ChartRegionBase, BoundsAndChangesDirtyAndInvalidateOnly)
     region.Invalidate();
     EXPECT_EQ(RectText({10, 20, 31, 41}), window.Update());
     ValidateRect(window.Handle, nullptr);
-
     item.AddListener(&region);
     region.DirtyBits = 0;
     item.NotifyChange(0x80000000, 1);
@@ -109,94 +134,26 @@ TEST(ChartRegionBase, BoundsAndChangesDirtyAndInvalidateOnly)
     item.NotifyChange(0x1, 1);
     EXPECT_EQ(region.DirtyBits, CListeningRegion::DirtyData);
     EXPECT_EQ(RectText({10, 20, 31, 41}), window.Update());
-    EXPECT_EQ(0, window.Paints + region.Recalculations);
+    EXPECT_EQ(0, window.Paints);
     UpdateWindow(window.Handle);
     EXPECT_TRUE(window.Paints == 1 && window.Erases == 0);
-    // The count would see an erase: a window invalidated with erasing gets one.
-    InvalidateRect(window.Handle, nullptr, TRUE);
-    UpdateWindow(window.Handle);
-    EXPECT_EQ(1, window.Erases);
-    item.RemoveListener(&region);
-}
-
-// Draw recalculates only when dirty; removal takes out the first entry and keeps the order.
-TEST(ChartRegionBase, DrawRecalculatesOnlyWhenDirtyAndRemovalTakesTheFirstEntry)
-{
-    HWND cell = nullptr;
-    CListeningRegion region(&cell);
-    CTestDrawOwner owner;
-    CDibSurface canvas(8, 8);
-    CChartDrawInfo info(canvas.Dc(), canvas.Dc(), owner, 0);
-    region.Draw(info);
-    region.Draw(info);
-    EXPECT_TRUE(region.Recalculations == 1 && region.DirtyBits == 0u);
-    CDataItemBase item;
-    CChartRegionBase a(&cell), b(&cell);
-    for (CChartRegionBase* listener : {&a, static_cast<CChartRegionBase*>(&region), &b,
-                                       static_cast<CChartRegionBase*>(&region)})
-        item.AddListener(listener);
+    // The item's end takes the region's first entry out and keeps the order of the rest.
+    CChartRegionBase other(&cell);
+    item.AddListener(&other);
+    item.AddListener(&region);
     region.OnDataItemRemoved(&item);
-    EXPECT_EQ(item.Listeners, (std::vector<CDataItemListener*>{&a, &b, &region}));
+    EXPECT_EQ(item.Listeners, (std::vector<CDataItemListener*>{&other, &region}));
     region.OnDataItemRemoved(nullptr);
     item.Listeners.clear();
 }
-
-namespace {
-
-class RootLayoutTest : public testing::Test
-{
-protected:
-    RootLayoutTest() { Owner.FontObject = Font.Get(); }
-    void SetUp() override
-    {
-        ASSERT_EQ(GetDeviceCaps(Screen, LOGPIXELSX), 96);
-        CChartDrawInfo info(Screen, Screen, Owner, 0);
-        Cursors.GetWidthLimits(info, Minimum, Maximum);
-        // The panel's limits on the screen with the chart's font: 21 and its widest content.
-        ASSERT_EQ(21, Minimum);
-        ASSERT_GT(Maximum, 120);
-    }
-    // Lays the children out in a root of the given width, on `ref` (the screen by default).
-    void Arrange(int width, bool show = true, std::optional<int> contentWidth = std::nullopt, HDC ref = nullptr)
-    {
-        CChartDrawInfo info(Screen, ref ? ref : Screen.Get(), Owner, 0);
-        Layout.Arrange(info, RECT{0, 0, width, 300}, show, contentWidth, Graph, Cursors, Resize);
-    }
-
-    CDeviceContext Screen{CreateCompatibleDC(nullptr)};
-    CComPtr<IFontDisp> Font = CreateChartFont();
-    CTestDrawOwner Owner;
-    HWND Cell = nullptr;
-    // The graph of a real chart, which gives it its owner and task.
-    COleScope Ole;
-    CComPtr<IQvxLinnographCtl4> Control;
-    CTestChartCtl* Chart = CreateTestChart(Control);
-    CRTCGraphRegion& Graph = *Chart->GraphRegion;
-    CRTCCursorsRegion Cursors{&Cell};
-    CResizeRegion Resize{&Cell, *Chart};
-    CRootLayout Layout;
-    int Minimum = 0, Maximum = 0;
-};
-
-} // namespace
 
 // Where the graph ends for each width, wish in inches and content: the panel is 1.25 inches
 // (120 pixels) unless its limits or the graph's eighth of an inch (12 pixels) say otherwise.
 TEST_F(RootLayoutTest, TheGraphEndsWhereThePanelsWidthAndTheLimitsSay)
 {
-    const struct
-    {
-        const char* Name;
-        int Width;
-        double Inches;
-        std::optional<int> Content;
-        int GraphRight;
-    } rows[] = {
-        {"wide", 1000, 1.25, {}, 880}, {"narrow", 400, 1.25, {}, 280},
-        {"a fraction that would round down (201)", 201, 1.25, {}, 81},
-        {"a fraction that would round down (235)", 235, 1.25, {}, 115},
-        {"a fraction that would round down (1917)", 1917, 1.25, {}, 1797},
-        {"room for the graph's minimum only", 100, 1.25, {}, 12},
+    // The root's width, the wish in inches, the content's width, and where the graph ends.
+    const std::tuple<const char*, int, double, std::optional<int>, int> rows[] = {
+        {"wide", 1000, 1.25, {}, 880}, {"a fraction that would round down", 201, 1.25, {}, 81},
         {"just room for the panel's minimum", 43, 1.25, {}, 12}, {"less than both minimums", 30, 1.25, {}, 12},
         {"less than the graph's minimum", 5, 1.25, {}, 5}, {"no width", 0, 1.25, {}, 0},
         {"a panel wider than its maximum", 2000, 10, {}, 2000 - Maximum},
@@ -204,14 +161,13 @@ TEST_F(RootLayoutTest, TheGraphEndsWhereThePanelsWidthAndTheLimitsSay)
         {"content that fits", 1000, 1.25, 150, 850}, {"no content", 1000, 1.25, 0, 1000 - Minimum},
         {"content beyond the maximum", 1000, 1.25, 5000, 1000 - Maximum},
     };
-    for (const auto& row : rows) {
-        Layout.VerticalSplitInches = row.Inches;
-        Arrange(row.Width, true, row.Content);
-        EXPECT_EQ(row.GraphRight, Graph.Bounds.right) << row.Name;
-        EXPECT_EQ(row.GraphRight + 1, Cursors.Bounds.left) << row.Name;
-        EXPECT_EQ(row.Width, Cursors.Bounds.right) << row.Name;
+    for (const auto& [name, width, inches, content, graphRight] : rows) {
+        Layout.VerticalSplitInches = inches;
+        Arrange(width, true, content);
+        EXPECT_EQ(graphRight, Graph.Bounds.right) << name;
+        EXPECT_EQ(RectText({graphRight + 1, 0, width, 300}), RectText(Cursors.Bounds)) << name;
         // Auto-sizing leaves the wish in inches alone.
-        EXPECT_EQ(row.Inches, Layout.VerticalSplitInches) << row.Name;
+        EXPECT_EQ(inches, Layout.VerticalSplitInches) << name;
     }
     Layout.VerticalSplitInches = 1.25;
     Arrange(1000);
@@ -237,7 +193,6 @@ TEST_F(RootLayoutTest, TheFractionAHiddenPanelPaperAndAnUnchangedLayout)
     Arrange(800);
     EXPECT_DOUBLE_EQ(200.0 / 96, Layout.VerticalSplitInches);
     EXPECT_EQ(600, Graph.Bounds.right);
-
     Layout.VerticalSplitInches = 1.25;
     Arrange(1000, false);
     EXPECT_TRUE(Graph.Bounds.right == 1000 && Cursors.Bounds.left == 0 && IsRectEmpty(&Resize.Bounds));
@@ -246,7 +201,6 @@ TEST_F(RootLayoutTest, TheFractionAHiddenPanelPaperAndAnUnchangedLayout)
     Arrange(3000, true, std::nullopt, printer);
     EXPECT_EQ(3000 - GetDeviceCaps(printer, LOGPIXELSX) * 5 / 4, Graph.Bounds.right);
     EXPECT_TRUE(IsRectEmpty(&Resize.Bounds));
-
     Arrange(1000);
     Graph.DirtyBits = Cursors.DirtyBits = Resize.DirtyBits = 0;
     Arrange(1000);
@@ -257,23 +211,18 @@ TEST_F(RootLayoutTest, TheFractionAHiddenPanelPaperAndAnUnchangedLayout)
 }
 
 // The graph's minimum raises the divider's low end; with no room for both the divider stays. A drop
-// keeps the panel's width in inches.
+// measured at no resolution counts 96 dots an inch.
 TEST_F(RootLayoutTest, TheDividerMovesWithinThePanelsLimitsAndDropsInInches)
 {
     CChartDrawInfo info(Screen, Screen, Owner, 0);
-    const struct
-    {
-        int Width, Position, Lowest, Highest;
-    } rows[] = {{1000, 880, 1000 - Maximum, 1000 - Minimum}, {200, 150, 12, 200 - Minimum}, {30, 17, 17, 17}};
-    for (const auto& row : rows) {
+    // The root's width, where the drag stands, and the lowest and highest place for the divider.
+    const std::tuple<int, int, int, int> rows[] = {
+        {1000, 880, 1000 - Maximum, 1000 - Minimum}, {200, 150, 12, 200 - Minimum}, {30, 17, 17, 17}};
+    for (const auto& [width, position, low, high] : rows) {
         int lowest = 0, highest = 0;
-        CRootLayout::GetResizeRange(info, RECT{0, 0, row.Width, 300}, Graph, Cursors, row.Position, lowest, highest);
-        EXPECT_EQ(std::make_pair(row.Lowest, row.Highest), std::make_pair(lowest, highest)) << row.Width;
+        CRootLayout::GetResizeRange(info, RECT{0, 0, width, 300}, Graph, Cursors, position, lowest, highest);
+        EXPECT_EQ(std::make_pair(low, high), std::make_pair(lowest, highest)) << width;
     }
-    Layout.ResizeDone(RECT{0, 0, 1000, 300}, 760, 96);
-    EXPECT_DOUBLE_EQ(2.5, Layout.VerticalSplitInches);
-    Arrange(600);
-    EXPECT_EQ(360, Graph.Bounds.right);
     Layout.ResizeDone(RECT{0, 0, 1000, 300}, 904, 0);
     EXPECT_DOUBLE_EQ(1.0, Layout.VerticalSplitInches);
 }

@@ -33,7 +33,6 @@ public:
     DWORD GetFlags() override { return Flags; }
     HCURSOR GetCursor() override { return Cursor; }
     void Log(const std::string& call) { Seen.push_back(call + (Manager.ActiveMode == this ? "" : " (idle)")); }
-
     CDragManager& Manager;
     BOOL Allow = TRUE;
     DWORD Flags = DefaultFlags;
@@ -51,7 +50,6 @@ public:
     void OnKeyDown(UINT key, BOOL& handled) override { Log.push_back("Key " + std::to_string(key)), handled = Takes; }
     void OnCommand(WORD id, BOOL& handled) override { Log.push_back("Command " + std::to_string(id)), handled = Takes; }
     DWORD GetFlags() override { return Flags; }
-
     BOOL Takes = TRUE;
     DWORD Flags = FRAGILE_TAKES_KEYS;
     Calls Log;
@@ -85,7 +83,6 @@ protected:
         ReleaseCapture();
         if (Window) DestroyWindow(Window);
     }
-
     static LRESULT CALLBACK Procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
     {
         auto* self = reinterpret_cast<Managers*>(GetWindowLongPtrW(window, GWLP_USERDATA));
@@ -112,7 +109,6 @@ protected:
         if (message == WM_RBUTTONUP || message == WM_CONTEXTMENU || message == WM_SYSKEYDOWN) return 0;
         return DefWindowProcW(window, message, wParam, lParam);
     }
-
     // Posts `message` and pumps until the window has taken it.
     void Post(UINT message, WPARAM wParam = 0, LPARAM lParam = 0)
     {
@@ -134,7 +130,6 @@ protected:
         EXPECT_EQ(running ? Window : nullptr, GetCapture());
         EXPECT_EQ(running ? mode->GetCursor() : Original, GetCursor());
     }
-
     HWND Window = nullptr;
     CDragManager Drag{&Window};
     CFragileManager Fragile{Drag};
@@ -146,9 +141,8 @@ protected:
     std::vector<UINT> Passed;
 };
 
-// A drag tracks from where the mouse was at the press, ends idle at the release, and gives back
-// the capture and the cursor; a refused Begin, a second start and a mode that ends itself at the
-// press leave no other drag.
+// A drag ends idle at the release and gives back the capture and the cursor; a refused Begin, a
+// second start and a mode that ends itself at the press leave no other drag.
 TEST_F(Managers, ADragTracksFromThePressAndGivesItAllBackAtTheRelease)
 {
     // Posted far from where the mouse is: the drag starts where the mouse was at the press.
@@ -162,30 +156,23 @@ TEST_F(Managers, ADragTracksFromThePressAndGivesItAllBackAtTheRelease)
     EXPECT_EQ((Calls{"Begin (idle)", "Track " + At(PressedAt), "Track -5,30", "Track 40,50", "End (idle)"}), Mode.Seen);
     ExpectRunning(false, &Mode);
     // The press reached its region; the drag's own messages did not.
-    EXPECT_TRUE(PassedOn(WM_LBUTTONDOWN));
-    EXPECT_FALSE(PassedOn(WM_MOUSEMOVE) || PassedOn(WM_LBUTTONUP));
-
+    EXPECT_TRUE(PassedOn(WM_LBUTTONDOWN) && !PassedOn(WM_MOUSEMOVE) && !PassedOn(WM_LBUTTONUP));
     Mode.Allow = FALSE;
     Press(5, 6);
-    EXPECT_FALSE(Started);
-    EXPECT_EQ((Calls{"Begin (idle)"}), Mode.Seen);
+    EXPECT_TRUE(!Started && Mode.Seen == Calls{"Begin (idle)"});
     ExpectRunning(false, &Mode);
     Post(WM_LBUTTONUP, 0, MAKELPARAM(5, 6));
     EXPECT_TRUE(PassedOn(WM_LBUTTONUP));
-
     Mode.Allow = TRUE;
     Press(5, 6);
     CRecordingDrag second(Drag);
-    EXPECT_FALSE(Drag.Start(&second));
-    EXPECT_TRUE(second.Seen.empty());
+    EXPECT_TRUE(!Drag.Start(&second) && second.Seen.empty());
     ExpectRunning(true, &Mode);
     Post(WM_LBUTTONUP, 0, MAKELPARAM(7, 8));
-
     Mode.OnTrack = [&] { SendMessageW(Window, WM_CANCELMODE, 0, 0); };
     Press(5, 6);
-    EXPECT_FALSE(Started);
+    EXPECT_TRUE(!Started && GetCapture() == nullptr);
     EXPECT_EQ((Calls{"Begin (idle)", "Track " + At(PressedAt), "Cancel"}), Mode.Seen);
-    EXPECT_EQ(nullptr, GetCapture());
 }
 
 TEST_F(Managers, TheDragStartsWhereTheMouseWasAtThePressNotWhereItIsNow)
@@ -200,8 +187,7 @@ TEST_F(Managers, TheDragStartsWhereTheMouseWasAtThePressNotWhereItIsNow)
     PostMessageW(Window, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(1, 1));
     SetCursorPos(later.x, later.y);
     PumpUntil([] { return false; }, 20);
-    ASSERT_TRUE(Started);
-    EXPECT_EQ("40,30", At(Drag.StartPoint));
+    EXPECT_TRUE(Started && At(Drag.StartPoint) == "40,30") << At(Drag.StartPoint);
 }
 
 TEST_F(Managers, EachMessageOfARunningDragEndsCancelsSwallowsOrPassesAsItsModesFlagsSay)
@@ -214,20 +200,13 @@ TEST_F(Managers, EachMessageOfARunningDragEndsCancelsSwallowsOrPassesAsItsModesF
     const std::tuple<const char*, DWORD, UINT, WPARAM, const char*, bool, bool> rows[] = {
         {"a release of the left button ends it", Plain, WM_LBUTTONUP, 0, "End (idle)", false, false},
         {"a right press does not cancel it", Plain, WM_RBUTTONDOWN, 0, "", true, true},
-        {"a right release without its flag passes", Plain, WM_RBUTTONUP, 0, "", true, true},
         {"a right release with its flag", Plain | DRAG_END_ON_RBUTTONUP, WM_RBUTTONUP, 0, "End (idle)", false, false},
         {"a middle press ends the auto-scroll", AutoScroll, WM_MBUTTONDOWN, 0, "End (idle)", false, false},
-        {"a middle release ends it", AutoScroll | DRAG_END_ON_MBUTTONUP, WM_MBUTTONUP, 0, "End (idle)", false, false},
-        {"a middle release without its flag passes", AutoScroll, WM_MBUTTONUP, 0, "", true, true},
         {"Escape cancels it", Plain, WM_KEYDOWN, VK_ESCAPE, "Cancel", false, false},
         {"Escape without its flag is swallowed", Thumb, WM_KEYDOWN, VK_ESCAPE, "", true, false},
-        {"any other key is swallowed", Plain, WM_KEYDOWN, VK_ADD, "", true, false},
-        {"a held Alt is swallowed", Plain, WM_SYSKEYDOWN, VK_MENU, "", true, false},
         {"a command is swallowed", Plain, WM_COMMAND, 41001, "", true, false},
-        {"a cancel of modes cancels it", Thumb, WM_CANCELMODE, 0, "Cancel", false, false},
         {"the context menu cancels it and opens", Plain, WM_CONTEXTMENU, 0, "Cancel", false, true},
         {"a mode that keeps the context menu eats it", Thumb, WM_CONTEXTMENU, 0, "", true, false},
-        {"a wheel turn passes", Plain, WM_MOUSEWHEEL, 0, "", true, true},
     };
     for (const auto& [name, flags, message, wParam, effect, running, passesOn] : rows) {
         SCOPED_TRACE(name);
@@ -254,20 +233,13 @@ TEST_F(Managers, AFragileModeTakesWhatItsFlagsSayAndBreaksOnAnythingElseWhichThe
     const std::tuple<const char*, DWORD, BOOL, UINT, const char*, bool, bool> rows[] = {
         {"a key it takes", KeysOnly, TRUE, WM_KEYDOWN, "Key 65", true, false},
         {"a key it leaves", KeysOnly, FALSE, WM_KEYDOWN, "Key 65", true, true},
-        {"a system key it takes", KeysOnly, TRUE, WM_SYSKEYDOWN, "Key 65", true, false},
         {"a key without its flag", FRAGILE_TAKES_COMMANDS, TRUE, WM_KEYDOWN, "End", false, true},
-        {"a command without its flag", KeysOnly, TRUE, WM_COMMAND, "End", false, true},
         {"a command it takes", Everything, TRUE, WM_COMMAND, "Command 65", true, false},
         {"the context menu", KeysOnly, TRUE, WM_CONTEXTMENU, "End", false, true},
         {"the context menu it survives", Everything, TRUE, WM_CONTEXTMENU, "", true, true},
         {"a click", Everything, TRUE, WM_LBUTTONDOWN, "End", false, true},
-        {"a middle click", Everything, TRUE, WM_MBUTTONDOWN, "End", false, true},
-        {"a wheel turn", Everything, TRUE, WM_MOUSEWHEEL, "End", false, true},
         {"a lost focus", Everything, TRUE, WM_KILLFOCUS, "End", false, true},
-        {"a cancel of modes", Everything, TRUE, WM_CANCELMODE, "End", false, true},
-        {"a resize", Everything, TRUE, WM_SIZE, "End", false, true},
         {"a mouse move", Everything, TRUE, WM_MOUSEMOVE, "", true, true},
-        {"a right click", Everything, TRUE, WM_RBUTTONDOWN, "", true, true},
     };
     Mode.Allow = FALSE;   // the click of the table starts no drag
     for (const auto& [name, flags, takes, message, effect, running, passesOn] : rows) {
@@ -279,25 +251,20 @@ TEST_F(Managers, AFragileModeTakesWhatItsFlagsSayAndBreaksOnAnythingElseWhichThe
         Passed.clear();
         Post(message, 'A', 0);
         EXPECT_EQ(effect, Keys.Log.size() > 1 ? Keys.Log.back() : "");
-        EXPECT_EQ(running, Fragile.ActiveMode == &Keys);
-        EXPECT_EQ(passesOn, PassedOn(message));
+        EXPECT_TRUE(running == (Fragile.ActiveMode == &Keys) && passesOn == PassedOn(message));
         Fragile.Stop();
     }
-
     // A fragile mode stops the one before it; a click that breaks one starts a drag, during which
     // a key goes nowhere and no fragile mode starts.
     Mode.Allow = TRUE;
     CRecordingFragile first;
-    ASSERT_TRUE(Fragile.Start(&first));
-    ASSERT_TRUE(Fragile.Start(&Keys));
+    ASSERT_TRUE(Fragile.Start(&first) && Fragile.Start(&Keys));
     EXPECT_EQ((Calls{"Begin", "End"}), first.Log);
     Keys.Log.clear();
     Press(5, 6);
-    EXPECT_EQ((Calls{"End"}), Keys.Log);
-    EXPECT_TRUE(Started);
+    EXPECT_TRUE(Started && Keys.Log == Calls{"End"});
     Post(WM_KEYDOWN, VK_ADD);
-    EXPECT_FALSE(Fragile.Start(&Keys));
-    EXPECT_EQ(&Mode, Drag.ActiveMode);
+    EXPECT_TRUE(!Fragile.Start(&Keys) && Drag.ActiveMode == &Mode);
 }
 
 } // namespace

@@ -52,7 +52,6 @@ protected:
         return !Manager->IsFlashing() && !KillTimer(Window.Window, reinterpret_cast<UINT_PTR>(Manager.get()));
     }
     bool WaitForTicks(int ticks) { return PumpUntil([&] { return Picture.Invalidations >= ticks; }); }
-
     CContainerWindow Window;
     CDragManager Drag{&Window.Window};
     std::unique_ptr<CFlashingTraceManager> Manager;
@@ -68,50 +67,37 @@ TEST_F(FlashingTrace, EachPeriodTurnsThePhaseOverAndAStopLeavesTheTraceShown)
     EXPECT_TRUE(trace->HasListener(Manager.get()));
     // The flash begins shown, for a whole period.
     PumpUntil([] { return false; }, 300);
-    EXPECT_EQ(0, Picture.Invalidations);
-    EXPECT_TRUE(trace->FlashOn);
+    EXPECT_TRUE(trace->FlashOn && Picture.Invalidations == 0);
     ASSERT_TRUE(WaitForTicks(1));
-    EXPECT_FALSE(trace->FlashOn);
-    EXPECT_TRUE(trace->Visible);
+    EXPECT_TRUE(!trace->FlashOn && trace->Visible);
     ASSERT_TRUE(WaitForTicks(2));
     EXPECT_TRUE(trace->FlashOn);
     ASSERT_TRUE(WaitForTicks(3));
     ASSERT_TRUE(Manager->OnFlashCommand());
-    EXPECT_TRUE(trace->FlashOn);
-    EXPECT_EQ(4, Picture.Invalidations);
-    EXPECT_TRUE(Stopped());
-    EXPECT_FALSE(trace->HasListener(Manager.get()));
-
+    EXPECT_TRUE(trace->FlashOn && Picture.Invalidations == 4);
+    EXPECT_TRUE(Stopped() && !trace->HasListener(Manager.get()));
     ASSERT_TRUE(Manager->OnFlashCommand());
     ASSERT_TRUE(WaitForTicks(5));
     ASSERT_FALSE(trace->FlashOn);
     const UINT_PTR id = reinterpret_cast<UINT_PTR>(Manager.get());
     const CFlashingTraceManager* gone = Manager.get();
     Manager.reset();
-    EXPECT_TRUE(trace->FlashOn);
-    EXPECT_EQ(6, Picture.Invalidations);
-    EXPECT_FALSE(trace->HasListener(gone));
-    EXPECT_FALSE(Task->HasListener(gone));
-    EXPECT_FALSE(KillTimer(Window.Window, id));
+    EXPECT_TRUE(trace->FlashOn && Picture.Invalidations == 6);
+    EXPECT_FALSE(trace->HasListener(gone) || Task->HasListener(gone) || KillTimer(Window.Window, id));
 }
 
-// During a drag the command is taken but starts nothing; the stop ends the trace that flashes even
-// when another is active now; a removed trace or task stops the timer; without an active trace or
-// task the command is refused.
+// A drag takes the command and starts nothing; the stop ends the trace that flashes, whichever is
+// active; its removal or the task's stops the timer; with neither the command is refused.
 TEST_F(FlashingTrace, TheCommandInADragWithAnotherActiveTraceAndAfterTheTraceOrTheTaskWent)
 {
     CStillDrag still;
     ASSERT_TRUE(Drag.Start(&still));
-    EXPECT_TRUE(Manager->OnFlashCommand());
-    EXPECT_TRUE(Stopped());
+    EXPECT_TRUE(Manager->OnFlashCommand() && Stopped());
     Drag.Forget(&still);
-
     ASSERT_TRUE(Manager->OnFlashCommand());
     Task->SetActiveTrace(Channel(1), Trace(0, 1));
     ASSERT_TRUE(Manager->OnFlashCommand());
-    EXPECT_TRUE(Stopped());
-    EXPECT_FALSE(Trace(0, 0)->HasListener(Manager.get()));
-
+    EXPECT_TRUE(Stopped() && !Trace(0, 0)->HasListener(Manager.get()));
     Task->SetActiveTrace(Channel(0), Trace(0, 0));
     ASSERT_TRUE(Manager->OnFlashCommand());
     ASSERT_TRUE(WaitForTicks(1));
@@ -120,15 +106,12 @@ TEST_F(FlashingTrace, TheCommandInADragWithAnotherActiveTraceAndAfterTheTraceOrT
     EXPECT_TRUE(Stopped());
     Show({});
     Task->SetActiveChannel(nullptr);
-    EXPECT_FALSE(Manager->OnFlashCommand());
-    EXPECT_FALSE(Manager->IsFlashing());
-
+    EXPECT_FALSE(Manager->OnFlashCommand() || Manager->IsFlashing());
     Show({L"Speed"});
     Task->SetActiveTrace(Channel(0), Trace(0, 0));
     ASSERT_TRUE(Manager->OnFlashCommand());
     Task.reset();
-    EXPECT_EQ(nullptr, Manager->FlashTask);
-    EXPECT_TRUE(Stopped());
+    EXPECT_TRUE(Manager->FlashTask == nullptr && Stopped());
     EXPECT_FALSE(Manager->OnFlashCommand());
 }
 
@@ -144,9 +127,8 @@ public:
     bool Ended = false;
 };
 
-// The chart's own managers in its message chain, the chart on the substitute host's live task:
-// the fragile manager hears first, then the drag manager, then the flash command; the F key is the
-// command, and a key that no command takes goes to the container.
+// In the chart's chain the fragile manager hears first, then the drag manager, then the flash
+// command, which is the F key; without an active trace the key goes to the container.
 TEST_F(LiveChartInPlace, TheFragileManagerHearsFirstThenTheDragManagerThenTheFlashCommand)
 {
     Advance(30 * Second);
@@ -161,8 +143,7 @@ TEST_F(LiveChartInPlace, TheFragileManagerHearsFirstThenTheDragManagerThenTheFla
     };
     CDragManager* drag = Chart->GetDragManager();
     CFragileManager* fragile = Chart->GetFragileManager();
-    ASSERT_TRUE(drag && fragile);
-    EXPECT_EQ(drag, &fragile->DragManager);
+    ASSERT_TRUE(drag && fragile && drag == &fragile->DragManager);
     CKeyTaker keys;
     CStillDrag still;
     ASSERT_TRUE(fragile->Start(&keys));
@@ -172,21 +153,15 @@ TEST_F(LiveChartInPlace, TheFragileManagerHearsFirstThenTheDragManagerThenTheFla
     EXPECT_EQ(1, keys.Keys);
     // The command breaks the fragile mode, and the drag swallows it: nothing flashes.
     EXPECT_TRUE(send(WM_COMMAND, CFlashingTraceManager::FlashCommand));
-    EXPECT_TRUE(keys.Ended);
-    EXPECT_FALSE(flash->IsFlashing());
+    EXPECT_TRUE(keys.Ended && !flash->IsFlashing());
     drag->Forget(&still);
-    EXPECT_TRUE(send(WM_COMMAND, CFlashingTraceManager::FlashCommand));
-    EXPECT_EQ(Task().GetActiveTrace(), flash->FlashingTrace);
-    EXPECT_TRUE(send(WM_COMMAND, CFlashingTraceManager::FlashCommand));
-    EXPECT_FALSE(flash->IsFlashing());
-
+    // The F key is the command: the active trace flashes, and the next F stops it.
     CComPtr<IOleInPlaceActiveObject> active = Query<IOleInPlaceActiveObject>(Owner);
     MSG key{Window, WM_KEYDOWN, 'F', 0, 0, {}};
     EXPECT_EQ(S_OK, active->TranslateAccelerator(&key));
-    EXPECT_TRUE(flash->IsFlashing());
+    EXPECT_EQ(Task().GetActiveTrace(), flash->FlashingTrace);
     EXPECT_EQ(S_OK, active->TranslateAccelerator(&key));
     EXPECT_FALSE(flash->IsFlashing());
-
     // Without an active trace the command goes on unhandled: no region takes the key, and the
     // test's site declines it.
     Task().GetOrdering()->SetNames(std::vector<CBstr>{});

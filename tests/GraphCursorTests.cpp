@@ -45,7 +45,6 @@ protected:
         ASSERT_EQ(S_OK, HostTask()->SetCursorTime(time + HostOffset));
         ASSERT_EQ(time, Task().GetCursorTime());
     }
-
     CRTCGraphRegion* Graph = nullptr;
     qvx::time HostOffset = 0;
 };
@@ -79,7 +78,6 @@ TEST_F(GraphCursors, AMovedCursorLeavesThePictureOfAFullPaintAndCursorsOffTheGra
         ASSERT_TRUE(Repaint());
         EXPECT_EQ(0, Differences(*moved, *CaptureWindow(Window)));
     }
-
     Task().SetTwoCursors(false);
     // The middle of the view lies on the middle column.
     qvx::time minimum = 0, maximum = 0;

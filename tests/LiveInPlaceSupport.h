@@ -1,10 +1,21 @@
 #pragma once
 // A chart in place in a container's window, attached to the substitute host's live task.
+#include "items/ChannelDataItem.h"
 #include "tests/ChartFrameTestSupport.h"
 #include "tests/OleTestSupport.h"
 #include "tests/SimTestSupport.h"
 
 namespace qvxtest {
+
+// Sets a property of the chart's set of `channel`, as `type`.
+inline void SetProperty(CChannelDataItem* channel, const wchar_t* name, double value, VARTYPE type = VT_R8)
+{
+    CVariant variant;
+    variant.vt = VT_R8;
+    variant.dblVal = value;
+    ASSERT_EQ(S_OK, VariantChangeType(&variant, &variant, 0, type));
+    ASSERT_EQ(S_OK, channel->GetProperties()->SetProperty(CBstr(name).Get(), variant));
+}
 
 // A container's window and site that put a chart in place and close it again.
 class CInPlaceContainer
@@ -27,7 +38,6 @@ public:
             object->SetClientSite(nullptr);
         }
     }
-
     CContainerWindow Container;
     CTestSite Site{Container.Window};
 };
@@ -59,7 +69,6 @@ protected:
         InvalidateRect(Window, nullptr, FALSE);
         return PumpUntilPainted(Window);
     }
-
     CInPlaceContainer InPlace;
     HWND Window = nullptr;
     RECT Position{0, 0, 400, 240};

@@ -36,20 +36,13 @@ TEST(NiceTicks, ChoosesStepsOfOneTwoAndFiveTimesAPowerOfTenOrRefuses)
         {"at most ten intervals however tall", 0, 100, 1, 1, 1000, 0, 10, 0, 2},
         {"eleven intervals take the next step", 0, 110, 1, 1, 1000, 0, 20, 0, 5},
         {"a span below the resolution ticks at the resolution", 1.00, 1.004, 0.01, 24, 300, 1.00, 0.01, 1.00, 0.01},
-        {"a span of one resolution", 1.0, 1.5, 0.5, 24, 300, 1.0, 0.5, 1.0, 0.5},
-        {"a negative span below the resolution", -1.004, -1.0, 0.01, 24, 300, -1.0, 0.01, -1.0, 0.01},
         {"no room for a second label", 5, 9, 0.1, 24, 40, 5, 8, 5, 8},
-        {"no pixels at all", 5, 9, 0.1, 24, -3, 5, 8, 5, 8},
-        {"a tiny range", 0, 1e-300, 1e-9, 24, 300, 0, 1e-9, 0, 1e-9},
         {"a tiny range at a tiny resolution", 0, 1e-300, 1e-310, 24, 300, 0, 2e-301, 0, 5e-302},
-        {"a huge range", 0, 1e300, 0.1, 24, 300, 0, 2e299, 0, 5e298},
         {"a huge range about zero", -0.95e300, 1e300, 1e-9, 24, 300, -5e299, 5e299, -9e299, 1e299},
-        {"a fine resolution over a wide span", 0, 1, 1e-300, 24, 300, 0, 0.2, 0, 0.05},
         {"equal ends", 4, 4, 0.1, 24, 300}, {"ends reversed", 5, 4, 0.1, 24, 300},
-        {"NaN maximum", 0, NaN, 0.1, 24, 300}, {"infinite maximum", 0, Inf, 0.1, 24, 300},
-        {"a span that overflows", -1e308, 1e308, 0.1, 24, 300}, {"zero resolution", 0, 4, 0, 24, 300},
-        {"NaN resolution", 0, 4, NaN, 24, 300}, {"infinite resolution", 0, 4, Inf, 24, 300},
-        {"zero label height", 0, 4, 0.1, 0, 300}, {"negative label height", 0, 4, 0.1, -24, 300},
+        {"infinite maximum", 0, Inf, 0.1, 24, 300}, {"a span that overflows", -1e308, 1e308, 0.1, 24, 300},
+        {"zero resolution", 0, 4, 0, 24, 300}, {"NaN resolution", 0, 4, NaN, 24, 300},
+        {"zero label height", 0, 4, 0.1, 0, 300},
         {"one tick whose step overflows", 0, 1e308, 0.1, 24, 10},
     };
     for (const auto& row : rows) {
@@ -94,15 +87,12 @@ TEST(NiceTicks, FormatsNumbersFixedGeneralOrExponential)
     const std::tuple<const char*, double, int, bool, bool, const wchar_t*> rows[] = {
         {"fixed", 2.5, 1, false, true, L"2.5"}, {"fixed with plus", 2.5, 1, true, true, L"+2.5"},
         {"zero with plus", 0, 1, true, true, L"+0.0"}, {"no plus on a negative", -2.5, 1, true, true, L"-2.5"},
-        {"below the limit of six decimals", 9999.9999994, 6, false, true, L"9999.999999"},
         {"past the limit of six decimals", 1234567.0, 6, false, true, L"1234567.000"},
         {"past the limit without general", 1234567.0, 6, false, false, L"1.2346e+06"},
         {"general drops a closing point", 1234567890.0, 2, false, true, L"1234567890"},
-        {"past both limits", 12345678901.0, 0, false, true, L"1.2346e+10"},
         {"exponential with plus", 12345678901.0, 0, true, true, L"+1.2346e+10"},
-        {"huge", 1e300, 2, false, true, L"1.0000e+300"}, {"tiny", 1e-300, 2, false, true, L"0.00"},
+        {"tiny", 1e-300, 2, false, true, L"0.00"},
         {"negative decimals read as none", 12.7, -3, false, true, L"13"},
-        {"decimals cut to nine", 0.5, 12, false, true, L"0.500000000"},
     };
     for (const auto& [name, value, decimals, plus, general, expected] : rows) {
         const std::wstring text = FormatNumber(value, decimals, plus, general);
@@ -120,10 +110,10 @@ TEST(NiceTicks, CountsTheDecimalsThatALabelNeeds)
     // The value, the most decimals, and the decimals needed.
     const std::tuple<const char*, double, int, int> rows[] = {
         {"trailing zeros go", 2.5, 3, 1}, {"a whole number", 100, 1, 0}, {"every digit needed", 0.125, 3, 3},
-        {"rounded to the most", 0.126, 2, 2}, {"no decimals", 2.5, 0, 0}, {"negative decimals", 2.5, -2, 0},
+        {"rounded to the most", 0.126, 2, 2}, {"negative decimals", 2.5, -2, 0},
         {"a point more than ten characters in", 12345678901.5, 1, 0},
         {"eleven characters without the zeros", 123456789.5, 3, 1},
-        {"past eleven characters gives the most", 12345678.125, 4, 4}, {"huge", 1e300, 9, 0}, {"NaN", NaN, 3, 0},
+        {"past eleven characters gives the most", 12345678.125, 4, 4}, {"NaN", NaN, 3, 0},
     };
     for (const auto& [name, value, most, expected] : rows) EXPECT_EQ(expected, LabelDecimals(value, most)) << name;
 }

@@ -52,9 +52,7 @@ TEST(TimeTicks, EachRangeGetsItsStepsStartsAndDigits)
         {"the host's digits limit the step", 50'300'000, 50'500'000, 800, 1, 5.1, 0.1, 5.1, 0.1, 1},
         {"negative digits read as three", 0, 5'000, 800, -1, 0, 0.001, 0, 0.001, 3},
         {"a step of one tick has no minor ticks", 0, 5, 800, 7, 0, 1e-7, 0, 1e-7, 7},
-        {"a step of two ticks has no minor ticks", 0, 9, 800, 7, 0, 2e-7, 0, 2e-7, 7},
         {"too narrow for two labels: one tick", 7 * Second, 107 * Second, 100, 3, 7, 200, 7, 200, 0},
-        {"no pixels: one tick", 7 * Second, 107 * Second, -50, 3, 7, 200, 7, 200, 0},
     };
     for (const auto& [name, t0, t1, pixels, digits, majorStart, majorStep, minorStart, minorStep, decimals] : rows) {
         CAxisTicks ticks;
@@ -76,7 +74,6 @@ TEST(TimeTicks, LabelsCrossTheMinuteAndTheHourInEachFormat)
     const std::tuple<const char*, std::int64_t, std::int64_t, long, long, std::vector<std::wstring>> rows[] = {
         {"seconds past the minute", 55 * Second, 65 * Second, 0, 400, {L"56", L"58", L"60", L"62", L"64"}},
         {"minutes at the minute, narrow", 55 * Second, 65 * Second, 1, 400, {L"55", L"1:00", L"1:05"}},
-        {"hours at the minute", 55 * Second, 65 * Second, 2, 800, {L"56", L"58", L"1:00", L"1:02", L"1:04"}},
         {"minutes at the hour", Hour - 5 * Second, Hour + 5 * Second, 1, 800,
          {L"59:56", L"59:58", L"60:00", L"60:02", L"60:04"}},
         {"hours at the hour", Hour - 5 * Second, Hour + 5 * Second, 2, 800, {L"59:55", L"1:00:00", L"1:00:05"}},
@@ -108,13 +105,10 @@ TEST(TimeTicks, BadRangesAndLabelsGiveNoTicksOrFewAndNeverLoop)
         CAxisTicks ticks;
         ticks.MajorStep = -1;
         ASSERT_EQ(ticked, ChooseTimeTicks(t0, t1, 1000, 7, Fixed(labelWidth), ticks)) << name;
-        if (!ticked) {
+        if (!ticked)
             EXPECT_EQ(-1, ticks.MajorStep) << name << ": the ticks stay untouched";
-            continue;
-        }
-        EXPECT_GT(ticks.MinorStep, 0.0) << name;
-        EXPECT_GE(ticks.MajorStart, ticks.Minimum) << name;
-        EXPECT_LE(Majors(ticks).size(), 11u) << name;
+        else
+            EXPECT_TRUE(ticks.MinorStep > 0 && ticks.MajorStart >= ticks.Minimum && Majors(ticks).size() <= 11) << name;
     }
     // Seconds back to ticks round half away from zero and stay in the range.
     EXPECT_EQ(12'345'679, SecondsToTicks(1.23456785));

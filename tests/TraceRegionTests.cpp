@@ -1,9 +1,12 @@
 // Line trace regions over the substitute host: a long live run drawn incrementally against the
-// same run rebuilt before every paint, and the columns that a known series draws.
+// same run rebuilt before every paint, the columns that known records draw, and the chart's plot
+// kept between paints against a full paint.
 #include <gtest/gtest.h>
 #include <cstring>
+#include <deque>
 #include <functional>
 #include <memory>
+#include <tuple>
 #include <vector>
 #include "items/ChannelDataItem.h"
 #include "items/RTCTaskDataItem.h"
@@ -20,103 +23,55 @@ using namespace qvxtest;
 
 namespace {
 
-// A line trace of either table that checks that it never reads a sample twice, which also
-// shows that it never rebuilt.
+// A line trace of either table that counts the samples it reads a second time: one that never
+// does never rebuilt.
 template <class Base>
 class CCountingTrace : public Base
 {
 public:
-    using Base::Base;
+    CCountingTrace(CTraceDataItem* trace, long& readAgain) : Base(&NoWindow, trace), ReadAgain(readAgain) {}
     void AddSample(qvx::time time, double x, double y) override
     {
-        if (time <= Last) ++ReadAgain;
+        ReadAgain += time <= Last;
         Last = time;
-        ++Read;
         Base::AddSample(time, x, y);
     }
+    static inline HWND NoWindow = nullptr;
     qvx::time Last = INT64_MIN;
-    long long Read = 0;
-    long ReadAgain = 0;
+    long& ReadAgain;
 };
-
-std::unique_ptr<CLineTraceRegion> MakeTrace(const HWND* window, CTraceDataItem* trace, bool hold)
-{
-    if (hold) return std::make_unique<CCountingTrace<CHoldLineTraceRegion>>(window, trace);
-    return std::make_unique<CCountingTrace<CLinearLineTraceRegion>>(window, trace);
-}
-
-long ReadAgain(CLineTraceRegion& trace, bool hold)
-{
-    return hold ? static_cast<CCountingTrace<CHoldLineTraceRegion>&>(trace).ReadAgain
-                : static_cast<CCountingTrace<CLinearLineTraceRegion>&>(trace).ReadAgain;
-}
-
-using Stroke = std::vector<TracePoint>;
-
-// The lines that the records draw right of `edge`: records that go on are joined, and each line
-// starts on its last point at or left of `edge`, from which it enters the picture.
-std::vector<Stroke> Drawn(const std::vector<TracePolyline>& records, LONG edge)
-{
-    std::vector<Stroke> strokes;
-    const TracePolyline* before = nullptr;
-    for (const TracePolyline& record : records) {
-        Stroke visible(record.Points.begin() + record.FirstVisible, record.Points.end());
-        const bool goesOn = before && before->Points.size() == size_t(CColumnFolder::RecordPoints)
-                            && !visible.empty() && visible.front() == before->Points.back();
-        if (goesOn)
-            strokes.back().insert(strokes.back().end(), visible.begin() + 1, visible.end());
-        else
-            strokes.push_back(visible);
-        before = &record;
-    }
-    std::vector<Stroke> cut;
-    for (Stroke& stroke : strokes) {
-        size_t from = 0;
-        for (size_t i = 0; i < stroke.size(); ++i)
-            if (stroke[i].X <= edge) from = i;
-        if (stroke.empty() || stroke.back().X <= edge) continue;
-        cut.emplace_back(stroke.begin() + from, stroke.end());
-    }
-    return cut;
-}
 
 class LiveTraces : public LiveChartTest
 {
 protected:
     static constexpr RECT Plot{0, 0, 1000, 199};
-
     void SetUp() override
     {
         ASSERT_NO_FATAL_FAILURE(LiveChartTest::SetUp());
         // The chart's own property factories, which give the channels their scales.
-        CComPtr<IPersistStreamInit> persist;
-        ASSERT_EQ(S_OK, persist.QueryFrom(Owner, __uuidof(IPersistStreamInit)));
-        ASSERT_EQ(S_OK, persist->InitNew());
+        ASSERT_EQ(S_OK, InitNew(Owner));
         // The window moves by whole columns of 20 ms; the axis by half seconds.
-        ASSERT_EQ(S_OK, Owner->put_DataTimeSpan(20 * Second));
-        ASSERT_EQ(S_OK, Owner->put_HistoricDataTimeSpan(30 * Second));
+        Owner->put_DataTimeSpan(20 * Second);
+        Owner->put_HistoricDataTimeSpan(30 * Second);
         Attach(SessionTask);
         Advance(Second);
-        Task().GetOrdering()->SetNames({CBstr(L"Speed"), CBstr(L"Gear"), CBstr(L"Tyre pressure FL"), CBstr(L"GPS speed")});
+        Task().GetOrdering()->SetNames(
+            {CBstr(L"Speed"), CBstr(L"Gear"), CBstr(L"Tyre pressure FL"), CBstr(L"GPS speed")});
         const double scales[][2] = {{0.0, 300.0}, {0.0, 7.0}, {1.0, 2.5}, {0.0, 300.0}};
         for (CChannelDataItem* channel : Task().GetOrdering()->GetItems()) {
-            const double* scale = scales[Holds.size()];
-            ASSERT_TRUE(channel->GetProperties());
-            for (auto [name, value] : {std::pair{L"Display minimum", scale[0]}, std::pair{L"Display maximum", scale[1]}}) {
-                CVariant variant;
-                variant.vt = VT_R8;
-                variant.dblVal = value;
-                ASSERT_EQ(S_OK, channel->GetProperties()->SetProperty(CBstr(name).Get(), variant));
-            }
+            SetProperty(channel, L"Display minimum", scales[Holds.size()][0]);
+            SetProperty(channel, L"Display maximum", scales[Holds.size()][1]);
             for (CTraceDataItem* trace : channel->GetTraces()) {
-                const bool hold = channel->GetInterpolation() != 2;
-                Holds.push_back(hold);
-                Incremental.push_back(MakeTrace(&NoWindow, trace, hold));
-                Rebuilt.push_back(MakeTrace(&NoWindow, trace, hold));
+                Holds.push_back(channel->GetInterpolation() != 2);
+                for (auto* list : {&Incremental, &Rebuilt}) {
+                    long& again = ReadAgain.emplace_back(0);
+                    if (Holds.back())
+                        list->push_back(std::make_unique<CCountingTrace<CHoldLineTraceRegion>>(trace, again));
+                    else
+                        list->push_back(std::make_unique<CCountingTrace<CLinearLineTraceRegion>>(trace, again));
+                }
             }
         }
-        for (auto* list : {&Incremental, &Rebuilt})
-            for (auto& trace : *list) trace->SetBounds(Plot);
     }
     void TearDown() override
     {
@@ -127,90 +82,47 @@ protected:
     // Alarm lines on Speed at a quarter and three quarters of its scale.
     void SetSpeedAlarms(COLORREF colour)
     {
-        const auto set = [&](CChannelDataItem* channel, const wchar_t* name, VARTYPE type, double value) {
-            CVariant variant;
-            variant.vt = VT_R8;
-            variant.dblVal = value;
-            ASSERT_EQ(S_OK, VariantChangeType(&variant, &variant, 0, type));
-            ASSERT_EQ(S_OK, channel->GetProperties()->SetProperty(CBstr(name).Get(), variant));
-        };
         CChannelDataItem* speed = Task().GetOrdering()->GetItems().front();
-        set(speed, L"Alarm condition", VT_I4, 3);
-        set(speed, L"Alarm minimum", VT_R8, 75.0);
-        set(speed, L"Alarm maximum", VT_R8, 225.0);
-        set(speed, L"Alarm color", VT_I4, colour);
+        SetProperty(speed, L"Alarm condition", 3, VT_I4);
+        SetProperty(speed, L"Alarm minimum", 75.0);
+        SetProperty(speed, L"Alarm maximum", 225.0);
+        SetProperty(speed, L"Alarm color", colour, VT_I4);
         Chart->CursorsRegion->ShowAlarms = TRUE;
     }
     void Paint(std::vector<std::unique_ptr<CLineTraceRegion>>& traces, CDibSurface& canvas)
     {
+        canvas.Fill(0xFFFFFF);
         CChartDrawInfo info(canvas.Dc(), canvas.Dc(), DrawOwner, 0);
         for (auto& trace : traces) trace->DrawWithColour(info, CTraceRegion::TraceOwnColour);
     }
-
-    HWND NoWindow = nullptr;
+    // `frames` frames of a third of a second, no whole number of columns, each painted by the
+    // traces that go on and by traces rebuilt: the same pixels, and no sample read twice.
+    // Shifted: the most columns that the points moved by.
+    void ExpectFramesAsRebuilt(const RECT& plot, int frames)
+    {
+        for (auto* list : {&Incremental, &Rebuilt})
+            for (auto& trace : *list) trace->SetBounds(plot);
+        CDibSurface incremental(Plot.right + 1, Plot.bottom + 1), rebuilt(Plot.right + 1, Plot.bottom + 1);
+        for (int frame = 0; frame < frames; ++frame) {
+            Advance(Second / 3);
+            for (auto& trace : Rebuilt) trace->ClearPoints();
+            Paint(Incremental, incremental);
+            Paint(Rebuilt, rebuilt);
+            for (size_t i = 0; i < Incremental.size(); ++i)
+                ASSERT_EQ(0, ReadAgain[2 * i]) << "frame " << frame << ", trace " << i;
+            const size_t bytes = size_t(incremental.Width()) * incremental.Height() * 4;
+            ASSERT_EQ(0, std::memcmp(incremental.Data(), rebuilt.Data(), bytes)) << "frame " << frame;
+            Shifted = std::max(Shifted, Incremental[0]->ShiftedColumns);
+        }
+    }
     CTestDrawOwner DrawOwner;
+    LONG Shifted = 0;
     std::vector<bool> Holds;
+    // Per trace, the incremental one's count and then the rebuilt one's.
+    std::deque<long> ReadAgain;
     std::vector<std::unique_ptr<CLineTraceRegion>> Incremental;
     std::vector<std::unique_ptr<CLineTraceRegion>> Rebuilt;
 };
-
-} // namespace
-
-TEST_F(LiveTraces, ALongLiveRunDrawnIncrementallyStoresAndPaintsWhatRebuildingEveryFrameDoes)
-{
-    CDibSurface incremental(Plot.right + 1, Plot.bottom + 1, 0xFFFFFF), rebuilt(Plot.right + 1, Plot.bottom + 1, 0xFFFFFF);
-    // Filling the window, then moving with a growing historic span, then the full span; frames
-    // of a third of a second are no whole number of columns.
-    for (int frame = 0; frame < 150; ++frame) {
-        Advance(Second / 3);
-        incremental.Fill(0xFFFFFF);
-        rebuilt.Fill(0xFFFFFF);
-        for (auto& trace : Rebuilt) trace->ClearPoints();
-        Paint(Incremental, incremental);
-        Paint(Rebuilt, rebuilt);
-        for (size_t i = 0; i < Incremental.size(); ++i) {
-            ASSERT_EQ(Drawn(Incremental[i]->GetPolylines(), Plot.left - 1), Drawn(Rebuilt[i]->GetPolylines(), Plot.left - 1))
-                << "frame " << frame << ", trace " << i;
-            ASSERT_EQ(ReadAgain(*Incremental[i], Holds[i]), 0) << "frame " << frame << ", trace " << i;
-        }
-        ASSERT_EQ(0, std::memcmp(incremental.Data(), rebuilt.Data(), size_t(incremental.Width()) * incremental.Height() * 4))
-            << "frame " << frame;
-    }
-    EXPECT_GT(Shown()->GetStartTime(), RecordingStart) << "the window moved";
-    for (auto& trace : Incremental) EXPECT_FALSE(trace->GetPolylines().empty());
-}
-
-TEST_F(LiveTraces, APlotWhoseColumnsTheWindowDoesNotStepByStillShiftsOnItsGridAndReadsNothingAgain)
-{
-    // The window steps by a thousandth of its span, no whole number of 999 columns; on the grid of
-    // columns from time 0 every step still moves the points by whole columns.
-    const RECT narrower{0, 0, 999, 199};
-    for (auto* list : {&Incremental, &Rebuilt})
-        for (auto& trace : *list) trace->SetBounds(narrower);
-    Advance(25 * Second);
-    CDibSurface incremental(Plot.right + 1, Plot.bottom + 1), rebuilt(Plot.right + 1, Plot.bottom + 1);
-    LONG shifted = 0;
-    for (int frame = 0; frame < 10; ++frame) {
-        Advance(Second / 3);
-        incremental.Fill(0xFFFFFF);
-        rebuilt.Fill(0xFFFFFF);
-        for (auto& trace : Rebuilt) trace->ClearPoints();
-        Paint(Incremental, incremental);
-        Paint(Rebuilt, rebuilt);
-        for (size_t i = 0; i < Incremental.size(); ++i) {
-            ASSERT_EQ(Drawn(Incremental[i]->GetPolylines(), narrower.left - 1),
-                      Drawn(Rebuilt[i]->GetPolylines(), narrower.left - 1))
-                << "frame " << frame << ", trace " << i;
-            ASSERT_EQ(0, ReadAgain(*Incremental[i], Holds[i])) << "frame " << frame << ", trace " << i;
-        }
-        ASSERT_EQ(0, std::memcmp(incremental.Data(), rebuilt.Data(), size_t(incremental.Width()) * incremental.Height() * 4))
-            << "frame " << frame;
-        shifted = std::max(shifted, Incremental[0]->ShiftedColumns);
-    }
-    EXPECT_GT(shifted, 0) << "the window moved";
-}
-
-namespace {
 
 // A line trace whose records a test writes, painted on its own.
 class CPaintedTrace : public CLinearLineTraceRegion
@@ -219,105 +131,6 @@ public:
     CPaintedTrace() : CLinearLineTraceRegion(nullptr, nullptr) {}
     CColumnFolder& Records() { return Folder; }
 };
-
-// The count of pixels of `colour` in column x.
-int InColumn(const CDibSurface& canvas, int x, COLORREF colour)
-{
-    int count = 0;
-    for (int y = 0; y < canvas.Height(); ++y) count += canvas.Pixel(x, y) == colour;
-    return count;
-}
-
-} // namespace
-
-TEST(LineTracePaint, RecordsDrawTheirColumnsAsTheyStand)
-{
-    constexpr COLORREF Red = 0x0000FF;
-    struct CRow
-    {
-        const char* Name;
-        std::vector<std::vector<TracePoint>> Records;
-        int FirstVisible;
-        short PointSize;
-        LONG DataRight;
-        // Per column 0 to 9, the red pixels expected.
-        std::vector<int> Columns;
-    };
-    const CRow rows[] = {
-        {"one point is one pixel", {{{4, 5}}}, 0, 0, 32767, {0, 0, 0, 0, 1, 0, 0, 0, 0, 0}},
-        {"a folded column is a vertical line, the line into it ends where it enters", {{{2, 10}, {3, 10}, {3, 2}, {3, 14}, {3, 6}, {5, 6}}},
-         0, 0, 32767, {0, 0, 1, 13, 1, 0, 0, 0, 0, 0}},
-        {"points that scrolled off are not drawn", {{{1, 3}, {2, 3}, {6, 3}, {8, 3}}}, 2, 0, 32767, {0, 0, 0, 0, 0, 0, 1, 1, 0, 0}},
-        {"painting stops right of the newest sample", {{{0, 3}, {9, 3}}}, 0, 0, 4, {1, 1, 1, 1, 1, 0, 0, 0, 0, 0}},
-        {"a break leaves a gap", {{{0, 3}, {2, 3}}, {{5, 3}, {7, 3}}}, 0, 0, 32767, {1, 1, 0, 0, 0, 1, 1, 0, 0, 0}},
-        {"60 tenths of a point at 96 dots an inch are 8 pixels wide", {{{0, 10}, {9, 10}}}, 0, 60, 32767,
-         {8, 8, 8, 8, 8, 8, 8, 8, 8, 8}},
-    };
-    CTestDrawOwner owner;
-    for (const CRow& row : rows) {
-        CDibSurface canvas(10, 20, 0xFFFFFF);
-        CPaintedTrace trace;
-        trace.SetBounds({0, 0, 9, 19});
-        trace.DirtyBits = 0;
-        trace.Colour = Red;
-        trace.DataRight = row.DataRight;
-        for (const auto& points : row.Records) {
-            TracePolyline record;
-            record.Points = points;
-            trace.Records().Polylines.push_back(record);
-        }
-        trace.Records().Polylines[0].FirstVisible = row.FirstVisible;
-        CChartDrawInfo info(canvas.Dc(), canvas.Dc(), owner, row.PointSize);
-        ASSERT_EQ(GetDeviceCaps(canvas.Dc(), LOGPIXELSY), 96);
-        trace.PaintPolylines(info);
-        std::vector<int> columns;
-        for (int x = 0; x < 10; ++x) columns.push_back(InColumn(canvas, x, Red));
-        EXPECT_EQ(columns, row.Columns) << row.Name;
-    }
-}
-
-TEST_F(LiveTraces, TheChartDrawsEachChannelAsTracesOfItsInterpolationUnderItsAlarmLines)
-{
-    constexpr COLORREF AlarmColour = 0x00FF00;
-    ASSERT_NO_FATAL_FAILURE(SetSpeedAlarms(AlarmColour));
-    // Tiled, no trace draws over another.
-    Chart->GraphRegion->SetTiled(TRUE);
-    Advance(10 * Second);
-    CDibSurface canvas(800, 500, 0xFFFFFF);
-    ASSERT_EQ(S_OK, DrawInto(Owner, canvas.Dc(), RECTL{0, 0, 800, 500}));
-
-    CGraphRegion& graph = *Chart->GraphRegion;
-    ASSERT_EQ(graph.ChannelRegions.size(), 4u);
-    size_t place = 0;
-    for (auto& channel : graph.ChannelRegions) {
-        ASSERT_EQ(channel->TraceRegions.size(), 1u);
-        CTraceRegion* trace = channel->TraceRegions.front().get();
-        const bool linear = dynamic_cast<CLinearLineTraceRegion*>(trace) != nullptr;
-        EXPECT_EQ(linear, !Holds[place]) << "channel " << place;
-        EXPECT_TRUE(EqualRect(&trace->Bounds, &channel->PlotRect)) << "channel " << place;
-        const auto* line = dynamic_cast<CLineTraceRegion*>(trace);
-        ASSERT_TRUE(line);
-        EXPECT_FALSE(line->GetPolylines().empty()) << "channel " << place;
-        // The points of the newest record show in the trace's colour, but where the line ends.
-        const auto& points = line->GetPolylines().back().Points;
-        for (size_t i = 0; i < points.size(); ++i) {
-            if (PtInRect(&trace->Bounds, {points[i].X, points[i].Y}) && !(points[i] == points.back())) {
-                EXPECT_EQ(canvas.Pixel(points[i].X, points[i].Y), trace->Colour) << "channel " << place << ", point " << i;
-            }
-        }
-        ++place;
-    }
-    // Speed's scale is 0 to 300: the limits stand at a quarter and three quarters of its band.
-    const RECT band = graph.ChannelRegions.front()->PlotRect;
-    for (double share : {0.25, 0.75}) {
-        const int y = int(band.bottom - (band.bottom - band.top) * share);
-        int dots = 0;
-        for (int x = band.left; x <= band.right; ++x) dots += canvas.Pixel(x, y) == AlarmColour;
-        EXPECT_GT(dots, (band.right - band.left) / 4) << "the alarm line at " << share;
-    }
-}
-
-namespace {
 
 // The live chart in place in a window, as a host shows it. Each paint goes through the
 // control's back buffer, which keeps the plot, and the same chart is then painted straight onto
@@ -356,7 +169,6 @@ protected:
         const auto& drawn = graph.PlotLayer.Drawn;
         return drawn.size() == 1 && drawn[0].From == graph.GraphRect.left && drawn[0].To == graph.GraphRect.right;
     }
-
     CInPlaceContainer InPlace;
     CDibSurface Retained{Width, Height};
     CDibSurface Direct{Width, Height};
@@ -364,15 +176,101 @@ protected:
 
 } // namespace
 
+// Filling the window, then moving with a growing historic span, then the full span.
+TEST_F(LiveTraces, ALongLiveRunDrawnIncrementallyPaintsWhatRebuildingEveryFrameDoes)
+{
+    ExpectFramesAsRebuilt(Plot, 150);
+    EXPECT_GT(Shown()->GetStartTime(), RecordingStart) << "the window moved";
+    for (auto& trace : Incremental) EXPECT_FALSE(trace->GetPolylines().empty());
+}
+
+// The window steps by a thousandth of its span, no whole number of 999 columns; on the grid of
+// columns from time 0 every step still moves the points by whole columns.
+TEST_F(LiveTraces, APlotWhoseColumnsTheWindowDoesNotStepByStillShiftsOnItsGridAndReadsNothingAgain)
+{
+    Advance(25 * Second);
+    ExpectFramesAsRebuilt(RECT{0, 0, 999, 199}, 10);
+    EXPECT_GT(Shifted, 0) << "the window moved";
+}
+
+TEST(LineTracePaint, RecordsDrawTheirColumnsAsTheyStand)
+{
+    constexpr COLORREF Red = 0x0000FF;
+    // The records, the first visible point, the pen in tenths of a point, the last column of data,
+    // and the red pixels expected in each column.
+    using Records = std::vector<std::vector<TracePoint>>;
+    const std::tuple<const char*, Records, int, short, LONG, std::vector<int>> rows[] = {
+        {"one point is one pixel", {{{4, 5}}}, 0, 0, 32767, {0, 0, 0, 0, 1, 0, 0, 0, 0, 0}},
+        {"a folded column is a vertical line, the line into it ends where it enters",
+         {{{2, 10}, {3, 10}, {3, 2}, {3, 14}, {3, 6}, {5, 6}}}, 0, 0, 32767, {0, 0, 1, 13, 1, 0, 0, 0, 0, 0}},
+        {"points that scrolled off are not drawn", {{{1, 3}, {2, 3}, {6, 3}, {8, 3}}}, 2, 0, 32767,
+         {0, 0, 0, 0, 0, 0, 1, 1, 0, 0}},
+        {"painting stops right of the newest sample", {{{0, 3}, {9, 3}}}, 0, 0, 4, {1, 1, 1, 1, 1, 0, 0, 0, 0, 0}},
+        {"a break leaves a gap", {{{0, 3}, {2, 3}}, {{5, 3}, {7, 3}}}, 0, 0, 32767, {1, 1, 0, 0, 0, 1, 1, 0, 0, 0}},
+        {"60 tenths of a point at 96 dots an inch are 8 pixels wide", {{{0, 10}, {9, 10}}}, 0, 60, 32767,
+         {8, 8, 8, 8, 8, 8, 8, 8, 8, 8}},
+    };
+    CTestDrawOwner owner;
+    for (const auto& [name, records, firstVisible, pointSize, dataRight, expected] : rows) {
+        CDibSurface canvas(10, 20, 0xFFFFFF);
+        CPaintedTrace trace;
+        trace.SetBounds({0, 0, 9, 19});
+        trace.DirtyBits = 0;
+        trace.Colour = Red;
+        trace.DataRight = dataRight;
+        for (const auto& points : records) trace.Records().Polylines.push_back(TracePolyline{0, points});
+        trace.Records().Polylines[0].FirstVisible = firstVisible;
+        CChartDrawInfo info(canvas.Dc(), canvas.Dc(), owner, pointSize);
+        ASSERT_EQ(GetDeviceCaps(canvas.Dc(), LOGPIXELSY), 96);
+        trace.PaintPolylines(info);
+        std::vector<int> columns(10);
+        for (int x = 0; x < 10; ++x)
+            for (int y = 0; y < canvas.Height(); ++y) columns[x] += canvas.Pixel(x, y) == Red;
+        EXPECT_EQ(columns, expected) << name;
+    }
+}
+
+TEST_F(LiveTraces, TheChartDrawsEachChannelAsTracesOfItsInterpolationUnderItsAlarmLines)
+{
+    constexpr COLORREF AlarmColour = 0x00FF00;
+    ASSERT_NO_FATAL_FAILURE(SetSpeedAlarms(AlarmColour));
+    // Tiled, no trace draws over another.
+    Chart->GraphRegion->SetTiled(TRUE);
+    Advance(10 * Second);
+    CDibSurface canvas(800, 500, 0xFFFFFF);
+    ASSERT_EQ(S_OK, DrawInto(Owner, canvas.Dc(), RECTL{0, 0, 800, 500}));
+    CGraphRegion& graph = *Chart->GraphRegion;
+    ASSERT_EQ(graph.ChannelRegions.size(), 4u);
+    size_t place = 0;
+    for (auto& region : graph.ChannelRegions) {
+        SCOPED_TRACE(testing::Message() << "channel " << place);
+        CChannelRegion& channel = *region;
+        ASSERT_EQ(channel.TraceRegions.size(), 1u);
+        CTraceRegion* trace = channel.TraceRegions.front().get();
+        EXPECT_EQ(!Holds[place++], dynamic_cast<CLinearLineTraceRegion*>(trace) != nullptr);
+        EXPECT_TRUE(EqualRect(&trace->Bounds, &channel.PlotRect));
+        const auto* line = dynamic_cast<CLineTraceRegion*>(trace);
+        ASSERT_TRUE(line && !line->GetPolylines().empty());
+        // The points of the newest record show in the trace's colour, but where the line ends.
+        const auto& points = line->GetPolylines().back().Points;
+        for (const TracePoint& p : points)
+            EXPECT_TRUE(!PtInRect(&trace->Bounds, {p.X, p.Y}) || p == points.back()
+                        || canvas.Pixel(p.X, p.Y) == trace->Colour) << p.X << "," << p.Y;
+    }
+    // Speed's scale is 0 to 300: the limits stand at a quarter and three quarters of its band.
+    const RECT band = graph.ChannelRegions.front()->PlotRect;
+    for (double share : {0.25, 0.75}) {
+        const int y = int(band.bottom - (band.bottom - band.top) * share);
+        int dots = 0;
+        for (int x = band.left; x <= band.right; ++x) dots += canvas.Pixel(x, y) == AlarmColour;
+        EXPECT_GT(dots, (band.right - band.left) / 4) << "the alarm line at " << share;
+    }
+}
+
 TEST_F(RetainedPlot, ShowsWhatAFullPaintDoesAndDrawsOnlyWhatChanged)
 {
-    struct CRow
-    {
-        const char* Name;
-        BOOL FixedGrid, MinorLines, Tiled;
-        short PointSize;
-    };
-    const CRow rows[] = {
+    // The fixed grid, minor lines, tiling and the pen.
+    const std::tuple<const char*, BOOL, BOOL, BOOL, short> rows[] = {
         {"a fixed grid that stands while the data move", TRUE, FALSE, FALSE, 0},
         {"a grid on the time ticks with minor lines, moving with the data", FALSE, TRUE, FALSE, 0},
         {"tiled strips", FALSE, FALSE, TRUE, 0},
@@ -384,12 +282,12 @@ TEST_F(RetainedPlot, ShowsWhatAFullPaintDoesAndDrawsOnlyWhatChanged)
     ASSERT_TRUE(PaintBoth());
     const RECT& plot = Chart->GraphRegion->GraphRect;
     ASSERT_EQ(S_OK, Owner->put_DataTimeSpan((plot.right - plot.left) * (Second / 20)));
-    for (const CRow& row : rows) {
+    for (const auto& [name, fixedGrid, minorLines, tiled, pointSize] : rows) {
         CGraphRegion& graph = *Chart->GraphRegion;
-        graph.FixedGrid = row.FixedGrid;
-        graph.ShowXAxisGridMinorLines = graph.ShowYAxisGridMinorLines = row.MinorLines;
-        graph.SetTiled(row.Tiled);
-        graph.PointSize = row.PointSize;
+        graph.FixedGrid = fixedGrid;
+        graph.ShowXAxisGridMinorLines = graph.ShowYAxisGridMinorLines = minorLines;
+        graph.SetTiled(tiled);
+        graph.PointSize = pointSize;
         long partial = 0, columns = 0;
         for (int frame = 0; frame < 90; ++frame) {
             // Mostly frames of a sixtieth of a second, filling the window and then moving it;
@@ -401,14 +299,14 @@ TEST_F(RetainedPlot, ShowsWhatAFullPaintDoesAndDrawsOnlyWhatChanged)
                 PaintDirect();
                 continue;
             }
-            ASSERT_TRUE(PaintBoth()) << row.Name << ", frame " << frame;
+            ASSERT_TRUE(PaintBoth()) << name << ", frame " << frame;
             if (DrewWhole()) continue;
             ++partial;
             for (const CColumns& c : graph.PlotLayer.Drawn) columns += c.To - c.From + 1;
         }
         // Beyond the first frame and the long steps, frames draw a few columns each.
-        EXPECT_GT(partial, 65) << row.Name;
-        EXPECT_LT(columns / std::max(partial, 1L), 40) << row.Name;
+        EXPECT_GT(partial, 65) << name;
+        EXPECT_LT(columns / std::max(partial, 1L), 40) << name;
     }
 }
 
@@ -417,36 +315,25 @@ TEST_F(RetainedPlot, ShowsAtOnceWhatChangedBesideTheData)
     CGraphRegion& graph = *Chart->GraphRegion;
     CChannelDataItem* channel = Task().GetOrdering()->GetItems().front();
     CTraceDataItem* speed = channel->GetTraces().front();
-    const auto scale = [&](double maximum) {
-        CVariant value;
-        value.vt = VT_R8;
-        value.dblVal = maximum;
-        ASSERT_EQ(S_OK, channel->GetProperties()->SetProperty(CBstr(L"Display maximum").Get(), value));
-    };
     const auto activate = [&](CChannelDataItem* which) { Task().SetActiveTrace(which, which->GetTraces().front()); };
-    const struct
-    {
-        const char* Name;
-        std::function<void()> Change;
-    } rows[] = {
+    const std::pair<const char*, std::function<void()>> rows[] = {
         {"a trace flashes", [&] { speed->FlashOn = !speed->FlashOn; }},
         {"a trace hides", [&] { speed->Visible = FALSE; }},
         {"a trace shows again", [&] { speed->Visible = TRUE; }},
         {"the pen widens", [&] { graph.PointSize = 20; }},
-        {"the scale changes", [&] { scale(400.0); }},
+        {"the scale changes", [&] { SetProperty(channel, L"Display maximum", 400.0); }},
         {"another channel becomes active", [&] { activate(Task().GetOrdering()->GetItems().back()); }},
         {"the grid follows the time ticks", [&] { graph.FixedGrid = FALSE; }},
-        {"the grid goes", [&] { graph.ShowGrid = FALSE; }},
         {"the chart turns tiled", [&] { graph.SetTiled(TRUE); }},
     };
     Advance(Second);
     ASSERT_TRUE(PaintBoth());
-    for (const auto& row : rows) {
-        row.Change();
+    for (const auto& [name, change] : rows) {
+        change();
         // The change shows in the next paint, and in the one after new samples.
-        ASSERT_TRUE(PaintBoth()) << row.Name;
+        ASSERT_TRUE(PaintBoth()) << name;
         Advance(Second / 60);
-        ASSERT_TRUE(PaintBoth()) << row.Name << ", then new samples";
-        EXPECT_FALSE(DrewWhole()) << row.Name << ", then new samples";
+        ASSERT_TRUE(PaintBoth()) << name << ", then new samples";
+        EXPECT_FALSE(DrewWhole()) << name << ", then new samples";
     }
 }

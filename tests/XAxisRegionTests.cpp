@@ -1,6 +1,5 @@
-// The time axis of the live chart over the substitute host: ticks and labels, the cursor label in
-// each control mode and time format, the offset label, the distance axis, and a cursor move that
-// repaints the label alone.
+// The time axis of the live chart over the substitute host: ticks, labels, the cursor and offset
+// labels, and the distance axis.
 #include <gtest/gtest.h>
 #include <algorithm>
 #include <functional>
@@ -25,7 +24,6 @@ struct CPaintedText
     POINT At;
     UINT Alignment;
 };
-
 struct CPainted
 {
     std::vector<CPaintedText> Texts;
@@ -69,7 +67,6 @@ protected:
         ASSERT_TRUE(Window);
         Attach(SessionTask);
         Advance(DataLength);
-        ASSERT_TRUE(Shown());
         Axis = std::make_unique<CRTCXAxisRegion>(*Chart->GraphRegion, &Task());
         Axis->WindowRef = &Window;
         Axis->SetBounds({0, 0, Width, 60});
@@ -80,7 +77,6 @@ protected:
         if (Window) DestroyWindow(Window);
         LiveChartTest::TearDown();
     }
-
     // Paints `draw` (the axis when none is given) into a metafile, measured against the screen.
     CPainted Paint(const std::function<void(CChartDrawInfo&)>& draw = {})
     {
@@ -115,7 +111,6 @@ protected:
         Axis->Draw(info);
         ValidateRect(Window, nullptr);
     }
-
     // Wide enough for a label every ten seconds in any font; the window, whose pixels are read
     // back, fits on the screen.
     static constexpr long Width = 2000;
@@ -150,8 +145,7 @@ TEST_F(XAxisFilling, TicksStandOnTheBaseLineAndTheEndLabelsAreFlushWithTheEnds)
         EXPECT_TRUE(major.x == long(i) * Width / 10 && major.y == majorEnd) << i;
         EXPECT_EQ(std::to_wstring(10 * i), label.Text);
         EXPECT_TRUE(label.At.x == major.x && label.At.y == majorEnd - 1) << i;
-        const UINT alignment = i == 0 ? TA_LEFT : i == 10 ? TA_RIGHT : TA_CENTER;
-        EXPECT_EQ(alignment, label.Alignment & (TA_LEFT | TA_RIGHT | TA_CENTER)) << i;
+        EXPECT_EQ(i == 0 ? TA_LEFT : i == 10 ? TA_RIGHT : TA_CENTER, label.Alignment & (TA_RIGHT | TA_CENTER)) << i;
     }
 }
 
@@ -171,12 +165,8 @@ TEST_F(XAxis, TheLabelsFollowTheHostsFormatAndTheCursorLabelTheControlMode)
         {"seconds", [] {}, 0, 3, &seconds, L"Elapsed Time: ", L"130.100 sec"},
         {"minutes", [] {}, 1, 3, &minutes, L"Elapsed Time: ", L"02:10.100 min:sec"},
         {"hours", [] {}, 2, 1, &minutes, L"Elapsed Time: ", L"00:02:10.1 hr:min:sec"},
-        {"running on", [&] { Advance(Second / 4); }, 0, 3, nullptr, L"Elapsed Time: ", L"130.300 sec"},
-        // The cursor at 50 s of the chart's window, which starts 30.3 s into the run.
-        {"local pause", [&] { LocalPause(), Task().SetCursor(50 * Second, 0); }, 0, 3, nullptr, L"Time: ",
-         L"80.300 sec"},
-        {"host's pause", [&] { HostRuns(false), Task().SetCursor(50 * Second, 0); }, 0, 3, nullptr, L"Time: ",
-         L"80.300 sec"},
+        // The cursor at 50 s of the chart's window, which starts 30.1 s into the run.
+        {"paused", [&] { HostRuns(false), Task().SetCursor(50 * Second, 0); }, 0, 3, nullptr, L"Time: ", L"80.100 sec"},
     };
     for (const auto& [name, enter, format, digits, labels, captionText, cursorText] : rows) {
         SCOPED_TRACE(name);
@@ -193,8 +183,7 @@ TEST_F(XAxis, TheLabelsFollowTheHostsFormatAndTheCursorLabelTheControlMode)
         }
         const CPaintedText& caption = painted.Texts[painted.Texts.size() - 2];
         const CPaintedText& cursor = painted.Texts.back();
-        EXPECT_EQ(captionText, caption.Text);
-        EXPECT_EQ(cursorText, cursor.Text);
+        EXPECT_EQ(std::wstring(captionText) + L"|" + cursorText, caption.Text + L"|" + cursor.Text);
         // Both stand on the last line, right-aligned, the value at the axis's right end and the
         // caption where the value begins.
         const SIZE captionSize = Extent(caption.Text.c_str()), cursorSize = Extent(cursor.Text.c_str());
@@ -206,9 +195,8 @@ TEST_F(XAxis, TheLabelsFollowTheHostsFormatAndTheCursorLabelTheControlMode)
     }
 }
 
-// A paused cursor's move repaints the label alone, as a full paint would show it; other news
-// invalidates the axis. With two cursors a delta in the symbol face stands between caption and
-// value.
+// A paused cursor's move repaints the label alone, as a full paint would; other news invalidates the
+// axis. With two cursors a delta in the symbol face stands between caption and value.
 TEST_F(XAxis, ACursorMoveRepaintsTheLabelAloneAndTwoCursorsPutADeltaBeforeTheDifference)
 {
     Axis->SetBounds({0, 0, WindowWidth, 60});
@@ -218,7 +206,6 @@ TEST_F(XAxis, ACursorMoveRepaintsTheLabelAloneAndTwoCursorsPutADeltaBeforeTheDif
     const auto before = CaptureWindow(Window);
     const RECT label = Axis->SelectionLabelRect;
     ASSERT_FALSE(IsRectEmpty(&label));
-
     Task().SetCursor(61 * Second, 0);
     RECT update{};
     EXPECT_FALSE(GetUpdateRect(Window, &update, FALSE)) << "nothing is left for a paint";
@@ -227,22 +214,19 @@ TEST_F(XAxis, ACursorMoveRepaintsTheLabelAloneAndTwoCursorsPutADeltaBeforeTheDif
     EXPECT_EQ(0, Differences(*before, *after, &label)) << "only the label's rectangle is painted";
     PaintOnWindow();
     EXPECT_EQ(0, Differences(*after, *CaptureWindow(Window))) << "the label reads as a full paint would show it";
-
     for (DWORD flags : {TaskTimeFormatStale, TaskWindowMoved, TaskTimeRangeStale | TaskCursorStale}) {
         PaintOnWindow();
         Axis->OnDataItemChanged(&Task(), flags);
         EXPECT_TRUE(GetUpdateRect(Window, &update, FALSE) && update.left == 0 && update.right == WindowWidth + 1)
             << std::hex << flags;
     }
-
     Axis->SetBounds({0, 0, Width, 60});
     Task().SetTwoCursors(true);
     const CPainted painted = Paint();
     ASSERT_GE(painted.Texts.size(), 3u);
     const CPaintedText& caption = painted.Texts[painted.Texts.size() - 3];
     const CPaintedText& delta = painted.Texts[painted.Texts.size() - 2];
-    EXPECT_EQ(L"Time: ", caption.Text);
-    EXPECT_EQ(L"D", delta.Text);
+    EXPECT_EQ(L"Time: |D", caption.Text + L"|" + delta.Text);
     // Each at the right end of its cell: the value at the axis's end, the delta a delta's width
     // after the caption.
     EXPECT_EQ(Width, painted.Texts.back().At.x);
@@ -269,24 +253,19 @@ TEST_F(XAxis, TheOffsetLabelsFieldsAndTheNiceStepsOfADistanceAxis)
             if (text.size() >= 3 && text.compare(text.size() - 3, 3, L"...") == 0) text.resize(text.size() - 3);
         EXPECT_EQ(expected, texts) << time << " " << flags;
     }
-
     Task().SetDistanceMode(true);
     HostRuns(false);
     const std::tuple<double, double, int> distances[] = {{100.0, 350.0, 0}, {2.0, 2.5, 1}, {0.0, 0.05, 2}};
     for (const auto& [from, to, decimals] : distances) {
         SCOPED_TRACE(to);
         Task().PushDistanceZoom(from, to);
-        double low = 0.0, high = 0.0;
-        Task().GetDistanceRange(low, high);
-        ASSERT_EQ(std::make_pair(from, to), std::make_pair(low, high));
         CAxisTicks ticks;
         const CPainted painted = Paint([&](CChartDrawInfo& info) {
             ASSERT_EQ(S_OK, Axis->GetDistanceTicks(info, ticks));
             Axis->Draw(info);
         });
         EXPECT_EQ(decimals, ticks.Decimals);
-        EXPECT_GT(ticks.MajorStep, 0.0);
-        EXPECT_LE(ticks.Maximum - ticks.Minimum, 10 * ticks.MajorStep + 1e-9);
+        EXPECT_TRUE(ticks.MajorStep > 0 && ticks.Maximum - ticks.Minimum <= 10 * ticks.MajorStep + 1e-9);
         // The first label is the first major value, as a number.
         ASSERT_FALSE(painted.Texts.empty());
         EXPECT_EQ(std::wstring(FormatNumber(ticks.MajorStart + 0.0, decimals, false, true)), painted.Texts[0].Text);

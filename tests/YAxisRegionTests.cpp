@@ -29,41 +29,32 @@ protected:
         NewLayout = true;
         Position = RECT{0, 0, 480, 320};
     }
-
     // The chart shows these channels, each with an axis on the left and a band (maximum, minimum)
     // from `bands` when one is given; then it paints.
     void Show(std::vector<const wchar_t*> names, std::vector<std::pair<double, double>> bands = {})
     {
         Task().GetOrdering()->SetNames(std::vector<CBstr>(names.begin(), names.end()));
         for (size_t i = 0; i < names.size(); ++i) {
-            Set(Channel(i), L"Auxiliary axis", VT_I4, 1);
+            SetProperty(Channel(i), L"Auxiliary axis", 1, VT_I4);
             if (i < bands.size()) Band(Channel(i), true, bands[i].first, bands[i].second);
         }
         Paint();
     }
     void Band(CChannelDataItem* channel, bool enabled, double maximum, double minimum)
     {
-        Set(channel, L"Y-axis % enabled", VT_BOOL, enabled);
-        Set(channel, L"Y-axis % maximum", VT_R8, maximum);
-        Set(channel, L"Y-axis % minimum", VT_R8, minimum);
+        SetProperty(channel, L"Y-axis % enabled", enabled, VT_BOOL);
+        SetProperty(channel, L"Y-axis % maximum", maximum);
+        SetProperty(channel, L"Y-axis % minimum", minimum);
     }
     void Paint() { ASSERT_TRUE(Repaint()); }
-    void Set(CChannelDataItem* channel, const wchar_t* name, VARTYPE type, double value)
-    {
-        CVariant variant;
-        variant.vt = VT_R8;
-        variant.dblVal = value;
-        ASSERT_EQ(S_OK, VariantChangeType(&variant, &variant, 0, type));
-        ASSERT_EQ(S_OK, channel->GetProperties()->SetProperty(CBstr(name).Get(), variant));
-    }
     // The band's two ends as the host holds them, within `tolerance`.
     void ExpectBand(IQvxPropertySet* properties, double maximum, double minimum, double tolerance = 0.0)
     {
-        CVariant read[2];
-        ASSERT_EQ(S_OK, properties->GetProperty(CBstr(L"Y-axis % maximum").Get(), &read[0]));
-        ASSERT_EQ(S_OK, properties->GetProperty(CBstr(L"Y-axis % minimum").Get(), &read[1]));
-        EXPECT_NEAR(maximum, read[0].dblVal, tolerance);
-        EXPECT_NEAR(minimum, read[1].dblVal, tolerance);
+        for (const auto& [name, value] : {std::pair{L"Y-axis % maximum", maximum}, {L"Y-axis % minimum", minimum}}) {
+            CVariant read;
+            properties->GetProperty(CBstr(name).Get(), &read);
+            EXPECT_NEAR(value, read.dblVal, tolerance) << name;
+        }
     }
     CChannelDataItem* Channel(size_t place) { return Task().GetOrdering()->GetItems().at(place); }
     std::vector<std::wstring> Names()
@@ -108,15 +99,12 @@ protected:
     CDragManager& Manager() { return *Chart->GetDragManager(); }
 };
 
-// The width makes room for the widest number of the scale; a long title ends in dots within its
-// room.
 TEST_F(YAxis, TheWidthMakesRoomForTheWidestNumberAndTheTitleForItsDots)
 {
     // The scale, its decimals, and the two ends as text (null: two average characters).
     const std::tuple<const char*, double, double, int, const wchar_t*, const wchar_t*> rows[] = {
         {"negative and decimals", -12345.6, 100, 1, L"-12345.6", L"100.0"},
         {"a huge maximum in exponential form", 0, 1e300, 2, L"0.00", L"1.0000e+300"},
-        {"short numbers", 0, 1, 0, L"0", L"1"},
         {"no scale", 5, 1, 0, nullptr, nullptr},
     };
     Show({L"Speed"});
@@ -127,10 +115,10 @@ TEST_F(YAxis, TheWidthMakesRoomForTheWidestNumberAndTheTitleForItsDots)
     GetTextMetricsW(screen, &metrics);
     const int dpiX = GetDeviceCaps(screen, LOGPIXELSX);
     for (const auto& [name, minimum, maximum, decimals, low, high] : rows) {
-        Set(Channel(0), L"Autoscale", VT_BOOL, 0);
-        Set(Channel(0), L"Display minimum", VT_R8, minimum);
-        Set(Channel(0), L"Display maximum", VT_R8, maximum);
-        Set(Channel(0), L"Decimal places", VT_I4, decimals);
+        SetProperty(Channel(0), L"Autoscale", 0, VT_BOOL);
+        SetProperty(Channel(0), L"Display minimum", minimum);
+        SetProperty(Channel(0), L"Display maximum", maximum);
+        SetProperty(Channel(0), L"Decimal places", decimals, VT_I4);
         int digits = 2 * metrics.tmAveCharWidth;
         for (const wchar_t* text : {low, high}) {
             SIZE size{};
@@ -141,7 +129,6 @@ TEST_F(YAxis, TheWidthMakesRoomForTheWidestNumberAndTheTitleForItsDots)
                   CYAxisRegion::YAxisWidth(info, *Chart->GraphRegion->ChannelRegions.front()))
             << name;
     }
-
     const std::wstring full = Axis(0).FitTitle(screen, 10000);
     EXPECT_EQ(0u, full.find(std::wstring(Channel(0)->GetDisplayName().View())));
     SIZE size{};
@@ -196,21 +183,20 @@ TEST_F(YAxis, TheBandCutsTheAxisAndItsQuartersAreTheHandles)
     EXPECT_EQ(CYAxisRegion::EdgeNone, axis.HitTest(POINT{30, 250}));
 }
 
-// The spine stands on the graph's side of the column, over the band alone; the ticks point away
-// from the graph, minor ones shorter. A drag paints the axis at once, with no paint of the chart.
-// The active axis follows the active channel.
+// The spine stands on the graph's side, over the band alone; ticks point away from the graph, minor
+// ones shorter. A drag paints the axis at once, with no paint of the chart.
 TEST_F(YAxis, TheSpineAndTicksStandOnTheBandAndFollowTheDrag)
 {
     Show({L"Speed", L"RPM"}, {{80, 10}});
-    Set(Channel(0), L"Autoscale", VT_BOOL, 0);
-    Set(Channel(0), L"Display minimum", VT_R8, 0);
-    Set(Channel(0), L"Display maximum", VT_R8, 100);
+    SetProperty(Channel(0), L"Autoscale", 0, VT_BOOL);
+    SetProperty(Channel(0), L"Display minimum", 0);
+    SetProperty(Channel(0), L"Display maximum", 100);
+    // The active axis follows the active channel.
     for (size_t place : {1u, 0u}) {
         Task().SetActiveTrace(Channel(place), Channel(place)->GetTraces().front());
         Paint();
-        ASSERT_TRUE(Chart->GraphRegion->ActiveYAxis);
-        EXPECT_EQ(Channel(place), Chart->GraphRegion->ActiveYAxis->Channel);
-        EXPECT_EQ(Task().GetActiveTrace(), Chart->GraphRegion->ActiveYAxis->Trace);
+        const CYAxisRegion* active = Chart->GraphRegion->ActiveYAxis.get();
+        EXPECT_TRUE(active && active->Channel == Channel(place) && active->Trace == Task().GetActiveTrace()) << place;
     }
     CYAxisRegion& axis = Axis(0);
     ASSERT_TRUE(axis.Trace);
@@ -230,7 +216,6 @@ TEST_F(YAxis, TheSpineAndTicksStandOnTheBandAndFollowTheDrag)
     EXPECT_EQ("110010", Inked(*shown, colour,
                               {{spine, (band.top + band.bottom) / 2}, {spine, band.top}, {spine, band.top - 2},
                                {spine, band.bottom + 2}, {spine - minor, y}, {spine - minor - 1, y}}));
-
     POINT point = On(axis, CYAxisRegion::EdgeTop);
     Press(point);
     point.y -= 1000;
@@ -238,7 +223,6 @@ TEST_F(YAxis, TheSpineAndTicksStandOnTheBandAndFollowTheDrag)
     EXPECT_FALSE(GetUpdateRect(Window, nullptr, FALSE));
     EXPECT_EQ(colour, CaptureWindow(Window)->Pixel(spine, axis.Bounds.top));
     Drag(WM_LBUTTONUP, point);
-
     // Tiled, the axis shows only the ticks at its two ends.
     ASSERT_EQ(S_OK, Owner->put_Tiled(VARIANT_TRUE));
     Paint();
@@ -249,19 +233,17 @@ TEST_F(YAxis, TheSpineAndTicksStandOnTheBandAndFollowTheDrag)
     EXPECT_EQ("11", Inked(*shown, colour, {{strip.right - minor, strip.top}, {strip.right - minor, strip.bottom}}));
     for (int row = strip.top + 1; row < strip.bottom; row += 3)
         EXPECT_NE(colour, shown->Pixel(strip.right - minor, row)) << row;
-
     // No ticks for the active channel when there is none; without a scale, no ticks and no ends.
     Task().SetActiveChannel(nullptr);
     EXPECT_EQ(E_FAIL, tiled.GetYTicks(info, ticks, TRUE));
-    Set(Channel(0), L"Display maximum", VT_R8, -1);
+    SetProperty(Channel(0), L"Display maximum", -1);
     EXPECT_EQ(E_FAIL, tiled.GetYTicks(info, ticks, FALSE));
     Paint();
     EXPECT_NE(colour, CaptureWindow(Window)->Pixel(Axis(0).AxisRect.right - minor, Axis(0).AxisRect.top));
 }
 
-// Each drag starts at a press on the axis and ends at a release far above or below it; the band
-// writes the edges that moved, within a pixel, and keeps a tenth of the height. Posted to the
-// window, the drop puts the channels in the order of their bands.
+// A drag far above or below writes the edges that moved, within a pixel, keeping a tenth of the
+// height; posted to the window, the drop orders the channels by their bands.
 TEST_F(YAxis, TheDropWritesTheBandThatTheDragLeftAndOrdersTheChannels)
 {
     // The edge taken, how far it goes, and the band (maximum, minimum) written.
@@ -281,12 +263,9 @@ TEST_F(YAxis, TheDropWritesTheBandThatTheDragLeftAndOrdersTheChannels)
         Press(point);
         ASSERT_EQ(&axis, static_cast<CYAxisRegion*>(Manager().ActiveMode));
         point.y += dy;
-        EXPECT_TRUE(Drag(WM_MOUSEMOVE, point));
-        EXPECT_TRUE(Drag(WM_LBUTTONUP, point));
-        EXPECT_FALSE(Manager().ActiveMode);
+        EXPECT_TRUE(Drag(WM_MOUSEMOVE, point) && Drag(WM_LBUTTONUP, point) && !Manager().ActiveMode);
         ExpectBand(Channel(0)->GetProperties(), maximum, minimum, 100.0 / (axis.Bounds.bottom - axis.Bounds.top));
     }
-
     Show({L"Speed", L"RPM", L"Throttle"}, {{100, 70}, {65, 35}, {30, 0}});
     const double pixel = 100.0 / (Axis(2).Bounds.bottom - Axis(2).Bounds.top);
     POINT point = On(Axis(2), CYAxisRegion::EdgeBand);
@@ -327,16 +306,14 @@ TEST_F(YAxis, OrderingByBandDissolvesTheGroupedHead)
     Task().GetOrdering()->SetGroups(nullptr);
 }
 
-// Over the axis the pointer shows what a drag would move, locked under a vertical zoom and for
-// a band that fills the axis; a press then starts nothing. Escape, or a channel removed during the
-// drag, ends it without writing the band.
+// Over the axis the pointer shows what a drag would move, locked (and a press starts nothing) under
+// a vertical zoom or for a band that fills the axis. Escape, or the channel's removal, ends the drag
+// without writing the band.
 TEST_F(YAxis, TheCursorShowsTheHandleAndAZoomOrAnEscapeLocksIt)
 {
     // Zoomed, a band that fills the axis, the edge pointed at, and the cursor shown.
     const std::tuple<const char*, bool, bool, int, HCURSOR CYAxisRegion::*> rows[] = {
         {"top", false, false, CYAxisRegion::EdgeTop, &CYAxisRegion::CursorTop},
-        {"band", false, false, CYAxisRegion::EdgeBand, &CYAxisRegion::CursorBand},
-        {"bottom", false, false, CYAxisRegion::EdgeBottom, &CYAxisRegion::CursorBottom},
         {"top zoomed", true, false, CYAxisRegion::EdgeTop, &CYAxisRegion::CursorTopLocked},
         {"bottom zoomed", true, false, CYAxisRegion::EdgeBottom, &CYAxisRegion::CursorBottomLocked},
         {"band filling the axis", false, true, CYAxisRegion::EdgeBand, &CYAxisRegion::CursorBandLocked},
@@ -357,7 +334,6 @@ TEST_F(YAxis, TheCursorShowsTheHandleAndAZoomOrAnEscapeLocksIt)
     EXPECT_EQ(own, PointAt(On(Axis(1), CYAxisRegion::EdgeBand)));
     Press(On(Axis(1), CYAxisRegion::EdgeBand));
     EXPECT_FALSE(Manager().ActiveMode);
-
     Task().ClearYZoom();
     Show({L"Speed", L"RPM"}, {{60, 20}});
     POINT point = On(Axis(0), CYAxisRegion::EdgeTop);
@@ -367,11 +343,9 @@ TEST_F(YAxis, TheCursorShowsTheHandleAndAZoomOrAnEscapeLocksIt)
     Drag(WM_MOUSEMOVE, point);
     EXPECT_NE(before.top, Axis(0).AxisRect.top);
     LRESULT result = 0;
-    EXPECT_TRUE(Manager().ProcessWindowMessage(Window, WM_KEYDOWN, VK_ESCAPE, 0, result, 0));
-    EXPECT_FALSE(Manager().ActiveMode);
+    EXPECT_TRUE(Manager().ProcessWindowMessage(Window, WM_KEYDOWN, VK_ESCAPE, 0, result, 0) && !Manager().ActiveMode);
     EXPECT_EQ(RectText(before), RectText(Axis(0).AxisRect));
     ExpectBand(Channel(0)->GetProperties(), 60, 20);
-
     // The channel goes during a drag, and its axis with the next paint: the drag ends with it.
     CComPtr<IQvxPropertySet> properties = Channel(0)->GetProperties();
     Press(On(Axis(0), CYAxisRegion::EdgeTop));
