@@ -34,12 +34,8 @@ constexpr SIZE_T MemoryAllowance = 96u << 20;
 #define SOAK_STEPS 150
 #endif
 
-struct CSoakSettings
-{
-    unsigned Seed = 20261123;
-    int Steps = SOAK_STEPS;
-    std::string Without;   // an action left out, so that a fault it finds first hides no other
-} Settings;
+// Without: an action left out, so that a fault it finds first hides no other.
+struct CSoakSettings { unsigned Seed = 20261123; int Steps = SOAK_STEPS; std::string Without; } Settings;
 
 // Where a run is, for the report of a crash.
 struct CProgress { unsigned Seed = 0; int Step = 0; const char* Action = ""; } Progress;
