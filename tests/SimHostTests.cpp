@@ -3,7 +3,6 @@
 // property sets and factories, units; its series and the simulated recording behind them.
 #include <gtest/gtest.h>
 #include <algorithm>
-#include <cmath>
 #include <functional>
 #include <limits>
 #include <sstream>
