@@ -191,6 +191,7 @@ public:
     void SetDistanceMode(bool on) noexcept { DistanceMode = on; }
     // The second cursor, from the start of the selection.
     qvx::time GetSecondCursorTime() const noexcept { return SecondCursorTime; }
+    void SetSecondCursorTime(const qvx::time& time) noexcept { SecondCursorTime = time; }
     // Two-cursor mode, with the span between the cursors shaded.
     bool HasTwoCursors() const noexcept { return TwoCursors != 0; }
     void SetTwoCursors(bool on) noexcept { TwoCursors = on; }

@@ -273,8 +273,7 @@ const wchar_t* CXAxisRegion::GetCursorText()
     if (Task->IsDistanceMode()) return KeepCursorText(ModuleString(NoValueText, L"No Value").c_str());
     // Two cursors: how far the primary stands from the second, signed.
     if (Task->HasTwoCursors())
-        return KeepCursorText(Task->FormatTimeDifference(Task->GetCursorTime() - Task->GetSecondCursorTime(),
-                                                         TimeDigits(), false, false, true));
+        return KeepCursorText(Task->FormatTimeDifference(Task->GetCursorTime(), TimeDigits(), false, false, true));
     return KeepCursorText(Task->FormatTime(Task->GetCursorTime(), TimeDigits(), false, false, true));
 }
 

@@ -232,6 +232,10 @@ TEST_F(XAxis, ACursorMoveRepaintsTheLabelAloneAndTwoCursorsPutADeltaBeforeTheDif
     EXPECT_EQ(Width, painted.Texts.back().At.x);
     EXPECT_EQ(caption.At.x + Extent(L"D", true).cx, delta.At.x);
     EXPECT_LT(delta.At.x, Width);
+    // A plain axis tells the primary cursor's distance from the second, signed.
+    CXAxisRegion plain(*Chart->GraphRegion, &Task());
+    Task().SetSecondCursorTime(Task().GetCursorTime() + 2 * Second);
+    EXPECT_STREQ(L"-2.000 sec", plain.GetCursorText());
 }
 
 // The offset label shows the fields that have an offset or a frame. In distance mode the axis
