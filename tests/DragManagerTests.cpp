@@ -202,11 +202,13 @@ TEST_F(Managers, EachMessageOfARunningDragEndsCancelsSwallowsOrPassesAsItsModesF
         {"a right press does not cancel it", Plain, WM_RBUTTONDOWN, 0, "", true, true},
         {"a right release with its flag", Plain | DRAG_END_ON_RBUTTONUP, WM_RBUTTONUP, 0, "End (idle)", false, false},
         {"a middle press ends the auto-scroll", AutoScroll, WM_MBUTTONDOWN, 0, "End (idle)", false, false},
+        {"a middle release ends it", AutoScroll | DRAG_END_ON_MBUTTONUP, WM_MBUTTONUP, 0, "End (idle)", false, false},
         {"Escape cancels it", Plain, WM_KEYDOWN, VK_ESCAPE, "Cancel", false, false},
         {"Escape without its flag is swallowed", Thumb, WM_KEYDOWN, VK_ESCAPE, "", true, false},
         {"a command is swallowed", Plain, WM_COMMAND, 41001, "", true, false},
         {"the context menu cancels it and opens", Plain, WM_CONTEXTMENU, 0, "Cancel", false, true},
         {"a mode that keeps the context menu eats it", Thumb, WM_CONTEXTMENU, 0, "", true, false},
+        {"a cancel of modes cancels it", Thumb, WM_CANCELMODE, 0, "Cancel", false, false},
     };
     for (const auto& [name, flags, message, wParam, effect, running, passesOn] : rows) {
         SCOPED_TRACE(name);
@@ -239,6 +241,7 @@ TEST_F(Managers, AFragileModeTakesWhatItsFlagsSayAndBreaksOnAnythingElseWhichThe
         {"the context menu it survives", Everything, TRUE, WM_CONTEXTMENU, "", true, true},
         {"a click", Everything, TRUE, WM_LBUTTONDOWN, "End", false, true},
         {"a lost focus", Everything, TRUE, WM_KILLFOCUS, "End", false, true},
+        {"a resize", Everything, TRUE, WM_SIZE, "End", false, true},
         {"a mouse move", Everything, TRUE, WM_MOUSEMOVE, "", true, true},
     };
     Mode.Allow = FALSE;   // the click of the table starts no drag
