@@ -117,7 +117,9 @@ TEST_F(ChartDrawInfoTest, FontsFollowTheNormalFontAndTheReferenceContext)
         const LOGFONTW normal = FontOf(info.hFontNormal);
         EXPECT_STREQ(normal.lfFaceName, L"Arial");
         screenHeight = std::abs(normal.lfHeight);
-        for (const auto& [derived, face, angle] : {std::tuple{info.hFontRotate270.Get(), L"Arial", 2700},
+        for (const auto& [derived, face, angle] : {std::tuple{info.hFontRotate90.Get(), L"Arial", 900},
+                                                   {info.hFontRotate270.Get(), L"Arial", 2700},
+                                                   {info.hFontSymbol.Get(), L"Symbol", 0},
                                                    {info.hFontSymbolRotate90.Get(), L"Symbol", 900}}) {
             const LOGFONTW made = FontOf(derived);
             EXPECT_STREQ(made.lfFaceName, face);
