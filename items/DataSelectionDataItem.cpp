@@ -5,6 +5,7 @@
 #include "items/LapMarkersDataItem.h"
 #include "items/RTCTaskDataItem.h"
 #include "items/TraceDataItem.h"
+#include "scales/ValueToPixel.h"
 
 CDataSelectionDataItem::CDataSelectionDataItem(IQvxDataSelection* selection, CTaskDataItem* task, long index)
     : Selection(selection), Task(task), Index(index)
@@ -290,9 +291,7 @@ bool CRTCDataSelectionDataItem::UpdateWindow()
     // moves by whole columns only, forward as data arrive, never back while data trickle in
     // within the last column, and the newest data stay strictly inside the window.
     const qvx::time moved = WindowStart - old;
-    qvx::time columns = moved / column;
-    if (moved % column != 0 && moved < 0) --columns;
-    WindowStart = old + (columns + 1) * column;
+    WindowStart = old + (FloorDivide(moved, column) + 1) * column;
     WindowEnd = WindowStart + historic;
     return true;
 }

@@ -9,6 +9,7 @@
 #include "items/TaskDataItem.h"
 #include "items/TraceDataItem.h"
 #include "regions/PlotLayer.h"
+#include "scales/ValueToPixel.h"
 #include "statistics/RecordWalker.h"
 
 static_assert(sizeof(TracePoint) == sizeof(POINT) && offsetof(TracePoint, Y) == offsetof(POINT, y),
@@ -197,13 +198,8 @@ bool CLineTraceRegion::GetMapping(CMapping& m)
     m.B = (double(Bounds.bottom) * hi - double(Bounds.top) * lo) / (hi - lo);
     // Rounded down, also before time 0.
     const __int128 scaled = __int128(m.Start) * m.Width;
-    m.Column = scaled / m.Span;
-    __int128 offset = scaled % m.Span;
-    if (offset < 0) {
-        --m.Column;
-        offset += m.Span;
-    }
-    m.Offset = qvx::time(offset);
+    m.Column = FloorDivide<__int128>(scaled, m.Span);
+    m.Offset = qvx::time(scaled - m.Column * m.Span);
     return true;
 }
 
@@ -216,14 +212,10 @@ qvx::time CLineTraceRegion::CMapping::X(qvx::time time) const noexcept
     std::int64_t delta, product, result;
     if (!__builtin_sub_overflow(time, Start, &delta) && !__builtin_mul_overflow(delta, std::int64_t(Width), &product) &&
         !__builtin_add_overflow(product, Offset, &product)) {
-        std::int64_t columns = product / Span;
-        if (product % Span != 0 && product < 0) --columns;
-        if (!__builtin_add_overflow(columns, std::int64_t(Left), &result)) return result;
+        if (!__builtin_add_overflow(FloorDivide<std::int64_t>(product, Span), std::int64_t(Left), &result))
+            return result;
     }
-    const __int128 scaled = (__int128(time) - Start) * Width + Offset;
-    __int128 columns = scaled / Span;
-    if (scaled % Span != 0 && scaled < 0) --columns;
-    columns += Left;
+    const __int128 columns = FloorDivide<__int128>((__int128(time) - Start) * Width + Offset, Span) + Left;
     return columns > INT64_MAX ? INT64_MAX : columns < INT64_MIN ? INT64_MIN : qvx::time(columns);
 }
 

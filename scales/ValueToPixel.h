@@ -1,6 +1,6 @@
 #pragma once
-// The value-to-pixel map that the graph, the axes and the bars share, and the walk of a tick
-// series, both free of any device.
+// The value-to-pixel map that the graph, the axes and the bars share, the whole columns of a time
+// grid, and the walk of a tick series, all free of any device.
 #include <cmath>
 #include <cstdint>
 
@@ -16,6 +16,15 @@ inline int MapToPixel(int low, int high, double minimum, double maximum, double 
     const int result = static_cast<int>(pixel);
     if (rangeCheck && (result < low || result > high)) return -1;
     return result;
+}
+
+// `a / b` rounded down, for b > 0: times before a grid's origin fall into the column left of it,
+// as those after it do.
+template <class T>
+constexpr T FloorDivide(T a, T b) noexcept
+{
+    const T quotient = a / b;
+    return a % b != 0 && a < 0 ? quotient - 1 : quotient;
 }
 
 // Calls `visit` with start + i * step for i = 0, 1, ... while the value lies within minimum to
